@@ -1,0 +1,143 @@
+#pragma once
+
+#include "platform/LastError.h"
+#include "platform/Types.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+// File operations with the names, arguments, results and last errors of the Windows interface, on
+// POSIX. Paths are bytes, divided by '/'. A result of 0, false or INVALID_HANDLE_VALUE is a
+// failure with the reason in the last error: 2 for a missing file, 3 for a missing folder on the
+// way to it, 5 without the right, 112 on a full disk and so on (platform/LastError.h). A handle
+// belongs to one thread at a time.
+
+inline constexpr std::uint32_t GENERIC_READ = 0x80000000;
+inline constexpr std::uint32_t GENERIC_WRITE = 0x40000000;
+inline constexpr std::uint32_t FILE_SHARE_READ = 1;
+inline constexpr std::uint32_t FILE_SHARE_WRITE = 2;
+inline constexpr std::uint32_t CREATE_NEW = 1;
+inline constexpr std::uint32_t OPEN_EXISTING = 3;
+inline constexpr std::uint32_t TRUNCATE_EXISTING = 5;
+inline constexpr std::uint32_t FILE_ATTRIBUTE_DIRECTORY = 16;
+inline constexpr std::uint32_t FILE_ATTRIBUTE_NORMAL = 128;
+inline constexpr std::uint32_t FILE_FLAG_BACKUP_SEMANTICS = 0x02000000;
+inline constexpr std::uint32_t FILE_BEGIN = 0;
+inline constexpr std::uint32_t FILE_CURRENT = 1;
+inline constexpr std::uint32_t FILE_END = 2;
+inline constexpr std::uint32_t INVALID_SET_FILE_POINTER = 0xFFFFFFFF;
+inline constexpr std::uint32_t INVALID_FILE_SIZE = 0xFFFFFFFF;
+
+// Opens or creates a file, or opens a folder (FILE_FLAG_BACKUP_SEMANTICS, OPEN_EXISTING).
+//
+// Share mode 0 holds the file exclusively from here to CloseHandle: another open with share mode 0,
+// in this process or any other, fails at once with 32. Any other share mode takes no lock and
+// respects none. CREATE_NEW fails with 183 if the name exists; a new file appears under its name
+// already locked, and its creation time is later than any folder time that was seen before.
+// TRUNCATE_EXISTING empties the file once the lock is held and stamps it; an empty file stays as
+// it is. An exclusive open for writing first completes a rewrite that a dead process left half
+// done. Symbolic links, devices and pipes are refused with 5 under share mode 0.
+HANDLE CreateFileA(const char* path, std::uint32_t access, std::uint32_t shareMode,
+                   const void* securityAttributes, std::uint32_t disposition,
+                   std::uint32_t flagsAndAttributes, HANDLE templateFile);
+
+// After a failure the file is closed all the same; the handle is then to be closed once more, which
+// frees it. FindClose likewise.
+int CloseHandle(HANDLE handle);
+
+// Read or write at the handle's position, which moves on. *count says how many bytes went; a read
+// at the end of the file gives 0 bytes and success. A write moves all bytes or fails.
+int ReadFile(HANDLE file, void* buffer, std::uint32_t size, std::uint32_t* count, void* overlapped);
+int WriteFile(HANDLE file, const void* buffer, std::uint32_t size, std::uint32_t* count,
+              void* overlapped);
+
+// The new position's low 32 bits; INVALID_SET_FILE_POINTER on failure. distanceHigh may be null.
+std::uint32_t SetFilePointer(HANDLE file, std::int32_t distance, std::int32_t* distanceHigh,
+                             std::uint32_t method);
+
+// Cuts or extends the file at the handle's position. A file held exclusively is stamped.
+int SetEndOfFile(HANDLE file);
+
+// The length's low 32 bits, the high ones through sizeHigh, which may be null; INVALID_FILE_SIZE
+// on failure.
+std::uint32_t GetFileSize(HANDLE file, std::uint32_t* sizeHigh);
+
+// Replaces the whole content of a file that is held exclusively for writing, and stamps it. Name,
+// creation time and lock stay. A process that dies at any point leaves the old or the new content,
+// the half of it in the file `path~`, from which the next exclusive open completes it.
+// On failure the file still has its old content (the replacement could not be prepared) or is
+// empty (writing over the old content failed).
+int RewriteFile(HANDLE file, std::string_view content);
+
+// Times of an open file. Each pointer may be null; creation time as FIND_DATA has it.
+int GetFileTime(HANDLE file, FILETIME* creation, FILETIME* lastAccess, FILETIME* lastWrite);
+
+// Sets the last-write time; the two others must be null (87). A folder's time only moves forward:
+// an earlier or equal time is success without effect.
+int SetFileTime(HANDLE file, const FILETIME* creation, const FILETIME* lastAccess,
+                const FILETIME* lastWrite);
+
+enum GET_FILEEX_INFO_LEVELS
+{
+    GetFileExInfoStandard = 0
+};
+
+struct WIN32_FILE_ATTRIBUTE_DATA
+{
+    std::uint32_t dwFileAttributes = 0;
+    FILETIME ftCreationTime;
+    FILETIME ftLastAccessTime;
+    FILETIME ftLastWriteTime;
+    std::uint32_t nFileSizeHigh = 0;
+    std::uint32_t nFileSizeLow = 0;
+};
+
+// The attributes behind a path; one system call.
+int GetFileAttributesExA(const char* path, GET_FILEEX_INFO_LEVELS level, void* data);
+
+struct WIN32_FIND_DATA : WIN32_FILE_ATTRIBUTE_DATA
+{
+    char cFileName[260] = {};
+};
+
+// Searches a folder. The pattern is FOLDER/*, FOLDER/*SUFFIX or FOLDER/NAME; a suffix compares
+// without regard to ASCII case. The entries "." and ".." and names of more than 259 bytes never
+// match. The folder's names are listed whole, in one step, at FindFirstFileA, so that a rename at
+// the same time hides no entry; times and size are read as each entry is delivered, and an entry
+// that has gone since is passed over. Creation time is the file system's, or the last-write time
+// where it has none; GetEntryCreationTime tells more. Last error 2: nothing matches; 3: no such
+// folder; 18: no more entries.
+HANDLE FindFirstFileA(const char* pattern, WIN32_FIND_DATA* data);
+int FindNextFileA(HANDLE search, WIN32_FIND_DATA* data);
+int FindClose(HANDLE search);
+
+// The creation time of the entry that the search delivered last, as CreateFileA stamped it; on a
+// file that came otherwise, the file system's. It survives rewrites.
+FILETIME GetEntryCreationTime(HANDLE search, const WIN32_FIND_DATA& data);
+
+// The names in a folder, in no order, without "." and ".."; times and sizes are not read.
+int ListFolder(const char* path, std::vector<std::string>* names);
+
+// The same without the folders in it.
+int ListFiles(const char* path, std::vector<std::string>* names);
+
+// Renames without replacing: 183 if the target exists, 2 if the source is gone. Of two callers who
+// rename one source exactly one succeeds.
+int MoveFileA(const char* from, const char* to);
+
+// Renames and replaces an existing target in one step.
+int ReplaceFileA(const char* from, const char* to);
+
+int DeleteFileA(const char* path);
+
+// Makes one folder, not its parents: 183 if the name exists, 3 without the parent.
+int CreateDirectoryA(const char* path, const void* securityAttributes);
+
+// Whether rewrites, new files and removals by this process are flushed to the disk before they
+// count as done, which protects them from a power cut. Off at start. Set it before other threads
+// use the library.
+void SetFlushing(bool on) noexcept;
+
+// Writes everything that stands unflushed on the file system of the path to its disk.
+int FlushFileSystem(const char* path);

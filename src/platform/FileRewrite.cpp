@@ -1,0 +1,226 @@
+#include "platform/FileRewrite.h"
+
+#include "platform/FileStamp.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace
+{
+
+constexpr std::size_t kLargestRedo = std::size_t{1} << 30;
+
+// Ends a redo file. All parts are of the machine's own byte order: writer and repairer stand on
+// the same store, and a trailer that does not fit only means that the old content stays.
+struct RedoTrailer
+{
+    char magic[16];
+    std::uint64_t contentSize;
+    std::uint64_t checksum;
+};
+
+constexpr char kRedoMagic[16] = {'\n', 'c', 'o', 'n', 't', 'a', 'c', 't',
+                                 'm',  'g', 'r', '-', 'r', 'e', 'd', 'o'};
+
+std::uint64_t Checksum(std::string_view bytes)
+{
+    constexpr std::uint64_t kPrime = 0x9E3779B97F4A7C15;
+    std::uint64_t sum = bytes.size() * kPrime;
+    while (!bytes.empty()) {
+        std::uint64_t word = 0;
+        const std::size_t size = std::min(bytes.size(), sizeof(word));
+        std::memcpy(&word, bytes.data(), size);
+        sum = (sum ^ word) * kPrime;
+        sum ^= sum >> 29;
+        bytes.remove_prefix(size);
+    }
+    return sum;
+}
+
+std::string RedoPathOf(const COpenFile& file)
+{
+    return file.path + '~';
+}
+
+bool RemoveRedo(const char* path)
+{
+    return RetryInterrupted([&] { return CSystemCalls::Current().Unlink(path); }) == 0 ||
+           errno == ENOENT || FailWithErrno();
+}
+
+std::string RedoText(std::string_view content)
+{
+    RedoTrailer trailer = {};
+    std::memcpy(trailer.magic, kRedoMagic, sizeof(kRedoMagic));
+    trailer.contentSize = content.size();
+    trailer.checksum = Checksum(content);
+    std::string text;
+    text.reserve(content.size() + sizeof(trailer));
+    text.append(content);
+    text.append(reinterpret_cast<const char*>(&trailer), sizeof(trailer));
+    return text;
+}
+
+// Cuts the trailer off; false if the redo file is not complete.
+bool CheckRedo(std::string* text)
+{
+    RedoTrailer trailer = {};
+    if (text->size() < sizeof(trailer)) {
+        return false;
+    }
+    const std::size_t contentSize = text->size() - sizeof(trailer);
+    std::memcpy(&trailer, text->data() + contentSize, sizeof(trailer));
+    text->resize(contentSize);
+    return std::memcmp(trailer.magic, kRedoMagic, sizeof(kRedoMagic)) == 0 &&
+           trailer.contentSize == contentSize && trailer.checksum == Checksum(*text);
+}
+
+bool WriteRedo(const COpenFile& file, const char* path, std::string_view content)
+{
+    CSystemCalls& calls = CSystemCalls::Current();
+    const std::string text = RedoText(content);
+    CDescriptor redo(RetryInterrupted([&] {
+        return calls.Open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0660);
+    }));
+    if (!redo.IsOpen() || !WriteAll(redo.Get(), text, 0)) {
+        return FailWithErrno();
+    }
+    if (IsFlushing() && RetryInterrupted([&] { return calls.Sync(redo.Get()); }) != 0) {
+        return FailWithErrno();
+    }
+    if (!redo.Close()) {
+        return FailWithErrno();
+    }
+    return !IsFlushing() || SyncFolder(FolderOf(file.path).c_str()) || FailWithErrno();
+}
+
+bool Truncate(COpenFile& file, std::uint64_t size)
+{
+    if (RetryInterrupted([&] {
+            return CSystemCalls::Current().Truncate(file.descriptor, static_cast<off_t>(size));
+        }) != 0) {
+        return false;
+    }
+    file.size = size;
+    return true;
+}
+
+bool SyncIfFlushing(const COpenFile& file)
+{
+    return !IsFlushing() ||
+           RetryInterrupted([&] { return CSystemCalls::Current().Sync(file.descriptor); }) == 0;
+}
+
+bool Overwrite(COpenFile& file, std::string_view content)
+{
+    if (!WriteAll(file.descriptor, content, 0)) {
+        return FailWithErrno();
+    }
+    if (content.size() < file.size && !Truncate(file, content.size())) {
+        return FailWithErrno();
+    }
+    file.size = content.size();
+    return SyncIfFlushing(file) || FailWithErrno();
+}
+
+bool StampAndMoveFolder(const COpenFile& file)
+{
+    const std::string folder = FolderOf(file.path);
+    FILETIME stamp;
+    if (!StampFile(file.descriptor, folder.c_str(), &stamp)) {
+        return false;
+    }
+    WaitForStamp(stamp);
+    return MoveFolderTime(folder.c_str(), stamp);
+}
+
+// After a failed overwrite the content is neither old nor new. An empty file is the state that
+// everybody knows how to read; where even that fails, the redo file stays for the next open.
+void EmptyAfterFailure(COpenFile& file, const char* redoPath)
+{
+    const CKeepLastError keep;
+    if (Truncate(file, 0)) {
+        RemoveRedo(redoPath);
+        StampAndMoveFolder(file);
+    }
+}
+
+bool ReadRedo(const char* path, std::string* text, bool* found)
+{
+    CSystemCalls& calls = CSystemCalls::Current();
+    *found = false;
+    const CDescriptor redo(RetryInterrupted(
+        [&] { return calls.Open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0); }));
+    if (!redo.IsOpen()) {
+        return errno == ENOENT || FailWithErrno();
+    }
+    *found = true;
+    struct statx status = {};
+    if (RetryInterrupted([&] { return calls.Stat(redo.Get(), "", AT_EMPTY_PATH, &status); }) != 0) {
+        return FailWithErrno();
+    }
+    if (!S_ISREG(status.stx_mode) || status.stx_size > kLargestRedo) {
+        return true;
+    }
+    text->resize(status.stx_size);
+    return ReadAll(redo.Get(), text->data(), text->size(), 0) || FailWithErrno();
+}
+
+} // namespace
+
+bool RewriteOpenFile(COpenFile& file, std::string_view content)
+{
+    const std::string redoPath = RedoPathOf(file);
+    if (!WriteRedo(file, redoPath.c_str(), content)) {
+        const CKeepLastError keep;
+        RemoveRedo(redoPath.c_str());
+        return false;
+    }
+    if (!Overwrite(file, content)) {
+        EmptyAfterFailure(file, redoPath.c_str());
+        return false;
+    }
+    FILETIME stamp;
+    if (!StampFile(file.descriptor, FolderOf(file.path).c_str(), &stamp)) {
+        const CKeepLastError keep;
+        RemoveRedo(redoPath.c_str());
+        return false;
+    }
+    if (!RemoveRedo(redoPath.c_str())) {
+        return false;
+    }
+    WaitForStamp(stamp);
+    return true;
+}
+
+bool EmptyOpenFile(COpenFile& file)
+{
+    FILETIME stamp;
+    if (!Truncate(file, 0) || !SyncIfFlushing(file)) {
+        return FailWithErrno();
+    }
+    if (!RemoveRedo(RedoPathOf(file).c_str()) ||
+        !StampFile(file.descriptor, FolderOf(file.path).c_str(), &stamp)) {
+        return false;
+    }
+    WaitForStamp(stamp);
+    return true;
+}
+
+bool RepairOpenFile(COpenFile& file)
+{
+    const std::string redoPath = RedoPathOf(file);
+    std::string content;
+    bool found = false;
+    if (!ReadRedo(redoPath.c_str(), &content, &found)) {
+        return false;
+    }
+    if (!found) {
+        return true;
+    }
+    if (file.size > 0 && CheckRedo(&content) &&
+        !(Overwrite(file, content) && StampAndMoveFolder(file))) {
+        return false;
+    }
+    return RemoveRedo(redoPath.c_str());
+}

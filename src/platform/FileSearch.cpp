@@ -1,0 +1,262 @@
+#include "platform/FileStamp.h"
+#include "platform/OpenFile.h"
+
+#include <algorithm>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <new>
+
+#include <dirent.h>
+
+namespace
+{
+
+// A listing that fits the buffer is one system call, and a rename at the same time cannot hide an
+// entry from it. A listing that fills it is begun anew with a larger one, up to this size.
+constexpr std::size_t kFirstListBuffer = std::size_t{32} << 10;
+constexpr std::size_t kLargestListBuffer = std::size_t{256} << 20;
+constexpr std::size_t kLargestEntry = sizeof(struct dirent64);
+
+using EntryFunction = std::function<void(const char* name, unsigned char type)>;
+
+bool IsDotEntry(const char* name)
+{
+    return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
+}
+
+void ForEachEntry(const char* buffer, std::size_t size, const EntryFunction& function)
+{
+    for (std::size_t offset = 0; offset < size;) {
+        std::uint16_t length = 0;
+        const char* record = buffer + offset;
+        std::memcpy(&length, record + offsetof(struct dirent64, d_reclen), sizeof(length));
+        const auto type = static_cast<unsigned char>(record[offsetof(struct dirent64, d_type)]);
+        const char* name = record + offsetof(struct dirent64, d_name);
+        if (!IsDotEntry(name)) {
+            function(name, type);
+        }
+        offset += length;
+    }
+}
+
+ssize_t List(int folder, char* buffer, std::size_t size)
+{
+    return RetryInterrupted(
+        [&] { return CSystemCalls::Current().ListEntries(folder, buffer, size); });
+}
+
+// Gives false with errno set. The function sees no entry before the listing is known to be whole,
+// or too large to be taken whole.
+bool ListWhole(int folder, const EntryFunction& function)
+{
+    std::size_t capacity = kFirstListBuffer;
+    auto buffer = std::make_unique_for_overwrite<char[]>(capacity);
+    ssize_t filled = List(folder, buffer.get(), capacity);
+    while (filled > 0 && capacity - static_cast<std::size_t>(filled) < kLargestEntry &&
+           capacity < kLargestListBuffer) {
+        capacity *= 4;
+        buffer = std::make_unique_for_overwrite<char[]>(capacity);
+        if (CSystemCalls::Current().Rewind(folder) < 0) {
+            return false;
+        }
+        filled = List(folder, buffer.get(), capacity);
+    }
+    while (filled > 0) {
+        ForEachEntry(buffer.get(), static_cast<std::size_t>(filled), function);
+        filled = List(folder, buffer.get(), capacity);
+    }
+    return filled == 0;
+}
+
+char LowerAscii(char c)
+{
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+bool EndsWithIgnoringCase(std::string_view name, std::string_view suffix)
+{
+    return name.size() >= suffix.size() &&
+           std::equal(suffix.begin(), suffix.end(), name.end() - std::ssize(suffix),
+                      [](char left, char right) { return LowerAscii(left) == LowerAscii(right); });
+}
+
+// A folder being searched: the names that match, each ended by a zero, and how far they have been
+// delivered. A resource; FindClose ends it.
+struct CSearch
+{
+    explicit CSearch(int descriptor) : folder(descriptor) {}
+
+    CDescriptor folder;
+    std::string path;
+    std::string names;
+    std::size_t next = 0;
+};
+
+CSearch* SearchOf(HANDLE handle) noexcept
+{
+    if (handle == INVALID_HANDLE_VALUE || handle == HANDLE{0}) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return nullptr;
+    }
+    return reinterpret_cast<CSearch*>(static_cast<std::intptr_t>(handle));
+}
+
+int OpenFolder(const char* path)
+{
+    return RetryInterrupted(
+        [&] { return CSystemCalls::Current().Open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0); });
+}
+
+// Only a folder that is missing itself is 3 here, as the pattern's last part is no name of a file.
+bool FailToOpenFolder()
+{
+    const bool isMissing = errno == ENOENT;
+    FailWithErrno();
+    if (isMissing) {
+        SetLastError(ERROR_PATH_NOT_FOUND);
+    }
+    return false;
+}
+
+// Network file systems leave an entry's type to be asked for.
+bool IsFolderEntry(int folder, const char* name, unsigned char type)
+{
+    if (type != DT_UNKNOWN) {
+        return type == DT_DIR;
+    }
+    struct statx status = {};
+    return RetryInterrupted([&] {
+               return CSystemCalls::Current().Stat(folder, name, AT_SYMLINK_NOFOLLOW, &status);
+           }) == 0 &&
+           S_ISDIR(status.stx_mode);
+}
+
+bool ListEntries(const char* path, std::vector<std::string>* names, bool withFolders)
+{
+    const CDescriptor folder(OpenFolder(path));
+    if (!folder.IsOpen()) {
+        return FailToOpenFolder();
+    }
+    std::vector<std::string> found;
+    const auto collect = [&](const char* name, unsigned char type) {
+        if (withFolders || !IsFolderEntry(folder.Get(), name, type)) {
+            found.emplace_back(name);
+        }
+    };
+    if (!ListWhole(folder.Get(), collect)) {
+        return FailWithErrno();
+    }
+    *names = std::move(found);
+    return true;
+}
+
+bool CollectNames(CSearch& search, std::string_view pattern)
+{
+    const bool anyPrefix = pattern.starts_with('*');
+    const std::string_view suffix = anyPrefix ? pattern.substr(1) : pattern;
+    const auto collect = [&](const char* name, unsigned char) {
+        const std::string_view text(name);
+        const bool matches = anyPrefix ? EndsWithIgnoringCase(text, suffix) : text == pattern;
+        if (matches && text.size() < sizeof(WIN32_FIND_DATA::cFileName)) {
+            search.names.append(text).push_back('\0');
+        }
+    };
+    return ListWhole(search.folder.Get(), collect) || FailWithErrno();
+}
+
+bool DeliverNext(CSearch& search, WIN32_FIND_DATA* data)
+{
+    while (search.next < search.names.size()) {
+        const char* name = search.names.data() + search.next;
+        const std::size_t length = std::strlen(name);
+        search.next += length + 1;
+        struct statx status = {};
+        if (RetryInterrupted([&] {
+                return CSystemCalls::Current().Stat(
+                    search.folder.Get(), name, AT_SYMLINK_NOFOLLOW | AT_STATX_FORCE_SYNC, &status);
+            }) == 0) {
+            FillAttributes(status, data);
+            std::memcpy(data->cFileName, name, length + 1);
+            return true;
+        }
+        if (errno != ENOENT) {
+            return FailWithErrno();
+        }
+    }
+    SetLastError(ERROR_NO_MORE_FILES);
+    return false;
+}
+
+} // namespace
+
+HANDLE FindFirstFileA(const char* pattern, WIN32_FIND_DATA* data)
+try {
+    const std::string_view text = pattern;
+    const std::size_t slash = text.rfind('/');
+    const std::string folder = FolderOf(text);
+    auto search = std::make_unique<CSearch>(OpenFolder(folder.c_str()));
+    if (!search->folder.IsOpen()) {
+        FailToOpenFolder();
+        return INVALID_HANDLE_VALUE;
+    }
+    search->path = folder;
+    if (!CollectNames(*search, slash == std::string_view::npos ? text : text.substr(slash + 1))) {
+        return INVALID_HANDLE_VALUE;
+    }
+    if (!DeliverNext(*search, data)) {
+        if (GetLastError() == ERROR_NO_MORE_FILES) {
+            SetLastError(ERROR_FILE_NOT_FOUND);
+        }
+        return INVALID_HANDLE_VALUE;
+    }
+    return HANDLE{reinterpret_cast<std::intptr_t>(search.release())};
+} catch (const std::bad_alloc&) {
+    FailForMemory();
+    return INVALID_HANDLE_VALUE;
+}
+
+int FindNextFileA(HANDLE handle, WIN32_FIND_DATA* data)
+{
+    CSearch* search = SearchOf(handle);
+    return search != nullptr && DeliverNext(*search, data);
+}
+
+int FindClose(HANDLE handle)
+{
+    CSearch* search = SearchOf(handle);
+    if (search == nullptr) {
+        return 0;
+    }
+    if (search->folder.IsOpen() && !search->folder.Close()) {
+        return FailWithErrno();
+    }
+    delete search;
+    return 1;
+}
+
+FILETIME GetEntryCreationTime(HANDLE handle, const WIN32_FIND_DATA& data)
+try {
+    const CSearch* search = SearchOf(handle);
+    if (search == nullptr) {
+        return data.ftCreationTime;
+    }
+    const std::string path = search->path + '/' + data.cFileName;
+    return CreationTime(path.c_str(), data.ftCreationTime);
+} catch (const std::bad_alloc&) {
+    return data.ftCreationTime;
+}
+
+int ListFolder(const char* path, std::vector<std::string>* names)
+try {
+    return ListEntries(path, names, true);
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+int ListFiles(const char* path, std::vector<std::string>* names)
+try {
+    return ListEntries(path, names, false);
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}

@@ -1,0 +1,238 @@
+#include "platform/FileStamp.h"
+
+#include "platform/FileTime.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <chrono>
+#include <optional>
+#include <thread>
+
+#include <sys/file.h>
+
+namespace
+{
+
+constexpr const char* kCreationAttribute = "user.contact.btime";
+
+// All in units of 100 ns.
+constexpr std::uint64_t kFirstLead = 50;
+constexpr std::uint64_t kLongestWait = 1'000'000;
+constexpr std::uint64_t kSpinWait = 500;
+
+constexpr int kStampAttempts = 14;
+constexpr int kFolderLockAttempts = 100;
+
+std::uint64_t ClockCount()
+{
+    FILETIME now;
+    GetSystemTimeAsFileTime(&now);
+    return FileTimeToCount(now);
+}
+
+bool Stat(int folder, const char* path, int flags, struct statx* status)
+{
+    return RetryInterrupted(
+               [&] { return CSystemCalls::Current().Stat(folder, path, flags, status); }) == 0;
+}
+
+bool LastWriteOfOpen(int file, std::uint64_t* count)
+{
+    struct statx status = {};
+    if (!Stat(file, "", AT_EMPTY_PATH, &status)) {
+        return false;
+    }
+    *count = FileTimeToCount(FileTimeOf(status.stx_mtime));
+    return true;
+}
+
+bool LastWriteOfPath(const char* path, std::uint64_t* count)
+{
+    struct statx status = {};
+    if (!Stat(AT_FDCWD, path, AT_STATX_FORCE_SYNC, &status)) {
+        return false;
+    }
+    *count = FileTimeToCount(FileTimeOf(status.stx_mtime));
+    return true;
+}
+
+struct timespec TimespecOf(std::uint64_t count)
+{
+    std::int64_t seconds = 0;
+    std::uint32_t nanoseconds = 0;
+    FileTimeToUnix(FileTimeFromCount(count), &seconds, &nanoseconds);
+    return {.tv_sec = seconds, .tv_nsec = nanoseconds};
+}
+
+// Both times are always given: some FUSE file systems take "leave as it is" and store something
+// else.
+bool SetTimes(int file, const struct timespec& access, std::uint64_t lastWrite)
+{
+    const struct timespec times[2] = {access, TimespecOf(lastWrite)};
+    return RetryInterrupted([&] { return CSystemCalls::Current().SetTimes(file, times); }) == 0;
+}
+
+// Sets the stamp and gives what the file system made of it. One that keeps whole seconds only is
+// moved to the next second, so that the stamp is never behind the one that was meant.
+bool SetAndReadBack(int file, std::uint64_t wanted, std::uint64_t* stored)
+{
+    if (!SetTimes(file, TimespecOf(wanted), wanted) || !LastWriteOfOpen(file, stored)) {
+        return false;
+    }
+    if (*stored >= wanted) {
+        return true;
+    }
+    const std::uint64_t nextSecond =
+        (wanted / kFileTimeUnitsPerSecond + 1) * kFileTimeUnitsPerSecond;
+    return SetTimes(file, TimespecOf(nextSecond), nextSecond) && LastWriteOfOpen(file, stored);
+}
+
+// Serialises the writers of a folder's time. It is held for microseconds; whoever stopped while
+// holding it must not stop the others for ever.
+void LockFolder(int folder) noexcept
+{
+    CSystemCalls& calls = CSystemCalls::Current();
+    for (int attempt = 0; attempt < kFolderLockAttempts; ++attempt) {
+        if (RetryInterrupted([&] { return calls.Lock(folder, LOCK_EX | LOCK_NB); }) == 0 ||
+            errno != EWOULDBLOCK) {
+            return;
+        }
+        std::this_thread::sleep_for(std::chrono::microseconds(20 * (attempt + 1)));
+    }
+}
+
+std::optional<std::uint64_t> ParseCount(std::string_view text)
+{
+    std::uint64_t count = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), count);
+    if (error != std::errc() || end != text.data() + text.size()) {
+        return std::nullopt;
+    }
+    return count;
+}
+
+using AttributeText = std::array<char, 24>;
+
+std::optional<std::uint64_t> NotedCreation(ssize_t size, const AttributeText& text)
+{
+    if (size <= 0) {
+        return std::nullopt;
+    }
+    return ParseCount({text.data(), static_cast<std::size_t>(size)});
+}
+
+} // namespace
+
+FILETIME FileTimeOf(const struct statx_timestamp& time)
+{
+    return FileTimeFromUnix(time.tv_sec, time.tv_nsec);
+}
+
+FILETIME BirthTimeOf(const struct statx& status)
+{
+    return FileTimeOf((status.stx_mask & STATX_BTIME) != 0 ? status.stx_btime : status.stx_mtime);
+}
+
+bool StampFile(int file, const char* folder, FILETIME* stamp)
+{
+    std::uint64_t lead = kFirstLead;
+    std::uint64_t least = 0;
+    std::uint64_t stored = 0;
+    for (int attempt = 0; attempt < kStampAttempts; ++attempt) {
+        const std::uint64_t wanted = std::max(ClockCount() + lead, least);
+        std::uint64_t folderTime = 0;
+        if (!SetAndReadBack(file, wanted, &stored) || !LastWriteOfPath(folder, &folderTime)) {
+            return FailWithErrno();
+        }
+        if (folderTime < stored && ClockCount() < stored) {
+            break;
+        }
+        least = folderTime + 1;
+        lead *= 2;
+    }
+    *stamp = FileTimeFromCount(stored);
+    return true;
+}
+
+void WaitForStamp(const FILETIME& stamp) noexcept
+{
+    const std::uint64_t until = FileTimeToCount(stamp);
+    for (std::uint64_t now = ClockCount(); now < until; now = ClockCount()) {
+        const std::uint64_t rest = until - now;
+        if (rest > kLongestWait) {
+            return;
+        }
+        if (rest > kSpinWait) {
+            std::this_thread::sleep_for(std::chrono::nanoseconds(100 * (rest - kSpinWait)));
+        }
+    }
+}
+
+bool MoveFolderTime(int folder, const FILETIME& time)
+{
+    LockFolder(folder);
+    struct statx status = {};
+    bool moved = Stat(folder, "", AT_EMPTY_PATH, &status);
+    if (moved && FileTimeOf(status.stx_mtime) < time) {
+        const struct timespec access = {.tv_sec = status.stx_atime.tv_sec,
+                                        .tv_nsec = status.stx_atime.tv_nsec};
+        moved = SetTimes(folder, access, FileTimeToCount(time));
+    }
+    const int error = errno;
+    CSystemCalls::Current().Lock(folder, LOCK_UN);
+    errno = error;
+    return moved || FailWithErrno();
+}
+
+bool MoveFolderTime(const char* folder, const FILETIME& time)
+{
+    const CDescriptor descriptor(RetryInterrupted([&] {
+        return CSystemCalls::Current().Open(folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
+    }));
+    return descriptor.IsOpen() ? MoveFolderTime(descriptor.Get(), time) : FailWithErrno(folder);
+}
+
+bool SetLastWriteTime(int file, const FILETIME& time)
+{
+    const std::uint64_t count = FileTimeToCount(time);
+    return SetTimes(file, TimespecOf(count), count);
+}
+
+bool StampCreation(int file, const char* folder)
+{
+    std::uint64_t folderTime = 0;
+    if (!LastWriteOfPath(folder, &folderTime)) {
+        return FailWithErrno();
+    }
+    const std::uint64_t creation = std::max(ClockCount(), folderTime) + 1;
+    AttributeText text = {};
+    const char* end = std::to_chars(text.data(), text.data() + text.size(), creation).ptr;
+    const int result = RetryInterrupted([&] {
+        return CSystemCalls::Current().SetOpenAttribute(
+            file, kCreationAttribute, text.data(), static_cast<std::size_t>(end - text.data()));
+    });
+    return result == 0 || errno == EOPNOTSUPP || errno == EPERM || FailWithErrno();
+}
+
+FILETIME CreationTime(int file, const struct statx& status)
+{
+    AttributeText text = {};
+    const ssize_t size = RetryInterrupted([&] {
+        return CSystemCalls::Current().GetOpenAttribute(file, kCreationAttribute, text.data(),
+                                                        text.size());
+    });
+    const auto noted = NotedCreation(size, text);
+    return noted ? FileTimeFromCount(*noted) : BirthTimeOf(status);
+}
+
+FILETIME CreationTime(const char* path, const FILETIME& fallback)
+{
+    AttributeText text = {};
+    const ssize_t size = RetryInterrupted([&] {
+        return CSystemCalls::Current().GetAttribute(path, kCreationAttribute, text.data(),
+                                                    text.size());
+    });
+    const auto noted = NotedCreation(size, text);
+    return noted ? FileTimeFromCount(*noted) : fallback;
+}

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "platform/OpenFile.h"
+
+// A folder's last-write time is the version of what is stored in it, and a change is found by its
+// file's time being later than the version that somebody holds. Every version that anybody can
+// hold stood on the folder at some moment, and was then not later than the clock. So a file is
+// stamped a little ahead of the clock, and the stamp holds if the clock is still behind it once it
+// is on the file: then it is later than every version taken before the change could be seen. The
+// folder gets the stamp only after the clock has passed it.
+
+// Stamps an exclusively held file and reads the stamp back. False with the last error set.
+bool StampFile(int file, const char* folder, FILETIME* stamp);
+
+// Returns once the clock has passed the stamp; at once for one that lies far ahead, as after the
+// clock was set back.
+void WaitForStamp(const FILETIME& stamp) noexcept;
+
+// Moves an open folder's last-write time forward to the given one; an earlier or equal time is
+// success without effect. Concurrent calls leave the latest time.
+bool MoveFolderTime(int folder, const FILETIME& time);
+
+// The same by path.
+bool MoveFolderTime(const char* folder, const FILETIME& time);
+
+// Sets a file's last-write time as it is given. False with errno set.
+bool SetLastWriteTime(int file, const FILETIME& time);
+
+// Notes on a file that has just got its name when that was: a time later than every version that
+// was taken before. File systems without user attributes are passed over.
+bool StampCreation(int file, const char* folder);
+
+// The noted creation time, else the birth time, else the last-write time.
+FILETIME CreationTime(int file, const struct statx& status);
+FILETIME CreationTime(const char* path, const FILETIME& fallback);
+
+FILETIME FileTimeOf(const struct statx_timestamp& time);
+FILETIME BirthTimeOf(const struct statx& status);

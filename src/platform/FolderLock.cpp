@@ -1,0 +1,46 @@
+#include "platform/FolderLock.h"
+
+#include "platform/OpenFile.h"
+
+#include <new>
+#include <utility>
+
+#include <sys/file.h>
+
+bool CFolderLock::AcquireShared(const char* folder)
+{
+    return Acquire(folder, LOCK_SH);
+}
+
+bool CFolderLock::AcquireExclusive(const char* folder)
+{
+    return Acquire(folder, LOCK_EX);
+}
+
+bool CFolderLock::Acquire(const char* folder, int operation)
+try {
+    Release();
+    CSystemCalls& calls = CSystemCalls::Current();
+    CDescriptor descriptor(RetryInterrupted(
+        [&] { return calls.Open(folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0); }));
+    if (!descriptor.IsOpen()) {
+        return FailWithErrno(folder);
+    }
+    if (RetryInterrupted([&] { return calls.Lock(descriptor.Get(), operation | LOCK_NB); }) != 0) {
+        const bool isHeld = errno == EWOULDBLOCK;
+        FailWithErrno();
+        if (isHeld) {
+            SetLastError(ERROR_LOCK_VIOLATION);
+        }
+        return false;
+    }
+    m_descriptor = descriptor.Release();
+    return true;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+void CFolderLock::Release() noexcept
+{
+    const CDescriptor released(std::exchange(m_descriptor, -1));
+}

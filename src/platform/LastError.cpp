@@ -1,0 +1,122 @@
+#include "platform/LastError.h"
+
+#include <cerrno>
+
+namespace
+{
+
+thread_local std::uint32_t t_lastError = ERROR_SUCCESS;
+
+struct ErrnoRow
+{
+    int error;
+    std::uint32_t code;
+};
+
+constexpr ErrnoRow kErrnoTable[] = {
+    {ENOENT, ERROR_FILE_NOT_FOUND},
+    {ENOTDIR, ERROR_PATH_NOT_FOUND},
+    {EMFILE, ERROR_TOO_MANY_OPEN_FILES},
+    {ENFILE, ERROR_TOO_MANY_OPEN_FILES},
+    {EACCES, ERROR_ACCESS_DENIED},
+    {EPERM, ERROR_ACCESS_DENIED},
+    {EROFS, ERROR_ACCESS_DENIED},
+    {EISDIR, ERROR_ACCESS_DENIED},
+    {EBADF, ERROR_INVALID_HANDLE},
+    {ENOMEM, ERROR_NOT_ENOUGH_MEMORY},
+    {EXDEV, ERROR_NOT_SAME_DEVICE},
+    {EWOULDBLOCK, ERROR_SHARING_VIOLATION},
+    {ETXTBSY, ERROR_SHARING_VIOLATION},
+    {EOPNOTSUPP, ERROR_NOT_SUPPORTED},
+    {ENOSYS, ERROR_NOT_SUPPORTED},
+    {EINVAL, ERROR_INVALID_PARAMETER},
+    {ENOSPC, ERROR_DISK_FULL},
+    {ENOTEMPTY, ERROR_DIR_NOT_EMPTY},
+    {EBUSY, ERROR_BUSY},
+    {EEXIST, ERROR_ALREADY_EXISTS},
+    {ENAMETOOLONG, ERROR_FILENAME_EXCED_RANGE},
+    {EFBIG, ERROR_FILE_TOO_LARGE},
+    {EOVERFLOW, ERROR_FILE_TOO_LARGE},
+    {EINTR, ERROR_OPERATION_ABORTED},
+    {ESTALE, ERROR_FILE_INVALID},
+    {EIO, ERROR_IO_DEVICE},
+    {EDQUOT, ERROR_DISK_QUOTA_EXCEEDED},
+    {ELOOP, ERROR_CANT_RESOLVE_FILENAME},
+};
+
+struct TextRow
+{
+    std::uint32_t code;
+    const char* text;
+};
+
+constexpr TextRow kTextTable[] = {
+    {ERROR_SUCCESS, "no error"},
+    {ERROR_FILE_NOT_FOUND, "not found"},
+    {ERROR_PATH_NOT_FOUND, "folder not found"},
+    {ERROR_TOO_MANY_OPEN_FILES, "too many open files"},
+    {ERROR_ACCESS_DENIED, "access denied"},
+    {ERROR_INVALID_HANDLE, "invalid handle"},
+    {ERROR_NOT_ENOUGH_MEMORY, "out of memory"},
+    {ERROR_INVALID_DATA, "invalid data"},
+    {ERROR_NOT_SAME_DEVICE, "not on the same file system"},
+    {ERROR_NO_MORE_FILES, "no more files"},
+    {ERROR_GEN_FAILURE, "unexpected system failure"},
+    {ERROR_SHARING_VIOLATION, "in use by another program"},
+    {ERROR_LOCK_VIOLATION, "locked by another program"},
+    {ERROR_HANDLE_EOF, "unexpected end of file"},
+    {ERROR_NOT_SUPPORTED, "not supported"},
+    {ERROR_INVALID_PARAMETER, "invalid parameter"},
+    {ERROR_DISK_FULL, "disk full"},
+    {ERROR_INSUFFICIENT_BUFFER, "buffer too small"},
+    {ERROR_DIR_NOT_EMPTY, "folder not empty"},
+    {ERROR_BUSY, "busy"},
+    {ERROR_ALREADY_EXISTS, "exists already"},
+    {ERROR_FILENAME_EXCED_RANGE, "name too long"},
+    {ERROR_FILE_TOO_LARGE, "file too large"},
+    {ERROR_OPERATION_ABORTED, "operation interrupted"},
+    {ERROR_FILE_INVALID, "file changed underneath"},
+    {ERROR_IO_DEVICE, "input/output error"},
+    {ERROR_NOT_FOUND, "no store has it"},
+    {ERROR_ALREADY_INITIALIZED, "nothing new"},
+    {ERROR_DISK_QUOTA_EXCEEDED, "disk quota exceeded"},
+    {ERROR_CANT_RESOLVE_FILENAME, "too many symbolic links"},
+};
+
+} // namespace
+
+std::uint32_t GetLastError() noexcept
+{
+    return t_lastError;
+}
+
+void SetLastError(std::uint32_t code) noexcept
+{
+    t_lastError = code;
+}
+
+const char* LastErrorText(std::uint32_t code) noexcept
+{
+    for (const TextRow& row : kTextTable) {
+        if (row.code == code) {
+            return row.text;
+        }
+    }
+    return "unknown error";
+}
+
+std::uint32_t ErrorFromErrno(int error) noexcept
+{
+    for (const ErrnoRow& row : kErrnoTable) {
+        if (row.error == error) {
+            return row.code;
+        }
+    }
+    return ERROR_GEN_FAILURE;
+}
+
+bool FailForMemory() noexcept
+{
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return false;
+}

@@ -1,0 +1,235 @@
+#include "platform/FileApi.h"
+
+#include "platform/FileHandle.h"
+#include "support/ChildProcess.h"
+#include "support/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdio>
+#include <filesystem>
+#include <set>
+#include <thread>
+
+#include <sys/stat.h>
+
+namespace
+{
+
+HANDLE OpenExclusive(const std::string& path, std::uint32_t disposition)
+{
+    return CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, disposition,
+                       FILE_ATTRIBUTE_NORMAL, INVALID_HANDLE_VALUE);
+}
+
+HANDLE OpenFolder(const std::string& path)
+{
+    return CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE,
+                       FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                       FILE_FLAG_BACKUP_SEMANTICS, INVALID_HANDLE_VALUE);
+}
+
+std::uint64_t LastWriteOf(const std::string& path)
+{
+    WIN32_FILE_ATTRIBUTE_DATA data;
+    EXPECT_EQ(GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data), 1);
+    return FileTimeToCount(data.ftLastWriteTime);
+}
+
+std::multiset<std::string> Search(const std::string& pattern)
+{
+    std::multiset<std::string> names;
+    WIN32_FIND_DATA data;
+    const CFindHandle search(FindFirstFileA(pattern.c_str(), &data));
+    if (search.IsOpen()) {
+        do {
+            names.insert(data.cFileName);
+        } while (FindNextFileA(search.Get(), &data) != 0);
+        EXPECT_EQ(GetLastError(), ERROR_NO_MORE_FILES);
+    }
+    return names;
+}
+
+} // namespace
+
+TEST(FileApiTest, FailedOpensLeaveTheDocumentedCode)
+{
+    const CTempFolder folder;
+    folder.Write("file", "text");
+    std::filesystem::create_directory(folder / "folder");
+    std::filesystem::create_symlink(folder / "file", folder / "link");
+    ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
+    static const struct
+    {
+        const char *what, *name;
+        std::uint32_t disposition, code;
+    } kCases[] = {
+        {"missing file", "none", OPEN_EXISTING, ERROR_FILE_NOT_FOUND},
+        {"missing file, to be emptied", "none", TRUNCATE_EXISTING, ERROR_FILE_NOT_FOUND},
+        {"missing folder on the way", "none/file", OPEN_EXISTING, ERROR_PATH_NOT_FOUND},
+        {"missing folder for a new file", "none/file", CREATE_NEW, ERROR_PATH_NOT_FOUND},
+        {"a file on the way", "file/file", OPEN_EXISTING, ERROR_PATH_NOT_FOUND},
+        {"exclusive create of an existing file", "file", CREATE_NEW, ERROR_ALREADY_EXISTS},
+        {"a folder", "folder", OPEN_EXISTING, ERROR_ACCESS_DENIED},
+        {"a symbolic link", "link", OPEN_EXISTING, ERROR_ACCESS_DENIED},
+        {"a pipe, without hanging", "pipe", OPEN_EXISTING, ERROR_ACCESS_DENIED},
+        {"unknown disposition", "file", 9, ERROR_INVALID_PARAMETER},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.what);
+        SetLastError(ERROR_SUCCESS);
+        EXPECT_EQ(OpenExclusive(folder / c.name, c.disposition), INVALID_HANDLE_VALUE);
+        EXPECT_EQ(GetLastError(), c.code);
+    }
+    EXPECT_EQ(folder.Read("file"), "text");
+}
+
+TEST(FileApiTest, AnExclusiveFileIsHeldAgainstEverybodyUntilItIsClosed)
+{
+    const CTempFolder folder;
+    const std::string path = folder.Write("file", "text");
+    CFileHandle holder(OpenExclusive(path, OPEN_EXISTING));
+    ASSERT_TRUE(holder.IsOpen());
+    const auto isRefused = [&] {
+        return OpenExclusive(path, OPEN_EXISTING) == INVALID_HANDLE_VALUE &&
+               GetLastError() == ERROR_SHARING_VIOLATION &&
+               OpenExclusive(path, TRUNCATE_EXISTING) == INVALID_HANDLE_VALUE &&
+               GetLastError() == ERROR_SHARING_VIOLATION;
+    };
+    EXPECT_TRUE(isRefused()) << "same thread";
+    bool otherThread = false;
+    std::thread([&] { otherThread = isRefused(); }).join();
+    EXPECT_TRUE(otherThread);
+    EXPECT_TRUE(RunInChild(isRefused));
+    EXPECT_EQ(folder.Read("file"), "text") << "emptied before the lock was held";
+    holder.Reset();
+    EXPECT_TRUE(CFileHandle(OpenExclusive(path, OPEN_EXISTING)).IsOpen());
+}
+
+TEST(FileApiTest, ANewFileIsNeverLostToAPassingReader)
+{
+    const CTempFolder folder;
+    std::atomic<bool> isDone = false;
+    std::thread reader([&] {
+        WIN32_FIND_DATA data;
+        while (!isDone) {
+            const CFindHandle search(FindFirstFileA((folder / "*.vcf").c_str(), &data));
+            for (bool more = search.IsOpen(); more; more = FindNextFileA(search.Get(), &data)) {
+                const CFileHandle file(OpenExclusive(folder / data.cFileName, OPEN_EXISTING));
+            }
+        }
+    });
+    int failures = 0;
+    for (int number = 0; number < 500; ++number) {
+        const std::string path = folder / (std::to_string(number) + ".vcf");
+        failures += CFileHandle(OpenExclusive(path, CREATE_NEW)).IsOpen() ? 0 : 1;
+        std::filesystem::remove(path);
+    }
+    isDone = true;
+    reader.join();
+    EXPECT_EQ(failures, 0);
+}
+
+TEST(FileApiTest, RenamesReplaceNothing)
+{
+    const CTempFolder folder;
+    folder.Write("one", "1");
+    folder.Write("two", "2");
+    EXPECT_EQ(MoveFileA((folder / "one").c_str(), (folder / "two").c_str()), 0);
+    EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
+    EXPECT_EQ(MoveFileA((folder / "none").c_str(), (folder / "two").c_str()), 0);
+    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(MoveFileA((folder / "one").c_str(), (folder / "three").c_str()), 1);
+    EXPECT_EQ(folder.Read("two") + folder.Read("three"), "21");
+}
+
+TEST(FileApiTest, SearchesMatchNamesAsThePatternSays)
+{
+    const CTempFolder folder;
+    for (const char* name : {"a.vcf", "B.VCF", "c.vcf~", ".vcf", "d.nxt", "vcf"}) {
+        folder.Write(name, "");
+    }
+    using Names = std::multiset<std::string>;
+    EXPECT_EQ(Search(folder / "*.vcf"), (Names{"a.vcf", "B.VCF", ".vcf"}));
+    EXPECT_EQ(Search(folder / "*").size(), 6u);
+    EXPECT_EQ(Search(folder / "d.nxt"), Names{"d.nxt"});
+    EXPECT_EQ(Search(folder / "*.none"), Names{});
+    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(Search(folder / "none/*"), Names{});
+    EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
+}
+
+TEST(FileApiTest, ASearchSeesAnEntryThatIsBeingRenamedAmongThousands)
+{
+    const CTempFolder folder;
+    for (int number = 0; number < 3000; ++number) {
+        folder.Write(std::to_string(number) + ".vcf", "");
+    }
+    folder.Write("0.nxt", "");
+    std::atomic<bool> isDone = false;
+    std::thread renamer([&] {
+        for (int number = 0; !isDone; ++number) {
+            MoveFileA((folder / (std::to_string(number) + ".nxt")).c_str(),
+                      (folder / (std::to_string(number + 1) + ".nxt")).c_str());
+        }
+    });
+    int missed = 0;
+    std::vector<std::string> names;
+    for (int search = 0; search < 200; ++search) {
+        ListFolder(folder.Path().c_str(), &names);
+        missed += names.size() == 3001 ? 0 : 1;
+    }
+    isDone = true;
+    renamer.join();
+    EXPECT_EQ(missed, 0);
+}
+
+TEST(FileApiTest, AFoldersTimeOnlyMovesForward)
+{
+    const CTempFolder folder;
+    const std::uint64_t before = LastWriteOf(folder.Path());
+    const CFileHandle handle(OpenFolder(folder.Path()));
+    ASSERT_TRUE(handle.IsOpen());
+    const FILETIME later = FileTimeFromCount(before + 12345);
+    const FILETIME earlier = FileTimeFromCount(before + 12344);
+    EXPECT_EQ(SetFileTime(handle.Get(), nullptr, nullptr, &later), 1);
+    EXPECT_EQ(SetFileTime(handle.Get(), nullptr, nullptr, &earlier), 1);
+    EXPECT_EQ(LastWriteOf(folder.Path()), before + 12345);
+}
+
+TEST(FileApiTest, ANewFilesCreationTimeIsLaterThanEveryFolderTimeBeforeAndStays)
+{
+    const CTempFolder folder;
+    const CFileHandle folderHandle(OpenFolder(folder.Path()));
+    for (int number = 0; number < 50; ++number) {
+        const std::uint64_t version = LastWriteOf(folder.Path());
+        const CFileHandle file(OpenExclusive(folder / std::to_string(number), CREATE_NEW));
+        FILETIME created;
+        FILETIME written;
+        ASSERT_EQ(GetFileTime(file.Get(), &created, nullptr, nullptr), 1);
+        EXPECT_GT(FileTimeToCount(created), version);
+        ASSERT_EQ(RewriteFile(file.Get(), "text"), 1);
+        FILETIME rewritten;
+        ASSERT_EQ(GetFileTime(file.Get(), &rewritten, nullptr, &written), 1);
+        EXPECT_EQ(rewritten, created);
+        EXPECT_GT(written, created);
+        SetFileTime(folderHandle.Get(), nullptr, nullptr, &written);
+    }
+}
+
+TEST(FileApiTest, EveryStampIsLaterThanTheFoldersTimeThatWasSeenBeforeIt)
+{
+    const CTempFolder folder;
+    const CFileHandle file(OpenExclusive(folder / "file", CREATE_NEW));
+    const CFileHandle folderHandle(OpenFolder(folder.Path()));
+    FILETIME written;
+    for (int save = 0; save < 200; ++save) {
+        const std::uint64_t version = LastWriteOf(folder.Path());
+        ASSERT_EQ(RewriteFile(file.Get(), "text"), 1);
+        ASSERT_EQ(GetFileTime(file.Get(), nullptr, nullptr, &written), 1);
+        ASSERT_GT(FileTimeToCount(written), version);
+        ASSERT_EQ(SetFileTime(folderHandle.Get(), nullptr, nullptr, &written), 1);
+        ASSERT_GE(LastWriteOf(folder.Path()), FileTimeToCount(written));
+    }
+}
