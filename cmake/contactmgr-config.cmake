@@ -1,0 +1,23 @@
+# Programs that link the shared library need nothing more. The static one names GMime, which is
+# looked for only if the component `static` is asked for.
+include("${CMAKE_CURRENT_LIST_DIR}/contactmgr-shared.cmake")
+
+foreach(component IN LISTS contactmgr_FIND_COMPONENTS)
+    if(component STREQUAL "static")
+        include(CMakeFindDependencyMacro)
+        find_dependency(PkgConfig)
+        pkg_check_modules(CONTACTMGR_GMIME QUIET IMPORTED_TARGET gmime-3.0)
+        if(CONTACTMGR_GMIME_FOUND)
+            if(NOT TARGET PkgConfig::GMIME)
+                add_library(PkgConfig::GMIME ALIAS PkgConfig::CONTACTMGR_GMIME)
+            endif()
+            include("${CMAKE_CURRENT_LIST_DIR}/contactmgr-static.cmake")
+            set(contactmgr_static_FOUND TRUE)
+        else()
+            set(contactmgr_NOT_FOUND_MESSAGE "The static library needs GMime 3 (gmime-3.0).")
+        endif()
+    endif()
+    if(contactmgr_FIND_REQUIRED_${component} AND NOT contactmgr_${component}_FOUND)
+        set(contactmgr_FOUND FALSE)
+    endif()
+endforeach()
