@@ -1,0 +1,154 @@
+#include "core/CollatedContactEnumerator.h"
+
+#include "core/StoreFactories.h"
+#include "platform/LastError.h"
+
+#include <cstdint>
+#include <new>
+#include <utility>
+
+namespace
+{
+
+// The high half counts as signed.
+bool IsLater(const FILETIME& left, const FILETIME& right)
+{
+    return static_cast<std::int64_t>(FileTimeToCount(left)) >
+           static_cast<std::int64_t>(FileTimeToCount(right));
+}
+
+} // namespace
+
+CCollatedContactEnumerator::CCollatedContactEnumerator(const CContactPlgList& plugins)
+{
+    for (const CContactPlgOwner& plugin : plugins) {
+        std::unique_ptr<CContactPlg::CContactEnumerator> store(plugin->GetEnumerator());
+        if (store != nullptr) {
+            m_stores.AddTail(std::move(store));
+        }
+    }
+}
+
+CCollatedContactEnumerator::~CCollatedContactEnumerator()
+{
+    const CKeepLastError keep;
+    m_stores.RemoveAll();
+}
+
+bool CCollatedContactEnumerator::Start(const FILETIME* version, bool* changed)
+{
+    const FILETIME since = version == nullptr ? FILETIME() : *version;
+    {
+        const CKeepLastError keep;
+        Finish();
+    }
+    bool isNew = false;
+    if (!IsAnythingNew(since, &isNew)) {
+        return false;
+    }
+    if (changed != nullptr) {
+        *changed = isNew;
+    }
+    if (!isNew) {
+        return true;
+    }
+    if (!OpenAll()) {
+        return false;
+    }
+    m_position = m_stores.GetHeadPosition();
+    return true;
+}
+
+bool CCollatedContactEnumerator::IsAnythingNew(const FILETIME& version, bool* isNew)
+{
+    for (const auto& store : m_stores) {
+        bool isStoreNew = false;
+        if (!store->Start(&version, &isStoreNew)) {
+            return false;
+        }
+        if (isStoreNew) {
+            *isNew = true;
+            return true;
+        }
+    }
+    return true;
+}
+
+bool CCollatedContactEnumerator::OpenAll()
+{
+    for (const auto& store : m_stores) {
+        if (!store->IsStarted() && !store->Start(nullptr, nullptr)) {
+            return false;
+        }
+        const FILETIME version = store->GetVersion();
+        if (IsLater(version, m_version)) {
+            m_version = version;
+        }
+    }
+    return true;
+}
+
+bool CCollatedContactEnumerator::MoveNext()
+try {
+    while (m_position != nullptr) {
+        CContactPlg::CContactEnumerator& store = *m_stores.GetAt(m_position);
+        m_isFound = m_isFound || FindShown(store);
+        if (m_isFound) {
+            Remember(*store.GetCurrent());
+            m_isFound = false;
+            return true;
+        }
+        m_stores.GetNext(m_position);
+    }
+    return false;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+// A store that found no memory for its current contact has none to give; the walk goes on behind
+// it.
+bool CCollatedContactEnumerator::FindShown(CContactPlg::CContactEnumerator& store) const
+{
+    while (store.MoveNext()) {
+        CContact* contact = store.GetCurrent();
+        if (contact != nullptr && IsShown(*contact)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool CCollatedContactEnumerator::IsShown(CContact& contact) const
+{
+    if (!contact.IsReadOnly()) {
+        return true;
+    }
+    const CContactEmailList& emails = contact.GetEmails();
+    return !emails.IsEmpty() &&
+           !m_seen.contains(std::string_view(emails.GetHead().GetAddress().RawAddress()));
+}
+
+void CCollatedContactEnumerator::Remember(CContact& contact)
+{
+    for (const CContactEmail& email : std::as_const(contact.GetEmails())) {
+        m_seen.emplace(email.GetAddress().RawAddress());
+    }
+}
+
+CContact* CCollatedContactEnumerator::GetCurrent()
+{
+    return m_position == nullptr || m_isFound ? nullptr : m_stores.GetAt(m_position)->GetCurrent();
+}
+
+bool CCollatedContactEnumerator::Finish()
+{
+    m_position = nullptr;
+    m_isFound = false;
+    m_seen.clear();
+    for (const auto& store : m_stores) {
+        if (!store->Finish()) {
+            return false;
+        }
+    }
+    return true;
+}

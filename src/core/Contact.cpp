@@ -1,0 +1,120 @@
+#include "core/Contact.h"
+
+#include "platform/LastError.h"
+#include "server/MemoryDebugging.h"
+
+#include <new>
+
+namespace
+{
+
+bool Refuse()
+{
+    SetLastError(ERROR_NOT_SUPPORTED);
+    return false;
+}
+
+// The assignment copies first and swaps then, so that a list may replace itself, and one that
+// cannot be copied leaves the old one.
+template <class List>
+bool Replace(List& list, const List& with)
+try {
+    list = with;
+    return true;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CopyOut(const std::u16string& name, std::u16string* out)
+try {
+    if (out == nullptr) {
+        return false;
+    }
+    *out = name;
+    return true;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+} // namespace
+
+void* CContact::operator new(std::size_t size) noexcept
+{
+    return CMemoryDebugging::TraceAllocate(size, "NoFileInfo", 0);
+}
+
+void CContact::operator delete(void* memory) noexcept
+{
+    CMemoryDebugging::TraceDeallocate(memory);
+}
+
+bool CContact::Save()
+{
+    return Refuse();
+}
+
+bool CContact::SetEmails(const CContactEmailList& emails)
+{
+    return Replace(m_emails, emails);
+}
+
+bool CContact::SetAddresses(const CContactAddrList& addresses)
+{
+    return Replace(m_addresses, addresses);
+}
+
+bool CContact::SetTelephones(const CContactTelList& telephones)
+{
+    return Replace(m_telephones, telephones);
+}
+
+bool CContact::SetIMs(const CContactIMList& ims)
+{
+    return Replace(m_ims, ims);
+}
+
+bool CContact::GetFirstName(std::u16string* name)
+{
+    return CopyOut(m_firstName, name);
+}
+
+bool CContact::GetLastName(std::u16string* name)
+{
+    return CopyOut(m_lastName, name);
+}
+
+bool CContact::SupportsProperty(const CContactProperty& /*property*/)
+{
+    return true;
+}
+
+bool CContact::SetProperty(const CContactProperty& /*property*/, std::u16string /*value*/)
+{
+    return Refuse();
+}
+
+bool CContact::SetProperty(const CContactProperty& /*property*/, std::uint32_t /*value*/)
+{
+    return Refuse();
+}
+
+bool CContact::SetProperty(const CContactProperty& /*property*/, bool /*value*/)
+{
+    return Refuse();
+}
+
+bool CContact::SetProperty(const CContactProperty& property, const char16_t* value)
+try {
+    if (value == nullptr) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return false;
+    }
+    return SetProperty(property, std::u16string(value));
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CContact::FromString(const std::string& /*text*/)
+{
+    return Refuse();
+}

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "core/ContactPlg.h"
+#include "core/StoreFactories.h"
+
+#include <cstddef>
+#include <span>
+#include <string>
+
+class CMailbox;
+
+// What stands behind a CContactMgr, and what its operations say holds here too, except that these
+// throw std::bad_alloc where a copy of an argument finds no memory. A resource.
+class CContactMgrImpl
+{
+public:
+    // Makes the stores that the mailbox enables from the table, which is not kept. One whose
+    // factory gives null is left out. Leaves the last error alone.
+    CContactMgrImpl(CMailbox& mailbox, std::span<const StoreFactory> factories);
+    ~CContactMgrImpl();
+    CContactMgrImpl(const CContactMgrImpl&) = delete;
+    CContactMgrImpl& operator=(const CContactMgrImpl&) = delete;
+
+    // `new` gives null when memory is exhausted.
+    static void* operator new(std::size_t size) noexcept;
+    static void operator delete(void* memory) noexcept;
+
+    bool OpenContact(const ContactMgr::CContactId& id, CContact** contact);
+    CContact* CreateContact(CContact* contact);
+    bool DeleteContact(const ContactMgr::CContactId& id);
+    bool ChangesSince(const std::string& pluginType, FILETIME since, FILETIME* version,
+                      ContactMgr::CContactIdList* deleted, ContactMgr::CContactIdList* changed,
+                      ContactMgr::CContactIdList* created);
+    std::string GetPermanentPluginType() const;
+    CContactPlg::CContactEnumerator* GetEnumerator() const;
+
+private:
+    std::uint32_t ReadMask() const;
+    CContactPlg* FindOwner(const ContactMgr::CContactId& id) const;
+
+    CMailbox& m_mailbox;
+    CContactPlgList m_plugins;
+    CContactPlg* m_permanent = nullptr; // one of the stores, or null
+};

@@ -1,0 +1,88 @@
+#pragma once
+
+#include "core/Contact.h"
+#include "core/ContactId.h"
+#include "platform/Types.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+// Walks items, and tells first whether there is anything new since a version that the caller
+// holds. A version is opaque: a caller keeps the one that a walk gave and hands it back to the next
+// Start. A resource, destroyed through its destructor, which also finishes it; used by one thread
+// at a time. False leaves its reason in the last error; 8 means exhausted memory.
+template <class Item, class Version>
+class CVersionedEnumerator
+{
+public:
+    CVersionedEnumerator() = default;
+    CVersionedEnumerator(const CVersionedEnumerator&) = delete;
+    CVersionedEnumerator& operator=(const CVersionedEnumerator&) = delete;
+    virtual ~CVersionedEnumerator() = default;
+
+    // Begins anew, whatever was open. With a version that is still the present one *changed becomes
+    // false, nothing opens, and the result is true. Else *changed becomes true and the walk is
+    // open, with no current item yet. A null version opens without asking. Both pointers may be
+    // null. A store that does not exist yet is no failure: true, no change.
+    virtual bool Start(const Version* version, bool* changed) = 0;
+    virtual bool IsStarted() = 0;
+    // Closes the walk and destroys the current item; true if nothing is open. False leaves it open.
+    virtual bool Finish() = 0;
+    // What the last Start arrived at; Finish does not touch it.
+    virtual Version GetVersion() = 0;
+    // True with the next item current, the one before it destroyed; false at the end, on failure,
+    // and with no walk open.
+    virtual bool MoveNext() = 0;
+    // The current item, which stays the enumerator's until the next MoveNext, Finish or Start; to
+    // be asked for only after a MoveNext that gave true.
+    virtual Item* GetCurrent() = 0;
+};
+
+// A contact store. Its factory makes it and leaves a way to release it (core/StoreFactories.h); it
+// ends after all that came from it.
+class CContactPlg
+{
+public:
+    class CContactEnumerator : public CVersionedEnumerator<CContact, FILETIME>
+    {
+    public:
+        // `new` gives null when memory is exhausted.
+        static void* operator new(std::size_t size) noexcept;
+        static void operator delete(void* memory) noexcept;
+    };
+
+    static void* operator new(std::size_t size) noexcept;
+    static void operator delete(void* memory) noexcept;
+
+    // The store's type: the namespace of its identifiers.
+    virtual std::string GetPluginType() = 0;
+    virtual bool OwnsContact(ContactMgr::CContactId id) = 0;
+
+    // In-out: on success the object behind *contact, if any, is destroyed, and the new contact,
+    // which is the caller's, takes its place. A null `contact` only asks whether it opens. After
+    // failure *contact is as it was. False with no code for another store's identifier.
+    virtual bool OpenContact(ContactMgr::CContactId id, CContact** contact) = 0;
+
+    // Makes a contact, which is the caller's, or gives null. The template may be null, and is only
+    // read: its supported properties and its four lists are copied.
+    virtual CContact* CreateContact(CContact* contact);
+
+    virtual bool DeleteContact(ContactMgr::CContactId id);
+
+    // Appends the identifiers of the contacts deleted, changed and created after `since`, and gives
+    // the store's version, to be handed in as `since` the next time.
+    virtual bool ChangesSince(FILETIME since, FILETIME* version,
+                              ContactMgr::CContactIdList* deleted,
+                              ContactMgr::CContactIdList* changed,
+                              ContactMgr::CContactIdList* created);
+
+    // A new enumerator, the caller's; null when memory is exhausted. It ends before the store.
+    virtual CContactEnumerator* GetEnumerator() = 0;
+
+protected:
+    CContactPlg() = default;
+    CContactPlg(const CContactPlg&) = delete;
+    CContactPlg& operator=(const CContactPlg&) = delete;
+    ~CContactPlg() = default;
+};
