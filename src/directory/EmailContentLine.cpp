@@ -1,0 +1,78 @@
+#include "directory/EmailContentLine.h"
+
+#include "directory/Refusal.h"
+#include "directory/TypeParameter.h"
+#include "platform/LastError.h"
+#include "server/Rfc822Address.h"
+
+#include <new>
+
+namespace VCardUtils
+{
+namespace
+{
+
+constexpr char kCommentName[] = "X-COMMENT";
+
+} // namespace
+
+CEmailContentLine::CEmailContentLine(const CContactEmail& email) : CContentLine("EMAIL")
+{
+    SetEmail(email);
+}
+
+CEmailContentLine::CEmailContentLine(std::string group, DirectoryUtils::CParameters parameters,
+                                     std::u16string value)
+    : CContentLine(std::move(group), "EMAIL", std::move(parameters), {})
+{
+    m_email.SetType(ReadTypeMask(GetParameters(), kEmailTypes));
+    CEmailContentLine::SetMainValue(std::move(value));
+    DirectoryUtils::CParameterValues* comment = nullptr;
+    if (GetParameters().Lookup(kCommentName, comment) && !comment->IsEmpty()) {
+        m_email.GetAddress().SetComment(comment->GetHead().c_str());
+    }
+}
+
+bool CEmailContentLine::SetEmail(const CContactEmail& email)
+try {
+    m_email = email;
+    std::u16string address;
+    return UpdateParameters() && Utf8ToWideLossy(m_email.GetAddress().RawAddress(), &address) &&
+           CContentLine::SetMainValue(std::move(address));
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CEmailContentLine::SetMainValue(std::u16string value)
+try {
+    const std::uint32_t lastError = GetLastError();
+    if (!CContentLine::SetMainValue(std::move(value))) {
+        return false;
+    }
+    std::string text;
+    CRfc822Address address;
+    // Parse stops at a zero, and half of a value is not its address.
+    if (!AppendUtf8(GetMainValue(), &text) || text.find('\0') != text.npos ||
+        !address.Parse(text.c_str())) {
+        return DirectoryUtils::Refuse(lastError);
+    }
+    return m_email.SetAddress(std::move(address));
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CEmailContentLine::UpdateParameters()
+{
+    const std::u16string_view comment = m_email.GetAddress().GetComment();
+    if (!comment.empty()) {
+        DirectoryUtils::CParameterValues* values = Parameters().FindOrAdd(kCommentName);
+        if (values == nullptr) {
+            return false;
+        }
+        values->RemoveAll();
+        values->AddTail(std::u16string(comment));
+    }
+    return WriteTypeMask(&Parameters(), kEmailTypes, m_email.GetType());
+}
+
+} // namespace VCardUtils

@@ -1,0 +1,44 @@
+#include "directory/IMContentLine.h"
+
+#include "directory/TypeParameter.h"
+#include "platform/LastError.h"
+
+#include <new>
+
+namespace VCardUtils
+{
+
+CIMContentLine::CIMContentLine(const CContactIM& im) : CContentLine("IMPP")
+{
+    SetIM(im);
+}
+
+CIMContentLine::CIMContentLine(std::string group, DirectoryUtils::CParameters parameters,
+                               std::u16string value)
+    : CContentLine(std::move(group), "IMPP", std::move(parameters), {})
+{
+    m_im.SetType(ReadTypeMask(GetParameters(), kIMTypes));
+    CIMContentLine::SetMainValue(std::move(value));
+}
+
+bool CIMContentLine::SetIM(const CContactIM& im)
+try {
+    m_im = im;
+    return UpdateTypeParameter() && CContentLine::SetMainValue(m_im.GetAddress());
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CIMContentLine::SetMainValue(std::u16string value)
+try {
+    return CContentLine::SetMainValue(std::move(value)) && m_im.SetAddress(GetMainValue());
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CIMContentLine::UpdateTypeParameter()
+{
+    return WriteTypeMask(&Parameters(), kIMTypes, m_im.GetType());
+}
+
+} // namespace VCardUtils

@@ -1,0 +1,56 @@
+#include "directory/TelephoneContentLine.h"
+
+#include "directory/Refusal.h"
+#include "directory/TypeParameter.h"
+#include "platform/LastError.h"
+
+#include <new>
+
+namespace VCardUtils
+{
+
+CTelephoneContentLine::CTelephoneContentLine(const CContactTel& telephone) : CContentLine("TEL")
+{
+    SetTelephone(telephone);
+}
+
+CTelephoneContentLine::CTelephoneContentLine(std::string group,
+                                             DirectoryUtils::CParameters parameters,
+                                             std::u16string value)
+    : CContentLine(std::move(group), "TEL", std::move(parameters), {})
+{
+    m_telephone.SetType(ReadTypeMask(GetParameters(), kTelephoneTypes));
+    CTelephoneContentLine::SetMainValue(std::move(value));
+}
+
+bool CTelephoneContentLine::SetTelephone(const CContactTel& telephone)
+try {
+    m_telephone = telephone;
+    std::u16string number;
+    return UpdateTypeParameter() && Utf8ToWideLossy(m_telephone.GetNumber(), &number) &&
+           CContentLine::SetMainValue(std::move(number));
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CTelephoneContentLine::SetMainValue(std::u16string value)
+try {
+    const std::uint32_t lastError = GetLastError();
+    std::string number;
+    if (!CContentLine::SetMainValue(std::move(value))) {
+        return false;
+    }
+    if (!AppendUtf8(GetMainValue(), &number)) {
+        return DirectoryUtils::Refuse(lastError);
+    }
+    return m_telephone.SetNumber(std::move(number));
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CTelephoneContentLine::UpdateTypeParameter()
+{
+    return WriteTypeMask(&Parameters(), kTelephoneTypes, m_telephone.GetType());
+}
+
+} // namespace VCardUtils

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "directory/ContentLine.h"
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+// The "TYPE" parameter of the lines whose entries have a type mask. In each table value number i
+// stands for bit 1 << i, in the case and order in which the values are written.
+namespace VCardUtils
+{
+
+using CTypeTable = std::span<const std::string_view>;
+
+inline constexpr std::string_view kAddressTypes[] = {"dom",  "intl", "postal", "parcel",
+                                                     "home", "work", "pref"};
+inline constexpr std::string_view kEmailTypes[] = {"internet", "x400", "pref"};
+inline constexpr std::string_view kIMTypes[] = {"PERSONAL", "BUSINESS", "HOME",
+                                                "WORK",     "MOBILE",   "PREF"};
+// Old files have their bits in this order, which is not that of RFC 2426.
+inline constexpr std::string_view kTelephoneTypes[] = {
+    "home",  "work",          "pref",       "voice",   "fax",    "msg", "cell",
+    "pager", "car",           "isdn",       "bbs",     "modem",  "pcs", "video",
+    "x-tdd", "x-switchboard", "x-callback", "x-radio", "x-telex"};
+
+// The bits of the line's "TYPE" values, ASCII case ignored. A value may be a quoted list,
+// TYPE="home,work". Unknown values are passed over; without the parameter the mask is 0.
+std::uint32_t ReadTypeMask(const DirectoryUtils::CParameters& parameters, CTypeTable table);
+
+// Replaces the "TYPE" values by those of the mask; bits that the table lacks are passed over. A
+// mask of 0 adds no parameter and empties one that is there. False, last error 8, without memory.
+bool WriteTypeMask(DirectoryUtils::CParameters* parameters, CTypeTable table, std::uint32_t mask);
+
+} // namespace VCardUtils
