@@ -34,7 +34,7 @@ inline constexpr std::uint32_t INVALID_FILE_SIZE = 0xFFFFFFFF;
 // Share mode 0 holds the file exclusively from here to CloseHandle: another open with share mode 0,
 // in this process or any other, fails at once with 32. Any other share mode takes no lock and
 // respects none. CREATE_NEW fails with 183 if the name exists; a new file appears under its name
-// already locked, and its creation time is later than any folder time that was seen before.
+// already locked.
 // TRUNCATE_EXISTING empties the file once the lock is held and stamps it; an empty file stays as
 // it is. An exclusive open for writing first completes a rewrite that a dead process left half
 // done. Symbolic links, devices and pipes are refused with 5 under share mode 0.
@@ -64,13 +64,14 @@ int SetEndOfFile(HANDLE file);
 std::uint32_t GetFileSize(HANDLE file, std::uint32_t* sizeHigh);
 
 // Replaces the whole content of a file that is held exclusively for writing, and stamps it. Name,
-// creation time and lock stay. A process that dies at any point leaves the old or the new content,
-// the half of it in the file `path~`, from which the next exclusive open completes it.
-// On failure the file still has its old content (the replacement could not be prepared) or is
-// empty (writing over the old content failed).
+// lock and creation time stay; that of a file that was empty becomes the moment before its stamp. A
+// process that dies at any point leaves the old or the new content, the half of it in the file
+// `path~`, from which the next exclusive open completes it. On failure the file still has its old
+// content (the replacement could not be prepared) or is empty (writing over the old content
+// failed).
 int RewriteFile(HANDLE file, std::string_view content);
 
-// Times of an open file. Each pointer may be null; creation time as FIND_DATA has it.
+// Times of an open file. Each pointer may be null; creation time as GetEntryCreationTime tells it.
 int GetFileTime(HANDLE file, FILETIME* creation, FILETIME* lastAccess, FILETIME* lastWrite);
 
 // Sets the last-write time; the two others must be null (87). A folder's time only moves forward:
@@ -112,8 +113,8 @@ HANDLE FindFirstFileA(const char* pattern, WIN32_FIND_DATA* data);
 int FindNextFileA(HANDLE search, WIN32_FIND_DATA* data);
 int FindClose(HANDLE search);
 
-// The creation time of the entry that the search delivered last, as CreateFileA stamped it; on a
-// file that came otherwise, the file system's. It survives rewrites.
+// The creation time of the entry that the search delivered last: when RewriteFile gave the file its
+// first content; for a file that came otherwise, what the entry says.
 FILETIME GetEntryCreationTime(HANDLE search, const WIN32_FIND_DATA& data);
 
 // The names in a folder, in no order, without "." and ".."; times and sizes are not read.

@@ -1,5 +1,4 @@
 #include "platform/FileRewrite.h"
-#include "platform/FileStamp.h"
 #include "platform/OpenFile.h"
 
 #include <chrono>
@@ -92,10 +91,8 @@ bool CreateThenLock(COpenFile& file)
 bool CreateExclusive(COpenFile& file)
 {
     bool isSupported = true;
-    if (!CreateLocked(file, &isSupported) && (isSupported || !CreateThenLock(file))) {
-        return FailWithErrno(file.path.c_str());
-    }
-    return StampCreation(file.descriptor, FolderOf(file.path).c_str());
+    return CreateLocked(file, &isSupported) || (!isSupported && CreateThenLock(file)) ||
+           FailWithErrno(file.path.c_str());
 }
 
 bool CheckRegularFile(COpenFile& file)

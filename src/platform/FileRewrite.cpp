@@ -170,6 +170,7 @@ bool ReadRedo(const char* path, std::string* text, bool* found)
 
 bool RewriteOpenFile(COpenFile& file, std::string_view content)
 {
+    const bool isFirstContent = file.size == 0;
     const std::string redoPath = RedoPathOf(file);
     if (!WriteRedo(file, redoPath.c_str(), content)) {
         const CKeepLastError keep;
@@ -181,7 +182,8 @@ bool RewriteOpenFile(COpenFile& file, std::string_view content)
         return false;
     }
     FILETIME stamp;
-    if (!StampFile(file.descriptor, FolderOf(file.path).c_str(), &stamp)) {
+    if (!StampFile(file.descriptor, FolderOf(file.path).c_str(), &stamp) ||
+        (isFirstContent && !NoteCreation(file.descriptor, stamp))) {
         const CKeepLastError keep;
         RemoveRedo(redoPath.c_str());
         return false;

@@ -199,15 +199,11 @@ bool SetLastWriteTime(int file, const FILETIME& time)
     return SetTimes(file, TimespecOf(count), count);
 }
 
-bool StampCreation(int file, const char* folder)
+bool NoteCreation(int file, const FILETIME& stamp)
 {
-    std::uint64_t folderTime = 0;
-    if (!LastWriteOfPath(folder, &folderTime)) {
-        return FailWithErrno();
-    }
-    const std::uint64_t creation = std::max(ClockCount(), folderTime) + 1;
     AttributeText text = {};
-    const char* end = std::to_chars(text.data(), text.data() + text.size(), creation).ptr;
+    const char* end =
+        std::to_chars(text.data(), text.data() + text.size(), FileTimeToCount(stamp) - 1).ptr;
     const int result = RetryInterrupted([&] {
         return CSystemCalls::Current().SetOpenAttribute(
             file, kCreationAttribute, text.data(), static_cast<std::size_t>(end - text.data()));

@@ -26,9 +26,10 @@ bool MoveFolderTime(const char* folder, const FILETIME& time);
 // Sets a file's last-write time as it is given. False with errno set.
 bool SetLastWriteTime(int file, const FILETIME& time);
 
-// Notes on a file that has just got its name when that was: a time later than every version that
-// was taken before. File systems without user attributes are passed over.
-bool StampCreation(int file, const char* folder);
+// Notes on a file when its first content came: right before the stamp of that content. So it is not
+// earlier than any version that was taken before, and earlier than the folder's time from then on.
+// File systems without user attributes are passed over.
+bool NoteCreation(int file, const FILETIME& stamp);
 
 // The noted creation time, else the birth time, else the last-write time.
 FILETIME CreationTime(int file, const struct statx& status);

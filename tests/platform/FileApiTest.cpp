@@ -198,21 +198,23 @@ TEST(FileApiTest, AFoldersTimeOnlyMovesForward)
     EXPECT_EQ(LastWriteOf(folder.Path()), before + 12345);
 }
 
-TEST(FileApiTest, ANewFilesCreationTimeIsLaterThanEveryFolderTimeBeforeAndStays)
+TEST(FileApiTest, TheCreationTimeIsThatOfTheFirstContentAndStays)
 {
     const CTempFolder folder;
     const CFileHandle folderHandle(OpenFolder(folder.Path()));
     for (int number = 0; number < 50; ++number) {
-        const std::uint64_t version = LastWriteOf(folder.Path());
         const CFileHandle file(OpenExclusive(folder / std::to_string(number), CREATE_NEW));
+        const std::uint64_t version = LastWriteOf(folder.Path());
         FILETIME created;
         FILETIME written;
-        ASSERT_EQ(GetFileTime(file.Get(), &created, nullptr, nullptr), 1);
-        EXPECT_GT(FileTimeToCount(created), version);
+        FILETIME kept;
         ASSERT_EQ(RewriteFile(file.Get(), "text"), 1);
-        FILETIME rewritten;
-        ASSERT_EQ(GetFileTime(file.Get(), &rewritten, nullptr, &written), 1);
-        EXPECT_EQ(rewritten, created);
+        ASSERT_EQ(GetFileTime(file.Get(), &created, nullptr, &written), 1);
+        EXPECT_GE(FileTimeToCount(created), version);
+        EXPECT_EQ(FileTimeToCount(created), FileTimeToCount(written) - 1);
+        ASSERT_EQ(RewriteFile(file.Get(), "other text"), 1);
+        ASSERT_EQ(GetFileTime(file.Get(), &kept, nullptr, &written), 1);
+        EXPECT_EQ(kept, created);
         EXPECT_GT(written, created);
         SetFileTime(folderHandle.Get(), nullptr, nullptr, &written);
     }
