@@ -1,0 +1,199 @@
+#include "pab/ContactNumber.h"
+
+#include "pab/PABContact.h"
+#include "platform/FileHandle.h"
+#include "server/FileSystem.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace
+{
+
+constexpr std::uint32_t kFirstCounter = 2;
+constexpr std::uint32_t kNumberLimit = 0x7FFFFFFF;
+
+// Others may claim numbers while a folder is searched; the counter is then a little further on.
+constexpr std::uint32_t kRenamesPerSearch = 1024;
+constexpr int kSearches = 1000;
+
+// A listing may miss an entry that is being renamed, on file systems that list in pieces.
+constexpr int kListingsUntilMissing = 10;
+
+// The number that this thread expects to be next, so that making many contacts in one folder does
+// not list it every time. Only a hint: the rename decides.
+struct CounterHint
+{
+    std::string folder;
+    std::uint32_t next = 0;
+};
+thread_local CounterHint t_hint;
+
+std::string CounterName(std::uint32_t number)
+{
+    std::array<char, 16> name = {};
+    std::snprintf(name.data(), name.size(), "%08x.nxt", number);
+    return name.data();
+}
+
+std::string CounterPath(const std::string& folder, std::uint32_t number)
+{
+    return folder + '/' + CounterName(number);
+}
+
+enum class Search
+{
+    Found,
+    Nothing,
+    Failed
+};
+
+// Walks what matches a suffix; the function sees every file's name.
+template <class Function>
+Search ForEachFile(const std::string& folder, const char* suffix, Function function)
+{
+    WIN32_FIND_DATA entry;
+    const std::string pattern = folder + "/*" + suffix;
+    const CFindHandle search(FindFirstFileA(pattern.c_str(), &entry));
+    if (!search.IsOpen()) {
+        const std::uint32_t error = GetLastError();
+        return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ? Search::Nothing
+                                                                              : Search::Failed;
+    }
+    do {
+        if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
+            function(entry.cFileName);
+        }
+    } while (FindNextFileA(search.Get(), &entry) != 0);
+    return GetLastError() == ERROR_NO_MORE_FILES ? Search::Found : Search::Failed;
+}
+
+// The highest counter. A file whose name is not written like a counter's is not the store's.
+Search FindCounter(const std::string& folder, std::uint32_t* number)
+{
+    bool isThere = false;
+    const Search result = ForEachFile(folder, ".nxt", [&](const char* name) {
+        const auto counter = static_cast<std::uint32_t>(std::strtoul(name, nullptr, 16));
+        if (CounterName(counter) == name) {
+            *number = isThere ? std::max(*number, counter) : counter;
+            isThere = true;
+        }
+    });
+    return result == Search::Found && !isThere ? Search::Nothing : result;
+}
+
+// The highest contact number that was ever used; 0 in a folder without contacts.
+Search FindHighestContact(const std::string& folder, std::uint32_t* number)
+{
+    *number = 0;
+    return ForEachFile(folder, ".vcf", [&](const char* name) {
+        const ContactMgr::CContactId id = CPABContact::FileNameToContactId(name);
+        if (CPABContact::ContactIdToFileName(id) == name && id.ToNumber() < kNumberLimit) {
+            *number = std::max(*number, id.ToNumber());
+        }
+    });
+}
+
+bool CreateCounter(const std::string& folder, std::uint32_t number)
+{
+    CFileHandle file(CFileSystem::CreateFileA(CounterPath(folder, number).c_str(),
+                                              GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                                              FILE_ATTRIBUTE_NORMAL, INVALID_HANDLE_VALUE));
+    return file.IsOpen() && file.Close();
+}
+
+// Moves on from `next` to the first counter that is there. False with last error 2 if none of them
+// was, else with the rename's.
+bool ClaimFrom(const std::string& folder, std::uint32_t next, std::uint32_t* claimed)
+{
+    for (std::uint32_t tries = 0; tries < kRenamesPerSearch; ++tries, ++next) {
+        if (next >= kNumberLimit) {
+            SetLastError(ERROR_INVALID_PARAMETER);
+            return false;
+        }
+        if (MoveFileA(CounterPath(folder, next).c_str(), CounterPath(folder, next + 1).c_str()) !=
+            0) {
+            *claimed = next;
+            t_hint.folder = folder;
+            t_hint.next = next + 1;
+            return true;
+        }
+        if (GetLastError() != ERROR_FILE_NOT_FOUND) {
+            return false;
+        }
+    }
+    return false;
+}
+
+// Makes the counter of a folder that has none. False leaves last error 183 where another caller
+// was faster.
+bool StartCounter(const std::string& folder, std::uint32_t highestContact, std::uint32_t* claimed)
+{
+    const std::uint32_t number = highestContact + 1;
+    if (number >= kNumberLimit) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return false;
+    }
+    if (!CreateCounter(folder, number + 1)) {
+        return false;
+    }
+    // A counter that was made and moved on since the search makes this one a second.
+    std::uint32_t counter = number + 1;
+    if (FindCounter(folder, &counter) == Search::Found && counter != number + 1) {
+        DeleteFileA(CounterPath(folder, number + 1).c_str());
+        SetLastError(ERROR_ALREADY_EXISTS);
+        return false;
+    }
+    *claimed = number;
+    return true;
+}
+
+// One search and what follows from it. False with last error 2 or 183 is worth another try.
+bool SearchAndClaim(const std::string& folder, std::uint32_t* claimed)
+{
+    std::uint32_t highestContact = 0;
+    for (int listing = 0; listing < kListingsUntilMissing; ++listing) {
+        std::uint32_t counter = 0;
+        const Search search = FindCounter(folder, &counter);
+        if (search == Search::Found) {
+            return ClaimFrom(folder, counter, claimed);
+        }
+        if (search == Search::Failed ||
+            FindHighestContact(folder, &highestContact) == Search::Failed) {
+            return false;
+        }
+        if (highestContact == 0) {
+            break;
+        }
+    }
+    return StartCounter(folder, highestContact, claimed);
+}
+
+bool IsWorthAnotherTry()
+{
+    return GetLastError() == ERROR_FILE_NOT_FOUND || GetLastError() == ERROR_ALREADY_EXISTS;
+}
+
+} // namespace
+
+std::uint32_t ClaimContactNumber(const std::string& folder)
+{
+    std::uint32_t claimed = 0;
+    if (t_hint.folder == folder && ClaimFrom(folder, t_hint.next, &claimed)) {
+        return claimed;
+    }
+    for (int search = 0; search < kSearches; ++search) {
+        if (SearchAndClaim(folder, &claimed)) {
+            // Number 0 means no number; a counter that stood there has been moved on.
+            if (claimed != 0) {
+                return claimed;
+            }
+        } else if (!IsWorthAnotherTry()) {
+            return 0;
+        }
+    }
+    return 0;
+}

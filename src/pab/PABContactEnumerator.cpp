@@ -1,0 +1,105 @@
+#include "pab/PABContactEnumerator.h"
+
+#include "core/ContactProperties.h"
+#include "server/FileSystem.h"
+
+#include <new>
+#include <utility>
+
+namespace
+{
+
+bool IsMissing(std::uint32_t error)
+{
+    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
+}
+
+} // namespace
+
+CPABContactEnumerator::CPABContactEnumerator(const std::string& rootDirectory)
+    : m_rootDirectory(rootDirectory)
+{}
+
+CPABContactEnumerator::~CPABContactEnumerator()
+{
+    CPABContactEnumerator::Finish();
+}
+
+bool CPABContactEnumerator::Start(const FILETIME* version, bool* changed)
+try {
+    Finish();
+    WIN32_FILE_ATTRIBUTE_DATA folder;
+    if (CFileSystem::GetFileAttributesExA(m_rootDirectory.c_str(), GetFileExInfoStandard,
+                                          &folder) == 0) {
+        if (!IsMissing(GetLastError())) {
+            return false;
+        }
+        if (changed != nullptr) {
+            *changed = false;
+        }
+        return true;
+    }
+    m_version = folder.ftLastWriteTime;
+    if (version != nullptr && changed != nullptr) {
+        *changed = m_version > *version;
+        if (!*changed) {
+            return true;
+        }
+    }
+    m_search = CFindHandle(FindFirstFileA((m_rootDirectory + "/*.vcf").c_str(), &m_entry));
+    m_isFirstPending = true;
+    return m_search.IsOpen() || IsMissing(GetLastError());
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CPABContactEnumerator::Finish()
+{
+    if (!m_search.Close()) {
+        return false;
+    }
+    m_current.reset();
+    return true;
+}
+
+bool CPABContactEnumerator::MoveNext()
+try {
+    if (!m_search.IsOpen()) {
+        return false;
+    }
+    while (std::exchange(m_isFirstPending, false) || FindNextFileA(m_search.Get(), &m_entry) != 0) {
+        const bool isCandidate =
+            m_entry.nFileSizeLow != 0 && (m_entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+        if (isCandidate && OpenEntry()) {
+            return true;
+        }
+    }
+    return false;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CPABContactEnumerator::OpenEntry()
+{
+    m_current.reset();
+    // A copy such as "80000000 (1).vcf" must not show the contact 80000000.vcf a second time.
+    const ContactMgr::CContactId id = CPABContact::FileNameToContactId(m_entry.cFileName);
+    const std::string fileName = CPABContact::ContactIdToFileName(id);
+    if (!(CContactProperty(fileName.c_str()) == CContactProperty(m_entry.cFileName))) {
+        return false;
+    }
+    std::unique_ptr<CPABContact> contact(new CPABContact);
+    if (contact == nullptr) {
+        throw std::bad_alloc();
+    }
+    SetLastError(ERROR_SUCCESS);
+    if (!contact->Open(m_rootDirectory.c_str(), id.ToNumber())) {
+        // Any other contact that does not open is passed over; this one would open another time.
+        if (GetLastError() == ERROR_NOT_ENOUGH_MEMORY) {
+            throw std::bad_alloc();
+        }
+        return false;
+    }
+    m_current = std::move(contact);
+    return true;
+}

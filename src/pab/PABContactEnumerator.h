@@ -1,0 +1,43 @@
+#pragma once
+
+#include "core/ContactPlg.h"
+#include "pab/PABContact.h"
+#include "platform/FileHandle.h"
+
+#include <memory>
+#include <string>
+
+// Walks the contact files of an address book folder and offers each as an open contact, in the
+// order of the directory search. A file that does not open, because somebody holds it, because it
+// is damaged or because it is no contact, is passed over and stays as it is. The version is the
+// folder's last-write time; a poll costs one look at the folder and opens nothing.
+//
+// The current contact is held exclusively while it lives, and one that was changed is saved when
+// the walk moves on. A resource; used by one thread at a time.
+class CPABContactEnumerator : public CContactPlg::CContactEnumerator
+{
+public:
+    // The string stays the plug-in's, which must outlive the enumerator.
+    explicit CPABContactEnumerator(const std::string& rootDirectory);
+    ~CPABContactEnumerator() override;
+
+    // A folder that does not exist, or has no contact file, is no failure: true, and nothing to
+    // walk. Last errors otherwise as the file operation left them; 8 when memory is exhausted.
+    bool Start(const FILETIME* version, bool* changed) override;
+    bool IsStarted() override { return m_search.IsOpen(); }
+    bool Finish() override;
+    FILETIME GetVersion() override { return m_version; }
+    // False at the end of the folder and on an error of its listing alike.
+    bool MoveNext() override;
+    CContact* GetCurrent() override { return m_current.get(); }
+
+private:
+    bool OpenEntry();
+
+    const std::string& m_rootDirectory;
+    FILETIME m_version;
+    CFindHandle m_search;
+    bool m_isFirstPending = true;
+    WIN32_FIND_DATA m_entry;
+    std::unique_ptr<CPABContact> m_current;
+};

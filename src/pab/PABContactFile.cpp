@@ -1,0 +1,351 @@
+#include "pab/PABContact.h"
+
+#include "directory/AddressContentLine.h"
+#include "directory/EmailContentLine.h"
+#include "directory/IMContentLine.h"
+#include "directory/NameContentLine.h"
+#include "directory/TelephoneContentLine.h"
+#include "pab/PABContactLines.h"
+#include "pab/TextLines.h"
+#include "platform/FileTime.h"
+#include "server/FileSystem.h"
+#include "server/FunctionDebugging.h"
+
+#include <array>
+#include <charconv>
+#include <cstdio>
+#include <limits>
+#include <new>
+#include <utility>
+
+using DirectoryUtils::CContentLine;
+
+namespace
+{
+
+constexpr std::uint32_t kMaxLineLength = 75;
+constexpr const char* kRevisionLine = "REV";
+constexpr std::int32_t kLargestWriteCount = std::numeric_limits<std::int32_t>::max();
+
+} // namespace
+
+std::uint32_t ReverseBits(std::uint32_t value) noexcept
+{
+    std::uint32_t reversed = 0;
+    for (int bit = 0; bit < 32; ++bit) {
+        reversed = reversed * 2 + (value & 1);
+        value >>= 1;
+    }
+    return reversed;
+}
+
+CPABContact::CPABContact() = default;
+
+CPABContact::~CPABContact()
+{
+    Save();
+}
+
+std::string CPABContact::ContactIdToFileName(const ContactMgr::CContactId& id)
+{
+    const CFunctionDebugging scope("CPABContact::ContactIdToFileName");
+    std::array<char, 16> name = {};
+    std::snprintf(name.data(), name.size(), "%08x.vcf", ReverseBits(id.ToNumber()));
+    return name.data();
+}
+
+ContactMgr::CContactId CPABContact::FileNameToContactId(const std::string& fileName)
+{
+    const CFunctionDebugging scope("CPABContact::FileNameToContactId");
+    std::uint32_t reversed = 0;
+    const char* end = fileName.data() + fileName.size();
+    if (std::from_chars(fileName.data(), end, reversed, 16).ec == std::errc::result_out_of_range) {
+        reversed = std::numeric_limits<std::uint32_t>::max();
+    }
+    return {kPluginType, ReverseBits(reversed)};
+}
+
+void CPABContact::SetLocation(const char* rootDirectory, std::uint32_t number)
+{
+    m_rootDirectory = rootDirectory;
+    m_id = ContactMgr::CContactId(kPluginType, number);
+    m_filePath = m_rootDirectory + '/' + ContactIdToFileName(m_id);
+}
+
+bool CPABContact::OpenFile(std::uint32_t disposition)
+{
+    m_file.Reset(CFileSystem::CreateFileA(m_filePath.c_str(), GENERIC_READ | GENERIC_WRITE, 0,
+                                          nullptr, disposition, FILE_ATTRIBUTE_NORMAL,
+                                          INVALID_HANDLE_VALUE));
+    return m_file.IsOpen();
+}
+
+bool CPABContact::Open(const char* rootDirectory, std::uint32_t number)
+try {
+    const CFunctionDebugging scope("CPABContact::Open");
+    if (rootDirectory == nullptr || number == 0) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return false;
+    }
+    SetLocation(rootDirectory, number);
+    return OpenFile(OPEN_EXISTING) && Read();
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CPABContact::Create(const char* rootDirectory, std::uint32_t number)
+try {
+    const CFunctionDebugging scope("CPABContact::Create");
+    if (rootDirectory == nullptr || number == 0) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return false;
+    }
+    SetLocation(rootDirectory, number);
+    if (!OpenFile(CREATE_NEW) &&
+        (GetLastError() != ERROR_PATH_NOT_FOUND || !OpenFile(CREATE_NEW))) {
+        return false;
+    }
+    AddLine(NewLine<VCardUtils::CNameContentLine>());
+    AddLine(NewLine<CContentLine>("FN"));
+    AddLine(NewLine<CContentLine>("VERSION")).SetMainValue(u"3.0");
+    return true;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CPABContact::Delete(const char* rootDirectory, std::uint32_t number)
+try {
+    const CFunctionDebugging scope("CPABContact::Delete");
+    if (rootDirectory == nullptr || number == 0) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return false;
+    }
+    m_file.Reset();
+    SetLocation(rootDirectory, number);
+    if (!OpenFile(TRUNCATE_EXISTING)) {
+        return false;
+    }
+    TouchRootDir();
+    return m_file.Close();
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CPABContact::Save()
+try {
+    const CFunctionDebugging scope("CPABContact::Save");
+    if (!m_isDirty) {
+        return true;
+    }
+    if (!Write()) {
+        return false;
+    }
+    m_isDirty = false;
+    return true;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+ContactMgr::CContactId CPABContact::GetId()
+try {
+    return m_id;
+} catch (const std::bad_alloc&) {
+    FailForMemory();
+    return {};
+}
+
+std::string CPABContact::GetPluginType()
+{
+    return kPluginType;
+}
+
+bool CPABContact::GetModifiedTime(FILETIME* time)
+{
+    return CFileSystem::GetFileTime(m_file.Get(), nullptr, nullptr, time) == 1;
+}
+
+bool CPABContact::SetEmails(const CContactEmailList& emails)
+{
+    m_isDirty = true;
+    return CContact::SetEmails(emails);
+}
+
+bool CPABContact::SetAddresses(const CContactAddrList& addresses)
+{
+    m_isDirty = true;
+    return CContact::SetAddresses(addresses);
+}
+
+bool CPABContact::SetTelephones(const CContactTelList& telephones)
+{
+    m_isDirty = true;
+    return CContact::SetTelephones(telephones);
+}
+
+bool CPABContact::SetIMs(const CContactIMList& ims)
+{
+    m_isDirty = true;
+    return CContact::SetIMs(ims);
+}
+
+bool CPABContact::Read()
+{
+    const CFunctionDebugging scope("CPABContact::Read");
+    CTextLines lines;
+    if (!ReadContentLines(&lines) || !HasVCardEnvelope(lines)) {
+        return false;
+    }
+    if (!ParseContentLines(lines) || !LinesHaveValue("PROFILE", u"VCARD") ||
+        !LinesHaveValue("VERSION", u"3.0")) {
+        return false;
+    }
+    TakeNames();
+    return true;
+}
+
+bool CPABContact::ReadContentLines(CTextLines* lines)
+{
+    const CFunctionDebugging scope("CPABContact::ReadContentLines");
+    std::uint32_t sizeHigh = 0;
+    const std::uint32_t size = GetFileSize(m_file.Get(), &sizeHigh);
+    if (sizeHigh != 0 || size > kMaxFileBytes) {
+        SetLastError(ERROR_FILE_TOO_LARGE);
+        return false;
+    }
+    std::string text(size, '\0');
+    std::uint32_t count = 0;
+    if (ReadFile(m_file.Get(), text.data(), size, &count, nullptr) == 0 || count < size) {
+        return false;
+    }
+    return ReadContentLines(lines, std::move(text));
+}
+
+bool CPABContact::ReadContentLines(CTextLines* lines, std::string text)
+{
+    const CFunctionDebugging scope("CPABContact::ReadContentLines");
+    lines->Assign(std::move(text));
+    return true;
+}
+
+bool CPABContact::ParseContentLines(const CTextLines& lines)
+{
+    const CFunctionDebugging scope("CPABContact::ParseContentLines");
+    // The first and the last are the envelope.
+    for (std::size_t index = 1; index + 1 < lines.Lines().size(); ++index) {
+        ParseContentLine(lines.Lines()[index]);
+    }
+    return true;
+}
+
+void CPABContact::ParseContentLine(std::string_view text)
+{
+    std::string group;
+    std::string name;
+    DirectoryUtils::CParameters parameters;
+    std::u16string value;
+    if (!CContentLine::Parse(text, &group, &name, &parameters, &value)) {
+        return;
+    }
+    if (name == "EMAIL") {
+        const VCardUtils::CEmailContentLine line(std::move(group), std::move(parameters),
+                                                 std::move(value));
+        GetEmails().AddTail(line.GetEmail());
+    } else if (name == "N") {
+        AddLine(NewLine<VCardUtils::CNameContentLine>(std::move(group), std::move(parameters),
+                                                      std::move(value)));
+    } else if (name == "ADR") {
+        const VCardUtils::CAddressContentLine line(std::move(group), std::move(parameters),
+                                                   std::move(value));
+        GetAddresses().AddTail(line.GetAddress());
+    } else if (name == "TEL") {
+        const VCardUtils::CTelephoneContentLine line(std::move(group), std::move(parameters),
+                                                     std::move(value));
+        GetTelephones().AddTail(line.GetTelephone());
+    } else if (name == "IMPP") {
+        const VCardUtils::CIMContentLine line(std::move(group), std::move(parameters),
+                                              std::move(value));
+        GetIMs().AddTail(line.GetIM());
+    } else {
+        AddLine(NewLine<CContentLine>(std::move(group), std::move(name), std::move(parameters),
+                                      std::move(value)));
+    }
+}
+
+bool CPABContact::LinesHaveValue(const char* name, std::u16string_view value) const
+{
+    for (POSITION position = m_lines.Find(name); position != nullptr;
+         position = m_lines.Find(name, position)) {
+        if (!EqualsIgnoringCase(m_lines.GetAt(position)->GetMainValue(), value)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void CPABContact::TakeNames()
+{
+    if (const VCardUtils::CNameContentLine* name = GetName()) {
+        m_firstName = name->GetGivenName();
+        m_lastName = name->GetFamilyName();
+    }
+}
+
+bool CPABContact::Write()
+{
+    const CFunctionDebugging scope("CPABContact::Write");
+    RenewRevision();
+    RaiseWriteCounter();
+    std::string text = kVCardBegin;
+    if (!ForEachLine(
+            [&](const CContentLine& line) { return line.AppendFolded(&text, kMaxLineLength); })) {
+        return false;
+    }
+    text += kVCardEnd;
+    if (RewriteFile(m_file.Get(), text) == 0) {
+        return false;
+    }
+    TouchRootDir();
+    return true;
+}
+
+void CPABContact::RenewRevision()
+{
+    const std::string revision = GenerateRevValue();
+    FindOrAddLine(kRevisionLine).SetMainValue({revision.begin(), revision.end()});
+}
+
+void CPABContact::RaiseWriteCounter()
+{
+    CContentLine& line = FindOrAddLine(kWriteCounterLine);
+    const std::int32_t count = ToNumber(line.GetMainValue());
+    const std::string next = std::to_string(count < kLargestWriteCount ? count + 1 : count);
+    line.SetMainValue({next.begin(), next.end()});
+}
+
+std::string CPABContact::GenerateRevValue()
+{
+    const CFunctionDebugging scope("CPABContact::GenerateRevValue");
+    SYSTEMTIME now;
+    GetSystemTime(&now);
+    std::array<char, 48> text = {};
+    std::snprintf(text.data(), text.size(), "%04d-%02d-%02dT%02d:%02d:%02dZ", now.wYear, now.wMonth,
+                  now.wDay, now.wHour, now.wMinute, now.wSecond);
+    return text.data();
+}
+
+bool CPABContact::TouchRootDir()
+{
+    const CFunctionDebugging scope("CPABContact::TouchRootDir");
+    const CKeepLastError keep;
+    FILETIME lastWrite;
+    if (CFileSystem::GetFileTime(m_file.Get(), nullptr, nullptr, &lastWrite) == 0) {
+        return false;
+    }
+    const CFileHandle folder(CFileSystem::CreateFileA(
+        m_rootDirectory.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+        nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, INVALID_HANDLE_VALUE));
+    if (folder.IsOpen()) {
+        SetFileTime(folder.Get(), nullptr, nullptr, &lastWrite);
+    }
+    return true;
+}

@@ -1,0 +1,93 @@
+#include "pab/PABContactLines.h"
+
+#include "pab/TextLines.h"
+#include "server/FunctionDebugging.h"
+
+#include <algorithm>
+#include <limits>
+
+using DirectoryUtils::CContentLine;
+
+namespace
+{
+
+template <class Char>
+char16_t LowerAscii(Char c)
+{
+    return c >= 'A' && c <= 'Z' ? static_cast<char16_t>(c - 'A' + 'a') : static_cast<char16_t>(c);
+}
+
+template <class Left, class Right>
+bool SameIgnoringCase(const Left& left, const Right& right)
+{
+    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                      [](auto a, auto b) { return LowerAscii(a) == LowerAscii(b); });
+}
+
+bool IsSpace(char16_t c)
+{
+    return c == u' ' || (c >= u'\t' && c <= u'\r');
+}
+
+} // namespace
+
+bool HasVCardEnvelope(const CTextLines& lines)
+{
+    return lines.Lines().size() >= 2 &&
+           SameIgnoringCase(lines.Lines().front(), std::string_view("BEGIN:VCARD")) &&
+           SameIgnoringCase(lines.Lines().back(), std::string_view("END:VCARD"));
+}
+
+bool EqualsIgnoringCase(std::u16string_view left, std::u16string_view right)
+{
+    return SameIgnoringCase(left, right);
+}
+
+std::int32_t ToNumber(std::u16string_view text)
+{
+    auto next = std::find_if_not(text.begin(), text.end(), IsSpace);
+    const bool isNegative = next != text.end() && *next == u'-';
+    if (next != text.end() && (*next == u'-' || *next == u'+')) {
+        ++next;
+    }
+    constexpr std::int64_t kLargest = std::numeric_limits<std::int32_t>::max();
+    std::int64_t number = 0;
+    for (; next != text.end() && *next >= u'0' && *next <= u'9'; ++next) {
+        number = std::min(number * 10 + (*next - u'0'), kLargest + 1);
+    }
+    return static_cast<std::int32_t>(isNegative ? -number : std::min(number, kLargest));
+}
+
+CContentLine& CPABContact::AddLine(std::unique_ptr<CContentLine> line)
+{
+    m_lines.AddTail(line.get());
+    return *line.release();
+}
+
+CContentLine* CPABContact::FindLine(const char* name) const
+{
+    const POSITION position = m_lines.Find(name);
+    return position == nullptr ? nullptr : m_lines.GetAt(position);
+}
+
+CContentLine& CPABContact::FindOrAddLine(const char* name)
+{
+    CContentLine* line = FindLine(name);
+    return line != nullptr ? *line : AddLine(NewLine<CContentLine>(name));
+}
+
+VCardUtils::CNameContentLine* CPABContact::GetName() const
+{
+    const CFunctionDebugging scope("CPABContact::GetName");
+    // Every line of this name was made as one of this class.
+    return static_cast<VCardUtils::CNameContentLine*>(FindLine("N"));
+}
+
+VCardUtils::CNameContentLine& CPABContact::GetOrAddName()
+{
+    if (VCardUtils::CNameContentLine* name = GetName()) {
+        return *name;
+    }
+    return static_cast<VCardUtils::CNameContentLine&>(
+        AddLine(NewLine<VCardUtils::CNameContentLine>()));
+}

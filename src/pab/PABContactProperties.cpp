@@ -1,0 +1,212 @@
+#include "core/ContactProperties.h"
+#include "pab/PABContactLines.h"
+#include "server/DebuggingDataToString.h"
+#include "server/FunctionDebugging.h"
+#include "server/Utf8String.h"
+
+#include <new>
+#include <optional>
+#include <utility>
+
+using DirectoryUtils::CContentLine;
+using VCardUtils::CNameContentLine;
+
+namespace
+{
+
+struct LineRow
+{
+    CContactProperty property;
+    const char* vcardType;
+};
+
+const LineRow kLineProperties[] = {
+    {"FileAs", "X-FILE-AS"},
+    {"FullName", "FN"},
+    {"Nickname", "NICKNAME"},
+    {"Comment", "NOTE"},
+    {"HTMLComment", "X-ALT-NOTE"},
+    {"OrgUnit", "ROLE"},
+    {"Jobtitle", "TITLE"},
+    {"Organization", "ORG"},
+    {"URL", "URL"},
+    {"Manager", "AGENT"},
+    {"WssVersion", kWriteCounterLine},
+    {"WssReplicationId", "X-LARKMERE-WSSREPLICATIONID"},
+};
+
+struct ComponentRow
+{
+    CContactProperty property;
+    const std::u16string& (CNameContentLine::*get)() const;
+    bool (CNameContentLine::*set)(std::u16string);
+};
+
+const ComponentRow kNameComponents[] = {
+    {"Surname", &CNameContentLine::GetFamilyName, &CNameContentLine::SetFamilyName},
+    {"GivenName", &CNameContentLine::GetGivenName, &CNameContentLine::SetGivenName},
+    {"MiddleInitial", &CNameContentLine::GetAdditionalNames, &CNameContentLine::SetAdditionalNames},
+    {"Title", &CNameContentLine::GetHonorificPrefixes, &CNameContentLine::SetHonorificPrefixes},
+    {"Suffix", &CNameContentLine::GetHonorificSuffixes, &CNameContentLine::SetHonorificSuffixes},
+};
+
+const ComponentRow* FindComponent(const CContactProperty& property)
+{
+    for (const ComponentRow& row : kNameComponents) {
+        if (row.property == property) {
+            return &row;
+        }
+    }
+    return nullptr;
+}
+
+// Text that would break out of its line, or could not be written at all, is refused.
+bool CanBeCarried(const std::u16string& text, std::u16string_view refused)
+{
+    std::string utf8;
+    if (text.find_first_of(refused) != std::u16string::npos || !AppendUtf8(text, &utf8)) {
+        SetLastError(ERROR_INVALID_DATA);
+        return false;
+    }
+    return true;
+}
+
+constexpr std::u16string_view kRefusedInLine{u"\r\0", 2};
+constexpr std::u16string_view kRefusedInComponent{u"\r\n\0", 3};
+
+} // namespace
+
+const char* CPABContact::ToTextVCardType(const CContactProperty& property)
+{
+    const CFunctionDebugging scope("CPABContact::ToTextVCardType");
+    for (const LineRow& row : kLineProperties) {
+        if (row.property == property) {
+            return row.vcardType;
+        }
+    }
+    return nullptr;
+}
+
+bool CPABContact::GetProperty(const CContactProperty& property, std::u16string* value)
+try {
+    CFunctionDebugging scope("CPABContact::GetProperty");
+    if (scope.DebugParameters() != 0) {
+        scope.Parameters(1, "PropertyName", property.GetName());
+    }
+    if (value == nullptr) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return false;
+    }
+    value->clear();
+    if (const char* vcardType = ToTextVCardType(property)) {
+        if (const CContentLine* line = FindLine(vcardType)) {
+            *value = DirectoryUtils::UnescapeTextValue(line->GetMainValue());
+        }
+    } else {
+        const ComponentRow* component = FindComponent(property);
+        const CNameContentLine* name = component == nullptr ? nullptr : GetName();
+        if (name == nullptr) {
+            return false;
+        }
+        *value = (name->*component->get)();
+    }
+    if (scope.DebugReturnValues() != 0) {
+        std::string text;
+        AppendUtf8(*value, &text);
+        scope.ReturnValues(1, 1, "pValue", text);
+    }
+    return true;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CPABContact::GetProperty(const CContactProperty& property, std::uint32_t* value)
+try {
+    CFunctionDebugging scope("CPABContact::GetProperty");
+    if (scope.DebugParameters() != 0) {
+        scope.Parameters(1, "PropertyName", property.GetName());
+    }
+    if (value == nullptr) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return false;
+    }
+    *value = 0;
+    if (!(property == CContactProperty("WssVersion"))) {
+        return false;
+    }
+    if (const CContentLine* line = FindLine(kWriteCounterLine)) {
+        *value = static_cast<std::uint32_t>(
+            ToNumber(DirectoryUtils::UnescapeTextValue(line->GetMainValue())));
+    }
+    if (scope.DebugReturnValues() != 0) {
+        scope.ReturnValues(1, 1, "pValue", CDebuggingDataToString::DwordToString(*value));
+    }
+    return true;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CPABContact::GetProperty(const CContactProperty& /*property*/, bool* /*value*/)
+{
+    SetLastError(ERROR_NOT_SUPPORTED);
+    return false;
+}
+
+bool CPABContact::SetProperty(const CContactProperty& property, std::u16string value)
+try {
+    const CFunctionDebugging scope("CPABContact::SetProperty");
+    m_isDirty = true;
+    if (const char* vcardType = ToTextVCardType(property)) {
+        return SetLineProperty(vcardType, value);
+    }
+    const ComponentRow* component = FindComponent(property);
+    if (component == nullptr || !CanBeCarried(value, kRefusedInComponent)) {
+        return false;
+    }
+    if (!(GetOrAddName().*component->set)(std::move(value))) {
+        return false;
+    }
+    TakeNames();
+    return true;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CPABContact::SetLineProperty(const char* vcardType, const std::u16string& value)
+{
+    if (value.empty()) {
+        if (const POSITION position = m_lines.Find(vcardType)) {
+            const std::unique_ptr<CContentLine> removed(m_lines.GetAt(position));
+            m_lines.RemoveAt(position);
+        }
+        return true;
+    }
+    return CanBeCarried(value, kRefusedInLine) &&
+           FindOrAddLine(vcardType).SetMainValue(DirectoryUtils::EscapeTextValue(value));
+}
+
+bool CPABContact::SetFirstName(const std::u16string& name)
+try {
+    const CFunctionDebugging scope("CPABContact::SetFirstName");
+    m_isDirty = true;
+    if (!CanBeCarried(name, kRefusedInComponent) || !GetOrAddName().SetGivenName(name)) {
+        return false;
+    }
+    TakeNames();
+    return true;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CPABContact::SetLastName(const std::u16string& name)
+try {
+    const CFunctionDebugging scope("CPABContact::SetLastName");
+    m_isDirty = true;
+    if (!CanBeCarried(name, kRefusedInComponent) || !GetOrAddName().SetFamilyName(name)) {
+        return false;
+    }
+    TakeNames();
+    return true;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}

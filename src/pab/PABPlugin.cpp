@@ -1,0 +1,265 @@
+#include "pab/PABPlugin.h"
+
+#include "core/ContactProperties.h"
+#include "pab/ContactNumber.h"
+#include "pab/PABContact.h"
+#include "pab/PABContactEnumerator.h"
+#include "platform/FileHandle.h"
+#include "platform/FileTime.h"
+#include "server/FileSystem.h"
+#include "server/MailOwner.h"
+
+#include <array>
+#include <memory>
+#include <new>
+#include <utility>
+
+// One walk of the folder for a change report. A value.
+struct CChangeScan
+{
+    std::uint64_t since = 0;
+    std::uint64_t version = 0;
+    std::uint64_t begin = 0; // by the clock
+    HANDLE search = INVALID_HANDLE_VALUE;
+    ContactMgr::CContactIdList* deleted = nullptr;
+    ContactMgr::CContactIdList* changed = nullptr;
+    ContactMgr::CContactIdList* created = nullptr;
+};
+
+namespace
+{
+
+constexpr std::uint32_t kPathRoom = 261;
+
+// A contact saved at most this long before a walk, or stamped this far ahead of it, may still be in
+// the hands of its maker.
+constexpr std::uint64_t kSettlingUnits = kFileTimeUnitsPerSecond;
+constexpr std::uint64_t kAheadUnits = 10 * kFileTimeUnitsPerSecond;
+
+bool IsMissing(std::uint32_t error)
+{
+    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
+}
+
+bool EqualsIgnoringCase(const std::string& left, const char* right)
+{
+    return CContactProperty(left.c_str()) == CContactProperty(right);
+}
+
+bool IsBeingMade(const CChangeScan& scan, std::uint64_t creation, std::uint64_t lastWrite)
+{
+    return creation >= scan.version && lastWrite > scan.version &&
+           lastWrite + kSettlingUnits > scan.begin && lastWrite < scan.begin + kAheadUnits;
+}
+
+bool CopyProperties(CContact& from, CContact& to)
+{
+    CContactPropertyList names;
+    if (!CContactProperties::Instance().GetList(names)) {
+        return false;
+    }
+    for (POSITION position = names.GetHeadPosition(); position != nullptr;) {
+        const CContactProperty name = names.GetNext(position);
+        std::u16string value;
+        if (!from.SupportsProperty(name)) {
+            continue;
+        }
+        if (!from.GetProperty(name, &value) || (!value.empty() && !to.SetProperty(name, value))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+CContactPlg* CPABPlugin::Create(CMailbox& mailbox)
+try {
+    CMailboxMailOwner owner;
+    std::array<char, kPathRoom> location = {};
+    std::uint32_t size = kPathRoom;
+    if (!owner.Open(mailbox) || !owner.GetMessageStoreLocation(location.data(), &size)) {
+        return nullptr;
+    }
+    auto* plugin = new CPABPlugin(std::string(location.data()) + "/Contacts");
+    if (plugin == nullptr) {
+        FailForMemory();
+    }
+    return plugin;
+} catch (const std::bad_alloc&) {
+    FailForMemory();
+    return nullptr;
+}
+
+void CPABPlugin::Release(CContactPlg* plugin)
+{
+    delete static_cast<CPABPlugin*>(plugin);
+}
+
+CPABPlugin::CPABPlugin(std::string rootDirectory) : m_rootDirectory(std::move(rootDirectory)) {}
+
+std::string CPABPlugin::GetPluginType()
+{
+    return CPABContact::kPluginType;
+}
+
+bool CPABPlugin::OwnsContact(ContactMgr::CContactId id)
+try {
+    return id.Namespace() == CPABContact::kPluginType;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CPABPlugin::OpenContact(ContactMgr::CContactId id, CContact** contact)
+try {
+    if (!OwnsContact(id)) {
+        return false;
+    }
+    std::unique_ptr<CPABContact> opened(new CPABContact);
+    if (opened == nullptr) {
+        return FailForMemory();
+    }
+    if (!opened->Open(m_rootDirectory.c_str(), id.ToNumber())) {
+        const CKeepLastError keep;
+        opened.reset();
+        return false;
+    }
+    if (contact != nullptr) {
+        delete std::exchange(*contact, opened.release());
+    }
+    return true;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+CContact* CPABPlugin::CreateContact(CContact* contact)
+try {
+    if (EnsureDirectory(m_rootDirectory.c_str()) == 0 && GetLastError() != ERROR_PATH_NOT_FOUND) {
+        return nullptr;
+    }
+    std::unique_ptr<CPABContact> created(new CPABContact);
+    if (created == nullptr) {
+        FailForMemory();
+        return nullptr;
+    }
+    const auto drop = [&created] {
+        const CKeepLastError keep;
+        created.reset();
+        return nullptr;
+    };
+    if (!created->Create(m_rootDirectory.c_str(), AllocateContactNumber())) {
+        return drop();
+    }
+    if (contact != nullptr) {
+        if (!CopyProperties(*contact, *created)) {
+            return drop();
+        }
+        created->SetEmails(contact->GetEmails());
+        created->SetAddresses(contact->GetAddresses());
+        created->SetTelephones(contact->GetTelephones());
+        created->SetIMs(contact->GetIMs());
+    }
+    return created.release();
+} catch (const std::bad_alloc&) {
+    FailForMemory();
+    return nullptr;
+}
+
+bool CPABPlugin::DeleteContact(ContactMgr::CContactId id)
+try {
+    if (!OwnsContact(id)) {
+        return false;
+    }
+    CPABContact contact;
+    return contact.Delete(m_rootDirectory.c_str(), id.ToNumber());
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+CContactPlg::CContactEnumerator* CPABPlugin::GetEnumerator()
+{
+    auto* enumerator = new CPABContactEnumerator(m_rootDirectory);
+    if (enumerator == nullptr) {
+        FailForMemory();
+    }
+    return enumerator;
+}
+
+std::uint32_t CPABPlugin::AllocateContactNumber()
+{
+    return ClaimContactNumber(m_rootDirectory);
+}
+
+bool CPABPlugin::ChangesSince(FILETIME since, FILETIME* version,
+                              ContactMgr::CContactIdList* deleted,
+                              ContactMgr::CContactIdList* changed,
+                              ContactMgr::CContactIdList* created)
+try {
+    if (version == nullptr || deleted == nullptr || changed == nullptr || created == nullptr) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return false;
+    }
+    FILETIME begin;
+    GetSystemTimeAsFileTime(&begin);
+    WIN32_FILE_ATTRIBUTE_DATA folder;
+    if (CFileSystem::GetFileAttributesExA(m_rootDirectory.c_str(), GetFileExInfoStandard,
+                                          &folder) == 0) {
+        if (!IsMissing(GetLastError())) {
+            return false;
+        }
+        *version = since;
+        return true;
+    }
+    *version = folder.ftLastWriteTime;
+    WIN32_FIND_DATA entry;
+    CFindHandle search(FindFirstFileA((m_rootDirectory + "/*.vcf").c_str(), &entry));
+    if (!search.IsOpen()) {
+        return IsMissing(GetLastError());
+    }
+    const bool isWhole = ScanChanges({.since = FileTimeToCount(since),
+                                      .version = FileTimeToCount(*version),
+                                      .begin = FileTimeToCount(begin),
+                                      .search = search.Get(),
+                                      .deleted = deleted,
+                                      .changed = changed,
+                                      .created = created},
+                                     entry);
+    const std::uint32_t error = GetLastError();
+    if (!search.Close()) {
+        return false;
+    }
+    SetLastError(error);
+    return isWhole;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CPABPlugin::ScanChanges(const CChangeScan& scan, WIN32_FIND_DATA& entry)
+{
+    const CKeepLastError keep;
+    do {
+        if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
+            ClassifyChange(scan, entry);
+        }
+    } while (FindNextFileA(scan.search, &entry) != 0);
+    return GetLastError() == ERROR_NO_MORE_FILES;
+}
+
+void CPABPlugin::ClassifyChange(const CChangeScan& scan, const WIN32_FIND_DATA& entry)
+{
+    const std::uint64_t lastWrite = FileTimeToCount(entry.ftLastWriteTime);
+    if (lastWrite <= scan.since) {
+        return;
+    }
+    const ContactMgr::CContactId id = CPABContact::FileNameToContactId(entry.cFileName);
+    if (!EqualsIgnoringCase(CPABContact::ContactIdToFileName(id), entry.cFileName)) {
+        return;
+    }
+    const std::uint64_t creation = FileTimeToCount(GetEntryCreationTime(scan.search, entry));
+    const bool isLive = entry.nFileSizeLow != 0;
+    if (creation < scan.since) {
+        (isLive ? scan.changed : scan.deleted)->AddTail(id);
+    } else if (isLive && !IsBeingMade(scan, creation, lastWrite)) {
+        scan.created->AddTail(id);
+    }
+}

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "core/ContactPlg.h"
+#include "platform/FileApi.h"
+
+#include <string>
+
+class CMailbox;
+struct CChangeScan;
+
+// The personal address book of a mailbox: the contact files (pab/PABContact.h) in the folder
+// "Contacts" of its message store, and the only store where contacts are made. The folder's
+// last-write time is the store's version. A folder that does not exist is an empty store; the first
+// CreateContact makes it.
+//
+// The plug-in keeps nothing but the path: several threads and processes use one folder at once
+// through plug-ins of their own. A last error of 8 means exhausted memory everywhere.
+class CPABPlugin final : public CContactPlg
+{
+public:
+    // A new plug-in for the mailbox, or null with the last error of the mailbox's owner. Release
+    // destroys what Create gave, after all that came from it; the last error stays.
+    static CContactPlg* Create(CMailbox& mailbox);
+    static void Release(CContactPlg* plugin);
+
+    // Touches nothing on disk.
+    explicit CPABPlugin(std::string rootDirectory);
+    ~CPABPlugin() = default;
+
+    std::string GetPluginType() override;
+    bool OwnsContact(ContactMgr::CContactId id) override;
+
+    // Last errors as CPABContact::Open.
+    bool OpenContact(ContactMgr::CContactId id, CContact** contact) override;
+
+    // Claims the next number and makes its file, which stays empty until the first Save. Numbers
+    // run from 1 to 0x7FFFFFFE and are never given twice; one whose creation failed is used up.
+    // With a template its supported properties and its four lists are copied; one that cannot be
+    // read or set gives null and leaves a partial contact behind. Last error 87: no number could be
+    // claimed; else as the folder or the file left it.
+    CContact* CreateContact(CContact* contact) override;
+
+    // Empties the contact's file. Last errors as CPABContact::Delete.
+    bool DeleteContact(ContactMgr::CContactId id) override;
+
+    // Compares file times and lengths and opens no contact file. *version is the folder's time as
+    // it was before the walk, or since where there is no folder; the lists are appended to. Last
+    // error 87: a null pointer; after another failure the lists keep what was found so far.
+    //
+    // A contact that is made while the report is drawn up is left to the next one. A caller who
+    // learned of it now would not learn of its deletion: created and deleted since the version
+    // reads as never there.
+    bool ChangesSince(FILETIME since, FILETIME* version, ContactMgr::CContactIdList* deleted,
+                      ContactMgr::CContactIdList* changed,
+                      ContactMgr::CContactIdList* created) override;
+
+    // The enumerator must not outlive the plug-in.
+    CContactPlg::CContactEnumerator* GetEnumerator() override;
+
+private:
+    std::uint32_t AllocateContactNumber();
+    static bool ScanChanges(const CChangeScan& scan, WIN32_FIND_DATA& entry);
+    static void ClassifyChange(const CChangeScan& scan, const WIN32_FIND_DATA& entry);
+
+    const std::string m_rootDirectory;
+};

@@ -1,0 +1,465 @@
+#include "pab/PABContact.h"
+
+#include "core/ContactProperties.h"
+#include "server/FunctionDebugging.h"
+#include "support/FaultySystemCalls.h"
+#include "support/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+
+namespace
+{
+
+constexpr const char* kFirstFile = "80000000.vcf";
+
+// The present time is the one thing in a file that no test can know.
+std::string WithoutRevision(std::string text)
+{
+    constexpr std::string_view kShape = "REV:dddd-dd-ddTdd:dd:ddZ\r\n";
+    const std::size_t begin = text.find("REV:");
+    const std::string revision = text.substr(begin, kShape.size());
+    const bool fits = std::equal(
+        kShape.begin(), kShape.end(), revision.begin(), revision.end(),
+        [](char shape, char c) { return shape == 'd' ? c >= '0' && c <= '9' : shape == c; });
+    EXPECT_TRUE(fits) << revision;
+    return text.replace(begin, kShape.size(), "REV:NOW\r\n");
+}
+
+std::string Card(const std::string& lines)
+{
+    return "BEGIN:VCARD\r\n" + lines + "END:VCARD\r\n";
+}
+
+std::string NarrowTextOf(CPABContact& contact)
+{
+    std::u16string text;
+    EXPECT_TRUE(contact.ToString(&text));
+    return {text.begin(), text.end()};
+}
+
+std::u16string PropertyOf(CPABContact& contact, const char* name)
+{
+    std::u16string value;
+    EXPECT_TRUE(contact.GetProperty(name, &value)) << name;
+    return value;
+}
+
+CContactEmailList OneEmail(const char* address)
+{
+    CContactEmail email;
+    EXPECT_TRUE(email.GetAddress().Parse(address));
+    email.SetType(CContactEmail::kInternet);
+    CContactEmailList emails;
+    emails.AddTail(email);
+    return emails;
+}
+
+} // namespace
+
+TEST(PABContactTest, FileNamesAreReversedNumbers)
+{
+    static const struct
+    {
+        std::uint32_t number;
+        const char* name;
+    } kCases[] = {
+        {1, "80000000.vcf"},          {2, "40000000.vcf"}, {3, "c0000000.vcf"},
+        {4, "20000000.vcf"},          {5, "a0000000.vcf"}, {0x7FFFFFFE, "7ffffffe.vcf"},
+        {0xFFFFFFFF, "ffffffff.vcf"},
+    };
+    for (const auto& c : kCases) {
+        const ContactMgr::CContactId id(CPABContact::kPluginType, c.number);
+        EXPECT_EQ(CPABContact::ContactIdToFileName(id), c.name);
+        EXPECT_EQ(CPABContact::FileNameToContactId(c.name), id);
+    }
+    EXPECT_EQ(CPABContact::FileNameToContactId("notes.vcf").ToNumber(), 0u);
+    EXPECT_EQ(CPABContact::FileNameToContactId("8000000A.vcf").ToNumber(), 0x50000001u);
+}
+
+TEST(PABContactTest, ANewContactSavedOnceIsThisFile)
+{
+    const CTempFolder folder;
+    {
+        CPABContact contact;
+        ASSERT_TRUE(contact.Create(folder.Path().c_str(), 1));
+        EXPECT_EQ(folder.Read(kFirstFile), "");
+        CContactAddr address;
+        address.SetType(CContactAddr::kHome | CContactAddr::kPref);
+        address.SetStreet(u"1 Main St, back");
+        CContactAddrList addresses;
+        addresses.AddTail(address);
+        CContactTel telephone;
+        telephone.SetType(CContactTel::kVoice | CContactTel::kWork);
+        telephone.SetNumber("+1 555 0100");
+        CContactTelList telephones;
+        telephones.AddTail(telephone);
+        CContactIM im;
+        im.SetType(CContactIM::kHome);
+        im.SetAddress(u"xmpp:ann@example.org");
+        CContactIMList ims;
+        ims.AddTail(im);
+        EXPECT_TRUE(contact.SetIMs(ims));
+        EXPECT_TRUE(contact.SetAddresses(addresses));
+        EXPECT_TRUE(contact.SetTelephones(telephones));
+        EXPECT_TRUE(contact.SetEmails(OneEmail("Ann Lee <ann@example.org>")));
+        EXPECT_TRUE(contact.SetProperty("Comment", u"two\nlines, one comma"));
+        EXPECT_TRUE(contact.SetFirstName(u"Ann"));
+        EXPECT_TRUE(contact.SetLastName(u"Lee"));
+        EXPECT_TRUE(contact.SetProperty("FullName", u"Ann \u00e9 Lee"));
+        EXPECT_TRUE(contact.Save());
+    }
+    EXPECT_EQ(WithoutRevision(folder.Read(kFirstFile)),
+              Card("N:Lee;Ann;;;\r\n"
+                   "FN:Ann \xc3\xa9 Lee\r\n"
+                   "VERSION:3.0\r\n"
+                   "NOTE:two\\nlines\\, one comma\r\n"
+                   "REV:NOW\r\n"
+                   "X-LARKMERE-WSSVERSION:1\r\n"
+                   "EMAIL;X-COMMENT=Ann Lee;TYPE=internet:ann@example.org\r\n"
+                   "TEL;TYPE=work,voice:+1 555 0100\r\n"
+                   "ADR;TYPE=home,pref:;;1 Main St\\, back;;;;\r\n"
+                   "IMPP;TYPE=HOME:xmpp:ann@example.org\r\n"));
+}
+
+TEST(PABContactTest, ARewriteKeepsForeignLinesAndPutsTypedOnesLast)
+{
+    const CTempFolder folder;
+    folder.Write(kFirstFile, "begin:vcard\nEMAIL;TYPE=home,PREF:a@b.example\n\n"
+                             "item1.X-Thing;Foo=bar:v;a:l\rnote:a\n  b\n\tc\nBADLINE\n"
+                             "X-LARKMERE-WSSVERSION:41\nTEL:1\nN:Lee;Ann\nend:VCARD");
+    {
+        CPABContact contact;
+        ASSERT_TRUE(contact.Open(folder.Path().c_str(), 1));
+        std::u16string name;
+        EXPECT_TRUE(contact.GetFirstName(&name));
+        EXPECT_EQ(name, u"Ann");
+        EXPECT_TRUE(contact.SetProperty("Nickname", u"Annie"));
+    }
+    EXPECT_EQ(WithoutRevision(folder.Read(kFirstFile)), Card("item1.X-THING;FOO=bar:v;a:l\r\n"
+                                                             "NOTE:a bc\r\n"
+                                                             "X-LARKMERE-WSSVERSION:42\r\n"
+                                                             "N:Lee;Ann\r\n"
+                                                             "NICKNAME:Annie\r\n"
+                                                             "REV:NOW\r\n"
+                                                             "EMAIL;TYPE=pref:a@b.example\r\n"
+                                                             "TEL:1\r\n"));
+}
+
+TEST(PABContactTest, FilesThatAreNoContactAreRefusedAndStayAsTheyAre)
+{
+    static const struct
+    {
+        const char *what, *text;
+        bool isAccepted;
+    } kCases[] = {
+        {"nothing but the envelope", "BEGIN:VCARD\r\nEND:VCARD\r\n", true},
+        {"CR alone ends lines", "Begin:VCard\rEnd:VCard", true},
+        {"empty", "", false},
+        {"one line", "BEGIN:VCARD\r\n", false},
+        {"blank behind the first line", "BEGIN:VCARD \r\nEND:VCARD\r\n", false},
+        {"text behind the last line", "BEGIN:VCARD\r\nEND:VCARD\r\nX:1\r\n", false},
+        {"byte order mark",
+         "\xef\xbb\xbf"
+         "BEGIN:VCARD\r\nEND:VCARD\r\n",
+         false},
+        {"version 2.1", "BEGIN:VCARD\r\nVERSION:2.1\r\nEND:VCARD\r\n", false},
+        {"a second version", "BEGIN:VCARD\nVERSION:3.0\nVERSION:4.0\nEND:VCARD", false},
+        {"profile", "BEGIN:VCARD\nPROFILE:vCard\nEND:VCARD", true},
+        {"another profile", "BEGIN:VCARD\nPROFILE:VCARD\nPROFILE:X\nEND:VCARD", false},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.what);
+        const CTempFolder folder;
+        folder.Write(kFirstFile, c.text);
+        SetLastError(ERROR_SUCCESS);
+        {
+            CPABContact contact;
+            EXPECT_EQ(contact.Open(folder.Path().c_str(), 1), c.isAccepted);
+            std::u16string name = u"x";
+            EXPECT_TRUE(contact.GetFirstName(&name));
+            EXPECT_EQ(name, u"");
+        }
+        EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
+        EXPECT_EQ(folder.Read(kFirstFile), c.text);
+
+        CPABContact target;
+        ASSERT_TRUE(target.Create(folder.Path().c_str(), 2));
+        EXPECT_EQ(target.FromString(c.text), c.isAccepted);
+        const bool isVersion = std::string(c.text).find("VERSION") != std::string::npos ||
+                               std::string(c.text).find("PROFILE") != std::string::npos;
+        if (!c.isAccepted) {
+            EXPECT_EQ(GetLastError(), isVersion ? ERROR_INVALID_PARAMETER : ERROR_INVALID_DATA);
+        }
+    }
+}
+
+TEST(PABContactTest, OpensFailWithTheirCode)
+{
+    const CTempFolder folder;
+    folder.Write(kFirstFile, Card(""));
+    std::ofstream(folder / "40000000.vcf").seekp(CPABContact::kMaxFileBytes).put('x');
+    CPABContact holder;
+    ASSERT_TRUE(holder.Open(folder.Path().c_str(), 1));
+    const std::string path = folder.Path();
+    static const struct
+    {
+        const char* what;
+        std::uint32_t number, code;
+    } kCases[] = {
+        {"no number", 0, ERROR_INVALID_PARAMETER},
+        {"held by another object", 1, ERROR_SHARING_VIOLATION},
+        {"too large", 2, ERROR_FILE_TOO_LARGE},
+        {"never used", 3, ERROR_FILE_NOT_FOUND},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.what);
+        CPABContact contact;
+        EXPECT_FALSE(contact.Open(path.c_str(), c.number));
+        EXPECT_EQ(GetLastError(), c.code);
+    }
+    CPABContact contact;
+    EXPECT_FALSE(contact.Create(path.c_str(), 1));
+    EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
+    EXPECT_FALSE(CPABContact().Create((path + "/none").c_str(), 1));
+    EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
+    EXPECT_FALSE(CPABContact().Delete(path.c_str(), 1)) << "held";
+    EXPECT_FALSE(CPABContact().Open(nullptr, 1));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+}
+
+TEST(PABContactTest, PropertiesReachTheirLines)
+{
+    const CTempFolder folder;
+    CPABContact contact;
+    ASSERT_TRUE(contact.Create(folder.Path().c_str(), 1));
+    static const struct
+    {
+        const char *property, *line;
+    } kCases[] = {
+        {"FILEAS", "X-FILE-AS:v"},
+        {"FullName", "FN:v"},
+        {"nickname", "NICKNAME:v"},
+        {"Comment", "NOTE:v"},
+        {"HTMLComment", "X-ALT-NOTE:v"},
+        {"OrgUnit", "ROLE:v"},
+        {"Jobtitle", "TITLE:v"},
+        {"Organization", "ORG:v"},
+        {"URL", "URL:v"},
+        {"Manager", "AGENT:v"},
+        {"WssVersion", "X-LARKMERE-WSSVERSION:v"},
+        {"WssReplicationId", "X-LARKMERE-WSSREPLICATIONID:v"},
+        {"Surname", "N:v;;;;"},
+        {"GivenName", "N:;v;;;"},
+        {"MiddleInitial", "N:;;v;;"},
+        {"Title", "N:;;;v;"},
+        {"Suffix", "N:;;;;v"},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.property);
+        EXPECT_EQ(PropertyOf(contact, c.property), u"");
+        EXPECT_TRUE(contact.SetProperty(c.property, u"v"));
+        EXPECT_EQ(PropertyOf(contact, c.property), u"v");
+        EXPECT_NE(NarrowTextOf(contact).find("\r\n" + std::string(c.line) + "\r\n"),
+                  std::string::npos);
+        EXPECT_TRUE(contact.SetProperty(c.property, u""));
+        EXPECT_EQ(PropertyOf(contact, c.property), u"");
+    }
+    SetLastError(ERROR_SUCCESS);
+    std::u16string text;
+    std::uint32_t number = 7;
+    bool truth = false;
+    EXPECT_FALSE(contact.GetProperty("Unknown", &text));
+    EXPECT_FALSE(contact.SetProperty("Unknown", u"v"));
+    EXPECT_FALSE(contact.GetProperty("FullName", &number));
+    EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
+    EXPECT_FALSE(contact.GetProperty("FullName", &truth));
+    EXPECT_EQ(GetLastError(), ERROR_NOT_SUPPORTED);
+    EXPECT_FALSE(contact.SetProperty("WssVersion", 5u));
+    EXPECT_FALSE(contact.SetProperty("FullName", true));
+    EXPECT_TRUE(contact.GetProperty("wssversion", &number));
+    EXPECT_EQ(number, 0u);
+}
+
+TEST(PABContactTest, TheFirstOfTwoLinesIsTheProperty)
+{
+    const CTempFolder folder;
+    folder.Write(kFirstFile, Card("NOTE:first\r\nNOTE:second\r\n"));
+    CPABContact contact;
+    ASSERT_TRUE(contact.Open(folder.Path().c_str(), 1));
+    EXPECT_EQ(PropertyOf(contact, "Comment"), u"first");
+    std::u16string name;
+    EXPECT_FALSE(contact.GetProperty("GivenName", &name)) << "there is no N line";
+    EXPECT_TRUE(contact.SetProperty("Comment", u""));
+    EXPECT_EQ(PropertyOf(contact, "Comment"), u"second");
+    EXPECT_TRUE(contact.SetProperty("GivenName", u"Ann"));
+    EXPECT_TRUE(contact.GetFirstName(&name));
+    EXPECT_EQ(name, u"Ann") << "the names follow at once";
+}
+
+TEST(PABContactTest, TheWriteCounterGoesOnAndStopsAtItsLargest)
+{
+    static const struct
+    {
+        const char *before, *after;
+        std::uint32_t number;
+    } kCases[] = {
+        {"41", "42", 42},
+        {"-2", "-1", 0xFFFFFFFF},
+        {" 7x", "8", 8},
+        {"none", "1", 1},
+        {"2147483647", "2147483647", 2147483647},
+        {"99999999999999999999", "2147483647", 2147483647},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.before);
+        const CTempFolder folder;
+        folder.Write(kFirstFile, Card(std::string("X-LARKMERE-WSSVERSION:") + c.before + "\r\n"));
+        CPABContact contact;
+        ASSERT_TRUE(contact.Open(folder.Path().c_str(), 1));
+        EXPECT_TRUE(contact.SetIMs({}));
+        EXPECT_TRUE(contact.Save());
+        std::uint32_t number = 0;
+        EXPECT_TRUE(contact.GetProperty("WssVersion", &number));
+        EXPECT_EQ(number, c.number);
+        EXPECT_NE(folder.Read(kFirstFile).find(std::string("WSSVERSION:") + c.after + "\r\n"),
+                  std::string::npos);
+    }
+}
+
+TEST(PABContactTest, TextNeverBreaksOutOfItsLine)
+{
+    static const std::u16string kHostile[] = {u"a\rNOTE:x", u"a\nNOTE:x", u"a\r\nEND:VCARD",
+                                              std::u16string(u"a\0b", 3), u"a\xD800"};
+    const CTempFolder folder;
+    {
+        CPABContact contact;
+        ASSERT_TRUE(contact.Create(folder.Path().c_str(), 1));
+        ASSERT_TRUE(contact.SetProperty("URL", u"http://example.org"));
+        for (const std::u16string& text : kHostile) {
+            const bool isLineFeed = text == kHostile[1];
+            SetLastError(ERROR_SUCCESS);
+            EXPECT_EQ(contact.SetProperty("Organization", text), isLineFeed);
+            EXPECT_EQ(GetLastError(), isLineFeed ? ERROR_SUCCESS : ERROR_INVALID_DATA);
+            EXPECT_FALSE(contact.SetProperty("Surname", text));
+            EXPECT_FALSE(contact.SetFirstName(text));
+            EXPECT_FALSE(contact.SetLastName(text));
+            EXPECT_EQ(GetLastError(), ERROR_INVALID_DATA);
+        }
+        CContactTel telephone;
+        telephone.SetType(0);
+        telephone.SetNumber("1\r\nNOTE:tel");
+        CContactTelList telephones;
+        telephones.AddTail(telephone);
+        CContactIM im;
+        im.SetType(0);
+        im.SetAddress(u"x\nEND:VCARD\r");
+        CContactIMList ims;
+        ims.AddTail(im);
+        CContactAddr address;
+        address.SetType(0);
+        address.SetCountry(u"A\r\nNOTE:adr");
+        CContactAddrList addresses;
+        addresses.AddTail(address);
+        CContactEmailList emails = OneEmail("ann@example.org");
+        EXPECT_TRUE(emails.GetHead().GetAddress().SetComment(u"Ann\r\n\"Lee\"^:;,"));
+        EXPECT_TRUE(contact.SetTelephones(telephones) && contact.SetIMs(ims) &&
+                    contact.SetAddresses(addresses) && contact.SetEmails(emails));
+        ASSERT_TRUE(contact.Save());
+    }
+    CPABContact contact;
+    ASSERT_TRUE(contact.Open(folder.Path().c_str(), 1));
+    EXPECT_EQ(PropertyOf(contact, "URL"), u"http://example.org");
+    EXPECT_EQ(PropertyOf(contact, "Organization"), u"a\nNOTE:x");
+    EXPECT_EQ(PropertyOf(contact, "Comment"), u"");
+    ASSERT_EQ(contact.GetTelephones().GetCount(), 1u);
+    EXPECT_EQ(contact.GetTelephones().GetHead().GetNumber(), "1  NOTE:tel");
+    EXPECT_EQ(contact.GetIMs().GetHead().GetAddress(), u"x END:VCARD ");
+    EXPECT_EQ(contact.GetEmails().GetHead().GetAddress().GetComment(),
+              std::u16string(u"Ann\n\"Lee\"^:;,"));
+    EXPECT_EQ(contact.GetAddresses().GetCount(), 1u);
+}
+
+TEST(PABContactTest, TextExchangeFoldsAtCharactersAndReplacesTheRecord)
+{
+    const CTempFolder folder;
+    CPABContact contact;
+    ASSERT_TRUE(contact.Create(folder.Path().c_str(), 1));
+    EXPECT_EQ(NarrowTextOf(contact), Card("N:\r\nFN:\r\nVERSION:3.0\r\n"));
+    const std::string wide = "NOTE:" + std::string(69, 'x') + "\xc3\xa9" + std::string(75, 'y');
+    EXPECT_TRUE(contact.FromString(Card(wide + "\r\nEMAIL:a@b.example\r\nTEL:1\r\n")));
+    std::u16string text;
+    EXPECT_TRUE(contact.ToString(&text));
+    EXPECT_EQ(text, u"BEGIN:VCARD\r\nNOTE:" + std::u16string(69, u'x') + u"\r\n\t\u00e9" +
+                        std::u16string(73, u'y') + u"\r\n\tyy\r\n" +
+                        u"EMAIL:a@b.example\r\nTEL:1\r\nEND:VCARD\r\n");
+    EXPECT_TRUE(contact.FromString(
+        Card("FN:Ann\\, Lee\r\nEMAIL;X-COMMENT=old:a@b.example\r\nEMAIL:c@d.example\r\n")));
+    EXPECT_EQ(contact.GetTelephones().GetCount(), 0u);
+    ASSERT_EQ(contact.GetEmails().GetCount(), 2u);
+    for (const CContactEmail& email : contact.GetEmails()) {
+        EXPECT_EQ(email.GetAddress().GetComment(), std::u16string(u"Ann\\, Lee"));
+    }
+    EXPECT_EQ(folder.Read(kFirstFile), "") << "text exchange writes no file";
+}
+
+TEST(PABContactTest, SavingAnUnchangedContactTouchesNothing)
+{
+    const CTempFolder folder;
+    folder.Write(kFirstFile, Card("FN:Ann\r\n"));
+    CPABContact contact;
+    ASSERT_TRUE(contact.Open(folder.Path().c_str(), 1));
+    CFaultySystemCalls calls;
+    calls.FailAt(1, EIO);
+    EXPECT_TRUE(contact.Save());
+    EXPECT_EQ(calls.Calls(), 0);
+}
+
+TEST(PABContactTest, AFailedCallLeavesADefinedFileAndTheRecordWhole)
+{
+    for (const int error : {EIO, ENOSPC, EDQUOT, EMFILE}) {
+        for (int call = 1, isDone = 0; isDone == 0; ++call) {
+            const CTempFolder folder;
+            const std::string before = Card("FN:Ann\r\n");
+            folder.Write(kFirstFile, before);
+            CPABContact contact;
+            ASSERT_TRUE(contact.Open(folder.Path().c_str(), 1));
+            ASSERT_TRUE(contact.SetProperty("FullName", u"Bob"));
+            CFaultySystemCalls calls;
+            calls.FailAt(call, error);
+            const bool isSaved = contact.Save();
+            isDone = calls.WasHit() ? 0 : 1;
+            SCOPED_TRACE(testing::Message() << "errno " << error << " at " << calls.LastHit());
+            const std::string content = folder.Read(kFirstFile);
+            const bool isNew = content.find("FN:Bob\r\n") != std::string::npos;
+            if (isSaved) {
+                EXPECT_TRUE(isNew);
+            } else {
+                EXPECT_EQ(GetLastError(), ErrorFromErrno(error));
+                EXPECT_TRUE(content == before || content.empty() || isNew) << content;
+            }
+            calls.FailAt(0, 0);
+            EXPECT_TRUE(contact.Save());
+            EXPECT_NE(folder.Read(kFirstFile).find("FN:Bob\r\n"), std::string::npos);
+            EXPECT_EQ(calls.OpenFiles(), 0u);
+        }
+    }
+}
+
+TEST(PABContactTest, ScopesTellPropertyAndValue)
+{
+    const CTempFolder folder;
+    CPABContact contact;
+    ASSERT_TRUE(contact.Create(folder.Path().c_str(), 1));
+    ASSERT_TRUE(contact.SetProperty("FullName", u"Ann"));
+    std::string trace;
+    CFunctionDebugging::SetSink([&](std::string_view line) { trace.append(line).push_back('\n'); });
+    ASSERT_TRUE(CFunctionDebugging::SetEventCaptureRules("CPABContact:GetProperty:*:*:6"));
+    PropertyOf(contact, "FullName");
+    CFunctionDebugging::TurnOff();
+    CFunctionDebugging::SetSink({});
+    EXPECT_NE(trace.find("PropertyName"), std::string::npos) << trace;
+    EXPECT_NE(trace.find("Ann"), std::string::npos) << trace;
+}

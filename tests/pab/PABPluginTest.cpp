@@ -1,0 +1,422 @@
+#include "pab/PABPlugin.h"
+
+#include "pab/PABContact.h"
+#include "pab/PABContactEnumerator.h"
+#include "platform/FileHandle.h"
+#include "support/ChildProcess.h"
+#include "support/FaultySystemCalls.h"
+#include "support/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <set>
+#include <thread>
+#include <vector>
+
+namespace
+{
+
+using ContactMgr::CContactId;
+using ContactMgr::CContactIdList;
+using ContactPtr = std::unique_ptr<CContact>;
+
+CContactId Number(std::uint32_t number)
+{
+    return {CPABContact::kPluginType, number};
+}
+
+// An address book folder that a mailbox has not used yet, and its plug-in.
+struct CBook
+{
+    CBook() : root(temp / "Contacts"), plugin(root) {}
+
+    // Gives 0 if the contact cannot be made and saved.
+    std::uint32_t New(const char16_t* name = u"Ann")
+    {
+        const ContactPtr contact(plugin.CreateContact(nullptr));
+        const bool isSaved =
+            contact != nullptr && contact->SetProperty("FullName", name) && contact->Save();
+        return isSaved ? contact->GetId().ToNumber() : 0;
+    }
+
+    bool Change(std::uint32_t number, const char16_t* name)
+    {
+        CContact* opened = nullptr;
+        const bool isOpen = plugin.OpenContact(Number(number), &opened);
+        const ContactPtr contact(opened);
+        return isOpen && contact->SetProperty("FullName", name) && contact->Save();
+    }
+
+    const CTempFolder temp;
+    const std::string root;
+    CPABPlugin plugin;
+};
+
+struct CReport
+{
+    FILETIME version;
+    CContactIdList deleted, changed, created;
+
+    bool Take(CPABPlugin& plugin, FILETIME since)
+    {
+        return plugin.ChangesSince(since, &version, &deleted, &changed, &created);
+    }
+    std::string Text() const
+    {
+        std::vector<std::string> parts;
+        for (const auto& [sign, list] :
+             {std::pair{'-', &deleted}, {'*', &changed}, {'+', &created}}) {
+            for (const CContactId& id : *list) {
+                parts.push_back(sign + std::to_string(id.ToNumber()));
+            }
+        }
+        std::sort(parts.begin(), parts.end());
+        std::string text;
+        for (const std::string& part : parts) {
+            text += part + ' ';
+        }
+        return text;
+    }
+};
+
+std::set<std::string> NamesIn(const std::string& folder)
+{
+    std::set<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        names.insert(entry.path().filename());
+    }
+    return names;
+}
+
+std::size_t CountersIn(const std::string& folder)
+{
+    const std::set<std::string> names = NamesIn(folder);
+    return static_cast<std::size_t>(
+        std::count_if(names.begin(), names.end(),
+                      [](const std::string& name) { return name.ends_with(".nxt"); }));
+}
+
+std::multiset<std::uint32_t> Walk(CPABContactEnumerator& enumerator)
+{
+    std::multiset<std::uint32_t> numbers;
+    while (enumerator.MoveNext()) {
+        numbers.insert(enumerator.GetCurrent()->GetId().ToNumber());
+    }
+    return numbers;
+}
+
+} // namespace
+
+TEST(PABPluginTest, NumbersAreGivenInOrderAndNeverTwice)
+{
+    CBook book;
+    EXPECT_EQ(book.New(), 1u);
+    EXPECT_EQ(NamesIn(book.root), (std::set<std::string>{"00000002.nxt", "80000000.vcf"}));
+    EXPECT_EQ(book.New(), 2u);
+    EXPECT_TRUE(book.plugin.DeleteContact(Number(2)));
+    EXPECT_EQ(book.New(), 3u);
+    EXPECT_EQ(NamesIn(book.root), (std::set<std::string>{"00000004.nxt", "80000000.vcf",
+                                                         "40000000.vcf", "c0000000.vcf"}));
+    EXPECT_EQ(std::filesystem::file_size(book.root + "/40000000.vcf"), 0u);
+    EXPECT_FALSE(book.plugin.OpenContact(Number(2), nullptr));
+    EXPECT_TRUE(book.plugin.DeleteContact(Number(2)));
+}
+
+TEST(PABPluginTest, TheCounterIsFoundWhateverElseLiesInTheFolder)
+{
+    static const struct
+    {
+        const char* what;
+        std::vector<const char*> files;
+        std::uint32_t number, next;
+    } kCases[] = {
+        {"a gap", {"00000010.nxt"}, 16, 17},
+        {"foreign names", {"x.nxt", "12.nxt", "0000000A.nxt", "000000010.nxt"}, 1, 2},
+        {"two counters", {"00000005.nxt", "00000007.nxt"}, 7, 8},
+        {"a lost counter", {"80000000.vcf", "e0000000.vcf"}, 8, 9},
+        {"a counter at zero", {"00000000.nxt"}, 1, 2},
+        {"the last number", {"7ffffffe.nxt"}, 0x7FFFFFFE, 0},
+        {"no number left", {"7fffffff.nxt"}, 0, 0},
+        {"beyond the last", {"ffffffff.nxt"}, 0, 0},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.what);
+        CBook book;
+        for (const char* name : c.files) {
+            book.temp.Write(std::string("Contacts/") + name, "");
+        }
+        EXPECT_EQ(book.New(), c.number);
+        if (c.number == 0) {
+            EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+        }
+        EXPECT_EQ(book.New(), c.next);
+    }
+}
+
+TEST(PABPluginTest, ReportsSayWhatBecameOfAContactWithinThePeriod)
+{
+    CBook book;
+    CReport none;
+    ASSERT_TRUE(none.Take(book.plugin, FileTimeFromCount(99)));
+    EXPECT_EQ(FileTimeToCount(none.version), 99u) << "no folder yet";
+
+    book.New();
+    book.New();
+    book.New();
+    book.plugin.DeleteContact(Number(3));
+    book.temp.Write("Contacts/notes.vcf", "x");
+    book.temp.Write("Contacts/8000000A.vcf", "x");
+    std::filesystem::create_directory(book.root + "/f0000000.vcf");
+    CReport first;
+    ASSERT_TRUE(first.Take(book.plugin, {}));
+    EXPECT_EQ(first.Text(), "+1 +1342177281 +2 ");
+    std::filesystem::remove(book.root + "/8000000A.vcf");
+
+    CReport quiet;
+    ASSERT_TRUE(quiet.Take(book.plugin, first.version));
+    EXPECT_EQ(quiet.Text(), "");
+
+    EXPECT_TRUE(book.Change(1, u"Bob"));
+    EXPECT_TRUE(book.Change(1, u"Cid"));
+    EXPECT_TRUE(book.plugin.DeleteContact(Number(2)));
+    const std::uint32_t made = book.New();
+    EXPECT_TRUE(book.Change(made, u"Dan"));
+    EXPECT_TRUE(book.plugin.DeleteContact(Number(book.New())));
+    CReport second;
+    ASSERT_TRUE(second.Take(book.plugin, quiet.version));
+    EXPECT_EQ(second.Text(), "*1 +4 -2 ");
+    CReport third;
+    ASSERT_TRUE(third.Take(book.plugin, second.version));
+    EXPECT_EQ(third.Text(), "");
+
+    EXPECT_FALSE(
+        book.plugin.ChangesSince({}, nullptr, &none.deleted, &none.changed, &none.created));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+}
+
+TEST(PABPluginTest, AContactMadeRightBehindAVersionIsCreatedAndNotChanged)
+{
+    CBook book;
+    book.New();
+    for (int round = 0; round < 200; ++round) {
+        CReport before;
+        ASSERT_TRUE(before.Take(book.plugin, {}));
+        const std::uint32_t number = book.New();
+        CReport after;
+        ASSERT_TRUE(after.Take(book.plugin, before.version));
+        ASSERT_EQ(after.Text(), "+" + std::to_string(number) + " ");
+        ASSERT_TRUE(book.plugin.DeleteContact(Number(number)));
+        CReport last;
+        ASSERT_TRUE(last.Take(book.plugin, after.version));
+        ASSERT_EQ(last.Text(), "-" + std::to_string(number) + " ");
+    }
+}
+
+TEST(PABPluginTest, ATemplateIsCopiedIntoTheNewContact)
+{
+    CBook book;
+    const ContactPtr from(book.plugin.CreateContact(nullptr));
+    for (const char* name :
+         {"WssReplicationId", "URL", "OrgUnit", "Organization", "Nickname", "Manager", "Jobtitle",
+          "HTMLComment", "FileAs", "Comment", "FullName"}) {
+        ASSERT_TRUE(from->SetProperty(name, u"v"));
+    }
+    ASSERT_TRUE(from->SetProperty("WssVersion", u"41"));
+    CContactTel telephone;
+    telephone.SetType(CContactTel::kFax);
+    telephone.SetNumber("1");
+    CContactTelList telephones;
+    telephones.AddTail(telephone);
+    ASSERT_TRUE(from->SetTelephones(telephones));
+    const ContactPtr copy(book.plugin.CreateContact(from.get()));
+    ASSERT_NE(copy, nullptr);
+    std::u16string text;
+    ASSERT_TRUE(copy->ToString(&text));
+    EXPECT_EQ(text, u"BEGIN:VCARD\r\nN:\r\nFN:v\r\nVERSION:3.0\r\nNOTE:v\r\nX-FILE-AS:v\r\n"
+                    u"X-ALT-NOTE:v\r\nTITLE:v\r\nAGENT:v\r\nNICKNAME:v\r\nORG:v\r\nROLE:v\r\n"
+                    u"URL:v\r\nX-LARKMERE-WSSVERSION:41\r\nX-LARKMERE-WSSREPLICATIONID:v\r\n"
+                    u"TEL;TYPE=fax:1\r\nEND:VCARD\r\n");
+    ASSERT_TRUE(from->FromString("BEGIN:VCARD\r\nEND:VCARD\r\n"));
+    EXPECT_EQ(book.plugin.CreateContact(from.get()), nullptr) << "a template without an N line";
+}
+
+TEST(PABPluginTest, OpeningReplacesWhatTheCallerGivesUpOnlyOnSuccess)
+{
+    CBook book;
+    ASSERT_EQ(book.New(), 1u);
+    ASSERT_EQ(book.New(), 2u);
+    CContact* contact = nullptr;
+    ASSERT_TRUE(book.plugin.OpenContact(Number(1), &contact));
+    EXPECT_FALSE(book.plugin.OpenContact(Number(9), &contact));
+    EXPECT_EQ(contact->GetId(), Number(1));
+    SetLastError(ERROR_SUCCESS);
+    EXPECT_FALSE(book.plugin.OpenContact(CContactId("INBOX-1"), &contact));
+    EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
+    ASSERT_TRUE(book.plugin.OpenContact(Number(2), &contact));
+    EXPECT_TRUE(book.plugin.OpenContact(Number(1), nullptr)) << "the first was not destroyed";
+    EXPECT_FALSE(book.plugin.OpenContact(CContactId("VCARDPAB-x"), &contact));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+    delete contact;
+}
+
+TEST(PABContactEnumeratorTest, AWalkShowsEachContactThatOpensOnce)
+{
+    CBook book;
+    CPABContactEnumerator enumerator(book.root);
+    bool isChanged = true;
+    FILETIME version;
+    EXPECT_TRUE(enumerator.Start(&version, &isChanged));
+    EXPECT_FALSE(isChanged || enumerator.IsStarted() || enumerator.MoveNext());
+
+    for (int number = 0; number < 5; ++number) {
+        book.New();
+    }
+    book.plugin.DeleteContact(Number(4));
+    book.temp.Write("Contacts/60000000.vcf", "damaged");
+    book.temp.Write("Contacts/80000000 (1).vcf", "a copy");
+    book.temp.Write("Contacts/80000000x.vcf", "another");
+    CContact* held = nullptr;
+    ASSERT_TRUE(book.plugin.OpenContact(Number(5), &held));
+    ASSERT_TRUE(enumerator.Start(&version, &isChanged));
+    EXPECT_TRUE(isChanged && enumerator.IsStarted());
+    EXPECT_EQ(Walk(enumerator), (std::multiset<std::uint32_t>{1, 2, 3}));
+    delete held;
+    EXPECT_TRUE(enumerator.Finish() && enumerator.Finish());
+    EXPECT_EQ(enumerator.GetCurrent(), nullptr);
+
+    version = enumerator.GetVersion();
+    EXPECT_TRUE(enumerator.Start(&version, &isChanged));
+    EXPECT_FALSE(isChanged || enumerator.IsStarted());
+    version = FileTimeFromCount(FileTimeToCount(version) - 1);
+    EXPECT_TRUE(enumerator.Start(&version, &isChanged));
+    EXPECT_TRUE(isChanged);
+    ASSERT_TRUE(enumerator.MoveNext());
+    const std::uint32_t number = enumerator.GetCurrent()->GetId().ToNumber();
+    EXPECT_FALSE(book.plugin.OpenContact(Number(number), nullptr)) << "held while it is current";
+    EXPECT_TRUE(enumerator.GetCurrent()->SetProperty("FullName", u"Changed"));
+    version = enumerator.GetVersion();
+    EXPECT_TRUE(enumerator.MoveNext());
+    EXPECT_TRUE(enumerator.Start(&version, &isChanged));
+    EXPECT_TRUE(isChanged) << "the change was saved as the walk moved on";
+}
+
+TEST(PABPluginTest, APollOfAnUnchangedFolderIsOneCall)
+{
+    CBook book;
+    book.New();
+    CPABContactEnumerator enumerator(book.root);
+    ASSERT_TRUE(enumerator.Start(nullptr, nullptr));
+    const FILETIME version = enumerator.GetVersion();
+    ASSERT_TRUE(enumerator.Finish());
+    CFaultySystemCalls calls;
+    calls.FailAt(0, 0);
+    bool isChanged = true;
+    ASSERT_TRUE(enumerator.Start(&version, &isChanged));
+    EXPECT_FALSE(isChanged);
+    EXPECT_EQ(calls.Calls(), 1);
+}
+
+TEST(PABPluginTest, AFailedCallAnywhereLosesNoContact)
+{
+    static const struct
+    {
+        const char* what;
+        bool (*run)(CBook& book);
+    } kOperations[] = {
+        {"create", [](CBook& book) { return book.New() != 0; }},
+        {"change", [](CBook& book) { return book.Change(1, u"New"); }},
+        {"delete", [](CBook& book) { return book.plugin.DeleteContact(Number(1)); }},
+        {"report", [](CBook& book) { return CReport().Take(book.plugin, {}); }},
+    };
+    for (const auto& operation : kOperations) {
+        for (const int error : {EIO, ENOSPC, EMFILE}) {
+            for (int call = 1, isDone = 0; isDone == 0; ++call) {
+                CBook book;
+                book.New(u"Old");
+                book.New(u"Other");
+                CFaultySystemCalls calls;
+                calls.FailAt(call, error);
+                const bool isGood = operation.run(book);
+                isDone = calls.WasHit() ? 0 : 1;
+                SCOPED_TRACE(testing::Message()
+                             << operation.what << ", errno " << error << " at " << calls.LastHit());
+                calls.FailAt(0, 0);
+                EXPECT_EQ(calls.OpenFiles(), 0u);
+                EXPECT_TRUE(book.plugin.OpenContact(Number(2), nullptr));
+                EXPECT_TRUE(operation.run(book) || isGood);
+                EXPECT_EQ(CountersIn(book.root), 1u);
+            }
+        }
+    }
+}
+
+TEST(PABPluginTest, ThreadsAndProcessesShareAFolderWithoutALoss)
+{
+    constexpr int kThreads = 4;
+    constexpr int kRounds = 60;
+    CBook book;
+    const auto work = [&](bool* isGood) {
+        CPABPlugin plugin(book.root);
+        bool all = true;
+        std::vector<std::uint32_t> numbers;
+        for (int round = 0; round < kRounds; ++round) {
+            const ContactPtr contact(plugin.CreateContact(nullptr));
+            all = all && contact != nullptr && contact->SetProperty("FullName", u"Ann") &&
+                  contact->Save();
+            if (contact != nullptr) {
+                numbers.push_back(contact->GetId().ToNumber());
+            }
+        }
+        for (std::size_t index = 0; index < numbers.size(); index += 2) {
+            all = all && plugin.DeleteContact(Number(numbers[index]));
+        }
+        *isGood = all;
+    };
+    const auto workers = [&] {
+        bool results[kThreads] = {};
+        std::vector<std::thread> threads;
+        for (bool& result : results) {
+            threads.emplace_back(work, &result);
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        return std::all_of(std::begin(results), std::end(results), [](bool good) { return good; });
+    };
+    const pid_t first = StartChild(workers);
+    const pid_t second = StartChild(workers);
+
+    std::map<std::string, char> known;
+    FILETIME since;
+    const auto follow = [&] {
+        CReport report;
+        ASSERT_TRUE(report.Take(book.plugin, since));
+        for (const CContactId& id : report.created) {
+            known[id.ToString()] = '+';
+        }
+        for (const CContactId& id : report.deleted) {
+            known.erase(id.ToString());
+        }
+        since = report.version;
+    };
+    for (int poll = 0; poll < 200; ++poll) {
+        follow();
+        std::this_thread::yield();
+    }
+    EXPECT_TRUE(WaitForChild(first));
+    EXPECT_TRUE(WaitForChild(second));
+    follow();
+    follow();
+
+    constexpr std::size_t kMade = 2 * kThreads * kRounds;
+    EXPECT_EQ(NamesIn(book.root).size(), kMade + 1);
+    EXPECT_EQ(CountersIn(book.root), 1u);
+    EXPECT_EQ(known.size(), kMade / 2) << "what a follower knows is what is there";
+    CPABContactEnumerator enumerator(book.root);
+    ASSERT_TRUE(enumerator.Start(nullptr, nullptr));
+    EXPECT_EQ(Walk(enumerator).size(), kMade / 2);
+}
