@@ -25,7 +25,8 @@ TEST(ContentLinesTest, FindGoesThroughAllLinesOfANameInAnyCase)
 {
     CContentLines lines;
     CContentLines others;
-    const POSITION elsewhere = others.AddTail(new CContentLine("X"));
+    others.AddTail(new CContentLine("X"));
+    const POSITION elsewhere = others.AddHead(new CContentLine("X"));
     EXPECT_EQ(lines.Find("PROFILE"), nullptr);
     EXPECT_EQ(lines.Find("X", elsewhere), nullptr);
 

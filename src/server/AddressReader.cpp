@@ -1,0 +1,359 @@
+#include "server/AddressReader.h"
+
+#include "server/AddressSyntax.h"
+#include "server/EncodedWords.h"
+#include "server/Utf8String.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace
+{
+
+bool IsUnquotable(char c)
+{
+    return IsControl(c) && c != '\t';
+}
+
+// Decodes what strangers wrote. An encoded word may hold any character; a name is one line.
+std::string DecodeName(const std::string& source)
+{
+    std::string name = DecodeEncodedWords(source);
+    std::replace_if(name.begin(), name.end(), IsUnquotable, ' ');
+    return name;
+}
+
+std::string CommentName(std::string_view comment)
+{
+    std::string name = DecodeName(Unquote(comment));
+    name.erase(0, std::min(name.find_first_not_of(" \t"), name.size()));
+    name.erase(name.find_last_not_of(" \t") + 1);
+    return name;
+}
+
+} // namespace
+
+bool CAddressReader::Take(char c)
+{
+    if (AtEnd() || m_text[m_position] != c) {
+        return false;
+    }
+    ++m_position;
+    return true;
+}
+
+// The length of the line end that stands here in front of a blank; 0 if there is none.
+std::size_t CAddressReader::FoldLength() const
+{
+    const std::string_view rest = m_text.substr(m_position);
+    const std::size_t length = rest.starts_with("\r\n") ? 2 : rest.starts_with('\n') ? 1 : 0;
+    return length < rest.size() && IsBlank(rest[length]) ? length : 0;
+}
+
+// Steps over one character, quoted pair or fold inside a quoted string or comment.
+bool CAddressReader::StepQuotable()
+{
+    const std::size_t fold = FoldLength();
+    if (fold != 0) {
+        m_position += fold;
+        return true;
+    }
+    if (Peek() == '\\') {
+        ++m_position;
+    }
+    if (AtEnd() || IsUnquotable(Peek())) {
+        return false;
+    }
+    ++m_position;
+    return true;
+}
+
+// Skips blanks, folds and comments. The inside of the first comment goes to a `comment` that is
+// empty.
+bool CAddressReader::SkipBlanks(std::string_view* comment)
+{
+    while (!AtEnd()) {
+        const char c = Peek();
+        const std::size_t begin = m_position + 1;
+        if (IsBlank(c)) {
+            ++m_position;
+        } else if (c == '(') {
+            if (!SkipComment()) {
+                return false;
+            }
+            if (comment != nullptr && comment->empty()) {
+                *comment = m_text.substr(begin, m_position - 1 - begin);
+            }
+        } else if (c == '\r' || c == '\n') {
+            const std::size_t fold = FoldLength();
+            if (fold == 0) {
+                return false;
+            }
+            m_position += fold;
+        } else {
+            return true;
+        }
+    }
+    return true;
+}
+
+bool CAddressReader::SkipComment()
+{
+    std::size_t depth = 0;
+    do {
+        const char c = Peek();
+        depth += c == '(' ? 1u : 0u;
+        depth -= c == ')' ? 1u : 0u;
+        if (AtEnd() || !StepQuotable()) {
+            return false;
+        }
+    } while (depth > 0);
+    return true;
+}
+
+bool CAddressReader::ReadQuoted(std::string_view* source)
+{
+    const std::size_t begin = ++m_position;
+    while (Peek() != '"') {
+        if (AtEnd() || !StepQuotable()) {
+            return false;
+        }
+    }
+    *source = m_text.substr(begin, m_position++ - begin);
+    return true;
+}
+
+std::string_view CAddressReader::ReadAtom()
+{
+    const std::size_t begin = m_position;
+    while (!AtEnd() && IsAtomCharacter(m_text[m_position])) {
+        ++m_position;
+    }
+    return m_text.substr(begin, m_position - begin);
+}
+
+// Reads words and dots up to the sign that tells what they are.
+bool CAddressReader::ReadWords()
+{
+    m_words.clear();
+    for (;;) {
+        const std::size_t before = m_position;
+        if (!SkipBlanks()) {
+            return false;
+        }
+        CWord word{CWordKind::kAtom, m_position != before, {}};
+        if (Peek() == '"') {
+            word.kind = CWordKind::kQuoted;
+            if (!ReadQuoted(&word.source)) {
+                return false;
+            }
+        } else if (Peek() == '.') {
+            word.kind = CWordKind::kDot;
+            word.source = m_text.substr(m_position++, 1);
+        } else {
+            word.source = ReadAtom();
+            if (word.source.empty()) {
+                return true;
+            }
+        }
+        m_words.push_back(word);
+    }
+}
+
+bool CAddressReader::IsPhrase() const
+{
+    return m_words.empty() || m_words.front().kind != CWordKind::kDot;
+}
+
+// The words as a display name. Blanks divide encoded words from one another, so unquoted words go
+// to the decoder together; quoted text holds none (RFC 2047, 5).
+std::string CAddressReader::DisplayName() const
+{
+    std::string name;
+    std::string unquoted;
+    const auto append = [&name](const std::string& text) {
+        if (!name.empty() && !text.empty()) {
+            name += ' ';
+        }
+        name += text;
+    };
+    for (const CWord& word : m_words) {
+        if (word.kind == CWordKind::kQuoted) {
+            append(DecodeName(unquoted));
+            unquoted.clear();
+            append(Unquote(word.source));
+            continue;
+        }
+        if (word.blankBefore && !unquoted.empty()) {
+            unquoted += ' ';
+        }
+        unquoted += word.source;
+    }
+    append(DecodeName(unquoted));
+    return name;
+}
+
+bool CAddressReader::GetLocalPart(std::string* localPart) const
+{
+    bool expectsDot = false;
+    localPart->clear();
+    for (const CWord& word : m_words) {
+        if ((word.kind == CWordKind::kDot) != expectsDot) {
+            return false;
+        }
+        expectsDot = !expectsDot;
+        *localPart += word.kind == CWordKind::kQuoted ? Unquote(word.source) : word.source;
+    }
+    return expectsDot && IsUtf8(*localPart);
+}
+
+bool CAddressReader::ReadLiteral(std::string* domain)
+{
+    while (Peek() != ']') {
+        const bool isText = !AtEnd() && IsLiteralCharacter(Peek());
+        const std::size_t fold = FoldLength();
+        if (isText) {
+            *domain += Peek();
+        } else if (!IsBlank(Peek()) && fold == 0) {
+            return false;
+        }
+        m_position += std::max<std::size_t>(fold, 1);
+    }
+    *domain += ']';
+    ++m_position;
+    return true;
+}
+
+// Reads the domain with the blanks around it; the first comment behind it goes to `comment`.
+bool CAddressReader::ReadDomain(std::string* domain, std::string_view* comment)
+{
+    std::string_view behind;
+    domain->clear();
+    if (!SkipBlanks()) {
+        return false;
+    }
+    if (Take('[')) {
+        *domain = '[';
+        if (!ReadLiteral(domain) || !SkipBlanks(&behind)) {
+            return false;
+        }
+    } else {
+        do {
+            behind = {};
+            if (!domain->empty()) {
+                *domain += '.';
+            }
+            const bool isClean = SkipBlanks();
+            const std::string_view atom = ReadAtom();
+            if (!isClean || atom.empty() || !SkipBlanks(&behind)) {
+                return false;
+            }
+            *domain += atom;
+        } while (Take('.'));
+    }
+    if (comment != nullptr) {
+        *comment = behind;
+    }
+    return IsUtf8(*domain);
+}
+
+// Reads from the at sign that stands behind the local part's words.
+bool CAddressReader::ReadAddress(CMailboxText* mailbox, std::string_view* comment)
+{
+    return GetLocalPart(&mailbox->localPart) && Take('@') && ReadDomain(&mailbox->domain, comment);
+}
+
+// Skips the route of old, "@relay.example,@hub.example:", if there is one.
+bool CAddressReader::SkipRoute()
+{
+    if (!SkipBlanks()) {
+        return false;
+    }
+    if (Peek() != '@' && Peek() != ',') {
+        return true;
+    }
+    std::string domain;
+    bool hasDomain = false;
+    bool atDivider = true;
+    while (!Take(':')) {
+        if (Take(',')) {
+            atDivider = true;
+        } else if (atDivider && Take('@')) {
+            hasDomain = true;
+            atDivider = false;
+            if (!ReadDomain(&domain)) {
+                return false;
+            }
+        } else {
+            return false;
+        }
+        if (!SkipBlanks()) {
+            return false;
+        }
+    }
+    return hasDomain;
+}
+
+// Reads the rest of a mailbox whose first words are read, with the blanks behind it.
+bool CAddressReader::ReadBehindWords(CMailboxText* mailbox)
+{
+    if (Peek() == '@') {
+        std::string_view comment;
+        if (!ReadAddress(mailbox, &comment)) {
+            return false;
+        }
+        mailbox->displayName = CommentName(comment);
+        return true;
+    }
+    if (!Take('<') || !IsPhrase()) {
+        return false;
+    }
+    mailbox->displayName = DisplayName();
+    return SkipRoute() && ReadWords() && ReadAddress(mailbox) && Take('>') && SkipBlanks();
+}
+
+bool CAddressReader::ReadMailbox(CMailboxText* mailbox)
+{
+    return ReadWords() && ReadBehindWords(mailbox) && AtEnd();
+}
+
+// Reads a mailbox, or a group up to its colon, with what divides it from the next.
+bool CAddressReader::ReadElement(bool* inGroup, std::vector<CMailboxText>* mailboxes)
+{
+    if (!m_words.empty() && Peek() == ':') {
+        ++m_position;
+        return IsPhrase() && !std::exchange(*inGroup, true);
+    }
+    CMailboxText mailbox;
+    if (!ReadBehindWords(&mailbox)) {
+        return false;
+    }
+    mailboxes->push_back(std::move(mailbox));
+    return AtEnd() || Peek() == ',' || Peek() == ';';
+}
+
+bool CAddressReader::ReadList(std::vector<CMailboxText>* mailboxes)
+{
+    bool inGroup = false;
+    bool hasAddress = false;
+    for (;;) {
+        if (!ReadWords()) {
+            return false;
+        }
+        if (!m_words.empty() || Peek() == '<') {
+            if (!ReadElement(&inGroup, mailboxes)) {
+                return false;
+            }
+            hasAddress = true;
+        } else if (AtEnd()) {
+            return hasAddress && !inGroup;
+        } else if (inGroup && Take(';')) {
+            inGroup = false;
+            if (!SkipBlanks() || (!AtEnd() && Peek() != ',')) {
+                return false;
+            }
+        } else if (!Take(',')) {
+            return false;
+        }
+    }
+}

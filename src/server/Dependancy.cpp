@@ -1,0 +1,53 @@
+#include "server/Dependancy.h"
+
+#include "platform/LastError.h"
+#include "server/GMimeInit.h"
+#include "server/MailServer.h"
+
+namespace
+{
+
+bool CheckServer(const CMailServer& server)
+{
+    if (static_cast<_tMailServer*>(server) == nullptr) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
+bool CPigeonryDependancy::DoInitWork(CMailServer& server)
+{
+    return CheckServer(server);
+}
+
+bool CPigeonryDependancy::DoTermWork()
+{
+    return true;
+}
+
+bool CParishDependancy::DoInitWork(CMailServer& server)
+{
+    return CheckServer(server);
+}
+
+bool CParishDependancy::DoTermWork()
+{
+    return true;
+}
+
+bool CSatchelDependancy::DoInitWork(CMailServer& server)
+{
+    if (!CheckServer(server)) {
+        return false;
+    }
+    EnsureMimeLibrary();
+    return true;
+}
+
+bool CSatchelDependancy::DoTermWork()
+{
+    return true;
+}

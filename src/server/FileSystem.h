@@ -1,0 +1,32 @@
+#pragma once
+
+#include "platform/FileApi.h"
+
+// The platform's file operations under the same names, with their arguments, results and last
+// errors (platform/FileApi.h).
+class CFileSystem
+{
+public:
+    static HANDLE CreateFileA(const char* path, std::uint32_t access, std::uint32_t shareMode,
+                              const void* securityAttributes, std::uint32_t disposition,
+                              std::uint32_t flagsAndAttributes, HANDLE templateFile)
+    {
+        return ::CreateFileA(path, access, shareMode, securityAttributes, disposition,
+                             flagsAndAttributes, templateFile);
+    }
+    static int CloseHandle(HANDLE handle) { return ::CloseHandle(handle); }
+    static int GetFileTime(HANDLE file, FILETIME* creation, FILETIME* lastAccess,
+                           FILETIME* lastWrite)
+    {
+        return ::GetFileTime(file, creation, lastAccess, lastWrite);
+    }
+    static int GetFileAttributesExA(const char* path, GET_FILEEX_INFO_LEVELS level, void* data)
+    {
+        return ::GetFileAttributesExA(path, level, data);
+    }
+};
+
+// Makes the folder unless it is there, but not its parents. Non-zero on success; 0 with last error
+// 3: the parent is missing; 183: something that is no folder has the name; 87: the path is null or
+// empty; or as CreateDirectoryA left it.
+int EnsureDirectory(const char* path);

@@ -1,0 +1,153 @@
+#include "server/MailFolder.h"
+
+#include "platform/LastError.h"
+#include "server/MailFolderImpl.h"
+#include "server/MailOwner.h"
+#include "server/MailStoreHandles.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <string_view>
+#include <utility>
+
+static_assert(sizeof(_tMailFolderMessageInfo) == 72);
+
+namespace
+{
+
+constexpr std::size_t kMaxFolderNameLength = 254; // a dot comes in front
+
+// Blanks may stand in it; a dot divides the levels of the hierarchy.
+bool IsFolderName(const char* name)
+{
+    if (name == nullptr) {
+        return false;
+    }
+    const std::string_view text(name);
+    return !text.empty() && text.size() <= kMaxFolderNameLength && text.front() != '.' &&
+           std::ranges::none_of(text, [](char c) {
+               return c == '/' || static_cast<unsigned char>(c) < ' ' || c == '\x7F';
+           });
+}
+
+bool FailWith(std::uint32_t code)
+{
+    SetLastError(code);
+    return false;
+}
+
+} // namespace
+
+CMailFolder::CMailFolder() = default;
+CMailFolder::~CMailFolder() = default;
+
+bool CMailFolder::Open(CMailOwner& owner, const char* name)
+try {
+    Reset();
+    if (owner.m_owner == nullptr) {
+        return FailWith(ERROR_INVALID_HANDLE);
+    }
+    if (!IsFolderName(name)) {
+        return FailWith(ERROR_INVALID_PARAMETER);
+    }
+    std::string path = owner.m_owner->Path();
+    if (std::strcmp(name, "INBOX") != 0) {
+        path += std::string("/.") + name;
+    }
+    if (!IsFolder(path + "/cur")) {
+        return false;
+    }
+    m_folder = std::make_shared<CMailFolderImpl>(std::move(path));
+    return true;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CMailFolder::IsValid() const
+{
+    return m_folder != nullptr;
+}
+
+bool CMailFolder::Lock(FILETIME* version)
+try {
+    if (m_folder == nullptr) {
+        return FailWith(ERROR_INVALID_HANDLE);
+    }
+    return m_folder->Lock() && (version == nullptr || m_folder->ReadVersion(version));
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CMailFolder::StartMessageEnumeration(std::uint32_t /*flags*/, FILETIME* version)
+try {
+    if (m_folder == nullptr) {
+        return FailWith(ERROR_INVALID_HANDLE);
+    }
+    if (version == nullptr) {
+        return FailWith(ERROR_INVALID_PARAMETER);
+    }
+    m_folder->EndWalk();
+    FILETIME current;
+    if (!m_folder->ReadVersion(&current)) {
+        return false;
+    }
+    if (current <= *version) {
+        return FailWith(ERROR_ALREADY_INITIALIZED);
+    }
+    if (!m_folder->StartWalk()) {
+        return false;
+    }
+    *version = current;
+    return true;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CMailFolder::FindNextMessage(_tMailFolderMessageInfo* info)
+{
+    if (info == nullptr || info->dwSize != sizeof(*info)) {
+        return FailWith(ERROR_INVALID_PARAMETER);
+    }
+    if (m_folder == nullptr || !m_folder->IsWalking()) {
+        return FailWith(ERROR_INVALID_HANDLE);
+    }
+    const std::string_view id = m_folder->NextId();
+    if (id.empty()) {
+        return FailWith(ERROR_NO_MORE_FILES);
+    }
+    info->szMessageId[id.copy(info->szMessageId, kMaxMessageIdLength)] = '\0';
+    return true;
+}
+
+bool CMailFolder::CloseMessageEnumeration()
+{
+    if (m_folder == nullptr) {
+        return FailWith(ERROR_INVALID_HANDLE);
+    }
+    m_folder->EndWalk();
+    return true;
+}
+
+bool CMailFolder::RemoveMessage(const char* messageId)
+try {
+    if (m_folder == nullptr) {
+        return FailWith(ERROR_INVALID_HANDLE);
+    }
+    if (!IsMessageId(messageId)) {
+        return FailWith(ERROR_INVALID_PARAMETER);
+    }
+    return m_folder->Remove(messageId);
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+void CMailFolder::Close()
+{
+    Reset();
+}
+
+void CMailFolder::Reset()
+{
+    m_folder.reset();
+}

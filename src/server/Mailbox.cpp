@@ -1,0 +1,274 @@
+#include "server/Mailbox.h"
+
+#include "platform/FileApi.h"
+#include "server/MailStoreHandles.h"
+
+#include <algorithm>
+#include <new>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace
+{
+
+constexpr std::string_view kEffective = "effective";
+
+// Properties that a mailbox's contact reads as text, by key: empty where nobody filled them in.
+constexpr std::string_view kContactTexts[] = {
+    "city",          "comment",     "country",      "facsimile",   "fileas",       "fullname",
+    "givenname",     "homeaddress", "homecity",     "homecountry", "homephone",    "homepostcode",
+    "homestate",     "homestreet",  "htmlcomment",  "jobtitle",    "manager",      "middleinitial",
+    "mobile",        "nickname",    "organization", "orgunit",     "othermailbox", "pager",
+    "postaladdress", "postcode",    "state",        "street",      "suffix",       "surname",
+    "telephone",     "title",       "url",
+};
+
+// The value that answers for a name; null with the reason in the last error.
+std::optional<PropertyValue> LookUp(const _tMailbox& mailbox, const char* name)
+{
+    std::string key = PropertyKey(name);
+    if (key.size() > kEffective.size() && key.ends_with(kEffective)) {
+        key.resize(key.size() - kEffective.size());
+    }
+    for (const auto& file : mailbox.Properties()) {
+        if (file->Error() != ERROR_SUCCESS) {
+            SetLastError(file->Error());
+            return std::nullopt;
+        }
+        if (const PropertyValue* value = file->Find(key)) {
+            return *value;
+        }
+    }
+    if (const auto value = RegisteredDefault(key)) {
+        return *value;
+    }
+    if (std::ranges::find(kContactTexts, key) != std::end(kContactTexts)) {
+        return std::string();
+    }
+    SetLastError(ERROR_NOT_FOUND);
+    return std::nullopt;
+}
+
+template <class Type>
+bool ReadProperty(const _tMailbox* mailbox, const char* name, Type* value)
+try {
+    if (mailbox == nullptr) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return false;
+    }
+    if (name == nullptr || value == nullptr) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return false;
+    }
+    std::optional<PropertyValue> found = LookUp(*mailbox, name);
+    if (!found) {
+        return false;
+    }
+    Type* typed = std::get_if<Type>(&*found);
+    if (typed == nullptr) {
+        SetLastError(ERROR_INVALID_DATA);
+        return false;
+    }
+    *value = std::move(*typed);
+    return true;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+} // namespace
+
+struct _tMailboxEnumeration
+{
+    std::shared_ptr<_tMailServer> server;
+    std::string domain;
+    std::vector<std::string> names;
+    std::size_t next = 0;
+};
+
+bool CheckMailboxNames(_tMailServer* server, const char* name, const char* domain)
+{
+    if (server == nullptr) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return false;
+    }
+    if (!IsPlainName(name) || !IsPlainName(domain)) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return false;
+    }
+    return true;
+}
+
+bool FindMailbox(_tMailServer* server, const char* name, const char* domain, std::string* path)
+{
+    if (!CheckMailboxNames(server, name, domain)) {
+        return false;
+    }
+    std::string found = server->layout.MailboxPath(name, domain);
+    if (!IsFolder(found + "/cur")) {
+        return false;
+    }
+    *path = std::move(found);
+    return true;
+}
+
+std::array<std::string, 3> PropertyFilePaths(const _tMailServer& server, const std::string& mailbox,
+                                             const char* domain)
+{
+    std::array<std::string, 3> paths = {mailbox, server.layout.DomainPath(domain),
+                                        server.layout.Root()};
+    for (std::string& path : paths) {
+        path += path.empty() ? std::string_view() : kPropertyFileName;
+    }
+    return paths;
+}
+
+const _tMailbox::PropertyFiles& _tMailbox::Properties() const
+{
+    std::call_once(m_propertiesRead, [this] {
+        const auto [own, ofDomain, ofServer] = PropertyFilePaths(*server, path, domain.c_str());
+        m_properties = {CPropertyFile::Read(own),
+                        ofDomain.empty() ? std::make_shared<CPropertyFile>()
+                                         : server->sharedProperties.Get(ofDomain),
+                        server->sharedProperties.Get(ofServer)};
+    });
+    return m_properties;
+}
+
+CMailbox::CMailbox() = default;
+CMailbox::~CMailbox() = default;
+
+bool CMailbox::Open(_tMailServer* server, const char* name, const char* domain)
+try {
+    // The names and the server may be this object's own.
+    const std::shared_ptr<_tMailbox> previous = std::exchange(m_mailbox, nullptr);
+    auto mailbox = std::make_shared<_tMailbox>();
+    if (!FindMailbox(server, name, domain, &mailbox->path)) {
+        return false;
+    }
+    mailbox->server = server->shared_from_this();
+    mailbox->name = name;
+    mailbox->domain = domain;
+    m_mailbox = std::move(mailbox);
+    return true;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+CMailbox::operator _tMailbox*() const
+{
+    return m_mailbox.get();
+}
+
+const char* CMailbox::GetName() const
+{
+    return m_mailbox == nullptr ? "" : m_mailbox->name.c_str();
+}
+
+const char* CMailbox::GetDomain() const
+{
+    return m_mailbox == nullptr ? "" : m_mailbox->domain.c_str();
+}
+
+bool CMailbox::GetProperty(const char* name, std::uint32_t* value) const
+{
+    return ReadProperty(m_mailbox.get(), name, value);
+}
+
+bool CMailbox::GetProperty(const char* name, std::string* value) const
+{
+    return ReadProperty(m_mailbox.get(), name, value);
+}
+
+bool CMailbox::GetProperty(const char* name, bool* value) const
+{
+    return ReadProperty(m_mailbox.get(), name, value);
+}
+
+void CMailbox::Close()
+{
+    Reset();
+}
+
+void CMailbox::Reset()
+{
+    m_mailbox.reset();
+}
+
+_tMailServer* GetMailboxServerHandle(_tMailbox* mailbox)
+{
+    return mailbox == nullptr ? nullptr : mailbox->server.get();
+}
+
+_tMailboxEnumeration* StartMailboxEnumeration(_tMailServer* server, const char* domain)
+try {
+    if (server == nullptr) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return nullptr;
+    }
+    if (!IsPlainName(domain)) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return nullptr;
+    }
+    std::vector<std::string> entries;
+    if (!ListFolder(server->layout.EntriesPath(domain).c_str(), &entries)) {
+        return nullptr;
+    }
+    auto enumeration = std::make_unique<_tMailboxEnumeration>();
+    enumeration->server = server->shared_from_this();
+    enumeration->domain = domain;
+    for (const std::string& entry : entries) {
+        std::string name = server->layout.NameOfEntry(entry, domain);
+        if (!name.empty()) {
+            enumeration->names.push_back(std::move(name));
+        }
+    }
+    std::ranges::sort(enumeration->names);
+    return enumeration.release();
+} catch (const std::bad_alloc&) {
+    FailForMemory();
+    return nullptr;
+}
+
+int FindNextMailbox(_tMailboxEnumeration* enumeration, char* name, std::uint32_t* size,
+                    std::uint32_t* flags)
+try {
+    if (enumeration == nullptr) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return 0;
+    }
+    if (name == nullptr || size == nullptr) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return 0;
+    }
+    while (enumeration->next < enumeration->names.size()) {
+        const std::string& found = enumeration->names[enumeration->next++];
+        const CKeepLastError keep;
+        if (found.size() > *size ||
+            !IsFolder(enumeration->server->layout.MailboxPath(found, enumeration->domain) +
+                      "/cur")) {
+            continue;
+        }
+        name[found.copy(name, found.size())] = '\0';
+        *size = static_cast<std::uint32_t>(found.size());
+        if (flags != nullptr) {
+            *flags = 0;
+        }
+        return 1;
+    }
+    SetLastError(ERROR_NO_MORE_FILES);
+    return 0;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+int CloseMailboxEnumeration(_tMailboxEnumeration* enumeration)
+{
+    if (enumeration == nullptr) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return 0;
+    }
+    delete enumeration;
+    return 1;
+}

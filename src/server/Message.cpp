@@ -1,0 +1,208 @@
+#include "server/Message.h"
+
+#include "platform/LastError.h"
+#include "server/EncodedWords.h"
+#include "server/MemoryDebugging.h"
+#include "server/MessageHeader.h"
+#include "server/MimeText.h"
+#include "server/Utf8String.h"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+namespace
+{
+
+bool FailWith(std::uint32_t code)
+{
+    SetLastError(code);
+    return false;
+}
+
+bool IsControl(char16_t unit)
+{
+    return (unit < u' ' && unit != u'\t') || unit == u'\x7F';
+}
+
+// ASCII that no reader would trim or take for an encoded word.
+bool CanStandAsItIs(std::string_view text)
+{
+    const auto isAscii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
+    constexpr std::string_view kBlanks = " \t";
+    return std::ranges::all_of(text, isAscii) && text.find("=?") == std::string_view::npos &&
+           (text.empty() || (kBlanks.find(text.front()) == std::string_view::npos &&
+                             kBlanks.find(text.back()) == std::string_view::npos));
+}
+
+// Where to break a line that is too long: the last blank that leaves a line of that length with
+// something on it from the given place on, or the first blank behind; npos without one.
+std::size_t FindBreak(const std::string& line, std::size_t from, std::size_t maxLength)
+{
+    const std::size_t last = line.find_last_of(" \t", maxLength);
+    return last != std::string::npos && last > from ? last : line.find_first_of(" \t", from + 1);
+}
+
+} // namespace
+
+bool CMailHeader::Create(const char* field)
+try {
+    if (field == nullptr) {
+        return FailWith(ERROR_INVALID_PARAMETER);
+    }
+    CHeaderField parts;
+    if (!SplitHeaderField(field, &parts)) {
+        return FailWith(ERROR_INVALID_DATA);
+    }
+    Assign(parts.name, parts.value);
+    return true;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+void CMailHeader::Assign(std::string_view name, std::string_view value)
+{
+    std::string raw = HeaderValueToUtf8(value);
+    std::u16string decoded;
+    Utf8ToWideLossy(DecodeEncodedWords(raw), &decoded);
+    m_name = name;
+    m_value = std::move(decoded);
+    m_rawValue = std::move(raw);
+}
+
+bool CMailHeader::SetValue(const char16_t* value)
+try {
+    if (value == nullptr) {
+        return FailWith(ERROR_INVALID_PARAMETER);
+    }
+    std::u16string wide(value);
+    if (std::ranges::any_of(wide, IsControl)) {
+        return FailWith(ERROR_INVALID_DATA);
+    }
+    std::string text;
+    if (!WideToUtf8(wide, &text)) {
+        return false;
+    }
+    m_rawValue = CanStandAsItIs(text) ? text : EncodeWords(text);
+    m_value = std::move(wide);
+    return true;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CMailHeader::Write(std::string* text, std::uint32_t maxLineLength) const
+try {
+    if (text == nullptr) {
+        return FailWith(ERROR_INVALID_PARAMETER);
+    }
+    std::string line = m_name + ": " + m_rawValue;
+    std::string folded;
+    std::size_t from = m_name.size() + 1;
+    while (maxLineLength != 0 && line.size() > maxLineLength) {
+        const std::size_t end = FindBreak(line, from, maxLineLength);
+        if (end == std::string::npos) {
+            break;
+        }
+        folded += line.substr(0, end) + "\r\n";
+        line.erase(0, end);
+        from = line.find_first_not_of(" \t");
+    }
+    *text += folded + line + "\r\n";
+    return true;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+CBodyPart::CBodyPart(const _tBodyPartStructure* structure) : m_structure(structure) {}
+CBodyPart::~CBodyPart() = default;
+
+void* CBodyPart::operator new(std::size_t size) noexcept
+{
+    return CMemoryDebugging::TraceAllocate(size, "NoFileInfo", 0);
+}
+
+void CBodyPart::operator delete(void* memory) noexcept
+{
+    CMemoryDebugging::TraceDeallocate(memory);
+}
+
+const CMailHeader* CBodyPart::GetHeader(std::string name) const
+try {
+    const auto known = m_headers.find(name);
+    if (known != m_headers.end()) {
+        return &known->second;
+    }
+    CHeaderField field;
+    if (FindHeaderField(m_structure->header, true, name, &field) != EHeaderSearch::Found) {
+        SetLastError(ERROR_NOT_FOUND);
+        return nullptr;
+    }
+    CMailHeader header;
+    header.Assign(field.name, field.value);
+    return &m_headers.emplace(std::move(name), std::move(header)).first->second;
+} catch (const std::bad_alloc&) {
+    FailForMemory();
+    return nullptr;
+}
+
+bool CBodyPart::GetTextBody(const CUtf8String*& text) const
+try {
+    if (m_text == nullptr) {
+        std::string decoded;
+        if (!DecodeTextBody(*m_structure, &decoded)) {
+            return FailWith(ERROR_INVALID_DATA);
+        }
+        m_text = std::make_unique<const CUtf8String>(std::move(decoded));
+    }
+    text = m_text.get();
+    return true;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+CBodyPart* CBodyPartStructureMap::GetPart(const _tBodyPartStructure* structure)
+try {
+    CBodyPart*& part = m_parts[structure];
+    if (part == nullptr) {
+        part = new CBodyPart(structure);
+    }
+    return part;
+} catch (const std::bad_alloc&) {
+    FailForMemory();
+    return nullptr;
+}
+
+void CBodyPartStructureMap::RemoveAll() noexcept
+{
+    for (const auto& [structure, part] : m_parts) {
+        delete part;
+    }
+    m_parts.clear();
+}
+
+CMessageImpl::CMessageImpl() = default;
+CMessageImpl::~CMessageImpl() = default;
+
+CBodyPart* CMessageImpl::GetRootBodyPart()
+{
+    if (m_structure == nullptr && !LoadMessageStructure()) {
+        return nullptr;
+    }
+    return CreateBodyPart(m_structure.get());
+}
+
+CBodyPart* CMessageImpl::CreateBodyPart(_tMessageStructure* structure)
+{
+    return structure == nullptr ? nullptr : CreateBodyPart(&structure->root, nullptr);
+}
+
+CBodyPart* CMessageImpl::CreateBodyPart(_tBodyPartStructure* structure, CBodyPart* /*parent*/)
+{
+    return structure == nullptr ? nullptr : m_parts.GetPart(structure);
+}
+
+void CMessageImpl::SetMessageStructure(std::unique_ptr<_tMessageStructure> structure) noexcept
+{
+    m_parts.RemoveAll();
+    m_structure = std::move(structure);
+}

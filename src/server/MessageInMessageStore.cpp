@@ -1,0 +1,53 @@
+#include "server/MessageInMessageStore.h"
+
+#include "platform/LastError.h"
+#include "server/MessageHeader.h"
+
+#include <memory>
+#include <new>
+#include <string_view>
+#include <utility>
+
+bool CMessageInMessageStore::Open(CMailFolder& folder, const char* messageId)
+{
+    SetMessageStructure(nullptr);
+    m_text.clear();
+    if (!m_message.Open(folder, messageId, 0)) {
+        return false;
+    }
+    if (!m_message.ReadAll(&m_text)) {
+        m_message.Reset();
+        return false;
+    }
+    return true;
+}
+
+const char* CMessageInMessageStore::GetBodySegment(std::uint32_t offset, std::uint32_t length) const
+{
+    if (offset > m_text.size() || length > m_text.size() - offset) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return nullptr;
+    }
+    return m_text.data() + offset;
+}
+
+std::uint32_t CMessageInMessageStore::GetSize() const
+{
+    return static_cast<std::uint32_t>(m_text.size());
+}
+
+bool CMessageInMessageStore::LoadMessageStructure()
+try {
+    if (m_text.empty()) {
+        SetLastError(ERROR_INVALID_DATA);
+        return false;
+    }
+    const std::string_view text = m_text;
+    const std::size_t headerLength = HeaderSectionLength(text);
+    auto structure = std::make_unique<_tMessageStructure>();
+    structure->root = {text.substr(0, headerLength), text.substr(headerLength)};
+    SetMessageStructure(std::move(structure));
+    return true;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "platform/FileApi.h"
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <variant>
+
+inline constexpr std::string_view kPropertyFileName = "/properties.json";
+inline constexpr std::uint32_t kMaxPropertyFileSize = 1 << 20;
+
+// A value of another type than the three that can be asked for is std::monostate.
+using PropertyValue = std::variant<std::monostate, std::uint32_t, bool, std::string>;
+
+// What properties compare by: the name in lower case.
+std::string PropertyKey(std::string_view name);
+
+// Reads a whole property file. False with last error 2 or 3: there is none; 223: over 1 MB.
+bool ReadPropertyText(const std::string& path, std::string* text);
+
+// The properties of one file (RFC 8259). Immutable once made, so any thread may read it. A file
+// that is missing reads as one without properties.
+class CPropertyFile
+{
+public:
+    static std::shared_ptr<const CPropertyFile> Read(const std::string& path);
+
+    explicit CPropertyFile(std::string_view text);
+    CPropertyFile() = default;
+
+    // 0, 13 (no JSON object), or what kept the file from being read.
+    std::uint32_t Error() const { return m_error; }
+    // The line, from 1, at which the text stops being a JSON object.
+    std::uint32_t ErrorLine() const { return m_errorLine; }
+    // How deep objects and arrays are nested, the outermost included.
+    std::size_t Depth() const { return m_depth; }
+
+    // Null if the file doesn't hold the property, or holds it as a JSON null.
+    const PropertyValue* Find(const std::string& key) const;
+
+private:
+    std::unordered_map<std::string, PropertyValue> m_values;
+    std::uint32_t m_error = 0;
+    std::uint32_t m_errorLine = 0;
+    std::size_t m_depth = 0;
+};
+
+// The files that many mailboxes share, read again only when their times or their size have
+// changed. Any thread.
+class CPropertyFileCache
+{
+public:
+    std::shared_ptr<const CPropertyFile> Get(const std::string& path);
+
+private:
+    struct Entry
+    {
+        WIN32_FILE_ATTRIBUTE_DATA status;
+        std::shared_ptr<const CPropertyFile> file;
+    };
+
+    std::mutex m_mutex;
+    std::unordered_map<std::string, Entry> m_entries;
+};

@@ -1,0 +1,56 @@
+#include "server/Dependancy.h"
+
+#include "platform/LastError.h"
+#include "server/MailServer.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+// Writes down which hooks are called; they answer what the test says.
+struct CRecordingDependancy : CDependancy<CMailServer>
+{
+    bool DoInitWork(CMailServer&) override
+    {
+        calls += 'i';
+        return answer;
+    }
+    bool DoTermWork() override
+    {
+        calls += 't';
+        return answer;
+    }
+    void ReportInitError(CMailServer&) override { calls += 'e'; }
+
+    std::string calls;
+    bool answer = true;
+};
+
+TEST(DependancyTest, LibraryIsStartedAndEndedOnce)
+{
+    CMailServer server;
+    CRecordingDependancy library;
+    EXPECT_TRUE(library.Term());
+    library.answer = false;
+    EXPECT_FALSE(library.Init(server));
+    library.answer = true;
+    EXPECT_TRUE(library.Init(server));
+    EXPECT_TRUE(library.Init(server));
+    library.answer = false;
+    EXPECT_FALSE(library.Term());
+    EXPECT_TRUE(library.Init(server)); // still up
+    library.answer = true;
+    EXPECT_TRUE(library.Term());
+    EXPECT_TRUE(library.Term());
+    EXPECT_EQ(library.calls, "ieitt");
+}
+
+TEST(DependancyTest, LibraryWantsAnOpenServer)
+{
+    CMailServer closed;
+    EXPECT_FALSE(CSatchelDependancy("mail").Init(closed));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+}
+
+} // namespace

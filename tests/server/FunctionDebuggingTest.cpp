@@ -1,0 +1,198 @@
+#include "server/FunctionDebugging.h"
+
+#include "platform/LastError.h"
+
+#include <atomic>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+// Collects what scopes report, without the thread's number in front.
+class FunctionDebuggingTest : public testing::Test
+{
+protected:
+    FunctionDebuggingTest()
+    {
+        CFunctionDebugging::SetSink([this](std::string_view line) {
+            m_lines.emplace_back(line.substr(line.find(' ') + 1));
+        });
+    }
+    ~FunctionDebuggingTest() override
+    {
+        CFunctionDebugging::TurnOff();
+        CFunctionDebugging::SetSink(nullptr);
+    }
+
+    std::vector<std::string> m_lines;
+};
+
+using Lines = std::vector<std::string>;
+
+int CapturedBits(const char* function)
+{
+    const CFunctionDebugging scope(function);
+    return (scope.DebugParameters() != 0 ? 2 : 0) | (scope.DebugReturnValues() != 0 ? 4 : 0) |
+           (scope.DebugLargeBuffers() != 0 ? 32 : 0);
+}
+
+TEST_F(FunctionDebuggingTest, RulesChooseScopesAndBits)
+{
+    static const struct
+    {
+        const char *what, *rules, *scope;
+        int bits;
+    } kCases[] = {
+        {"all", "*:*:*:*:65535", "CPABContact::Save", 38},
+        {"decimal mask", "*:*:*:*:6", "CPABContact::Save", 6},
+        {"hexadecimal mask", "*:*:*:*:0x24", "CPABContact::Save", 36},
+        {"namespace", "CPABContact:*:*:*:2", "CPABContact::Save", 2},
+        {"other namespace", "CPABContact:*:*:*:2", "CContactMgr::Save", 0},
+        {"function", "*:Save:*:*:2", "CPABContact::Save", 2},
+        {"part of a function", "*:Sa:*:*:2", "CPABContact::Save", 0},
+        {"wildcards inside", "C*Con*t:*a*e:*:*:2", "CPABContact::Save", 2},
+        {"wildcard that must back up", "*:*ab:*:*:2", "aabab", 2},
+        {"case counts", "*:save:*:*:2", "CPABContact::Save", 0},
+        {"last double colon divides", "*:Save:*:*:2", "A::B::Save", 2},
+        {"no namespace", ":Save:*:*:2", "Save", 2},
+        {"mail name that no thread has", "*:*:ann:*:2", "Save", 0},
+        {"bits of all rules", "*:Save:*:*:2; *:S*:*:*:4\r\n\n*:Load:*:*:32", "Save", 6},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.what);
+        ASSERT_TRUE(CFunctionDebugging::SetEventCaptureRules(c.rules));
+        EXPECT_EQ(CapturedBits(c.scope), c.bits);
+    }
+}
+
+TEST_F(FunctionDebuggingTest, MalformedRulesAreRefusedAndTheOldOnesStay)
+{
+    ASSERT_TRUE(CFunctionDebugging::SetEventCaptureRules("*:*:*:*:4"));
+    for (const char* const rules :
+         {"", " ; ", "*:*:*:7", "*:*:*:*:*:7", "*:*:*:*:", "*:*:*:*:0x", "*:*:*:*:7a", "*:*:*:*:-1",
+          "*:*:*:*:4294967296", "*:*:*:*:2;*"}) {
+        SCOPED_TRACE(rules);
+        SetLastError(0);
+        EXPECT_FALSE(CFunctionDebugging::SetEventCaptureRules(rules));
+        EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+        EXPECT_EQ(CapturedBits("Save"), 4);
+    }
+}
+
+TEST_F(FunctionDebuggingTest, EventsAreOneLineEachWithNestingAndMailName)
+{
+    ASSERT_TRUE(CFunctionDebugging::TurnOn());
+    SetLastError(1234);
+    {
+        const CFunctionDebugging outer("CContactMgr::OpenContact");
+        const CFunctionDebugging::CActiveMailName mailName("ann", "example.org");
+        const CFunctionDebugging inner("CPABContact::GetProperty");
+        inner.Parameters(1, "PropertyName", "a\r\n\"b\\");
+        inner.ReturnValues(1, 1, "pValue", std::string("x"), "beyond the count", "y");
+    }
+    EXPECT_EQ(GetLastError(), 1234u);
+    EXPECT_EQ(
+        m_lines,
+        (Lines{"> CContactMgr::OpenContact", "ann@example.org   > CPABContact::GetProperty",
+               R"(ann@example.org     ? CPABContact::GetProperty PropertyName="a\x0D\x0A\"b\\")",
+               R"(ann@example.org     = CPABContact::GetProperty result=1 pValue="x")",
+               "ann@example.org   < CPABContact::GetProperty", "< CContactMgr::OpenContact"}));
+}
+
+TEST_F(FunctionDebuggingTest, MailNameCountsUntilItsEnd)
+{
+    ASSERT_TRUE(CFunctionDebugging::SetEventCaptureRules("*:*:ann:*.org:2"));
+    {
+        const CFunctionDebugging::CActiveMailName ann("ann", "example.org");
+        EXPECT_EQ(CapturedBits("Save"), 2);
+        {
+            const CFunctionDebugging::CActiveMailName bob("bob", "example.org");
+            EXPECT_EQ(CapturedBits("Save"), 0);
+        }
+        EXPECT_EQ(CapturedBits("Save"), 2);
+    }
+    EXPECT_EQ(CapturedBits("Save"), 0);
+}
+
+TEST_F(FunctionDebuggingTest, ScopeKeepsTheBitsOfItsEntry)
+{
+    {
+        const CFunctionDebugging early("Early");
+        ASSERT_TRUE(CFunctionDebugging::SetEventCaptureRules("*:*:*:*:1"));
+        const CFunctionDebugging late("Late");
+        late.Parameters(1, "name", "value");
+        ASSERT_TRUE(CFunctionDebugging::TurnOff());
+        const CFunctionDebugging off("Off");
+    }
+    EXPECT_EQ(m_lines, (Lines{"> Late", "< Late"}));
+}
+
+TEST_F(FunctionDebuggingTest, LongValuesAreCutAtACharacterUnlessAskedFor)
+{
+    const std::string value =
+        std::string(CFunctionDebugging::kLargeBufferBytes - 1, 'x') + "\xC3\xA4";
+    for (const char* const rules : {"*:*:*:*:2", "*:*:*:*:34"}) {
+        ASSERT_TRUE(CFunctionDebugging::SetEventCaptureRules(rules));
+        CFunctionDebugging("f").Parameters(1, "v", value);
+    }
+    EXPECT_EQ(m_lines, (Lines{"? f v=\"" + value.substr(0, value.size() - 2) + "\"... (257 bytes)",
+                              "? f v=\"" + value + "\""}));
+}
+
+TEST_F(FunctionDebuggingTest, SinkMayFailAndOpenScopes)
+{
+    int calls = 0;
+    CFunctionDebugging::SetSink([&calls](std::string_view) {
+        ++calls;
+        const CFunctionDebugging inner("Inner");
+        inner.Parameters(1, "name", "value");
+        throw std::runtime_error("sink");
+    });
+    ASSERT_TRUE(CFunctionDebugging::TurnOn());
+    {
+        const CFunctionDebugging scope("Outer");
+    }
+    EXPECT_EQ(calls, 2);
+}
+
+TEST_F(FunctionDebuggingTest, RulesChangeWhileOtherThreadsTrace)
+{
+    std::atomic<int> running{2};
+    const auto trace = [&running] {
+        for (int i = 0; i < 5000; ++i) {
+            const CFunctionDebugging scope("CPABContact::Save");
+            scope.Parameters(1, "name", "value");
+        }
+        --running;
+    };
+    std::thread first(trace);
+    std::thread second(trace);
+    for (int i = 0; running > 0; ++i) {
+        CFunctionDebugging::SetEventCaptureRules(i % 2 == 0 ? "CPAB*:*:*:*:3" : nullptr);
+    }
+    first.join();
+    second.join();
+    // Each scope that reported its entry reported its exit, whatever the rules had become.
+    std::size_t entries = 0;
+    std::size_t exits = 0;
+    for (const std::string& line : m_lines) {
+        entries += line == "> CPABContact::Save" ? 1u : 0u;
+        exits += line == "< CPABContact::Save" ? 1u : 0u;
+    }
+    EXPECT_EQ(entries, exits);
+}
+
+TEST(FunctionDebuggingNamesTest, LiteralSplitsAtItsLastDoubleColon)
+{
+    const CFunctionDebugging scope("A::B::Save");
+    EXPECT_EQ(scope.GetNamespace(), "A::B");
+    EXPECT_EQ(scope.GetFunctionName(), "Save");
+    EXPECT_EQ(CFunctionDebugging("Save").GetNamespace(), "");
+}
+
+} // namespace

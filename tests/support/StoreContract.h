@@ -1,0 +1,98 @@
+#pragma once
+
+#include "core/ContactPlg.h"
+#include "platform/LastError.h"
+#include "server/MemoryDebugging.h"
+#include "support/AllocationFault.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <utility>
+
+// What every store promises alike, checked of one. `good` opens; `bad` is the store's, but does
+// not.
+inline void ExpectOpenKeepsItsContract(CContactPlg& store, const ContactMgr::CContactId& good,
+                                       const ContactMgr::CContactId& bad)
+{
+    const std::size_t before = CMemoryDebugging::LiveBlocks();
+    EXPECT_TRUE(store.OpenContact(good, nullptr));
+    EXPECT_FALSE(store.OpenContact(bad, nullptr));
+    EXPECT_EQ(CMemoryDebugging::LiveBlocks(), before);
+
+    CContact* contact = nullptr;
+    ASSERT_TRUE(store.OpenContact(good, &contact));
+    EXPECT_EQ(contact->GetId(), good);
+    const std::size_t withOne = CMemoryDebugging::LiveBlocks();
+    CContact* const first = contact;
+    SetLastError(4711);
+    EXPECT_FALSE(store.OpenContact(ContactMgr::CContactId("OTHER-1"), &contact));
+    EXPECT_EQ(GetLastError(), 4711u);
+    EXPECT_FALSE(store.OpenContact(bad, &contact));
+    EXPECT_EQ(contact, first);
+    EXPECT_TRUE(store.OpenContact(good, &contact));
+    EXPECT_EQ(CMemoryDebugging::LiveBlocks(), withOne) << "the old contact was not destroyed";
+
+    bool wasHit = true;
+    for (int number = 1; wasHit; ++number) {
+        CContact* const old = contact;
+        ContactMgr::CContactId id = good; // the copy is the caller's
+        const CAllocationFault fault(number);
+        const bool isOpen = store.OpenContact(std::move(id), &contact);
+        EXPECT_TRUE(isOpen || (contact == old && GetLastError() == ERROR_NOT_ENOUGH_MEMORY));
+        wasHit = fault.WasHit();
+    }
+    delete contact;
+    EXPECT_EQ(CMemoryDebugging::LiveBlocks(), before);
+}
+
+// The store has at least one contact.
+inline void ExpectWalkKeepsItsContract(CContactPlg& store)
+{
+    const std::size_t before = CMemoryDebugging::LiveBlocks();
+    std::unique_ptr<CContactPlg::CContactEnumerator> walk(store.GetEnumerator());
+    EXPECT_FALSE(walk->MoveNext());
+    EXPECT_EQ(walk->GetCurrent(), nullptr);
+    EXPECT_TRUE(walk->Finish());
+
+    bool changed = false;
+    ASSERT_TRUE(walk->Start(nullptr, &changed));
+    EXPECT_TRUE(changed && walk->IsStarted());
+    ASSERT_TRUE(walk->MoveNext());
+    const ContactMgr::CContactId first = walk->GetCurrent()->GetId();
+    while (walk->MoveNext()) {
+    }
+    EXPECT_EQ(GetLastError(), ERROR_NO_MORE_FILES);
+    EXPECT_TRUE(walk->Start(nullptr, nullptr) && walk->MoveNext()) << "anew, without Finish";
+    EXPECT_EQ(walk->GetCurrent()->GetId(), first);
+    EXPECT_TRUE(walk->Finish() && walk->Finish());
+    EXPECT_EQ(walk->GetCurrent(), nullptr);
+    EXPECT_FALSE(walk->IsStarted() || walk->MoveNext());
+
+    const FILETIME version = walk->GetVersion();
+    EXPECT_TRUE(walk->Start(&version, &changed));
+    EXPECT_FALSE(changed || walk->IsStarted() || walk->MoveNext());
+    EXPECT_EQ(walk->GetVersion(), version);
+
+    bool wasHit = true;
+    for (int number = 1; wasHit; ++number) {
+        EXPECT_TRUE(walk->Start(nullptr, nullptr));
+        const CAllocationFault fault(number);
+        EXPECT_TRUE(!walk->MoveNext() || walk->GetCurrent() != nullptr);
+        wasHit = fault.WasHit();
+    }
+    walk.reset();
+    EXPECT_EQ(CMemoryDebugging::LiveBlocks(), before) << "ended in the middle of a walk";
+}
+
+// For the stores that change nothing through these.
+inline void ExpectNeitherCreatesNorReports(CContactPlg& store)
+{
+    ContactMgr::CContactIdList ids;
+    FILETIME version;
+    SetLastError(4711);
+    EXPECT_EQ(store.CreateContact(nullptr), nullptr);
+    EXPECT_EQ(GetLastError(), 4711u);
+    EXPECT_FALSE(store.ChangesSince({}, &version, &ids, &ids, &ids));
+    EXPECT_EQ(GetLastError(), ERROR_NOT_SUPPORTED);
+}
