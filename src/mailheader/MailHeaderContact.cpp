@@ -1,0 +1,132 @@
+#include "mailheader/MailHeaderContact.h"
+
+#include "platform/LastError.h"
+
+#include <algorithm>
+#include <new>
+#include <string_view>
+#include <utility>
+
+namespace
+{
+
+bool IsWhiteSpace(char16_t character)
+{
+    // Unicode's property White_Space.
+    constexpr std::u16string_view kOthers = u" \u0085\u00a0\u1680\u2028\u2029\u202f\u205f\u3000";
+    return (character >= u'\t' && character <= u'\r') ||
+           (character >= u'\u2000' && character <= u'\u200a') ||
+           kOthers.find(character) != kOthers.npos;
+}
+
+std::u16string_view Trim(std::u16string_view text)
+{
+    const auto begin = std::ranges::find_if_not(text, IsWhiteSpace);
+    text.remove_prefix(static_cast<std::size_t>(begin - text.begin()));
+    while (!text.empty() && IsWhiteSpace(text.back())) {
+        text.remove_suffix(1);
+    }
+    return text;
+}
+
+bool Refuse(std::uint32_t code)
+{
+    SetLastError(code);
+    return false;
+}
+
+} // namespace
+
+CMailHeaderContact::CMailHeaderContact(CRfc822Address address)
+{
+    SplitName(address);
+    CContactEmail email;
+    email.SetAddress(std::move(address));
+    email.SetType(CContactEmail::kInternet | CContactEmail::kPref);
+    m_emails.AddTail(std::move(email));
+}
+
+ContactMgr::CContactId CMailHeaderContact::GetId()
+try {
+    if (m_emails.IsEmpty()) {
+        return ContactMgr::CContactId();
+    }
+    return ContactMgr::CContactId(std::string(kPluginType) + "-" +
+                                  m_emails.GetHead().GetAddress().RawFullAddress());
+} catch (const std::bad_alloc&) {
+    FailForMemory();
+    return ContactMgr::CContactId();
+}
+
+bool CMailHeaderContact::GetModifiedTime(FILETIME* time)
+{
+    if (time == nullptr) {
+        return Refuse(ERROR_INVALID_PARAMETER);
+    }
+    *time = FILETIME();
+    return true;
+}
+
+bool CMailHeaderContact::SetFirstName(const std::u16string&)
+{
+    return Refuse(ERROR_NOT_SUPPORTED);
+}
+
+bool CMailHeaderContact::SetLastName(const std::u16string&)
+{
+    return Refuse(ERROR_NOT_SUPPORTED);
+}
+
+bool CMailHeaderContact::SupportsProperty(const CContactProperty& property)
+{
+    const CContactProperties names = CContactProperties::Instance();
+    return property == names.FullName || property == names.GivenName || property == names.Surname;
+}
+
+bool CMailHeaderContact::GetProperty(const CContactProperty& property, std::u16string* value)
+try {
+    if (value == nullptr) {
+        return Refuse(ERROR_INVALID_PARAMETER);
+    }
+    const CContactProperties names = CContactProperties::Instance();
+    if (property == names.FullName) {
+        *value = m_emails.IsEmpty() ? u"" : m_emails.GetHead().GetAddress().GetComment();
+    } else if (property == names.GivenName) {
+        *value = m_firstName;
+    } else if (property == names.Surname) {
+        *value = m_lastName;
+    } else {
+        return Refuse(ERROR_NOT_SUPPORTED);
+    }
+    return true;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CMailHeaderContact::GetProperty(const CContactProperty&, std::uint32_t*)
+{
+    return Refuse(ERROR_NOT_SUPPORTED);
+}
+
+bool CMailHeaderContact::GetProperty(const CContactProperty&, bool*)
+{
+    return Refuse(ERROR_NOT_SUPPORTED);
+}
+
+bool CMailHeaderContact::ToString(std::u16string*)
+{
+    return Refuse(ERROR_NOT_SUPPORTED);
+}
+
+void CMailHeaderContact::SplitName(const CRfc822Address& address)
+{
+    const std::u16string_view name = Trim(address.GetComment());
+    // Only the blank divides words: a tab or a no-break space belongs to its word.
+    const std::size_t lastBlank = name.rfind(u' ');
+    if (lastBlank == name.npos) {
+        m_firstName = name;
+        return;
+    }
+    m_firstName = Trim(name.substr(0, lastBlank));
+    m_lastName = Trim(name.substr(lastBlank + 1));
+}

@@ -1,0 +1,79 @@
+#include "mailheader/MailHeaderContactEnumerator.h"
+
+#include "platform/LastError.h"
+#include "server/MailMessage.h"
+
+#include <new>
+#include <utility>
+
+namespace
+{
+
+static_assert(sizeof(_tMailFolderMessageInfo) == 72);
+
+// False: the message has no sender, or has gone.
+bool ReadSender(CMailFolder& folder, const char* messageId, CRfc822Address* sender)
+{
+    CMailMessage message;
+    const char* from = nullptr;
+    return message.Open(folder, messageId, 0) && message.GetHeader("From", &from) &&
+           sender->Parse(from);
+}
+
+} // namespace
+
+CMailHeaderContactEnumerator::~CMailHeaderContactEnumerator()
+{
+    const CKeepLastError keep;
+    CMailHeaderContactEnumerator::Finish();
+}
+
+bool CMailHeaderContactEnumerator::Start(const FILETIME* version, bool* changed)
+{
+    Finish();
+    if (!m_owner.Open(m_mailbox) || !m_folder.Open(m_owner, "INBOX") || !m_folder.Lock(nullptr)) {
+        return false;
+    }
+    m_version = version == nullptr ? FILETIME() : *version;
+    m_started = m_folder.StartMessageEnumeration(0, &m_version);
+    if (!m_started && GetLastError() != ERROR_ALREADY_INITIALIZED) {
+        return false;
+    }
+    if (changed != nullptr) {
+        *changed = m_started;
+    }
+    return true;
+}
+
+bool CMailHeaderContactEnumerator::Finish()
+{
+    if (m_started && !m_folder.CloseMessageEnumeration()) {
+        return false;
+    }
+    m_started = false;
+    m_current.reset();
+    return true;
+}
+
+bool CMailHeaderContactEnumerator::MoveNext()
+try {
+    for (;;) {
+        _tMailFolderMessageInfo info = {};
+        info.dwSize = sizeof(info);
+        if (!m_folder.FindNextMessage(&info)) {
+            return false;
+        }
+        CRfc822Address sender;
+        if (!ReadSender(m_folder, info.szMessageId, &sender)) {
+            continue;
+        }
+        std::unique_ptr<CMailHeaderContact> contact(new CMailHeaderContact(std::move(sender)));
+        if (contact == nullptr) {
+            return false;
+        }
+        m_current = std::move(contact);
+        return true;
+    }
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "core/ContactPlg.h"
+
+#include <string>
+
+class CMailbox;
+
+// The store of type "INBOX": the people who have written to the mailbox. Keeps nothing itself, and
+// creates, removes and reports nothing. The mailbox stays the caller's and outlives the store; its
+// enumerators end before the store.
+class CMailHeaderPlugin final : public CContactPlg
+{
+public:
+    // Makes the store; null when memory is exhausted. It ends with Release, which takes null too.
+    static CContactPlg* Create(CMailbox& mailbox);
+    static void Release(CContactPlg* plugin);
+
+    explicit CMailHeaderPlugin(CMailbox& mailbox) : m_mailbox(mailbox) {}
+
+    std::string GetPluginType() override;
+    // A namespace that is the type, with case.
+    bool OwnsContact(ContactMgr::CContactId id) override;
+    // Opens any identifier that holds an address, whether or not a message came from it; looks at
+    // no folder. Last error as CRfc822Address::Parse leaves it, or 8.
+    bool OpenContact(ContactMgr::CContactId id, CContact** contact) override;
+    CContactEnumerator* GetEnumerator() override;
+
+private:
+    CMailbox& m_mailbox;
+};

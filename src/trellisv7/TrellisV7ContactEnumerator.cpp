@@ -1,0 +1,85 @@
+#include "trellisv7/TrellisV7ContactEnumerator.h"
+
+#include "platform/LastError.h"
+#include "server/MailMessage.h"
+#include "server/Mailbox.h"
+#include "server/MessageInMessageStore.h"
+
+#include <new>
+#include <utility>
+
+CTrellisV7ContactEnumerator::CTrellisV7ContactEnumerator(CMailbox& mailbox) : m_mailbox(mailbox)
+{
+    m_server.Wrap(GetMailboxServerHandle(mailbox));
+}
+
+CTrellisV7ContactEnumerator::~CTrellisV7ContactEnumerator()
+{
+    const CKeepLastError keep;
+    CTrellisV7ContactEnumerator::Finish();
+}
+
+bool CTrellisV7ContactEnumerator::Start(const FILETIME* version, bool* changed)
+{
+    Finish();
+    if (!m_owner.Open(m_mailbox)) {
+        return false;
+    }
+    const bool hasFolder = m_folder.Open(m_owner, CTrellisV7Contact::kFolder);
+    if (!hasFolder && GetLastError() != ERROR_PATH_NOT_FOUND) {
+        return false;
+    }
+    if (hasFolder) {
+        m_version = version == nullptr ? FILETIME() : *version;
+        m_started = m_folder.StartMessageEnumeration(0, &m_version);
+        if (!m_started && GetLastError() != ERROR_ALREADY_INITIALIZED) {
+            return false;
+        }
+    }
+    if (changed != nullptr) {
+        *changed = m_started;
+    }
+    return true;
+}
+
+bool CTrellisV7ContactEnumerator::Finish()
+{
+    if (m_started && !m_folder.CloseMessageEnumeration()) {
+        return false;
+    }
+    m_started = false;
+    m_current.reset();
+    return true;
+}
+
+bool CTrellisV7ContactEnumerator::MoveNext()
+try {
+    if (!m_folder.IsValid()) {
+        return false;
+    }
+    for (;;) {
+        _tMailFolderMessageInfo info = {};
+        info.dwSize = sizeof(info);
+        if (!m_folder.FindNextMessage(&info)) {
+            return false;
+        }
+        CMessageInMessageStore content;
+        CMailMessage message;
+        FILETIME time;
+        if (!content.Open(m_folder, info.szMessageId) ||
+            !message.Open(m_folder, info.szMessageId, 0) || !message.GetInternalTime(&time)) {
+            continue;
+        }
+        std::unique_ptr<CTrellisV7Contact> contact(new CTrellisV7Contact(
+            content, info.szMessageId, time, m_mailbox.GetName(), m_mailbox.GetDomain()));
+        if (contact == nullptr || !contact->Load()) {
+            return false;
+        }
+        if (contact->IsIndividual()) {
+            m_current = std::move(contact);
+            return true;
+        }
+    }
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}

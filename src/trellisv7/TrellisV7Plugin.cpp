@@ -1,0 +1,122 @@
+#include "trellisv7/TrellisV7Plugin.h"
+
+#include "platform/LastError.h"
+#include "server/MailFolder.h"
+#include "server/MailMessage.h"
+#include "server/MailOwner.h"
+#include "server/Mailbox.h"
+#include "server/MessageInMessageStore.h"
+#include "trellisv7/TrellisV7Contact.h"
+#include "trellisv7/TrellisV7ContactEnumerator.h"
+
+#include <memory>
+#include <new>
+#include <utility>
+
+namespace
+{
+
+// The three parts behind the first hyphen of an identifier.
+struct MessagePlace
+{
+    std::string messageId;
+    std::string mailboxName;
+    std::string domainName;
+};
+
+bool TakeApart(const std::string& id, MessagePlace* place)
+{
+    const std::size_t hyphen = id.find('-');
+    const std::size_t first = hyphen == id.npos ? id.npos : id.find(' ', hyphen + 1);
+    const std::size_t second = first == id.npos ? id.npos : id.find(' ', first + 1);
+    if (second == id.npos) {
+        return false;
+    }
+    place->messageId = id.substr(hyphen + 1, first - hyphen - 1);
+    place->mailboxName = id.substr(first + 1, second - first - 1);
+    place->domainName = id.substr(second + 1);
+    return true;
+}
+
+bool OpenFolder(_tMailServer* server, const MessagePlace& place, CMailOwner* owner,
+                CMailFolder* folder)
+{
+    return owner->Open(server, place.mailboxName.c_str(), place.domainName.c_str(), 0) &&
+           folder->Open(*owner, CTrellisV7Contact::kFolder);
+}
+
+} // namespace
+
+CContactPlg* CTrellisV7Plugin::Create(CMailbox& mailbox)
+{
+    return new CTrellisV7Plugin(mailbox);
+}
+
+void CTrellisV7Plugin::Release(CContactPlg* plugin)
+{
+    delete static_cast<CTrellisV7Plugin*>(plugin);
+}
+
+CTrellisV7Plugin::CTrellisV7Plugin(CMailbox& mailbox) : m_mailbox(mailbox)
+{
+    m_server.Wrap(GetMailboxServerHandle(mailbox));
+}
+
+std::string CTrellisV7Plugin::GetPluginType()
+{
+    return CTrellisV7Contact::kPluginType;
+}
+
+bool CTrellisV7Plugin::OwnsContact(ContactMgr::CContactId id)
+try {
+    return id.Namespace().starts_with(CTrellisV7Contact::kPluginType);
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CTrellisV7Plugin::OpenContact(ContactMgr::CContactId id, CContact** contact)
+try {
+    MessagePlace place;
+    if (!OwnsContact(id) || !TakeApart(id.ToString(), &place)) {
+        return false;
+    }
+    CMailOwner owner;
+    CMailFolder folder;
+    CMessageInMessageStore content;
+    CMailMessage message;
+    FILETIME time;
+    if (!OpenFolder(m_server, place, &owner, &folder) ||
+        !content.Open(folder, place.messageId.c_str()) ||
+        !message.Open(folder, place.messageId.c_str(), 0) || !message.GetInternalTime(&time)) {
+        return false;
+    }
+    std::unique_ptr<CTrellisV7Contact> opened(
+        new CTrellisV7Contact(content, std::move(place.messageId), time,
+                              std::move(place.mailboxName), std::move(place.domainName)));
+    if (opened == nullptr || !opened->Load()) {
+        return false;
+    }
+    if (contact != nullptr) {
+        delete std::exchange(*contact, opened.release());
+    }
+    return true;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CTrellisV7Plugin::DeleteContact(ContactMgr::CContactId id)
+try {
+    MessagePlace place;
+    CMailOwner owner;
+    CMailFolder folder;
+    return OwnsContact(id) && TakeApart(id.ToString(), &place) &&
+           OpenFolder(m_server, place, &owner, &folder) &&
+           folder.RemoveMessage(place.messageId.c_str());
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+CContactPlg::CContactEnumerator* CTrellisV7Plugin::GetEnumerator()
+{
+    return new CTrellisV7ContactEnumerator(m_mailbox);
+}

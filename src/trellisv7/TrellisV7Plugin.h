@@ -1,0 +1,42 @@
+#pragma once
+
+#include "core/ContactPlg.h"
+#include "server/MailServer.h"
+
+#include <string>
+
+class CMailbox;
+
+// The store of type "TRELLISV7": the address book entries that the older web client left as
+// messages in the mailbox's folder "Contacts". Reads and removes them; creates, changes and reports
+// nothing. The mailbox must be open, stays the caller's and outlives the store; enumerators end
+// before the store. Nothing stays open between calls.
+//
+// An identifier names its mailbox and domain itself, and any mailbox of the mail store opens, and
+// loses its message, through it: whoever takes identifiers from outside must check whose they are.
+class CTrellisV7Plugin final : public CContactPlg
+{
+public:
+    // Makes the store; null when memory is exhausted. It ends with Release, which takes null too.
+    static CContactPlg* Create(CMailbox& mailbox);
+    static void Release(CContactPlg* plugin);
+
+    explicit CTrellisV7Plugin(CMailbox& mailbox);
+
+    std::string GetPluginType() override;
+    // A namespace that begins with the type, with case.
+    bool OwnsContact(ContactMgr::CContactId id) override;
+
+    // Both: no code if the identifier lacks its two blanks; 87: a name in it is no plain path
+    // component; 3: no such mailbox or folder; 2: no such message; others as the mail store leaves
+    // them. OpenContact opens group entries too; where the message cannot be read, the last error
+    // is as CTrellisV7Contact::Load leaves it. DeleteContact removes a message of any format.
+    bool OpenContact(ContactMgr::CContactId id, CContact** contact) override;
+    bool DeleteContact(ContactMgr::CContactId id) override;
+
+    CContactEnumerator* GetEnumerator() override;
+
+private:
+    CMailbox& m_mailbox;
+    CMailServer m_server;
+};

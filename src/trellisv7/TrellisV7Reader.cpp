@@ -1,0 +1,205 @@
+#include "trellisv7/TrellisV7Contact.h"
+
+#include "platform/LastError.h"
+#include "server/Message.h"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+// The format of the stored messages. A "Reply-To" of "Group" marks a group entry. The body is text
+// of lines KEY:VALUE, in any order, without quoting or continuation; the last of several lines with
+// one key holds. The older web client wrote no other lines, so any other line means that the
+// message is none of its own.
+
+namespace
+{
+
+// ASCII letters only; the other text is in small letters.
+bool EqualsIgnoringCase(std::u16string_view text, std::u16string_view smallLetters)
+{
+    return std::ranges::equal(text, smallLetters, [](char16_t left, char16_t right) {
+        return (left >= u'A' && left <= u'Z' ? left + (u'a' - u'A') : left) == right;
+    });
+}
+
+} // namespace
+
+bool CTrellisV7Contact::Load()
+try {
+    const CBodyPart* root = m_message.GetRootBodyPart();
+    const CUtf8String* body = nullptr;
+    return root != nullptr && ReadMarker(*root) && root->GetTextBody(body) && ReadLines(*body) &&
+           BuildAddresses() && BuildTelephones() && BuildEmails() && SplitName();
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CTrellisV7Contact::ReadMarker(const CBodyPart& root)
+{
+    const std::uint32_t before = GetLastError();
+    if (const CMailHeader* header = root.GetHeader("Reply-To")) {
+        m_isIndividual = !EqualsIgnoringCase(header->GetValue(), u"group");
+        return true;
+    }
+    if (GetLastError() == ERROR_NOT_ENOUGH_MEMORY) {
+        return false;
+    }
+    // Most entries have no such header.
+    SetLastError(before);
+    return true;
+}
+
+bool CTrellisV7Contact::ReadLines(std::string_view body)
+{
+    while (!body.empty()) {
+        const std::size_t end = std::min(body.find('\n'), body.size());
+        std::string line(body.substr(0, end));
+        body.remove_prefix(std::min(end + 1, body.size()));
+        std::erase(line, '\r');
+        if (line.empty()) {
+            continue;
+        }
+        // A line without a colon has the empty key, which is unknown.
+        const std::string_view text = line;
+        const std::size_t colon = text.find(':');
+        const bool hasKey = colon != text.npos;
+        if (!SetField(hasKey ? text.substr(0, colon) : "",
+                      hasKey ? text.substr(colon + 1) : text)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool CTrellisV7Contact::SetField(std::string_view key, std::string_view value)
+{
+    static constexpr struct
+    {
+        std::string_view key;
+        EField field;
+    } kKeys[] = {
+        {"NICK", kNick},
+        {"EMAIL", kEmail},
+        {"NAME", kName},
+        {"TITLE", kTitle},
+        {"JOBTITLE", kJobTitle},
+        {"HADDRESS", kHomeAddress},
+        {"HCITY", kHomeCity},
+        {"HSTATE", kHomeState},
+        {"HZIP", kHomeZip},
+        {"HCOUNTRY", kHomeCountry},
+        {"BNAME", kBusinessName},
+        {"BDEPT", kDepartment},
+        {"BADDRESS", kBusinessAddress},
+        {"BCITY", kBusinessCity},
+        {"BSTATE", kBusinessState},
+        {"BZIP", kBusinessZip},
+        {"BCOUNTRY", kBusinessCountry},
+        {"HPHONE", kHomePhone},
+        {"WPHONE", kWorkPhone},
+        {"PAGER", kPager},
+        {"CELL", kCell},
+        {"FAX", kFax},
+        {"URL", kUrl},
+        {"NOTES", kNotes},
+    };
+    for (const auto& known : kKeys) {
+        if (known.key == key) {
+            m_fields[known.field].assign(value);
+            return true;
+        }
+    }
+    SetLastError(ERROR_NOT_SUPPORTED);
+    return false;
+}
+
+bool CTrellisV7Contact::BuildAddresses()
+{
+    static constexpr struct
+    {
+        std::uint32_t type;
+        EField address, city, state, zip, country;
+    } kAddresses[] = {
+        {CContactAddr::kWork, kBusinessAddress, kBusinessCity, kBusinessState, kBusinessZip,
+         kBusinessCountry},
+        {CContactAddr::kHome, kHomeAddress, kHomeCity, kHomeState, kHomeZip, kHomeCountry},
+    };
+    m_addresses.RemoveAll();
+    for (const auto& fields : kAddresses) {
+        std::u16string address, city, state, zip, country;
+        if (!m_fields[fields.address].ToUnicode(&address) ||
+            !m_fields[fields.city].ToUnicode(&city) || !m_fields[fields.state].ToUnicode(&state) ||
+            !m_fields[fields.zip].ToUnicode(&zip) ||
+            !m_fields[fields.country].ToUnicode(&country)) {
+            return false;
+        }
+        CContactAddr entry;
+        entry.SetType(fields.type);
+        entry.SetExtendedAddress(std::move(address));
+        entry.SetLocality(std::move(city));
+        entry.SetRegion(std::move(state));
+        entry.SetPostalCode(std::move(zip));
+        entry.SetCountry(std::move(country));
+        m_addresses.AddTail(std::move(entry));
+    }
+    return true;
+}
+
+bool CTrellisV7Contact::BuildTelephones()
+{
+    static constexpr struct
+    {
+        EField number;
+        std::uint32_t type;
+    } kTelephones[] = {
+        {kWorkPhone, CContactTel::kWork}, {kCell, CContactTel::kCell},
+        {kPager, CContactTel::kPager},    {kHomePhone, CContactTel::kHome},
+        {kFax, CContactTel::kFax},
+    };
+    m_telephones.RemoveAll();
+    for (const auto& telephone : kTelephones) {
+        const std::string& number = m_fields[telephone.number];
+        if (number.empty()) {
+            continue;
+        }
+        CContactTel entry;
+        entry.SetType(telephone.type | (m_telephones.IsEmpty() ? CContactTel::kPref : 0));
+        entry.SetNumber(number);
+        m_telephones.AddTail(std::move(entry));
+    }
+    return true;
+}
+
+bool CTrellisV7Contact::BuildEmails()
+{
+    m_emails.RemoveAll();
+    if (m_fields[kEmail].empty()) {
+        return true;
+    }
+    CRfc822AddressList addresses;
+    if (!addresses.Parse(m_fields[kEmail].c_str())) {
+        return false;
+    }
+    for (POSITION position = addresses.GetHeadPosition(); position != nullptr;) {
+        CContactEmail email;
+        email.SetAddress(addresses.GetNext(position));
+        email.SetType(CContactEmail::kInternet | CContactEmail::kPref);
+        m_emails.AddTail(std::move(email));
+    }
+    return true;
+}
+
+bool CTrellisV7Contact::SplitName()
+{
+    std::u16string name;
+    if (!GetProperty(CContactProperties::Instance().FullName, &name)) {
+        return false;
+    }
+    // Only the blank divides words. The words between the first and the last stay in the full name.
+    const std::size_t begin = std::min(name.find_first_not_of(u' '), name.size());
+    m_firstName = name.substr(begin, name.find(u' ', begin) - begin);
+    const std::size_t lastBlank = name.rfind(u' ');
+    m_lastName = lastBlank == name.npos ? u"" : name.substr(lastBlank + 1);
+    return true;
+}

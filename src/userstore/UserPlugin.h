@@ -1,0 +1,37 @@
+#pragma once
+
+#include "core/ContactPlg.h"
+#include "server/MailServer.h"
+
+#include <string>
+
+class CMailbox;
+
+// The store of type "UserStore": every mailbox of the domain of the manager's mailbox as a
+// read-only contact. Creates, removes and reports nothing. The mailbox must be open, stays the
+// caller's and outlives the store; contacts and enumerators end before the store.
+//
+// An identifier names its mailbox and its domain itself, and any domain of the mail store opens:
+// whoever takes identifiers from outside must check the domain.
+class CUserPlugin final : public CContactPlg
+{
+public:
+    // Makes the store; null when memory is exhausted. It ends with Release, which takes null too.
+    static CContactPlg* Create(CMailbox& mailbox);
+    static void Release(CContactPlg* plugin);
+
+    explicit CUserPlugin(CMailbox& mailbox);
+
+    std::string GetPluginType() override;
+    // A namespace that begins with the type, with case.
+    bool OwnsContact(ContactMgr::CContactId id) override;
+    // Opens any identifier that holds an address, also of a mailbox that does not exist: that shows
+    // when the contact's properties are read. With a null `contact` no mailbox is looked at. Last
+    // error as CRfc822Address::Parse leaves it, or 8.
+    bool OpenContact(ContactMgr::CContactId id, CContact** contact) override;
+    CContactEnumerator* GetEnumerator() override;
+
+private:
+    CMailbox& m_mailbox;
+    CMailServer m_server;
+};

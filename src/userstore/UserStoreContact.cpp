@@ -1,0 +1,289 @@
+#include "userstore/UserStoreContact.h"
+
+#include "platform/LastError.h"
+#include "server/MailServer.h"
+#include "server/Utf8String.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <new>
+#include <string_view>
+#include <utility>
+
+namespace
+{
+
+// One postal address: the names of its mailbox properties, and their values, in this order.
+enum AddressPart
+{
+    kState,
+    kStreet,
+    kExtendedAddress,
+    kPostCode,
+    kCity,
+    kCountry,
+    kAddressPartCount
+};
+using AddressNames = std::array<const char*, kAddressPartCount>;
+using AddressTexts = std::array<std::string, kAddressPartCount>;
+
+constexpr AddressNames kWorkNames = {"State",    "Street", "PostalAddress",
+                                     "PostCode", "City",   "Country"};
+constexpr AddressNames kHomeNames = {"HomeState",    "HomeStreet", "HomeAddress",
+                                     "HomePostCode", "HomeCity",   "HomeCountry"};
+
+struct TelephoneProperty
+{
+    const char* name;
+    std::uint32_t type;
+};
+constexpr TelephoneProperty kTelephones[] = {
+    {"Telephone", CContactTel::kWork}, {"Mobile", CContactTel::kCell},
+    {"Pager", CContactTel::kPager},    {"HomePhone", CContactTel::kHome},
+    {"Facsimile", CContactTel::kFax},
+};
+
+bool ReadTexts(const CMailbox& mailbox, const AddressNames& names, AddressTexts* texts)
+{
+    for (std::size_t part = 0; part < names.size(); ++part) {
+        if (!mailbox.GetProperty(names[part], &(*texts)[part])) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool IsFilledIn(const AddressTexts& texts)
+{
+    return std::ranges::any_of(texts, [](const std::string& text) { return !text.empty(); });
+}
+
+// Appends the address; false, with nothing appended, when memory is exhausted.
+bool AddAddress(const AddressTexts& texts, std::uint32_t type, CContactAddrList* list)
+{
+    std::array<std::u16string, kAddressPartCount> wide;
+    for (std::size_t part = 0; part < texts.size(); ++part) {
+        if (!Utf8ToWideLossy(texts[part], &wide[part])) {
+            return false;
+        }
+    }
+    CContactAddr address;
+    address.SetType(type);
+    address.SetExtendedAddress(std::move(wide[kExtendedAddress]));
+    address.SetStreet(std::move(wide[kStreet]));
+    address.SetLocality(std::move(wide[kCity]));
+    address.SetRegion(std::move(wide[kState]));
+    address.SetPostalCode(std::move(wide[kPostCode]));
+    address.SetCountry(std::move(wide[kCountry]));
+    list->AddTail(std::move(address));
+    return true;
+}
+
+CContactEmail MakeEmail(CRfc822Address address, std::uint32_t type)
+{
+    CContactEmail email;
+    email.SetAddress(std::move(address));
+    email.SetType(type);
+    return email;
+}
+
+// The name of the mailbox behind a local part: without the quotes that the local part has in a
+// mail header where it is no dot-atom (RFC 5322, 3.2.4).
+std::string MailboxName(std::string_view encodedName)
+{
+    if (encodedName.size() < 2 || encodedName.front() != '"' || encodedName.back() != '"') {
+        return std::string(encodedName);
+    }
+    std::string name;
+    const std::string_view quoted = encodedName.substr(1, encodedName.size() - 2);
+    for (std::size_t at = 0; at < quoted.size(); ++at) {
+        at += quoted[at] == '\\' && at + 1 < quoted.size() ? 1 : 0;
+        name += quoted[at];
+    }
+    return name;
+}
+
+bool Refuse(std::uint32_t code)
+{
+    SetLastError(code);
+    return false;
+}
+
+} // namespace
+
+CUserStoreContact::CUserStoreContact(CMailServer& server, CRfc822Address address)
+    : m_server(&server)
+{
+    m_emails.AddTail(
+        MakeEmail(std::move(address), CContactEmail::kInternet | CContactEmail::kPref));
+    LoadOtherMailbox();
+}
+
+ContactMgr::CContactId CUserStoreContact::GetId()
+try {
+    if (m_emails.IsEmpty()) {
+        return ContactMgr::CContactId();
+    }
+    return ContactMgr::CContactId(std::string(kPluginType) + "-" +
+                                  m_emails.GetHead().GetAddress().RawAddress());
+} catch (const std::bad_alloc&) {
+    FailForMemory();
+    return ContactMgr::CContactId();
+}
+
+bool CUserStoreContact::GetModifiedTime(FILETIME* time)
+{
+    if (time == nullptr) {
+        return Refuse(ERROR_INVALID_PARAMETER);
+    }
+    *time = FILETIME();
+    return true;
+}
+
+CContactAddrList& CUserStoreContact::GetAddresses()
+{
+    if (m_addresses.IsEmpty() && !LoadAddresses()) {
+        m_addresses.RemoveAll();
+    }
+    return m_addresses;
+}
+
+CContactTelList& CUserStoreContact::GetTelephones()
+{
+    if (m_telephones.IsEmpty() && !LoadTelephones()) {
+        m_telephones.RemoveAll();
+    }
+    return m_telephones;
+}
+
+bool CUserStoreContact::GetFirstName(std::u16string* name)
+{
+    return name != nullptr && GetProperty(CContactProperties::Instance().GivenName, name);
+}
+
+bool CUserStoreContact::SetFirstName(const std::u16string&)
+{
+    return false;
+}
+
+bool CUserStoreContact::GetLastName(std::u16string* name)
+{
+    return name != nullptr && GetProperty(CContactProperties::Instance().Surname, name);
+}
+
+bool CUserStoreContact::SetLastName(const std::u16string&)
+{
+    return false;
+}
+
+bool CUserStoreContact::SupportsProperty(const CContactProperty& property)
+{
+    const CContactProperties names = CContactProperties::Instance();
+    return !(property == names.Nickname || property == names.Title ||
+             property == names.WssVersion || property == names.WssReplicationId);
+}
+
+bool CUserStoreContact::GetProperty(const CContactProperty& property, std::u16string* value)
+try {
+    if (value == nullptr) {
+        return Refuse(ERROR_INVALID_PARAMETER);
+    }
+    const CContactProperties names = CContactProperties::Instance();
+    const char* name = property == names.Jobtitle ? names.Title.GetName() : property.GetName();
+    std::string text;
+    return OpenMailbox() && m_mailbox.GetProperty(name, &text) && Utf8ToWideLossy(text, value);
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CUserStoreContact::GetProperty(const CContactProperty& property, std::uint32_t* value)
+{
+    return OpenMailbox() && m_mailbox.GetProperty(property.GetName(), value);
+}
+
+bool CUserStoreContact::GetProperty(const CContactProperty& property, bool* value)
+{
+    return OpenMailbox() && m_mailbox.GetProperty(property.GetName(), value);
+}
+
+bool CUserStoreContact::ToString(std::u16string*)
+{
+    return Refuse(ERROR_NOT_SUPPORTED);
+}
+
+bool CUserStoreContact::OpenMailbox()
+try {
+    if (static_cast<_tMailbox*>(m_mailbox) != nullptr) {
+        return true;
+    }
+    if (m_emails.IsEmpty()) {
+        return Refuse(ERROR_INVALID_DATA);
+    }
+    const CRfc822Address& address = m_emails.GetHead().GetAddress();
+    return m_mailbox.Open(*m_server, MailboxName(address.EncodedName()).c_str(),
+                          address.EncodedDomain());
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CUserStoreContact::LoadOtherMailbox()
+{
+    std::string text;
+    if (!OpenMailbox() || !m_mailbox.GetProperty("OtherMailbox", &text)) {
+        return false;
+    }
+    if (text.empty()) {
+        return true;
+    }
+    CRfc822Address address;
+    if (!address.Parse(text.c_str())) {
+        return false;
+    }
+    m_emails.AddTail(MakeEmail(std::move(address), CContactEmail::kInternet));
+    return true;
+}
+
+bool CUserStoreContact::LoadAddresses()
+try {
+    m_addresses.RemoveAll();
+    AddressTexts work;
+    AddressTexts home;
+    if (!OpenMailbox() || !ReadTexts(m_mailbox, kWorkNames, &work) ||
+        !ReadTexts(m_mailbox, kHomeNames, &home)) {
+        return false;
+    }
+    if (IsFilledIn(work) &&
+        !AddAddress(work, CContactAddr::kWork | CContactAddr::kPref, &m_addresses)) {
+        return false;
+    }
+    const std::uint32_t pref = m_addresses.IsEmpty() ? CContactAddr::kPref : 0;
+    return !IsFilledIn(home) || AddAddress(home, CContactAddr::kHome | pref, &m_addresses);
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CUserStoreContact::LoadTelephones()
+try {
+    m_telephones.RemoveAll();
+    if (!OpenMailbox()) {
+        return false;
+    }
+    for (const TelephoneProperty& property : kTelephones) {
+        std::string number;
+        if (!m_mailbox.GetProperty(property.name, &number)) {
+            return false;
+        }
+        if (number.empty()) {
+            continue;
+        }
+        const std::uint32_t pref = m_telephones.IsEmpty() ? CContactTel::kPref : 0;
+        CContactTel telephone;
+        telephone.SetType(property.type | pref);
+        telephone.SetNumber(std::move(number));
+        m_telephones.AddTail(std::move(telephone));
+    }
+    return true;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}

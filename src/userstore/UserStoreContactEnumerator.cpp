@@ -1,0 +1,103 @@
+#include "userstore/UserStoreContactEnumerator.h"
+
+#include "platform/FileTime.h"
+#include "platform/LastError.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <new>
+#include <string_view>
+#include <utility>
+
+namespace
+{
+
+constexpr std::uint64_t kVersionLastsSeconds = 900;
+constexpr std::uint32_t kMaxNameLength = 64;
+
+// ASCII letters only; the other name is in small letters.
+bool EqualsIgnoringCase(std::string_view text, std::string_view smallLetters)
+{
+    return std::ranges::equal(text, smallLetters, [](char left, char right) {
+        return (left >= 'A' && left <= 'Z' ? static_cast<char>(left + ('a' - 'A')) : left) == right;
+    });
+}
+
+bool IsPerson(std::string_view mailboxName)
+{
+    return !EqualsIgnoringCase(mailboxName, "mailboxtemplate") &&
+           !EqualsIgnoringCase(mailboxName, "catchall");
+}
+
+bool IsStillPresent(const FILETIME& version, const FILETIME& now)
+{
+    return version > now ||
+           (FileTimeToCount(now) - FileTimeToCount(version)) / kFileTimeUnitsPerSecond <
+               kVersionLastsSeconds;
+}
+
+} // namespace
+
+CUserStoreContactEnumerator::CUserStoreContactEnumerator(CMailbox& mailbox) : m_mailbox(mailbox)
+{
+    m_server.Wrap(GetMailboxServerHandle(mailbox));
+}
+
+CUserStoreContactEnumerator::~CUserStoreContactEnumerator()
+{
+    const CKeepLastError keep;
+    CUserStoreContactEnumerator::Finish();
+}
+
+bool CUserStoreContactEnumerator::Start(const FILETIME* version, bool* changed)
+{
+    // The caller's version may be this object's own.
+    const FILETIME known = version == nullptr ? FILETIME() : *version;
+    Finish();
+    GetSystemTimeAsFileTime(&m_version);
+    const bool isNew = version == nullptr || !IsStillPresent(known, m_version);
+    if (changed != nullptr) {
+        *changed = isNew;
+    }
+    if (!isNew) {
+        m_version = known;
+        return true;
+    }
+    m_enumeration = StartMailboxEnumeration(m_server, m_mailbox.GetDomain());
+    return true;
+}
+
+bool CUserStoreContactEnumerator::Finish()
+{
+    if (m_enumeration != nullptr) {
+        if (CloseMailboxEnumeration(m_enumeration) == 0) {
+            return false;
+        }
+        m_enumeration = nullptr;
+    }
+    m_current.reset();
+    return true;
+}
+
+bool CUserStoreContactEnumerator::MoveNext()
+try {
+    char name[kMaxNameLength + 1];
+    std::uint32_t flags = 0;
+    do {
+        std::uint32_t length = kMaxNameLength;
+        if (FindNextMailbox(m_enumeration, name, &length, &flags) == 0) {
+            return false;
+        }
+    } while (!IsPerson(name));
+
+    m_current.reset();
+    CRfc822Address address;
+    if (!address.SetName(name) || !address.SetDomain(m_mailbox.GetDomain())) {
+        return false;
+    }
+    m_current.reset(new CUserStoreContact(m_server, std::move(address)));
+    return m_current != nullptr;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
