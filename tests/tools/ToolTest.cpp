@@ -1,0 +1,395 @@
+#include "support/ToolRun.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <regex>
+#include <string>
+#include <vector>
+
+using ::std::string;
+
+namespace
+{
+
+using CArguments = std::vector<string>;
+
+std::size_t LineCount(const string& text)
+{
+    return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
+bool Contains(const string& text, const string& part)
+{
+    return text.find(part) != string::npos;
+}
+
+// What is new at each write, and what names the contact.
+string WithoutCounters(const string& cards)
+{
+    return std::regex_replace(cards, std::regex("(REV|X-LARKMERE-WSSVERSION):[^\r]*\r\n"), "");
+}
+
+} // namespace
+
+TEST(ToolTest, EachRunEndsWithItsStatusAndOneLineForEachFailure)
+{
+    const CTool tool;
+    ASSERT_EQ(tool.Run({"new", "FullName=Ann Lee", "--email", "ann@example.com"}).out,
+              "VCARDPAB-1\n");
+    const struct
+    {
+        const char* what;
+        CArguments arguments;
+        int status;
+        const char* err; // nothing at all if empty
+    } kCases[] = {
+        {"no command", {}, 2, "a command is required"},
+        {"unknown command", {"frobnicate"}, 2, "no such command: frobnicate"},
+        {"unknown option", {"list", "--jsn"}, 2, "--jsn"},
+        {"signed version", {"poll", "--since", "-1"}, 2, "no version: -1"},
+        {"version with a tail", {"list", "--since", "12x"}, 2, "no version: 12x"},
+        {"version over 64 bits", {"poll", "--since", "18446744073709551616"}, 2, "no version"},
+        {"empty version", {"poll", "--since", ""}, 2, "no version"},
+        {"changes without a version", {"changes"}, 2, "--since"},
+        {"no UTF-8", {"query", "\xFF"}, 2, "no UTF-8"},
+        {"damaged trace rules", {"--trace", "x", "list"}, 2, "--trace: x"},
+        {"mailbox without domain", {"--mailbox", "alice", "list"}, 2, "no NAME@DOMAIN: alice"},
+        {"nothing to create", {"new"}, 2, "new wants a field or --from"},
+        {"nothing to set", {"set", "VCARDPAB-1"}, 2, "set wants a field"},
+        {"unknown property", {"new", "Shoe=44"}, 2, "no property of a contact: Shoe"},
+        {"no property", {"new", "Shoe"}, 2, "no PROPERTY=VALUE: Shoe"},
+        {"six components", {"new", "--adr", "a;b;c;d;e;f"}, 2, "seven components"},
+        {"eight components", {"new", "--adr", "a;b;c;d;e;f;g;h"}, 2, "seven components"},
+        {"entries and none", {"new", "--tel", "1", "--no-tel"}, 2, "--no-tel"},
+        {"empty entry", {"new", "--tel", "home="}, 2, "--no-tel empties"},
+        {"missing store", {"--store", "/nowhere", "list"}, 1, "open store /nowhere: "},
+        {"missing mailbox",
+         {"--mailbox", "eve@example.org", "list"},
+         1,
+         "open mailbox eve@example.org: folder not found (3)"},
+        {"missing contact", {"show", "VCARDPAB-9"}, 1, "open VCARDPAB-9: not found (2)"},
+        {"nobody's identifier", {"delete", "x"}, 1, "delete x: "},
+        {"number of no contact", {"show", "VCARDPAB-x"}, 1, "invalid parameter (87)"},
+        {"read-only contact", {"set", "INBOX-bob@example.org", "FullName=x"}, 1, "INBOX-"},
+        {"store without changes",
+         {"changes", "--since", "0", "--type", "INBOX"},
+         1,
+         "changes of store INBOX: not supported (50)"},
+        {"refused address", {"new", "--email", "nobody"}, 1, "address nobody: "},
+        {"divided name", {"new", "Surname=a;b"}, 1, "value of Surname: "},
+        {"file that is not there", {"import", "/nowhere"}, 1, "import /nowhere: not found (2)"},
+        {"folder as a file", {"import", "/"}, 1, "import /: access denied (5)"},
+        {"no match", {"query", "zebra"}, 1, ""},
+        {"match", {"query", "LEE"}, 0, ""},
+        {"help", {"set", "--help"}, 0, ""},
+        {"version", {"--version"}, 0, ""},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.what);
+        const CToolRun run = tool.Run(c.arguments);
+        EXPECT_EQ(run.status, c.status) << run.err;
+        EXPECT_TRUE(Contains(run.err, c.err)) << run.err;
+        EXPECT_EQ(LineCount(run.err), c.err[0] == '\0' ? 0U : 1U) << run.err;
+    }
+    // What was refused has created nothing.
+    EXPECT_EQ(tool.Run({"new", "Nickname=x"}).out, "VCARDPAB-2\n");
+}
+
+TEST(ToolTest, FieldsReachTheRecord)
+{
+    const struct
+    {
+        const char* what;
+        CArguments fields;
+        const char* json;
+    } kCases[] = {
+        {"types in any case",
+         {"--tel", "Home,FAX=+1 555"},
+         R"("telephones":[{"number":"+1 555","types":["home","fax"]}])"},
+        {"repeated",
+         {"--im", "a", "--im", "work=b"},
+         R"("ims":[{"address":"a","types":[]},{"address":"b","types":["WORK"]}])"},
+        {"no type name in front",
+         {"--im", "xmpp:a?x=1"},
+         R"("ims":[{"address":"xmpp:a?x=1","types":[]}])"},
+        {"empty types", {"--im", "=home=1"}, R"("ims":[{"address":"home=1","types":[]}])"},
+        {"address with a name",
+         {"--email", "internet=Ann Lee <ann@example.org>"},
+         R"("emails":[{"address":"ann@example.org","comment":"Ann Lee","types":["internet"]}])"},
+        {"postal address",
+         {"--adr", "home=;;1 Main St;Town;;12345;USA"},
+         R"("addresses":[{"postOfficeBox":"","extendedAddress":"","street":"1 Main St",)"
+         R"("locality":"Town","region":"","postalCode":"12345","country":"USA","types":["home"]}])"},
+        {"property in any case", {"fullname=Zo\xC3\xAB"}, R"("FullName":"Zoë")"},
+        {"line breaks", {"Comment=a\r\nb\rc"}, R"("Comment":"a\nb\nc")"},
+        {"value with equals", {"URL=http://x/?a=b"}, R"("URL":"http://x/?a=b")"},
+        {"behind the options", {"--", "Nickname=--x"}, R"("Nickname":"--x")"},
+    };
+    const CTool tool;
+    tool.Run({"new", "FullName=Ann", "--tel", "1", "--email", "a@example.org"});
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.what);
+        CArguments arguments = {"set", "VCARDPAB-1"};
+        arguments.insert(arguments.end(), c.fields.begin(), c.fields.end());
+        const CToolRun run = tool.Run(arguments);
+        EXPECT_EQ(run.status, 0) << run.err;
+        EXPECT_TRUE(Contains(tool.Run({"show", "VCARDPAB-1", "--json"}).out, c.json))
+            << tool.Run({"show", "VCARDPAB-1", "--json"}).out;
+    }
+    EXPECT_EQ(tool.Run({"set", "VCARDPAB-1", "Comment=", "--no-tel", "--no-email"}).status, 0);
+    const string record = tool.Run({"show", "VCARDPAB-1", "--json"}).out;
+    EXPECT_FALSE(Contains(record, "Comment"));
+    EXPECT_TRUE(Contains(record, R"("emails":[],"telephones":[],"addresses":[{)"));
+}
+
+TEST(ToolTest, ARecordIsOneObjectInTheDocumentedOrder)
+{
+    const CTool tool;
+    tool.Run({"new", "FullName=Ann Lee", "GivenName=Ann", "Surname=Lee"});
+    const string record = tool.Run({"list", "--json"}).out;
+    EXPECT_EQ(std::regex_replace(record, std::regex("\"[0-9]{15,20}\""), "\"N\""),
+              R"({"id":"VCARDPAB-1","type":"VCARDPAB","readOnly":false,"modified":"N",)"
+              R"("firstName":"Ann","lastName":"Lee","properties":{"FullName":"Ann Lee",)"
+              R"("GivenName":"Ann","Surname":"Lee","WssVersion":"1"},"emails":[],)"
+              R"("telephones":[],"addresses":[],"ims":[]})"
+              "\n");
+}
+
+TEST(ToolTest, AContactIsOneLineOfThreeColumns)
+{
+    const CTool tool;
+    tool.Run({"new",
+              "FullName=a\tb\nc\x1B[1m\xC2\x85\xE2\x80\xA8"
+              "d",
+              "--email", "a@example.org"});
+    EXPECT_EQ(tool.Run({"list"}).out, "VCARDPAB-1\ta b c [1m  d\ta@example.org\n");
+    EXPECT_EQ(tool.Run({"query", "A@"}).out, "1 match\na@example.org\ta b c [1m  d\tVCARDPAB\n");
+}
+
+TEST(ToolTest, AQueryFindsNamesAndAddressesWithoutRegardToCase)
+{
+    const CTool tool;
+    tool.Run({"new",
+              "FullName=J\xC3\xB6rg \xCE\xA3\xCE\xAF\xCF\x83\xCF\x85\xCF\x86\xCE\xBF\xCF\x82",
+              "Nickname=Jojo", "--email", "one@example.org", "--email", "two@example.net"});
+    tool.Run({"new", "GivenName=No", "Surname=Address"});
+    const struct
+    {
+        const char *text, *status;
+    } kCases[] = {
+        {"J\xC3\x96RG", "2 matches\n"},                              // Ö
+        {"\xCF\x83\xCF\x85\xCE\xA6\xCE\x9F\xCE\xA3", "2 matches\n"}, // final sigma
+        {"jojo", "2 matches\n"},
+        {"TWO@", "1 match\n"},
+        {"", "2 matches\n"},
+        {"address", "0 matches\n"},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.text);
+        const string out = tool.Run({"query", c.text}).out;
+        EXPECT_EQ(out.substr(0, out.find('\n') + 1), c.status) << out;
+    }
+}
+
+TEST(ToolTest, DeleteAndExportGoOnAfterAFailure)
+{
+    const CTool tool;
+    for (const char* name : {"FullName=a", "FullName=b", "FullName=c"}) {
+        tool.Run({"new", name});
+    }
+    const CToolRun removed = tool.Run({"delete", "VCARDPAB-1", "VCARDPAB-7", "VCARDPAB-3"});
+    EXPECT_EQ(removed.status, 1);
+    EXPECT_EQ(removed.err, "contactmgr: delete VCARDPAB-7: not found (2)\n");
+
+    const CToolRun exported = tool.Run({"export", "VCARDPAB-1", "VCARDPAB-2"});
+    EXPECT_EQ(exported.status, 1);
+    EXPECT_TRUE(Contains(exported.out, "FN:b\r\n")) << exported.out;
+    EXPECT_TRUE(Contains(exported.err, "export VCARDPAB-1: deleted")) << exported.err;
+    EXPECT_EQ(tool.Run({"export"}).out, exported.out);
+}
+
+TEST(ToolTest, AnExportOfTheWholeAddressBookNamesADamagedContact)
+{
+    const CTool tool;
+    tool.Run({"new", "FullName=a"});
+    tool.Folder().Write("store/example.org/alice/Contacts/40000000.vcf", "BEGIN:VCARD\r\n");
+    const CToolRun run = tool.Run({"export"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_TRUE(Contains(run.out, "FN:a\r\n"));
+    EXPECT_TRUE(Contains(run.err, "export VCARDPAB-2: ")) << run.err;
+}
+
+TEST(ToolTest, ImportTakesEachCardOrSaysWhyNot)
+{
+    const string a = "BEGIN:VCARD\r\nVERSION:3.0\r\nN:a;;;;\r\nFN:a\r\nEND:VCARD\r\n";
+    const struct
+    {
+        const char* what;
+        string file;
+        std::size_t contacts;
+        const char* err; // nothing at all if empty
+    } kCases[] = {
+        {"two cards and text between", a + "\r\nhello\r\n" + a, 2, ""},
+        {"LF, and CR without a last line end",
+         "begin:vcard\nFN:a\nEnd:vCard\nBEGIN:VCARD\rFN:b\rEND:VCARD", 2, ""},
+        {"byte order marks", "\xEF\xBB\xBF" + a + "\xEF\xBB\xBF" + a, 2, ""},
+        {"folded border lines", "BEGIN:VC\n ARD\nNOTE:x\n END:VCARD\nEN\n\tD:VCARD\n", 1, ""},
+        {"blank line behind the card", a + " \t \r\n", 1, ""},
+        {"nothing", "", 0, "import standard input: no vCard in it (13)"},
+        {"no card", "Hello\n", 0, "no vCard in it"},
+        {"old version", "BEGIN:VCARD\nVERSION:2.1\nFN:a\nEND:VCARD\n" + a, 1,
+         "card 1: version 2.1 is not supported (87)"},
+        {"nested card", "BEGIN:VCARD\nVERSION:2.1\nAGENT:\nBEGIN:VCARD\nEND:VCARD\nEND:VCARD\n" + a,
+         1, "card 1: version 2.1"},
+        {"odd version", "BEGIN:VCARD\nVERSION:3.1\nFN:a\nEND:VCARD\n" + a, 1,
+         "card 1: not version 3.0: 3.1 (87)"},
+        {"other profile", "BEGIN:VCARD\nVERSION:3.0\nPROFILE:x\nEND:VCARD\n" + a, 1, "PROFILE"},
+        {"no end, then another", "BEGIN:VCARD\nFN:x\n" + a + "BEGIN:VCARD\n", 1, "card 1: no END"},
+        {"text behind the end", "BEGIN:VCARD\nFN:x\nEND:VCARD \n", 0, "(13)"},
+        {"UTF-16",
+         string("\xFF\xFE"
+                "B\0E\0",
+                6),
+         0, "UTF-16"},
+        {"lines that are none", "BEGIN:VCARD\nTEL;HOME:1\nFN:\xE9\nEND:VCARD\n", 1,
+         "left out 2 lines that cannot be read, the first: TEL;HOME:1"},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.what);
+        const CTool tool;
+        const CToolRun run = tool.Run({"import", "-"}, c.file);
+        EXPECT_EQ(LineCount(run.out), c.contacts) << run.out << run.err;
+        EXPECT_EQ(LineCount(tool.Run({"list"}).out), c.contacts);
+        EXPECT_TRUE(Contains(run.err, c.err)) << run.err;
+        EXPECT_EQ(run.err.empty(), c.err[0] == '\0') << run.err;
+    }
+}
+
+TEST(ToolTest, ARefusedCardLeavesNothingInTheNextAndUsesUpNoNumber)
+{
+    const CTool tool;
+    const string file = "BEGIN:VCARD\nVERSION:3.1\nFN:bad\nEMAIL:bad@example.org\nNOTE:bad\n"
+                        "END:VCARD\nBEGIN:VCARD\nVERSION:3.0\nFN:good\nEND:VCARD\n";
+    EXPECT_EQ(tool.Run({"import", "-"}, file).out, "VCARDPAB-1\n");
+    const string exported = tool.Run({"export"}).out;
+    EXPECT_FALSE(Contains(exported, "bad")) << exported;
+    EXPECT_TRUE(Contains(exported, "FN:good"));
+}
+
+TEST(ToolTest, CardsSurviveExportAndImportUnchanged)
+{
+    for (const auto& file : std::filesystem::directory_iterator(CONTACTMGR_TEST_DATA "/vcards")) {
+        if (file.path().extension() != ".vcf") {
+            continue;
+        }
+        SCOPED_TRACE(file.path().filename().string());
+        const CTool first;
+        const CTool second;
+        ASSERT_EQ(first.Run({"import", file.path()}).status, 0);
+        const string exported = first.Run({"export"}).out;
+        EXPECT_NE(exported, "");
+        EXPECT_EQ(second.Run({"import", "-"}, exported).status, 0);
+        EXPECT_EQ(WithoutCounters(second.Run({"export"}).out), WithoutCounters(exported));
+    }
+}
+
+TEST(ToolTest, ChangesAndPollsFollowAVersion)
+{
+    const CTool tool;
+    tool.Run({"mailbox", "set", "alice@example.org", "EnabledContactPlugins=1"});
+    EXPECT_EQ(tool.Run({"poll"}).out, "unchanged 0\n");
+    EXPECT_EQ(tool.Run({"changes", "--since", "5"}).out, "version 5\n");
+    tool.Run({"new", "FullName=a"});
+    tool.Run({"new", "FullName=b"});
+    const string polled = tool.Run({"poll"}).out;
+    ASSERT_EQ(polled.substr(0, 8), "changed ");
+    const string version = polled.substr(8, polled.size() - 9);
+    EXPECT_EQ(tool.Run({"poll", "--since", version}).out, "unchanged " + version + "\n");
+    EXPECT_EQ(tool.Run({"poll", "--since", version, "--json"}).out,
+              "{\"changed\":false,\"version\":\"" + version + "\"}\n");
+    EXPECT_EQ(tool.Run({"list", "--since", version}).out, "");
+
+    tool.Run({"set", "VCARDPAB-1", "FullName=c"});
+    tool.Run({"delete", "VCARDPAB-2"});
+    tool.Run({"new", "FullName=d"});
+    const string report = tool.Run({"changes", "--since", version}).out;
+    EXPECT_TRUE(std::regex_match(report, std::regex("created VCARDPAB-3\nchanged VCARDPAB-1\n"
+                                                    "deleted VCARDPAB-2\nversion [0-9]+\n")))
+        << report;
+    EXPECT_EQ(LineCount(tool.Run({"list", "--since", version}).out), 2U);
+    const string json = tool.Run({"changes", "--since", version, "--json"}).out;
+    EXPECT_TRUE(Contains(json, R"(,"created":["VCARDPAB-3"],"changed":["VCARDPAB-1"],)"
+                               R"("deleted":["VCARDPAB-2"]})"))
+        << json;
+}
+
+TEST(ToolTest, IdentifiersOfOthersAreRefusedUnlessTheyAreAskedFor)
+{
+    const CTool tool;
+    tool.Run({"mailbox", "set", "alice@example.org", "EnabledContactPlugins=15"});
+    const struct
+    {
+        const char* id;
+        bool isRefused;
+    } kCases[] = {
+        {"TRELLISV7-1 alice example.org", false}, {"TRELLISV7-1 bob example.org", true},
+        {"TRELLISV7x-1 bob example.org", true},   {"TRELLISV7-1 alice example.org x", true},
+        {"UserStore-bob@example.org", false},     {"UserStore-bob@example.net", true},
+        {"UserStore-<bob@example.net>", true},    {"VCARDPAB-1", false},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.id);
+        for (const char* command : {"show", "delete", "export"}) {
+            const bool isRefused = Contains(tool.Run({command, c.id}).err, "--any-mailbox allows");
+            EXPECT_EQ(isRefused, c.isRefused) << command;
+            EXPECT_FALSE(Contains(tool.Run({"--any-mailbox", command, c.id}).err, "--any-mailbox"));
+        }
+    }
+}
+
+TEST(ToolTest, ADamagedPropertyFileIsNamedWithItsLineAndStopsOnlyWriters)
+{
+    const CTool tool;
+    tool.Run({"new", "FullName=a"});
+    tool.Folder().Write("store/example.org/properties.json", "{\n\"a\": }\n");
+    const CToolRun listed = tool.Run({"list"});
+    EXPECT_EQ(listed.status, 1);
+    EXPECT_EQ(listed.out, "VCARDPAB-1\ta\t\n");
+    EXPECT_TRUE(Contains(listed.err, "/example.org/properties.json:2: invalid data (13)"))
+        << listed.err;
+    EXPECT_EQ(tool.Run({"delete", "VCARDPAB-1"}).status, 1);
+    EXPECT_EQ(tool.Run({"list"}).out, listed.out);
+}
+
+TEST(ToolTest, MailboxesAreListedAndDescribed)
+{
+    const CTool tool;
+    EXPECT_EQ(tool.Run({"mailbox", "add", "carol@example.org"}).status, 0);
+    EXPECT_EQ(tool.Run({"mailbox", "list", "example.org"}).out,
+              "alice@example.org\nbob@example.org\ncarol@example.org\n");
+    EXPECT_EQ(tool.Run({"mailbox", "list", "example.net"}).status, 1);
+    EXPECT_EQ(tool.Run({"mailbox", "add", "bob@example.org"}).err,
+              "contactmgr: add mailbox bob@example.org: exists already (183)\n");
+    EXPECT_EQ(
+        tool.Run({"mailbox", "set", "bob@example.org", "FullName=Bob", "City=K\xC3\xB6ln"}).status,
+        0);
+    tool.Run({"mailbox", "set", "alice@example.org", "EnabledContactPlugins=4"});
+    EXPECT_EQ(tool.Run({"list"}).out, "UserStore-alice@example.org\t\talice@example.org\n"
+                                      "UserStore-bob@example.org\tBob\tbob@example.org\n"
+                                      "UserStore-carol@example.org\t\tcarol@example.org\n");
+    const string shown = tool.Run({"show", "UserStore-bob@example.org"}).out;
+    EXPECT_TRUE(Contains(shown, "FullName: Bob\n") && Contains(shown, "K\xC3\xB6ln")) << shown;
+}
+
+TEST(ToolTest, OutputThatCannotBeWrittenIsAFailure)
+{
+    const CTool tool;
+    tool.Run({"new", "FullName=a"});
+    const CToolRun run = tool.RunWords({CONTACTMGR_TEST_TOOL, "--store", tool.StorePath(),
+                                        "--mailbox", "alice@example.org", "list"},
+                                       "", "/dev/full");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.err, "contactmgr: write standard output: disk full (112)\n");
+}

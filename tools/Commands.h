@@ -1,0 +1,32 @@
+#pragma once
+
+#include "platform/Types.h"
+
+#include <functional>
+#include <vector>
+
+namespace CLI
+{
+class App;
+class Option;
+} // namespace CLI
+class CSession;
+
+// A command on the command line, and what it does. `run` gives false for a plain "no" that has
+// no line on standard error; failures stand in the session's report.
+struct CCommand
+{
+    CLI::App* app;
+    std::function<bool(CSession&)> run;
+};
+using CCommands = std::vector<CCommand>;
+
+// The option --since of a command, a version. The version must outlive the command line.
+CLI::Option* AddSince(CLI::App& command, const char* help, FILETIME* version);
+
+// Each adds one family of commands, with their options.
+void AddReadCommands(CLI::App& app, CCommands* commands);     // list, show, query
+void AddEditCommands(CLI::App& app, CCommands* commands);     // new, set, delete
+void AddExchangeCommands(CLI::App& app, CCommands* commands); // export, import
+void AddChangeCommands(CLI::App& app, CCommands* commands);   // changes, poll
+void AddMailboxCommands(CLI::App& app, CCommands* commands);  // mailbox add, list, set

@@ -1,0 +1,143 @@
+#include "Commands.h"
+
+#include "Fields.h"
+#include "Record.h"
+#include "Session.h"
+#include "platform/FileApi.h"
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+#include <utility>
+
+namespace
+{
+
+// A person who was told that a contact is saved keeps it through a power cut.
+void FlushEachChange()
+{
+    SetFlushing(true);
+}
+
+struct CNewOptions
+{
+    CFields fields;
+    std::optional<std::string> from;
+};
+
+// The library would leave a part of a template that it cannot read whole.
+bool IsReadable(CContact& original, CSession& session)
+{
+    for (const CContactProperty& property : AllProperties()) {
+        std::u16string value;
+        if (!Try([&] {
+                return !original.SupportsProperty(property) ||
+                       original.GetProperty(property, &value);
+            })) {
+            return session.Report().Failure("copy " + original.GetId().ToString() + ": " +
+                                                property.GetName(),
+                                            "it has no such line");
+        }
+    }
+    return true;
+}
+
+bool FillAndSave(CContact& contact, const CFields& fields, CSession& session)
+{
+    const std::string what = "new contact " + contact.GetId().ToString();
+    return fields.ApplyTo(contact, what, session.Report()) &&
+           (Try([&] { return contact.Save(); }) || session.Report().Failure(what));
+}
+
+bool New(CSession& session, CNewOptions& options)
+{
+    const bool accepted = options.fields.Read(session.Report());
+    if (accepted && options.fields.IsEmpty() && !options.from) {
+        throw CUsageError("new wants a field or --from");
+    }
+    if (!accepted || !session.OpenAddressBook(CSession::EAccess::Write)) {
+        return false;
+    }
+    FlushEachChange();
+    std::unique_ptr<CContact> original;
+    if (options.from) {
+        original = session.OpenContact("copy", *options.from);
+        if (original == nullptr || !IsReadable(*original, session)) {
+            return false;
+        }
+    }
+    std::unique_ptr<CContact> contact(
+        Try([&] { return session.Manager().CreateContact(original.get()); }));
+    if (contact == nullptr) {
+        return session.Report().Failure("new contact in " + session.MailboxName());
+    }
+    const ContactMgr::CContactId id = contact->GetId();
+    if (!FillAndSave(*contact, options.fields, session)) {
+        contact.reset();
+        session.Manager().DeleteContact(id);
+        return false;
+    }
+    Print(id.ToString() + '\n');
+    return true;
+}
+
+struct CSetOptions
+{
+    std::string id;
+    CFields fields;
+};
+
+bool Set(CSession& session, CSetOptions& options)
+{
+    const bool accepted = options.fields.Read(session.Report());
+    if (accepted && options.fields.IsEmpty()) {
+        throw CUsageError("set wants a field");
+    }
+    if (!accepted || !session.OpenAddressBook(CSession::EAccess::Write)) {
+        return false;
+    }
+    FlushEachChange();
+    const std::unique_ptr<CContact> contact = session.OpenContact("open", options.id);
+    const std::string what = "set " + options.id;
+    return contact != nullptr && options.fields.ApplyTo(*contact, what, session.Report()) &&
+           (Try([&] { return contact->Save(); }) || session.Report().Failure(what));
+}
+
+bool Delete(CSession& session, const std::vector<std::string>& ids)
+{
+    if (!session.OpenAddressBook(CSession::EAccess::Write)) {
+        return false;
+    }
+    FlushEachChange();
+    for (const std::string& text : ids) {
+        const ContactMgr::CContactId id(text);
+        if (session.Allows("delete", id) &&
+            !Try([&] { return session.Manager().DeleteContact(id); })) {
+            session.Report().Failure("delete " + text, "no identifier of a contact");
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+void AddEditCommands(CLI::App& app, CCommands* commands)
+{
+    const auto created = std::make_shared<CNewOptions>();
+    CLI::App* command = app.add_subcommand("new", "Create a contact and print its identifier");
+    command->add_option("--from", created->from, "Start with a copy of this contact")
+        ->type_name("ID");
+    created->fields.AddTo(*command);
+    commands->push_back({command, [created](CSession& session) { return New(session, *created); }});
+
+    const auto set = std::make_shared<CSetOptions>();
+    command = app.add_subcommand("set", "Change a contact");
+    command->add_option("ID", set->id, "Identifier of the contact")->required();
+    set->fields.AddTo(*command);
+    commands->push_back({command, [set](CSession& session) { return Set(session, *set); }});
+
+    const auto ids = std::make_shared<std::vector<std::string>>();
+    command = app.add_subcommand("delete", "Delete contacts");
+    command->add_option("ID", *ids, "Identifiers of the contacts")->required();
+    commands->push_back({command, [ids](CSession& session) { return Delete(session, *ids); }});
+}

@@ -1,0 +1,129 @@
+#include "Commands.h"
+
+#include "Session.h"
+#include "server/MailStoreAdmin.h"
+
+#include <CLI/CLI.hpp>
+
+#include <limits>
+#include <memory>
+#include <utility>
+
+namespace
+{
+
+// Owns a walk of a domain's mailboxes.
+class CMailboxWalk
+{
+public:
+    CMailboxWalk(_tMailServer* server, const std::string& domain)
+        : m_walk(StartMailboxEnumeration(server, domain.c_str()))
+    {}
+    ~CMailboxWalk()
+    {
+        if (m_walk != nullptr) {
+            CloseMailboxEnumeration(m_walk);
+        }
+    }
+    CMailboxWalk(const CMailboxWalk&) = delete;
+    CMailboxWalk& operator=(const CMailboxWalk&) = delete;
+
+    bool IsOpen() const { return m_walk != nullptr; }
+
+    // False at the end, with last error 18, and on failure.
+    bool Next(std::string* name)
+    {
+        char text[kLongestName + 1];
+        std::uint32_t size = kLongestName;
+        if (FindNextMailbox(m_walk, text, &size, nullptr) == 0) {
+            return false;
+        }
+        name->assign(text, size);
+        return true;
+    }
+
+private:
+    static constexpr std::uint32_t kLongestName = 255;
+
+    _tMailboxEnumeration* m_walk;
+};
+
+bool AddMailbox(CSession& session, const std::string& mailbox)
+{
+    const CMailboxName name = ParseMailboxName(mailbox);
+    return session.OpenStore() &&
+           (Try([&] {
+                return CreateMailbox(session.Server(), name.name.c_str(), name.domain.c_str());
+            }) ||
+            session.Report().Failure("add mailbox " + mailbox));
+}
+
+bool ListMailboxes(CSession& session, const std::string& domain)
+{
+    if (!session.OpenStore()) {
+        return false;
+    }
+    SetLastError(ERROR_SUCCESS);
+    CMailboxWalk walk(session.Server(), domain);
+    std::string name;
+    while (walk.IsOpen() && Try([&] { return walk.Next(&name); })) {
+        Print(ToField(name + '@' + domain) + '\n');
+    }
+    return GetLastError() == ERROR_NO_MORE_FILES ||
+           session.Report().Failure("list mailboxes of " + domain);
+}
+
+struct CSetMailboxOptions
+{
+    std::string mailbox;
+    std::vector<std::string> settings;
+};
+
+bool SetMailbox(CSession& session, const CSetMailboxOptions& options)
+{
+    const CMailboxName name = ParseMailboxName(options.mailbox);
+    std::vector<CMailboxPropertySetting> settings;
+    for (const std::string& word : options.settings) {
+        const CAssignment assignment = ParseAssignment(word);
+        settings.push_back({std::string(assignment.name), UnifyLineBreaks(assignment.value)});
+    }
+    if (!session.OpenStore()) {
+        return false;
+    }
+    if (!Try([&] {
+            return SetMailboxProperties(session.Server(), name.name.c_str(), name.domain.c_str(),
+                                        settings);
+        })) {
+        session.ReportPropertyFault("set properties of " + options.mailbox, name.name.c_str(),
+                                    name.domain.c_str());
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
+void AddMailboxCommands(CLI::App& app, CCommands* commands)
+{
+    CLI::App* const family = app.add_subcommand("mailbox", "Lay out and describe mailboxes");
+    family->require_subcommand(1);
+
+    const auto added = std::make_shared<std::string>();
+    CLI::App* command = family->add_subcommand("add", "Make a mailbox");
+    command->add_option("MAILBOX", *added, "NAME@DOMAIN")->required();
+    commands->push_back(
+        {command, [added](CSession& session) { return AddMailbox(session, *added); }});
+
+    const auto domain = std::make_shared<std::string>();
+    command = family->add_subcommand("list", "List the mailboxes of a domain");
+    command->add_option("DOMAIN", *domain, "Domain")->required();
+    commands->push_back(
+        {command, [domain](CSession& session) { return ListMailboxes(session, *domain); }});
+
+    const auto set = std::make_shared<CSetMailboxOptions>();
+    command = family->add_subcommand("set", "Set properties of a mailbox, all or none");
+    command->add_option("MAILBOX", set->mailbox, "NAME@DOMAIN")->required();
+    command->add_option("SETTINGS", set->settings, "PROPERTY=VALUE; an empty value removes")
+        ->required();
+    commands->push_back({command, [set](CSession& session) { return SetMailbox(session, *set); }});
+}

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "platform/LastError.h"
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+// A command line that cannot be meant: an unknown property, a missing field. Ends the tool with
+// status 2.
+class CUsageError : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// Standard output that takes no more: a full disk, a closed pipe. The reason is the last error.
+class COutputError : public std::runtime_error
+{
+public:
+    COutputError() : std::runtime_error("write standard output") {}
+};
+
+// Writes to standard output, buffered. Throws COutputError.
+void Print(std::string_view text);
+void FlushOutput();
+
+// Calls with the last error cleared, so that a code found afterwards is that call's own.
+template <class Call>
+auto Try(Call call)
+{
+    SetLastError(ERROR_SUCCESS);
+    return call();
+}
+
+// What failed, as one line each on standard error. A resource; one for each run of the tool.
+class CReport
+{
+public:
+    CReport() = default;
+    CReport(const CReport&) = delete;
+    CReport& operator=(const CReport&) = delete;
+
+    // "contactmgr: WHAT: REASON (NUMBER)" from the last error; where the library left none,
+    // "contactmgr: WHAT: REFUSAL". Gives false, for callers to pass on.
+    bool Failure(std::string_view what, std::string_view refusal = "refused");
+
+    // The same with a reason that the tool knows better than the last error's words.
+    bool FailureBecause(std::string_view what, std::string_view reason);
+
+    // What the tool itself refuses, with the number that the library has for it, or without one.
+    bool Refusal(std::string_view what, std::string_view why);
+    bool Refusal(std::string_view what, std::string_view why, std::uint32_t code);
+
+    // What is worth knowing but no failure.
+    void Note(std::string_view what, std::string_view text);
+
+    bool HasFailures() const { return m_failed; }
+
+private:
+    bool m_failed = false;
+};

@@ -1,0 +1,131 @@
+#include "Session.h"
+
+#include "platform/LastError.h"
+#include "server/MailStoreAdmin.h"
+
+#include <string_view>
+
+namespace
+{
+
+constexpr std::string_view kOlderWebClient = "TRELLISV7";
+constexpr std::string_view kMailboxDirectory = "UserStore";
+
+} // namespace
+
+bool CSession::OpenStore()
+{
+    if (m_options.store.empty()) {
+        throw CUsageError("--store or CONTACTMGR_STORE is required");
+    }
+    return Try([&] { return m_server.Open(m_options.store.c_str()); }) ||
+           m_report.Failure("open store " + m_options.store);
+}
+
+bool CSession::OpenAddressBook(EAccess access)
+{
+    if (m_options.mailbox.empty()) {
+        throw CUsageError("--mailbox or CONTACTMGR_MAILBOX is required");
+    }
+    m_name = ParseMailboxName(m_options.mailbox);
+    if (!OpenStore()) {
+        return false;
+    }
+    m_activeName.emplace(m_name.name, m_name.domain);
+    if (!Try(
+            [&] { return m_mailbox.Open(m_server, m_name.name.c_str(), m_name.domain.c_str()); })) {
+        return m_report.Failure("open mailbox " + m_options.mailbox);
+    }
+    if (!CheckProperties() && access == EAccess::Write) {
+        return false;
+    }
+    m_manager.emplace(m_mailbox);
+    return true;
+}
+
+bool CSession::CheckProperties()
+{
+    const std::string what = "read properties of " + m_options.mailbox;
+    CPropertyFileFault fault;
+    if (!Try([&] {
+            return CheckPropertyFiles(m_server, m_name.name.c_str(), m_name.domain.c_str(), &fault);
+        })) {
+        ReportPropertyFault(what, m_name.name.c_str(), m_name.domain.c_str());
+        return false;
+    }
+    std::uint32_t stores = 0;
+    return Try([&] { return m_mailbox.GetProperty("EnabledContactPluginsEffective", &stores); }) ||
+           m_report.FailureBecause(what, "EnabledContactPlugins is no number");
+}
+
+void CSession::ReportPropertyFault(const std::string& what, const char* name, const char* domain)
+{
+    const std::uint32_t code = GetLastError();
+    CPropertyFileFault fault;
+    const bool isSound = CheckPropertyFiles(m_server, name, domain, &fault);
+    SetLastError(code);
+    if (isSound && code == ERROR_INVALID_DATA) {
+        m_report.FailureBecause(what, "the property has another type");
+    } else if (isSound || fault.path.empty()) {
+        m_report.Failure(what);
+    } else {
+        const std::string line = fault.line == 0 ? "" : ":" + std::to_string(fault.line);
+        m_report.Failure(what + ": " + fault.path + line);
+    }
+}
+
+std::unique_ptr<CContact> CSession::OpenContact(const std::string& what, const std::string& id)
+{
+    const ContactMgr::CContactId contactId(id);
+    if (!Allows(what, contactId)) {
+        return nullptr;
+    }
+    CContact* contact = nullptr;
+    if (!Try([&] { return m_manager->OpenContact(contactId, &contact); })) {
+        m_report.Failure(what + " " + id, contactId.IsNumeric()
+                                              ? "deleted, or its file is no vCard 3.0"
+                                              : "no identifier of a contact");
+    }
+    return std::unique_ptr<CContact>(contact);
+}
+
+bool CSession::Allows(const std::string& what, const ContactMgr::CContactId& id)
+{
+    if (m_options.anyMailbox || !IsForeign(id)) {
+        return true;
+    }
+    return m_report.Refusal(what + " " + id.ToString(),
+                            "not of " + m_options.mailbox + "; --any-mailbox allows it");
+}
+
+bool CSession::IsForeign(const ContactMgr::CContactId& id) const
+{
+    const std::string& text = id.ToString();
+    const std::string store = id.Namespace();
+    if (store.starts_with(kOlderWebClient)) {
+        // MESSAGE NAME DOMAIN behind the hyphen; the library refuses an identifier without them.
+        const std::size_t first = text.find(' ', store.size());
+        const std::size_t second = first == text.npos ? first : text.find(' ', first + 1);
+        return second != text.npos && (text.substr(first + 1, second - first - 1) != m_name.name ||
+                                       text.substr(second + 1) != m_name.domain);
+    }
+    if (store.starts_with(kMailboxDirectory)) {
+        CRfc822Address address;
+        return address.Parse(text.substr(kMailboxDirectory.size() + 1).c_str()) &&
+               address.EncodedDomain() != m_name.domain;
+    }
+    return false;
+}
+
+void CSession::ReportUnreadable(CContact& contact, const std::string& item)
+{
+    const std::uint32_t code = GetLastError();
+    const std::string what = "read " + contact.GetId().ToString() + ": " + item;
+    SetLastError(code);
+    if (contact.GetPluginType() == kMailboxDirectory && !contact.GetEmails().IsEmpty()) {
+        const CRfc822Address& address = contact.GetEmails().GetHead().GetAddress();
+        ReportPropertyFault(what, address.EncodedName(), address.EncodedDomain());
+        return;
+    }
+    m_report.Failure(what);
+}

@@ -1,0 +1,77 @@
+#pragma once
+
+#include "Report.h"
+#include "Text.h"
+#include "core/ContactMgr.h"
+#include "server/FunctionDebugging.h"
+#include "server/MailServer.h"
+#include "server/Mailbox.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+
+// What the command line says for all commands.
+struct COptions
+{
+    std::string store;
+    std::string mailbox;
+    bool anyMailbox = false;
+};
+
+// One run of the tool: the mail store, the mailbox, and the address book on them, opened as a
+// command asks for them. Reports what fails. A resource.
+class CSession
+{
+public:
+    explicit CSession(const COptions& options) : m_options(options) {}
+    CSession(const CSession&) = delete;
+    CSession& operator=(const CSession&) = delete;
+
+    CReport& Report() { return m_report; }
+
+    // Throw CUsageError where the option is missing.
+    bool OpenStore();
+
+    // The mailbox with its address book. A damaged property file is reported; one who only reads
+    // goes on with what the library makes of it, one who writes does not.
+    enum class EAccess
+    {
+        Read,
+        Write
+    };
+    bool OpenAddressBook(EAccess access);
+
+    // After OpenStore.
+    _tMailServer* Server() const { return m_server; }
+
+    // After OpenAddressBook.
+    CContactMgr& Manager() { return *m_manager; }
+    CMailbox& Mailbox() { return m_mailbox; }
+    const std::string& MailboxName() const { return m_options.mailbox; }
+
+    // Null where it fails, which is reported as WHAT ID.
+    std::unique_ptr<CContact> OpenContact(const std::string& what, const std::string& id);
+
+    // Whether an identifier from outside may be used. One of the older web client's store names its
+    // mailbox itself, and one of the mailbox directory its domain; those of others are refused.
+    bool Allows(const std::string& what, const ContactMgr::CContactId& id);
+
+    // Why an item of a contact could not be read, from the last error.
+    void ReportUnreadable(CContact& contact, const std::string& item);
+
+    // The same for a mailbox: names the file and the line where a property file is damaged.
+    void ReportPropertyFault(const std::string& what, const char* name, const char* domain);
+
+private:
+    bool CheckProperties();
+    bool IsForeign(const ContactMgr::CContactId& id) const;
+
+    const COptions& m_options;
+    CReport m_report;
+    CMailboxName m_name;
+    CMailServer m_server;
+    CMailbox m_mailbox;
+    std::optional<CFunctionDebugging::CActiveMailName> m_activeName;
+    std::optional<CContactMgr> m_manager;
+};

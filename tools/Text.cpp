@@ -1,0 +1,177 @@
+#include "Text.h"
+
+#include "Report.h"
+#include "server/Utf8String.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <locale>
+#include <stdexcept>
+
+namespace
+{
+
+constexpr char16_t kReplacement = u'\uFFFD';
+
+bool IsHighSurrogate(char16_t c)
+{
+    return c >= 0xD800 && c <= 0xDBFF;
+}
+
+bool IsLowSurrogate(char16_t c)
+{
+    return c >= 0xDC00 && c <= 0xDFFF;
+}
+
+std::u16string ReplaceUnpaired(std::u16string_view text)
+{
+    std::u16string paired(text);
+    for (std::size_t i = 0; i < paired.size(); ++i) {
+        if (IsHighSurrogate(paired[i]) && i + 1 < paired.size() && IsLowSurrogate(paired[i + 1])) {
+            ++i;
+        } else if (IsHighSurrogate(paired[i]) || IsLowSurrogate(paired[i])) {
+            paired[i] = kReplacement;
+        }
+    }
+    return paired;
+}
+
+std::u16string Widen(std::string_view bytes)
+{
+    std::u16string wide;
+    if (!Utf8ToWideLossy(bytes, &wide)) {
+        throw std::bad_alloc();
+    }
+    return wide;
+}
+
+// A blank stands for what would end the line, or move the cursor of a terminal.
+bool BreaksField(char16_t c)
+{
+    constexpr char16_t kLineSeparator = 0x2028;
+    constexpr char16_t kParagraphSeparator = 0x2029;
+    return c < 0x20 || (c >= 0x7F && c <= 0x9F) || c == kLineSeparator || c == kParagraphSeparator;
+}
+
+char ToLowerAscii(char c)
+{
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+const std::locale& UnicodeLocale()
+{
+    static const std::locale locale = [] {
+        try {
+            return std::locale("C.UTF-8");
+        } catch (const std::runtime_error&) {
+            return std::locale::classic();
+        }
+    }();
+    return locale;
+}
+
+} // namespace
+
+std::string ToUtf8(std::u16string_view text)
+{
+    std::string utf8;
+    if (!WideToUtf8(text, &utf8) && !WideToUtf8(ReplaceUnpaired(text), &utf8)) {
+        throw std::bad_alloc();
+    }
+    return utf8;
+}
+
+std::string ToUtf8(std::string_view bytes)
+{
+    return ToUtf8(Widen(bytes));
+}
+
+std::u16string ToWide(std::string_view text, std::string_view what)
+{
+    std::u16string wide;
+    if (!Utf8ToWide(text, &wide)) {
+        throw CUsageError(std::string(what) + " is no UTF-8");
+    }
+    return wide;
+}
+
+std::string ToField(std::u16string_view text)
+{
+    std::u16string field(text);
+    std::replace_if(field.begin(), field.end(), BreaksField, u' ');
+    return ToUtf8(field);
+}
+
+std::string ToField(std::string_view bytes)
+{
+    return ToField(Widen(bytes));
+}
+
+std::string UnifyLineBreaks(std::string_view text)
+{
+    std::string unified;
+    unified.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const bool pair = text.substr(i, 2) == "\r\n";
+        unified += text[i] == '\r' ? '\n' : text[i];
+        i += pair ? 1 : 0;
+    }
+    return unified;
+}
+
+bool EqualIgnoringCase(std::string_view left, std::string_view right)
+{
+    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                      [](char l, char r) { return ToLowerAscii(l) == ToLowerAscii(r); });
+}
+
+std::wstring FoldCase(std::u16string_view text)
+{
+    std::wstring folded;
+    folded.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        std::uint32_t character = text[i];
+        if (IsHighSurrogate(text[i]) && i + 1 < text.size() && IsLowSurrogate(text[i + 1])) {
+            character = 0x10000 + ((character - 0xD800U) << 10) + (text[++i] - 0xDC00U);
+        }
+        folded += static_cast<wchar_t>(character);
+    }
+    // By way of the capitals, so that both forms of a small sigma are one letter.
+    const auto& letters = std::use_facet<std::ctype<wchar_t>>(UnicodeLocale());
+    letters.toupper(folded.data(), folded.data() + folded.size());
+    letters.tolower(folded.data(), folded.data() + folded.size());
+    return folded;
+}
+
+bool ParseVersion(std::string_view text, FILETIME* version)
+{
+    std::uint64_t count = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, count);
+    *version = FileTimeFromCount(count);
+    return error == std::errc() && stop == end;
+}
+
+std::string VersionText(const FILETIME& version)
+{
+    return std::to_string(FileTimeToCount(version));
+}
+
+CAssignment ParseAssignment(std::string_view text)
+{
+    const std::size_t equals = text.find('=');
+    if (equals == text.npos || equals == 0) {
+        throw CUsageError("no PROPERTY=VALUE: " + std::string(text));
+    }
+    return {text.substr(0, equals), text.substr(equals + 1)};
+}
+
+CMailboxName ParseMailboxName(std::string_view text)
+{
+    const std::size_t at = text.rfind('@');
+    if (at == text.npos || at == 0 || at + 1 == text.size()) {
+        throw CUsageError("no NAME@DOMAIN: " + std::string(text));
+    }
+    return {std::string(text.substr(0, at)), std::string(text.substr(at + 1))};
+}

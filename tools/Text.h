@@ -1,0 +1,47 @@
+#pragma once
+
+#include "platform/Types.h"
+
+#include <string>
+#include <string_view>
+
+// Text on its way between the library, the command line and the terminal. All narrow text is UTF-8;
+// what is no text in its encoding comes out as U+FFFD.
+
+std::string ToUtf8(std::u16string_view text);
+std::string ToUtf8(std::string_view bytes);
+
+// Throws CUsageError for bytes that are no UTF-8; `what` says what they are.
+std::u16string ToWide(std::string_view text, std::string_view what);
+
+// One field of a line of plain output: each control character and line separator is a blank.
+std::string ToField(std::u16string_view text);
+std::string ToField(std::string_view bytes);
+
+// CR LF and CR become LF.
+std::string UnifyLineBreaks(std::string_view text);
+
+bool EqualIgnoringCase(std::string_view left, std::string_view right); // ASCII
+
+// A text without its case, to search in (Unicode, simple mapping).
+std::wstring FoldCase(std::u16string_view text);
+
+// Versions are decimal 64-bit counts. False for any other text.
+bool ParseVersion(std::string_view text, FILETIME* version);
+std::string VersionText(const FILETIME& version);
+
+// NAME=VALUE at the first "=". Throws CUsageError if there is none, or no name before it.
+struct CAssignment
+{
+    std::string_view name;
+    std::string_view value;
+};
+CAssignment ParseAssignment(std::string_view text);
+
+// NAME@DOMAIN at the last "@". Throws CUsageError if it is no such text.
+struct CMailboxName
+{
+    std::string name;
+    std::string domain;
+};
+CMailboxName ParseMailboxName(std::string_view text);

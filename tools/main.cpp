@@ -1,0 +1,130 @@
+#include "Commands.h"
+#include "Session.h"
+#include "core/ContactProperties.h"
+
+#include <CLI/CLI.hpp>
+
+#include <new>
+#include <string>
+
+namespace
+{
+
+constexpr int kDone = 0;
+constexpr int kFailed = 1;
+constexpr int kWrongUsage = 2;
+
+struct CGlobalOptions : COptions
+{
+    std::string traceRules;
+};
+
+void AddOptions(CLI::App& app, CGlobalOptions* options)
+{
+    app.add_option("--store", options->store, "Mail store: a folder, or a template with %d and %n")
+        ->type_name("LOCATION")
+        ->take_last()
+        ->envname("CONTACTMGR_STORE");
+    app.add_option("--mailbox", options->mailbox, "The mailbox whose address book it is")
+        ->type_name("NAME@DOMAIN")
+        ->take_last()
+        ->envname("CONTACTMGR_MAILBOX");
+    app.add_flag("--any-mailbox", options->anyMailbox,
+                 "Also take identifiers that name another mailbox or domain");
+    app.add_option("--trace", options->traceRules,
+                   "Trace the library on standard error: NAMESPACE:FUNCTION:NAME:DOMAIN:MASK;...")
+        ->type_name("RULES");
+    app.set_version_flag("--version", "contactmgr " CONTACTMGR_VERSION);
+    app.footer("Exit status: 0 done, 1 something failed, 2 wrong usage.");
+    app.require_subcommand(1);
+    app.fallthrough();
+}
+
+// What the command line parser finds wrong, in one line.
+std::string UsageText(const CLI::App& app, const CLI::ParseError& error)
+{
+    const std::vector<std::string> unknown = app.remaining();
+    if (app.get_subcommands().empty() && !unknown.empty()) {
+        return "no such command: " + unknown.front();
+    }
+    return dynamic_cast<const CLI::RequiredError*>(&error) != nullptr &&
+                   app.get_subcommands().empty()
+               ? "a command is required"
+               : error.what();
+}
+
+int ReportUsage(std::string_view text)
+{
+    CReport().Refusal("wrong usage", std::string(text) + " (see contactmgr --help)");
+    return kWrongUsage;
+}
+
+void CheckArguments(int count, char** arguments)
+{
+    for (int i = 1; i < count; ++i) {
+        ToWide(arguments[i], "argument " + std::to_string(i));
+    }
+}
+
+int RunCommand(const CCommands& commands, const CGlobalOptions& options)
+{
+    if (!options.traceRules.empty() &&
+        !CFunctionDebugging::SetEventCaptureRules(options.traceRules.c_str())) {
+        throw CUsageError("no rules for --trace: " + options.traceRules);
+    }
+    RegisterMailServerPropertyFamilies();
+    CSession session(options);
+    bool isDone = true;
+    for (const CCommand& command : commands) {
+        if (command.app->parsed()) {
+            isDone = command.run(session);
+        }
+    }
+    FlushOutput();
+    return isDone && !session.Report().HasFailures() ? kDone : kFailed;
+}
+
+int Run(int count, char** arguments)
+{
+    CheckArguments(count, arguments);
+    CGlobalOptions options;
+    CCommands commands;
+    CLI::App app("The contacts of a mailbox: its address book and what else the mail store knows.",
+                 "contactmgr");
+    AddOptions(app, &options);
+    AddReadCommands(app, &commands);
+    AddEditCommands(app, &commands);
+    AddExchangeCommands(app, &commands);
+    AddChangeCommands(app, &commands);
+    AddMailboxCommands(app, &commands);
+    try {
+        app.parse(count, arguments);
+    } catch (const CLI::CallForHelp&) {
+        Print(app.help());
+        FlushOutput();
+        return kDone;
+    } catch (const CLI::CallForVersion& version) {
+        Print(version.what() + std::string("\n"));
+        FlushOutput();
+        return kDone;
+    } catch (const CLI::ParseError& error) {
+        return ReportUsage(UsageText(app, error));
+    }
+    return RunCommand(commands, options);
+}
+
+} // namespace
+
+int main(int count, char** arguments)
+try {
+    return Run(count, arguments);
+} catch (const CUsageError& error) {
+    return ReportUsage(error.what());
+} catch (const COutputError& error) {
+    CReport().Failure(error.what());
+    return kFailed;
+} catch (const std::bad_alloc&) {
+    FailForMemory();
+    CReport().Failure("contactmgr");
+    return kFailed;
+}
