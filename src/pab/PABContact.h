@@ -31,8 +31,10 @@ public:
     // The type of the store, and the namespace of its identifiers.
     static constexpr const char* kPluginType = "VCARDPAB";
 
-    // A larger file is no contact: Open refuses it with 223.
+    // A larger text is no contact: Open and FromString refuse it with 223. The bound on lines keeps
+    // the memory of a text of nothing but tiny lines within half a gigabyte.
     static constexpr std::uint32_t kMaxFileBytes = 64u << 20;
+    static constexpr std::size_t kMaxLines = 2'000'000;
 
     CPABContact();
     ~CPABContact() override;

@@ -223,7 +223,14 @@ bool CPABContact::ReadContentLines(CTextLines* lines)
 bool CPABContact::ReadContentLines(CTextLines* lines, std::string text)
 {
     const CFunctionDebugging scope("CPABContact::ReadContentLines");
-    lines->Assign(std::move(text));
+    const bool isTooLong = text.size() > kMaxFileBytes;
+    if (!isTooLong) {
+        lines->Assign(std::move(text));
+    }
+    if (isTooLong || lines->Lines().size() > kMaxLines) {
+        SetLastError(ERROR_FILE_TOO_LARGE);
+        return false;
+    }
     return true;
 }
 

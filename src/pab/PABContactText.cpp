@@ -54,7 +54,10 @@ bool CPABContact::FromString(const std::string& text)
 try {
     const CFunctionDebugging scope("CPABContact::FromString");
     CTextLines lines;
-    if (!ReadContentLines(&lines, text) || !HasVCardEnvelope(lines)) {
+    if (!ReadContentLines(&lines, text)) {
+        return false;
+    }
+    if (!HasVCardEnvelope(lines)) {
         SetLastError(ERROR_INVALID_DATA);
         return false;
     }
