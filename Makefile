@@ -1,6 +1,6 @@
-# The two commands of the README. Everything else is CMake's: see CMakePresets.json.
+# The commands of the README. Everything else is CMake's: see CMakePresets.json.
 
-.PHONY: demo check dependencies
+.PHONY: demo check trust dependencies
 
 demo: dependencies
 	cmake --preset release
@@ -12,6 +12,14 @@ check: dependencies
 	cmake --build --preset release
 	ctest --preset release --parallel $$(nproc)
 	scripts/check-format.sh
+
+# The long trials on every file system that can be mounted here; wants root. EFFORT=--quick is short.
+trust:
+	@scripts/install-dependencies.sh xfsprogs btrfs-progs e2fsprogs bindfs fuse3 \
+	    glusterfs-server glusterfs-client attr strace
+	cmake --preset release
+	cmake --build --preset release --target contactmgr_trust
+	scripts/trust.sh $(EFFORT) build/release/tests/contactmgr_trust
 
 dependencies:
 	@scripts/install-dependencies.sh

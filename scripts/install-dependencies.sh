@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building and testing need, and does nothing where all of them
-# are there.
+# are there. Arguments are further packages.
 set -euo pipefail
 
 packages=(
     g++ cmake ninja-build pkg-config
     libgmime-3.0-dev nlohmann-json3-dev libutfcpp-dev libcli11-dev
     libgtest-dev libbenchmark-dev
-    clang-format
+    clang-format "$@"
 )
 
 missing=()

@@ -1,6 +1,7 @@
 #include "CardReader.h"
 
 #include "directory/ContentLine.h"
+#include "directory/EmailContentLine.h"
 #include "platform/LastError.h"
 
 #include <algorithm>
@@ -199,6 +200,18 @@ bool CCardReader::Next(CCard* card)
     return true;
 }
 
+namespace
+{
+
+// An EMAIL line that holds anything else becomes an entry without an address.
+bool IsAddress(const std::u16string& value)
+{
+    const VCardUtils::CEmailContentLine line({}, {}, value);
+    return *line.GetEmail().GetAddress().RawAddress() != '\0';
+}
+
+} // namespace
+
 std::vector<std::string> FindForeignLines(std::string_view card)
 {
     std::vector<std::string> foreign;
@@ -212,7 +225,8 @@ std::vector<std::string> FindForeignLines(std::string_view card)
             end = card.find(kLineEnds, end + 2);
         }
         const std::string line = Unfold(card.substr(0, end), card.size());
-        if (!DirectoryUtils::CContentLine::Parse(line, &group, &name, &parameters, &value)) {
+        if (!DirectoryUtils::CContentLine::Parse(line, &group, &name, &parameters, &value) ||
+            (name == "EMAIL" && !IsAddress(value))) {
             foreign.push_back(line);
         }
         card.remove_prefix(end == card.npos ? card.size() : end + 2);

@@ -58,5 +58,6 @@ private:
     std::size_t m_count = 0;
 };
 
-// The lines of a card that are no content lines, for which the library has no use; unfolded.
+// The lines of a card that the library cannot keep, unfolded: those that are no content lines, and
+// EMAIL lines without a mail address.
 std::vector<std::string> FindForeignLines(std::string_view card);

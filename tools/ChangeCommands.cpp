@@ -74,7 +74,8 @@ bool Changes(CSession& session, const CChangesOptions& options)
             return manager.ChangesSince(type, options.since, &changes.version, &changes.deleted,
                                         &changes.changed, &changes.created);
         })) {
-        return session.Report().Failure("changes of store " + type);
+        return session.Report().Failure("changes of " +
+                                        (type.empty() ? session.MailboxName() : "store " + type));
     }
     Print(options.json ? AsJson(changes) : AsText(changes));
     return true;

@@ -179,7 +179,7 @@ private:
             report.FailureBecause(what, "text beside BEGIN:VCARD or END:VCARD on its line");
             break;
         case ERROR_INVALID_PARAMETER:
-            report.FailureBecause(what, card.version == "3.0"
+            report.FailureBecause(what, card.version.empty() || card.version == "3.0"
                                             ? "another VERSION, or a PROFILE other than VCARD"
                                             : "not version 3.0: " + card.version);
             break;

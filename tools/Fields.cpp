@@ -4,6 +4,7 @@
 #include "Report.h"
 #include "Text.h"
 #include "directory/TypeParameter.h"
+#include "platform/Ascii.h"
 
 #include <CLI/CLI.hpp>
 

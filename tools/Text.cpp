@@ -54,11 +54,6 @@ bool BreaksField(char16_t c)
     return c < 0x20 || (c >= 0x7F && c <= 0x9F) || c == kLineSeparator || c == kParagraphSeparator;
 }
 
-char ToLowerAscii(char c)
-{
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
 const std::locale& UnicodeLocale()
 {
     static const std::locale locale = [] {
@@ -118,12 +113,6 @@ std::string UnifyLineBreaks(std::string_view text)
         i += pair ? 1 : 0;
     }
     return unified;
-}
-
-bool EqualIgnoringCase(std::string_view left, std::string_view right)
-{
-    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                      [](char l, char r) { return ToLowerAscii(l) == ToLowerAscii(r); });
 }
 
 std::wstring FoldCase(std::u16string_view text)

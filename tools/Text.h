@@ -21,8 +21,6 @@ std::string ToField(std::string_view bytes);
 // CR LF and CR become LF.
 std::string UnifyLineBreaks(std::string_view text);
 
-bool EqualIgnoringCase(std::string_view left, std::string_view right); // ASCII
-
 // A text without its case, to search in (Unicode, simple mapping).
 std::wstring FoldCase(std::u16string_view text);
 

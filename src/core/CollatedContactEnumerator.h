@@ -19,8 +19,11 @@ class CContactPlgList;
 //
 // The version of the whole is the largest of the stores' versions and only grows. A poll that finds
 // nothing new asks each store once and opens nothing; one changed store opens all of them, since
-// every store's contacts count for the duplicates. A store that fails in the middle of a walk looks
-// like that store's end. A resource, independent of the manager but not of its stores.
+// every store's contacts count for the duplicates. Since a store may give the time of its Start as
+// its version (the mailbox directory does), a contact that another store took in between its own
+// Start and that one is older than the version of the whole: the walk lacks it, and a poll finds it
+// with that store's next change only. A store that fails in the middle of a walk looks like that
+// store's end. A resource, independent of the manager but not of its stores.
 class CCollatedContactEnumerator : public CContactPlg::CContactEnumerator
 {
 public:

@@ -1,6 +1,7 @@
 #include "core/ContactProperties.h"
 
 #include "core/StoreFactories.h"
+#include "platform/Ascii.h"
 #include "platform/LastError.h"
 #include "server/MailServer.h"
 
@@ -9,11 +10,6 @@
 
 namespace
 {
-
-char LowerAscii(char c)
-{
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
 
 // The family as the server takes it: its properties, ended by a null name.
 constexpr MailServerPropertyRecord kPropertyFamily[] = {

@@ -1,5 +1,6 @@
 #include "directory/AddressContentLine.h"
 
+#include "directory/Refusal.h"
 #include "directory/TypeParameter.h"
 #include "platform/LastError.h"
 
@@ -10,7 +11,7 @@ namespace VCardUtils
 
 CAddressContentLine::CAddressContentLine(const CContactAddr& address) : CContentLine("ADR")
 {
-    SetAddress(address);
+    DirectoryUtils::BuildOrThrow([&] { return SetAddress(address); });
 }
 
 CAddressContentLine::CAddressContentLine(std::string group, DirectoryUtils::CParameters parameters,
@@ -18,7 +19,8 @@ CAddressContentLine::CAddressContentLine(std::string group, DirectoryUtils::CPar
     : CContentLine(std::move(group), "ADR", std::move(parameters), {})
 {
     m_address.SetType(ReadTypeMask(GetParameters(), kAddressTypes));
-    CAddressContentLine::SetMainValue(std::move(value));
+    DirectoryUtils::BuildOrThrow(
+        [&] { return CAddressContentLine::SetMainValue(std::move(value)); });
 }
 
 bool CAddressContentLine::SetAddress(const CContactAddr& address)

@@ -1,5 +1,6 @@
 #include "directory/ContentLine.h"
 
+#include "platform/Ascii.h"
 #include "platform/LastError.h"
 
 #include <algorithm>
@@ -16,16 +17,6 @@ constexpr char kTag[] = "CParameterValues";
 
 // More entries than this are looked up by hash. Real lines have one to three parameters.
 constexpr std::size_t kMaxWalked = 16;
-
-bool EqualIgnoringCase(std::string_view left, std::string_view right)
-{
-    const auto fold = [](char c) {
-        return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-    };
-    return left.size() == right.size() &&
-           std::equal(left.begin(), left.end(), right.begin(),
-                      [fold](char a, char b) { return fold(a) == fold(b); });
-}
 
 } // namespace
 

@@ -5,6 +5,7 @@
 #include "platform/LastError.h"
 #include "server/Rfc822Address.h"
 
+#include <algorithm>
 #include <new>
 
 namespace VCardUtils
@@ -13,12 +14,13 @@ namespace
 {
 
 constexpr char kCommentName[] = "X-COMMENT";
+constexpr char16_t kReplacement = u'\uFFFD';
 
 } // namespace
 
 CEmailContentLine::CEmailContentLine(const CContactEmail& email) : CContentLine("EMAIL")
 {
-    SetEmail(email);
+    DirectoryUtils::BuildOrThrow([&] { return SetEmail(email); });
 }
 
 CEmailContentLine::CEmailContentLine(std::string group, DirectoryUtils::CParameters parameters,
@@ -26,10 +28,13 @@ CEmailContentLine::CEmailContentLine(std::string group, DirectoryUtils::CParamet
     : CContentLine(std::move(group), "EMAIL", std::move(parameters), {})
 {
     m_email.SetType(ReadTypeMask(GetParameters(), kEmailTypes));
-    CEmailContentLine::SetMainValue(std::move(value));
+    DirectoryUtils::BuildOrThrow([&] { return CEmailContentLine::SetMainValue(std::move(value)); });
     DirectoryUtils::CParameterValues* comment = nullptr;
     if (GetParameters().Lookup(kCommentName, comment) && !comment->IsEmpty()) {
-        m_email.GetAddress().SetComment(comment->GetHead().c_str());
+        // A zero would end the comment.
+        std::u16string text = comment->GetHead();
+        std::replace(text.begin(), text.end(), u'\0', kReplacement);
+        DirectoryUtils::BuildOrThrow([&] { return m_email.GetAddress().SetComment(text.c_str()); });
     }
 }
 

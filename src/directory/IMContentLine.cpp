@@ -1,5 +1,6 @@
 #include "directory/IMContentLine.h"
 
+#include "directory/Refusal.h"
 #include "directory/TypeParameter.h"
 #include "platform/LastError.h"
 
@@ -10,7 +11,7 @@ namespace VCardUtils
 
 CIMContentLine::CIMContentLine(const CContactIM& im) : CContentLine("IMPP")
 {
-    SetIM(im);
+    DirectoryUtils::BuildOrThrow([&] { return SetIM(im); });
 }
 
 CIMContentLine::CIMContentLine(std::string group, DirectoryUtils::CParameters parameters,
@@ -18,7 +19,7 @@ CIMContentLine::CIMContentLine(std::string group, DirectoryUtils::CParameters pa
     : CContentLine(std::move(group), "IMPP", std::move(parameters), {})
 {
     m_im.SetType(ReadTypeMask(GetParameters(), kIMTypes));
-    CIMContentLine::SetMainValue(std::move(value));
+    DirectoryUtils::BuildOrThrow([&] { return CIMContentLine::SetMainValue(std::move(value)); });
 }
 
 bool CIMContentLine::SetIM(const CContactIM& im)

@@ -1,5 +1,6 @@
 #include "directory/NameContentLine.h"
 
+#include "directory/Refusal.h"
 #include "platform/LastError.h"
 
 #include <new>
@@ -18,37 +19,32 @@ CNameContentLine::CNameContentLine(std::string group, DirectoryUtils::CParameter
                                    std::u16string value)
     : CContentLine(std::move(group), "N", std::move(parameters), {})
 {
-    CNameContentLine::SetMainValue(std::move(value));
+    DirectoryUtils::BuildOrThrow([&] { return CNameContentLine::SetMainValue(std::move(value)); });
 }
 
 bool CNameContentLine::SetFamilyName(std::u16string name)
 {
-    m_familyName = std::move(name);
-    return UpdateMainValue();
+    return SetField(&CNameContentLine::m_familyName, std::move(name));
 }
 
 bool CNameContentLine::SetGivenName(std::u16string name)
 {
-    m_givenName = std::move(name);
-    return UpdateMainValue();
+    return SetField(&CNameContentLine::m_givenName, std::move(name));
 }
 
 bool CNameContentLine::SetAdditionalNames(std::u16string names)
 {
-    m_additionalNames = std::move(names);
-    return UpdateMainValue();
+    return SetField(&CNameContentLine::m_additionalNames, std::move(names));
 }
 
 bool CNameContentLine::SetHonorificPrefixes(std::u16string prefixes)
 {
-    m_honorificPrefixes = std::move(prefixes);
-    return UpdateMainValue();
+    return SetField(&CNameContentLine::m_honorificPrefixes, std::move(prefixes));
 }
 
 bool CNameContentLine::SetHonorificSuffixes(std::u16string suffixes)
 {
-    m_honorificSuffixes = std::move(suffixes);
-    return UpdateMainValue();
+    return SetField(&CNameContentLine::m_honorificSuffixes, std::move(suffixes));
 }
 
 bool CNameContentLine::SetMainValue(std::u16string value)
@@ -66,6 +62,17 @@ try {
     return true;
 } catch (const std::bad_alloc&) {
     return FailForMemory();
+}
+
+// Without memory for the line the component stays the old one too.
+bool CNameContentLine::SetField(Field field, std::u16string text)
+{
+    (this->*field).swap(text);
+    if (!UpdateMainValue()) {
+        (this->*field).swap(text);
+        return false;
+    }
+    return true;
 }
 
 bool CNameContentLine::UpdateMainValue()

@@ -27,7 +27,7 @@ public:
     const std::u16string& GetHonorificSuffixes() const { return m_honorificSuffixes; }
 
     // Each rebuilds the main value from the five components; until then it is the text that was
-    // read.
+    // read. After false nothing has changed.
     bool SetFamilyName(std::u16string name);
     bool SetGivenName(std::u16string name);
     bool SetAdditionalNames(std::u16string names);
@@ -42,6 +42,7 @@ private:
     using Field = std::u16string CNameContentLine::*;
     static const std::array<Field, 5> kFields;
 
+    bool SetField(Field field, std::u16string text);
     bool UpdateMainValue();
 
     std::u16string m_familyName;

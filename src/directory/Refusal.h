@@ -3,6 +3,7 @@
 #include "platform/LastError.h"
 
 #include <cstdint>
+#include <new>
 
 namespace DirectoryUtils
 {
@@ -15,6 +16,20 @@ inline bool Refuse(std::uint32_t lastErrorBefore) noexcept
         SetLastError(lastErrorBefore);
     }
     return false;
+}
+
+// What a constructor does with the operation that builds its object: throws where memory was
+// exhausted, so that half a line is not taken for a whole one. A text that is refused is no
+// failure.
+template <class Operation>
+void BuildOrThrow(Operation operation)
+{
+    const std::uint32_t lastError = GetLastError();
+    SetLastError(ERROR_SUCCESS);
+    if (!operation() && GetLastError() == ERROR_NOT_ENOUGH_MEMORY) {
+        throw std::bad_alloc();
+    }
+    SetLastError(lastError);
 }
 
 } // namespace DirectoryUtils

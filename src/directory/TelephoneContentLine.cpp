@@ -11,7 +11,7 @@ namespace VCardUtils
 
 CTelephoneContentLine::CTelephoneContentLine(const CContactTel& telephone) : CContentLine("TEL")
 {
-    SetTelephone(telephone);
+    DirectoryUtils::BuildOrThrow([&] { return SetTelephone(telephone); });
 }
 
 CTelephoneContentLine::CTelephoneContentLine(std::string group,
@@ -20,7 +20,8 @@ CTelephoneContentLine::CTelephoneContentLine(std::string group,
     : CContentLine(std::move(group), "TEL", std::move(parameters), {})
 {
     m_telephone.SetType(ReadTypeMask(GetParameters(), kTelephoneTypes));
-    CTelephoneContentLine::SetMainValue(std::move(value));
+    DirectoryUtils::BuildOrThrow(
+        [&] { return CTelephoneContentLine::SetMainValue(std::move(value)); });
 }
 
 bool CTelephoneContentLine::SetTelephone(const CContactTel& telephone)

@@ -65,6 +65,9 @@ try {
         }
         CRfc822Address sender;
         if (!ReadSender(m_folder, info.szMessageId, &sender)) {
+            if (GetLastError() == ERROR_NOT_ENOUGH_MEMORY) {
+                return false;
+            }
             continue;
         }
         std::unique_ptr<CMailHeaderContact> contact(new CMailHeaderContact(std::move(sender)));

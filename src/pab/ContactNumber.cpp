@@ -2,26 +2,33 @@
 
 #include "pab/PABContact.h"
 #include "platform/FileHandle.h"
+#include "platform/FolderLock.h"
 #include "server/FileSystem.h"
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 
 namespace
 {
 
-constexpr std::uint32_t kFirstCounter = 2;
 constexpr std::uint32_t kNumberLimit = 0x7FFFFFFF;
 
-// Others may claim numbers while a folder is searched; the counter is then a little further on.
+// Others may claim numbers while a folder is searched; the counter is then a little further on. A
+// number that was remembered may be far off, as after the folder was made anew, and a search is
+// soon the cheaper way.
 constexpr std::uint32_t kRenamesPerSearch = 1024;
+constexpr std::uint32_t kRenamesPerHint = 16;
 constexpr int kSearches = 1000;
 
 // A listing may miss an entry that is being renamed, on file systems that list in pieces.
 constexpr int kListingsUntilMissing = 10;
+
+constexpr std::chrono::microseconds kPauseForStarter{200};
 
 // The number that this thread expects to be next, so that making many contacts in one folder does
 // not list it every time. Only a hint: the rename decides.
@@ -59,9 +66,7 @@ Search ForEachFile(const std::string& folder, const char* suffix, Function funct
     const std::string pattern = folder + "/*" + suffix;
     const CFindHandle search(FindFirstFileA(pattern.c_str(), &entry));
     if (!search.IsOpen()) {
-        const std::uint32_t error = GetLastError();
-        return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ? Search::Nothing
-                                                                              : Search::Failed;
+        return IsMissingFile(GetLastError()) ? Search::Nothing : Search::Failed;
     }
     do {
         if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
@@ -105,11 +110,12 @@ bool CreateCounter(const std::string& folder, std::uint32_t number)
     return file.IsOpen() && file.Close();
 }
 
-// Moves on from `next` to the first counter that is there. False with last error 2 if none of them
-// was, else with the rename's.
-bool ClaimFrom(const std::string& folder, std::uint32_t next, std::uint32_t* claimed)
+// Moves on from `next` to the first of so many counters that is there. False with last error 2 if
+// none of them was, else with the rename's.
+bool ClaimFrom(const std::string& folder, std::uint32_t next, std::uint32_t renames,
+               std::uint32_t* claimed)
 {
-    for (std::uint32_t tries = 0; tries < kRenamesPerSearch; ++tries, ++next) {
+    for (std::uint32_t tries = 0; tries < renames; ++tries, ++next) {
         if (next >= kNumberLimit) {
             SetLastError(ERROR_INVALID_PARAMETER);
             return false;
@@ -128,10 +134,27 @@ bool ClaimFrom(const std::string& folder, std::uint32_t next, std::uint32_t* cla
     return false;
 }
 
-// Makes the counter of a folder that has none. False leaves last error 183 where another caller
-// was faster.
-bool StartCounter(const std::string& folder, std::uint32_t highestContact, std::uint32_t* claimed)
+// Makes the counter of a folder that has none. That there is none is found out under the folder's
+// lock: a caller who was late in finding it out would make a second one. False leaves last error 33
+// where another caller is at it.
+bool StartCounter(const std::string& folder, std::uint32_t* claimed)
 {
+    CFolderLock lock;
+    if (!lock.AcquireExclusive(folder.c_str())) {
+        return false;
+    }
+    std::uint32_t counter = 0;
+    Search search = Search::Nothing;
+    for (int listing = 0; search == Search::Nothing && listing < kListingsUntilMissing; ++listing) {
+        search = FindCounter(folder, &counter);
+    }
+    if (search == Search::Found) {
+        return ClaimFrom(folder, counter, kRenamesPerSearch, claimed);
+    }
+    std::uint32_t highestContact = 0;
+    if (search == Search::Failed || FindHighestContact(folder, &highestContact) == Search::Failed) {
+        return false;
+    }
     const std::uint32_t number = highestContact + 1;
     if (number >= kNumberLimit) {
         SetLastError(ERROR_INVALID_PARAMETER);
@@ -140,40 +163,30 @@ bool StartCounter(const std::string& folder, std::uint32_t highestContact, std::
     if (!CreateCounter(folder, number + 1)) {
         return false;
     }
-    // A counter that was made and moved on since the search makes this one a second.
-    std::uint32_t counter = number + 1;
-    if (FindCounter(folder, &counter) == Search::Found && counter != number + 1) {
-        DeleteFileA(CounterPath(folder, number + 1).c_str());
-        SetLastError(ERROR_ALREADY_EXISTS);
-        return false;
-    }
     *claimed = number;
     return true;
 }
 
-// One search and what follows from it. False with last error 2 or 183 is worth another try.
+// One search and what follows from it.
 bool SearchAndClaim(const std::string& folder, std::uint32_t* claimed)
 {
-    std::uint32_t highestContact = 0;
-    for (int listing = 0; listing < kListingsUntilMissing; ++listing) {
-        std::uint32_t counter = 0;
-        const Search search = FindCounter(folder, &counter);
-        if (search == Search::Found) {
-            return ClaimFrom(folder, counter, claimed);
-        }
-        if (search == Search::Failed ||
-            FindHighestContact(folder, &highestContact) == Search::Failed) {
-            return false;
-        }
-        if (highestContact == 0) {
-            break;
-        }
+    std::uint32_t counter = 0;
+    switch (FindCounter(folder, &counter)) {
+    case Search::Found:
+        return ClaimFrom(folder, counter, kRenamesPerSearch, claimed);
+    case Search::Nothing:
+        return StartCounter(folder, claimed);
+    default:
+        return false;
     }
-    return StartCounter(folder, highestContact, claimed);
 }
 
 bool IsWorthAnotherTry()
 {
+    if (GetLastError() == ERROR_LOCK_VIOLATION) {
+        std::this_thread::sleep_for(kPauseForStarter);
+        return true;
+    }
     return GetLastError() == ERROR_FILE_NOT_FOUND || GetLastError() == ERROR_ALREADY_EXISTS;
 }
 
@@ -182,7 +195,7 @@ bool IsWorthAnotherTry()
 std::uint32_t ClaimContactNumber(const std::string& folder)
 {
     std::uint32_t claimed = 0;
-    if (t_hint.folder == folder && ClaimFrom(folder, t_hint.next, &claimed)) {
+    if (t_hint.folder == folder && ClaimFrom(folder, t_hint.next, kRenamesPerHint, &claimed)) {
         return claimed;
     }
     for (int search = 0; search < kSearches; ++search) {

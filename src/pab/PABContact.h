@@ -61,7 +61,7 @@ public:
     // Rewrites the file if the record was changed: REV is renewed, the write counter raised, and
     // the folder's time moved. On failure the record stays changed, to be saved again, and the file
     // has its old content, or is empty where writing over it had begun (platform/FileApi.h,
-    // RewriteFile). Last error 13: an entry's text is no UTF-16.
+    // RewriteFile). Last error 13: an entry's text is no UTF-16; 223: more than Open reads.
     bool Save() override;
 
     ContactMgr::CContactId GetId() override;
@@ -102,10 +102,10 @@ public:
     bool ToString(std::u16string* text) override;
 
     // Replaces the record by that of a vCard text in UTF-8; the file follows at the next Save. An
-    // FN line becomes the comment of every e-mail address. Last error 13, and nothing has changed:
-    // no BEGIN:VCARD and END:VCARD around it; 87: a VERSION other than 3.0 or a PROFILE other than
-    // VCARD. After 87 the record holds what the refused text brought but does not count as changed
-    // for it; drop the object, or give it another text.
+    // FN line becomes the comment of every e-mail address. Nothing has changed after last error 8,
+    // and 13: no BEGIN:VCARD and END:VCARD around it; 87: a VERSION other than 3.0 or a PROFILE
+    // other than VCARD. After 87 the record holds what the refused text brought but does not count
+    // as changed for it; drop the object, or give it another text.
     bool FromString(const std::string& text) override;
 
 private:
@@ -120,7 +120,7 @@ private:
     void ParseContentLine(std::string_view text);
     bool LinesHaveValue(const char* name, std::u16string_view value) const;
     void TakeNames();
-    void RemoveAllLines();
+    bool TakeRecord(const CTextLines& lines);
     void RenewRevision();
     void RaiseWriteCounter();
 

@@ -1,20 +1,10 @@
 #include "pab/PABContactEnumerator.h"
 
-#include "core/ContactProperties.h"
+#include "platform/Ascii.h"
 #include "server/FileSystem.h"
 
 #include <new>
 #include <utility>
-
-namespace
-{
-
-bool IsMissing(std::uint32_t error)
-{
-    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
-}
-
-} // namespace
 
 CPABContactEnumerator::CPABContactEnumerator(const std::string& rootDirectory)
     : m_rootDirectory(rootDirectory)
@@ -31,7 +21,7 @@ try {
     WIN32_FILE_ATTRIBUTE_DATA folder;
     if (CFileSystem::GetFileAttributesExA(m_rootDirectory.c_str(), GetFileExInfoStandard,
                                           &folder) == 0) {
-        if (!IsMissing(GetLastError())) {
+        if (!IsMissingFile(GetLastError())) {
             return false;
         }
         if (changed != nullptr) {
@@ -48,7 +38,7 @@ try {
     }
     m_search = CFindHandle(FindFirstFileA((m_rootDirectory + "/*.vcf").c_str(), &m_entry));
     m_isFirstPending = true;
-    return m_search.IsOpen() || IsMissing(GetLastError());
+    return m_search.IsOpen() || IsMissingFile(GetLastError());
 } catch (const std::bad_alloc&) {
     return FailForMemory();
 }
@@ -85,7 +75,7 @@ bool CPABContactEnumerator::OpenEntry()
     // A copy such as "80000000 (1).vcf" must not show the contact 80000000.vcf a second time.
     const ContactMgr::CContactId id = CPABContact::FileNameToContactId(m_entry.cFileName);
     const std::string fileName = CPABContact::ContactIdToFileName(id);
-    if (!(CContactProperty(fileName.c_str()) == CContactProperty(m_entry.cFileName))) {
+    if (!EqualIgnoringCase(fileName, m_entry.cFileName)) {
         return false;
     }
     std::unique_ptr<CPABContact> contact(new CPABContact);

@@ -7,6 +7,7 @@
 #include "directory/TelephoneContentLine.h"
 #include "pab/PABContactLines.h"
 #include "pab/TextLines.h"
+#include "platform/Ascii.h"
 #include "platform/FileTime.h"
 #include "server/FileSystem.h"
 #include "server/FunctionDebugging.h"
@@ -250,7 +251,14 @@ void CPABContact::ParseContentLine(std::string_view text)
     std::string name;
     DirectoryUtils::CParameters parameters;
     std::u16string value;
-    if (!CContentLine::Parse(text, &group, &name, &parameters, &value)) {
+    const std::uint32_t lastError = GetLastError();
+    SetLastError(ERROR_SUCCESS);
+    const bool isLine = CContentLine::Parse(text, &group, &name, &parameters, &value);
+    if (!isLine && GetLastError() == ERROR_NOT_ENOUGH_MEMORY) {
+        throw std::bad_alloc();
+    }
+    SetLastError(lastError);
+    if (!isLine) {
         return;
     }
     if (name == "EMAIL") {
@@ -282,7 +290,7 @@ bool CPABContact::LinesHaveValue(const char* name, std::u16string_view value) co
 {
     for (POSITION position = m_lines.Find(name); position != nullptr;
          position = m_lines.Find(name, position)) {
-        if (!EqualsIgnoringCase(m_lines.GetAt(position)->GetMainValue(), value)) {
+        if (!EqualIgnoringCase(m_lines.GetAt(position)->GetMainValue(), value)) {
             return false;
         }
     }
@@ -292,8 +300,10 @@ bool CPABContact::LinesHaveValue(const char* name, std::u16string_view value) co
 void CPABContact::TakeNames()
 {
     if (const VCardUtils::CNameContentLine* name = GetName()) {
-        m_firstName = name->GetGivenName();
-        m_lastName = name->GetFamilyName();
+        std::u16string firstName = name->GetGivenName();
+        std::u16string lastName = name->GetFamilyName();
+        m_firstName = std::move(firstName);
+        m_lastName = std::move(lastName);
     }
 }
 
@@ -303,11 +313,19 @@ bool CPABContact::Write()
     RenewRevision();
     RaiseWriteCounter();
     std::string text = kVCardBegin;
-    if (!ForEachLine(
-            [&](const CContentLine& line) { return line.AppendFolded(&text, kMaxLineLength); })) {
+    std::size_t lineCount = 2; // the envelope
+    if (!ForEachLine([&](const CContentLine& line) {
+            ++lineCount;
+            return line.AppendFolded(&text, kMaxLineLength);
+        })) {
         return false;
     }
     text += kVCardEnd;
+    // What Open would refuse is not written.
+    if (text.size() > kMaxFileBytes || lineCount > kMaxLines) {
+        SetLastError(ERROR_FILE_TOO_LARGE);
+        return false;
+    }
     if (RewriteFile(m_file.Get(), text) == 0) {
         return false;
     }

@@ -1,6 +1,7 @@
 #include "pab/PABContactLines.h"
 
 #include "pab/TextLines.h"
+#include "platform/Ascii.h"
 #include "server/FunctionDebugging.h"
 
 #include <algorithm>
@@ -11,19 +12,6 @@ using DirectoryUtils::CContentLine;
 namespace
 {
 
-template <class Char>
-char16_t LowerAscii(Char c)
-{
-    return c >= 'A' && c <= 'Z' ? static_cast<char16_t>(c - 'A' + 'a') : static_cast<char16_t>(c);
-}
-
-template <class Left, class Right>
-bool SameIgnoringCase(const Left& left, const Right& right)
-{
-    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                      [](auto a, auto b) { return LowerAscii(a) == LowerAscii(b); });
-}
-
 bool IsSpace(char16_t c)
 {
     return c == u' ' || (c >= u'\t' && c <= u'\r');
@@ -33,14 +21,8 @@ bool IsSpace(char16_t c)
 
 bool HasVCardEnvelope(const CTextLines& lines)
 {
-    return lines.Lines().size() >= 2 &&
-           SameIgnoringCase(lines.Lines().front(), std::string_view("BEGIN:VCARD")) &&
-           SameIgnoringCase(lines.Lines().back(), std::string_view("END:VCARD"));
-}
-
-bool EqualsIgnoringCase(std::u16string_view left, std::u16string_view right)
-{
-    return SameIgnoringCase(left, right);
+    return lines.Lines().size() >= 2 && EqualIgnoringCase(lines.Lines().front(), "BEGIN:VCARD") &&
+           EqualIgnoringCase(lines.Lines().back(), "END:VCARD");
 }
 
 std::int32_t ToNumber(std::u16string_view text)

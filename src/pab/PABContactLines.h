@@ -22,9 +22,6 @@ inline constexpr const char* kWriteCounterLine = "X-LARKMERE-WSSVERSION";
 // At least two lines, the first BEGIN:VCARD and the last END:VCARD, whole but for ASCII case.
 bool HasVCardEnvelope(const CTextLines& lines);
 
-// ASCII case is ignored.
-bool EqualsIgnoringCase(std::u16string_view left, std::u16string_view right);
-
 // Leading white space, a sign and digits, up to the first character that fits no more; what is out
 // of range gives the nearest number, and no digits give 0.
 std::int32_t ToNumber(std::u16string_view text);

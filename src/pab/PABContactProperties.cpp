@@ -63,12 +63,12 @@ const ComponentRow* FindComponent(const CContactProperty& property)
 // Text that would break out of its line, or could not be written at all, is refused.
 bool CanBeCarried(const std::u16string& text, std::u16string_view refused)
 {
-    std::string utf8;
-    if (text.find_first_of(refused) != std::u16string::npos || !AppendUtf8(text, &utf8)) {
+    if (text.find_first_of(refused) != std::u16string::npos) {
         SetLastError(ERROR_INVALID_DATA);
         return false;
     }
-    return true;
+    std::string utf8;
+    return AppendUtf8(text, &utf8);
 }
 
 constexpr std::u16string_view kRefusedInLine{u"\r\0", 2};

@@ -3,7 +3,9 @@
 #include "server/FunctionDebugging.h"
 #include "server/Utf8String.h"
 
+#include <algorithm>
 #include <new>
+#include <utility>
 
 using DirectoryUtils::CContentLine;
 
@@ -61,20 +63,23 @@ try {
         SetLastError(ERROR_INVALID_DATA);
         return false;
     }
-    RemoveAllLines();
-    ParseContentLines(lines);
-    if (!LinesHaveValue("PROFILE", u"VCARD") || !LinesHaveValue("VERSION", u"3.0")) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return false;
-    }
-    TakeNames();
-    if (const CContentLine* fullName = FindLine("FN")) {
-        for (CContactEmail& email : GetEmails()) {
-            CRfc822Address address = email.GetAddress();
-            if (address.SetComment(fullName->GetMainValue().c_str())) {
-                email.SetAddress(address);
-            }
+    // What the contact held comes back where the text finds no memory.
+    DirectoryUtils::CContentLines oldLines = std::move(m_lines);
+    CContactEmailList oldEmails = std::move(m_emails);
+    CContactTelList oldTelephones = std::move(m_telephones);
+    CContactAddrList oldAddresses = std::move(m_addresses);
+    CContactIMList oldIMs = std::move(m_ims);
+    try {
+        if (!TakeRecord(lines)) {
+            return false;
         }
+    } catch (const std::bad_alloc&) {
+        m_lines = std::move(oldLines);
+        m_emails = std::move(oldEmails);
+        m_telephones = std::move(oldTelephones);
+        m_addresses = std::move(oldAddresses);
+        m_ims = std::move(oldIMs);
+        throw;
     }
     m_isDirty = true;
     return true;
@@ -82,11 +87,24 @@ try {
     return FailForMemory();
 }
 
-void CPABContact::RemoveAllLines()
+bool CPABContact::TakeRecord(const CTextLines& lines)
 {
-    m_lines.DeleteAll();
-    GetEmails().RemoveAll();
-    GetTelephones().RemoveAll();
-    GetAddresses().RemoveAll();
-    GetIMs().RemoveAll();
+    ParseContentLines(lines);
+    if (!LinesHaveValue("PROFILE", u"VCARD") || !LinesHaveValue("VERSION", u"3.0")) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return false;
+    }
+    if (const CContentLine* fullName = FindLine("FN")) {
+        // A zero would end the comment.
+        std::u16string comment = fullName->GetMainValue();
+        std::replace(comment.begin(), comment.end(), u'\0', u'\uFFFD');
+        for (CContactEmail& email : m_emails) {
+            // The text is UTF-16, so only memory can be missing.
+            if (!email.GetAddress().SetComment(comment.c_str())) {
+                throw std::bad_alloc();
+            }
+        }
+    }
+    TakeNames();
+    return true;
 }

@@ -4,11 +4,13 @@
 #include "pab/ContactNumber.h"
 #include "pab/PABContact.h"
 #include "pab/PABContactEnumerator.h"
+#include "platform/Ascii.h"
 #include "platform/FileHandle.h"
 #include "platform/FileTime.h"
 #include "server/FileSystem.h"
 #include "server/MailOwner.h"
 
+#include <algorithm>
 #include <array>
 #include <memory>
 #include <new>
@@ -36,20 +38,11 @@ constexpr std::uint32_t kPathRoom = 261;
 constexpr std::uint64_t kSettlingUnits = kFileTimeUnitsPerSecond;
 constexpr std::uint64_t kAheadUnits = 10 * kFileTimeUnitsPerSecond;
 
-bool IsMissing(std::uint32_t error)
-{
-    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
-}
-
-bool EqualsIgnoringCase(const std::string& left, const char* right)
-{
-    return CContactProperty(left.c_str()) == CContactProperty(right);
-}
-
 bool IsBeingMade(const CChangeScan& scan, std::uint64_t creation, std::uint64_t lastWrite)
 {
-    return creation >= scan.version && lastWrite > scan.version &&
-           lastWrite + kSettlingUnits > scan.begin && lastWrite < scan.begin + kAheadUnits;
+    return creation >= scan.version &&
+           std::max(creation, lastWrite) + kSettlingUnits > scan.begin &&
+           lastWrite < scan.begin + kAheadUnits;
 }
 
 bool CopyProperties(CContact& from, CContact& to)
@@ -68,6 +61,20 @@ bool CopyProperties(CContact& from, CContact& to)
             return false;
         }
     }
+    return true;
+}
+
+// A list that a contact reads when it is asked for is empty where it finds no memory.
+bool CopyLists(CContact& from, CContact& to)
+{
+    const std::uint32_t lastError = GetLastError();
+    SetLastError(ERROR_SUCCESS);
+    const bool isCopied = to.SetEmails(from.GetEmails()) && to.SetAddresses(from.GetAddresses()) &&
+                          to.SetTelephones(from.GetTelephones()) && to.SetIMs(from.GetIMs());
+    if (!isCopied || GetLastError() == ERROR_NOT_ENOUGH_MEMORY) {
+        return false;
+    }
+    SetLastError(lastError);
     return true;
 }
 
@@ -147,17 +154,15 @@ try {
         created.reset();
         return nullptr;
     };
-    if (!created->Create(m_rootDirectory.c_str(), AllocateContactNumber())) {
+    const std::uint32_t number = AllocateContactNumber();
+    const bool isWithoutMemory = number == 0 && GetLastError() == ERROR_NOT_ENOUGH_MEMORY;
+    if (isWithoutMemory || !created->Create(m_rootDirectory.c_str(), number)) {
         return drop();
     }
     if (contact != nullptr) {
-        if (!CopyProperties(*contact, *created)) {
+        if (!CopyProperties(*contact, *created) || !CopyLists(*contact, *created)) {
             return drop();
         }
-        created->SetEmails(contact->GetEmails());
-        created->SetAddresses(contact->GetAddresses());
-        created->SetTelephones(contact->GetTelephones());
-        created->SetIMs(contact->GetIMs());
     }
     return created.release();
 } catch (const std::bad_alloc&) {
@@ -204,7 +209,7 @@ try {
     WIN32_FILE_ATTRIBUTE_DATA folder;
     if (CFileSystem::GetFileAttributesExA(m_rootDirectory.c_str(), GetFileExInfoStandard,
                                           &folder) == 0) {
-        if (!IsMissing(GetLastError())) {
+        if (!IsMissingFile(GetLastError())) {
             return false;
         }
         *version = since;
@@ -214,7 +219,7 @@ try {
     WIN32_FIND_DATA entry;
     CFindHandle search(FindFirstFileA((m_rootDirectory + "/*.vcf").c_str(), &entry));
     if (!search.IsOpen()) {
-        return IsMissing(GetLastError());
+        return IsMissingFile(GetLastError());
     }
     const bool isWhole = ScanChanges({.since = FileTimeToCount(since),
                                       .version = FileTimeToCount(*version),
@@ -252,7 +257,7 @@ void CPABPlugin::ClassifyChange(const CChangeScan& scan, const WIN32_FIND_DATA& 
         return;
     }
     const ContactMgr::CContactId id = CPABContact::FileNameToContactId(entry.cFileName);
-    if (!EqualsIgnoringCase(CPABContact::ContactIdToFileName(id), entry.cFileName)) {
+    if (!EqualIgnoringCase(CPABContact::ContactIdToFileName(id), entry.cFileName)) {
         return;
     }
     const std::uint64_t creation = FileTimeToCount(GetEntryCreationTime(scan.search, entry));

@@ -66,8 +66,8 @@ std::uint32_t GetFileSize(HANDLE file, std::uint32_t* sizeHigh);
 // Replaces the whole content of a file that is held exclusively for writing, and stamps it. Name,
 // lock and creation time stay; that of a file that was empty becomes the moment before its stamp. A
 // process that dies at any point leaves the old or the new content, the half of it in the file
-// `path~`, from which the next exclusive open completes it. On failure the file still has its old
-// content (the replacement could not be prepared) or is empty (writing over the old content
+// `path.redo~`, from which the next exclusive open completes it. On failure the file still has its
+// old content (the replacement could not be prepared) or is empty (writing over the old content
 // failed).
 int RewriteFile(HANDLE file, std::string_view content);
 
@@ -106,8 +106,8 @@ struct WIN32_FIND_DATA : WIN32_FILE_ATTRIBUTE_DATA
 // without regard to ASCII case. The entries "." and ".." and names of more than 259 bytes never
 // match. The folder's names are listed whole, in one step, at FindFirstFileA, so that a rename at
 // the same time hides no entry; times and size are read as each entry is delivered, and an entry
-// that has gone since is passed over. Creation time is the file system's, or the last-write time
-// where it has none; GetEntryCreationTime tells more. Last error 2: nothing matches; 3: no such
+// that has gone since is passed over. Creation time is the file system's, or 0 where it has
+// none; GetEntryCreationTime tells more. Last error 2: nothing matches; 3: no such
 // folder; 18: no more entries.
 HANDLE FindFirstFileA(const char* pattern, WIN32_FIND_DATA* data);
 int FindNextFileA(HANDLE search, WIN32_FIND_DATA* data);

@@ -8,6 +8,8 @@
 namespace
 {
 
+// No editor's backup has such a name.
+constexpr const char* kRedoSuffix = ".redo~";
 constexpr std::size_t kLargestRedo = std::size_t{1} << 30;
 
 // Ends a redo file. All parts are of the machine's own byte order: writer and repairer stand on
@@ -39,7 +41,7 @@ std::uint64_t Checksum(std::string_view bytes)
 
 std::string RedoPathOf(const COpenFile& file)
 {
-    return file.path + '~';
+    return file.path + kRedoSuffix;
 }
 
 bool RemoveRedo(const char* path)
@@ -75,12 +77,13 @@ bool CheckRedo(std::string* text)
            trailer.contentSize == contentSize && trailer.checksum == Checksum(*text);
 }
 
-bool WriteRedo(const COpenFile& file, const char* path, std::string_view content)
+bool WriteRedo(const char* path, const char* folder, std::string_view content)
 {
     CSystemCalls& calls = CSystemCalls::Current();
     const std::string text = RedoText(content);
     CDescriptor redo(RetryInterrupted([&] {
-        return calls.Open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0660);
+        return calls.Open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
+                          0660);
     }));
     if (!redo.IsOpen() || !WriteAll(redo.Get(), text, 0)) {
         return FailWithErrno();
@@ -91,7 +94,7 @@ bool WriteRedo(const COpenFile& file, const char* path, std::string_view content
     if (!redo.Close()) {
         return FailWithErrno();
     }
-    return !IsFlushing() || SyncFolder(FolderOf(file.path).c_str()) || FailWithErrno();
+    return !IsFlushing() || SyncFolder(folder) || FailWithErrno();
 }
 
 bool Truncate(COpenFile& file, std::uint64_t size)
@@ -170,9 +173,15 @@ bool ReadRedo(const char* path, std::string* text, bool* found)
 
 bool RewriteOpenFile(COpenFile& file, std::string_view content)
 {
-    const bool isFirstContent = file.size == 0;
+    // Stays noted on a file whose first content did not come to its end, for the next attempt.
+    file.isCreationOpen = file.isCreationOpen || file.size == 0;
+    // From the redo file on nothing more may need memory.
     const std::string redoPath = RedoPathOf(file);
-    if (!WriteRedo(file, redoPath.c_str(), content)) {
+    const std::string folder = FolderOf(file.path);
+    if (file.isCreationOpen && !NoteCreationAhead(file.descriptor)) {
+        return false;
+    }
+    if (!WriteRedo(redoPath.c_str(), folder.c_str(), content)) {
         const CKeepLastError keep;
         RemoveRedo(redoPath.c_str());
         return false;
@@ -182,12 +191,13 @@ bool RewriteOpenFile(COpenFile& file, std::string_view content)
         return false;
     }
     FILETIME stamp;
-    if (!StampFile(file.descriptor, FolderOf(file.path).c_str(), &stamp) ||
-        (isFirstContent && !NoteCreation(file.descriptor, stamp))) {
+    if (!StampFile(file.descriptor, folder.c_str(), &stamp) ||
+        (file.isCreationOpen && !NoteCreation(file.descriptor, stamp))) {
         const CKeepLastError keep;
         RemoveRedo(redoPath.c_str());
         return false;
     }
+    file.isCreationOpen = false;
     if (!RemoveRedo(redoPath.c_str())) {
         return false;
     }
@@ -197,12 +207,13 @@ bool RewriteOpenFile(COpenFile& file, std::string_view content)
 
 bool EmptyOpenFile(COpenFile& file)
 {
+    const std::string redoPath = RedoPathOf(file);
+    const std::string folder = FolderOf(file.path);
     FILETIME stamp;
     if (!Truncate(file, 0) || !SyncIfFlushing(file)) {
         return FailWithErrno();
     }
-    if (!RemoveRedo(RedoPathOf(file).c_str()) ||
-        !StampFile(file.descriptor, FolderOf(file.path).c_str(), &stamp)) {
+    if (!RemoveRedo(redoPath.c_str()) || !StampFile(file.descriptor, folder.c_str(), &stamp)) {
         return false;
     }
     WaitForStamp(stamp);

@@ -1,3 +1,4 @@
+#include "platform/Ascii.h"
 #include "platform/FileStamp.h"
 #include "platform/OpenFile.h"
 
@@ -69,16 +70,10 @@ bool ListWhole(int folder, const EntryFunction& function)
     return filled == 0;
 }
 
-char LowerAscii(char c)
-{
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
 bool EndsWithIgnoringCase(std::string_view name, std::string_view suffix)
 {
     return name.size() >= suffix.size() &&
-           std::equal(suffix.begin(), suffix.end(), name.end() - std::ssize(suffix),
-                      [](char left, char right) { return LowerAscii(left) == LowerAscii(right); });
+           EqualIgnoringCase(name.substr(name.size() - suffix.size()), suffix);
 }
 
 // A folder being searched: the names that match, each ended by a zero, and how far they have been
@@ -195,11 +190,13 @@ try {
     const std::string_view text = pattern;
     const std::size_t slash = text.rfind('/');
     const std::string folder = FolderOf(text);
-    auto search = std::make_unique<CSearch>(OpenFolder(folder.c_str()));
-    if (!search->folder.IsOpen()) {
+    CDescriptor opened(OpenFolder(folder.c_str()));
+    if (!opened.IsOpen()) {
         FailToOpenFolder();
         return INVALID_HANDLE_VALUE;
     }
+    auto search = std::make_unique<CSearch>(opened.Get());
+    (void)opened.Release();
     search->path = folder;
     if (!CollectNames(*search, slash == std::string_view::npos ? text : text.substr(slash + 1))) {
         return INVALID_HANDLE_VALUE;

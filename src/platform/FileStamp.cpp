@@ -20,6 +20,7 @@ constexpr const char* kCreationAttribute = "user.contact.btime";
 constexpr std::uint64_t kFirstLead = 50;
 constexpr std::uint64_t kLongestWait = 1'000'000;
 constexpr std::uint64_t kSpinWait = 500;
+constexpr std::uint64_t kLongestFirstSave = 8 * kFileTimeUnitsPerSecond;
 
 constexpr int kStampAttempts = 14;
 constexpr int kFolderLockAttempts = 100;
@@ -73,19 +74,35 @@ bool SetTimes(int file, const struct timespec& access, std::uint64_t lastWrite)
     return RetryInterrupted([&] { return CSystemCalls::Current().SetTimes(file, times); }) == 0;
 }
 
-// Sets the stamp and gives what the file system made of it. One that keeps whole seconds only is
-// moved to the next second, so that the stamp is never behind the one that was meant.
-bool SetAndReadBack(int file, std::uint64_t wanted, std::uint64_t* stored)
+// A stamp as it stands on the file, and the clock right after it was set.
+struct Stamp
 {
-    if (!SetTimes(file, TimespecOf(wanted), wanted) || !LastWriteOfOpen(file, stored)) {
+    std::uint64_t stored = 0;
+    std::uint64_t clock = 0;
+};
+
+bool SetAndReadBack(int file, std::uint64_t wanted, Stamp* stamp)
+{
+    if (!SetTimes(file, TimespecOf(wanted), wanted)) {
         return false;
     }
-    if (*stored >= wanted) {
+    stamp->clock = ClockCount();
+    return LastWriteOfOpen(file, &stamp->stored);
+}
+
+// One that keeps whole seconds only is moved to the next second, so that the stamp is never behind
+// the one that was meant.
+bool SetNotBefore(int file, std::uint64_t wanted, Stamp* stamp)
+{
+    if (!SetAndReadBack(file, wanted, stamp)) {
+        return false;
+    }
+    if (stamp->stored >= wanted) {
         return true;
     }
     const std::uint64_t nextSecond =
         (wanted / kFileTimeUnitsPerSecond + 1) * kFileTimeUnitsPerSecond;
-    return SetTimes(file, TimespecOf(nextSecond), nextSecond) && LastWriteOfOpen(file, stored);
+    return SetAndReadBack(file, nextSecond, stamp);
 }
 
 // Serialises the writers of a folder's time. It is held for microseconds; whoever stopped while
@@ -131,27 +148,27 @@ FILETIME FileTimeOf(const struct statx_timestamp& time)
 
 FILETIME BirthTimeOf(const struct statx& status)
 {
-    return FileTimeOf((status.stx_mask & STATX_BTIME) != 0 ? status.stx_btime : status.stx_mtime);
+    return (status.stx_mask & STATX_BTIME) != 0 ? FileTimeOf(status.stx_btime) : FILETIME{};
 }
 
 bool StampFile(int file, const char* folder, FILETIME* stamp)
 {
     std::uint64_t lead = kFirstLead;
     std::uint64_t least = 0;
-    std::uint64_t stored = 0;
+    Stamp last;
     for (int attempt = 0; attempt < kStampAttempts; ++attempt) {
         const std::uint64_t wanted = std::max(ClockCount() + lead, least);
         std::uint64_t folderTime = 0;
-        if (!SetAndReadBack(file, wanted, &stored) || !LastWriteOfPath(folder, &folderTime)) {
+        if (!SetNotBefore(file, wanted, &last) || !LastWriteOfPath(folder, &folderTime)) {
             return FailWithErrno();
         }
-        if (folderTime < stored && ClockCount() < stored) {
+        if (folderTime < last.stored && last.clock < last.stored) {
             break;
         }
         least = folderTime + 1;
         lead *= 2;
     }
-    *stamp = FileTimeFromCount(stored);
+    *stamp = FileTimeFromCount(last.stored);
     return true;
 }
 
@@ -174,10 +191,16 @@ bool MoveFolderTime(int folder, const FILETIME& time)
     LockFolder(folder);
     struct statx status = {};
     bool moved = Stat(folder, "", AT_EMPTY_PATH, &status);
-    if (moved && FileTimeOf(status.stx_mtime) < time) {
-        const struct timespec access = {.tv_sec = status.stx_atime.tv_sec,
-                                        .tv_nsec = status.stx_atime.tv_nsec};
-        moved = SetTimes(folder, access, FileTimeToCount(time));
+    if (moved) {
+        // The mark is kept a unit ahead, so that reading the folder does not renew the access time.
+        const std::uint64_t mark = FileTimeToCount(FileTimeOf(status.stx_atime)) - 1;
+        std::uint64_t latest = FileTimeToCount(time);
+        if (mark > latest && mark <= ClockCount()) {
+            latest = mark;
+        }
+        if (FileTimeToCount(FileTimeOf(status.stx_mtime)) < latest) {
+            moved = SetTimes(folder, TimespecOf(latest + 1), latest);
+        }
     }
     const int error = errno;
     CSystemCalls::Current().Lock(folder, LOCK_UN);
@@ -209,6 +232,11 @@ bool NoteCreation(int file, const FILETIME& stamp)
             file, kCreationAttribute, text.data(), static_cast<std::size_t>(end - text.data()));
     });
     return result == 0 || errno == EOPNOTSUPP || errno == EPERM || FailWithErrno();
+}
+
+bool NoteCreationAhead(int file)
+{
+    return NoteCreation(file, FileTimeFromCount(ClockCount() + kLongestFirstSave));
 }
 
 FILETIME CreationTime(int file, const struct statx& status)

@@ -17,7 +17,9 @@ bool StampFile(int file, const char* folder, FILETIME* stamp);
 void WaitForStamp(const FILETIME& stamp) noexcept;
 
 // Moves an open folder's last-write time forward to the given one; an earlier or equal time is
-// success without effect. Concurrent calls leave the latest time.
+// success without effect. Concurrent calls leave the latest time. What the kernel's coarser clock
+// puts in its place as names come and go may be earlier than a change that callers were told of, so
+// the folder's access time keeps the latest one as well, and it is put back from there.
 bool MoveFolderTime(int folder, const FILETIME& time);
 
 // The same by path.
@@ -31,7 +33,12 @@ bool SetLastWriteTime(int file, const FILETIME& time);
 // File systems without user attributes are passed over.
 bool NoteCreation(int file, const FILETIME& stamp);
 
-// The noted creation time, else the birth time, else the last-write time.
+// Notes a time some seconds ahead, until the first content is there and stamped: a report that sees
+// the content before its stamp is known must not take the file for an old one.
+bool NoteCreationAhead(int file);
+
+// The noted creation time, else the birth time, else 0: what may be old is never taken for new, or
+// the report of its deletion would be left out.
 FILETIME CreationTime(int file, const struct statx& status);
 FILETIME CreationTime(const char* path, const FILETIME& fallback);
 

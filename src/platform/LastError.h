@@ -38,6 +38,12 @@ inline constexpr std::uint32_t ERROR_CANT_RESOLVE_FILENAME = 1921;
 std::uint32_t GetLastError() noexcept;
 void SetLastError(std::uint32_t code) noexcept;
 
+// A file that is not there, or a folder that is missing on the way to it.
+constexpr bool IsMissingFile(std::uint32_t code)
+{
+    return code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND;
+}
+
 // A few words of English for a code, for messages to people. Never null.
 const char* LastErrorText(std::uint32_t code) noexcept;
 

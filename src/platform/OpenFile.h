@@ -22,6 +22,7 @@ struct COpenFile
     std::uint64_t size = 0; // kept for exclusive files only
     bool isExclusive = false;
     bool isFolder = false;
+    bool isCreationOpen = false; // its first content is still to be noted as its creation
 };
 
 // Null, with last error 6, for INVALID_HANDLE_VALUE.

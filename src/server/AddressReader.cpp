@@ -5,6 +5,7 @@
 #include "server/Utf8String.h"
 
 #include <algorithm>
+#include <memory>
 #include <utility>
 
 namespace
@@ -29,6 +30,22 @@ std::string CommentName(std::string_view comment)
     name.erase(0, std::min(name.find_first_not_of(" \t"), name.size()));
     name.erase(name.find_last_not_of(" \t") + 1);
     return name;
+}
+
+// The length of the encoded word in encoding Q that begins the text, whatever its payload holds; 0
+// for none.
+std::size_t QWordLength(std::string_view text)
+{
+    const std::size_t charsetEnd = text.starts_with("=?") ? text.find('?', 2) : text.npos;
+    if (charsetEnd == text.npos ||
+        !std::ranges::all_of(text.substr(0, charsetEnd), IsAtomCharacter)) {
+        return 0;
+    }
+    const std::string_view payload = text.substr(charsetEnd);
+    const std::size_t payloadEnd = payload.find('?', 3);
+    const bool isWord = (payload.starts_with("?Q?") || payload.starts_with("?q?")) &&
+                        payloadEnd != payload.npos && payload.substr(payloadEnd).starts_with("?=");
+    return isWord ? charsetEnd + payloadEnd + 2 : 0;
 }
 
 } // namespace
@@ -165,6 +182,33 @@ bool CAddressReader::IsPhrase() const
     return m_words.empty() || m_words.front().kind != CWordKind::kDot;
 }
 
+// The atom or dot at the index. Some mailers leave blanks and quotes inside an encoded word, which
+// RFC 2047, 5 forbids and which cut it into several words: it then comes whole and without them,
+// and the index moves to its last word.
+std::string CAddressReader::TakeUnquoted(std::size_t* index) const
+{
+    const std::string_view source = m_words[*index].source;
+    const char* const phraseEnd = std::to_address(m_words.back().source.end());
+    const std::size_t length =
+        QWordLength({source.data(), static_cast<std::size_t>(phraseEnd - source.data())});
+    if (length <= source.size()) {
+        return std::string(source);
+    }
+    std::size_t last = *index;
+    const char* const wordEnd = source.data() + length;
+    while (last + 1 < m_words.size() && m_words[last + 1].source.data() < wordEnd) {
+        ++last;
+    }
+    if (std::to_address(m_words[last].source.end()) > wordEnd) {
+        return std::string(source);
+    }
+    *index = last;
+    std::string word(source.data(), length);
+    std::erase_if(word, [](char c) { return c == '"' || c == '\r' || c == '\n'; });
+    std::replace_if(word.begin(), word.end(), IsBlank, '_');
+    return word;
+}
+
 // The words as a display name. Blanks divide encoded words from one another, so unquoted words go
 // to the decoder together; quoted text holds none (RFC 2047, 5).
 std::string CAddressReader::DisplayName() const
@@ -177,7 +221,8 @@ std::string CAddressReader::DisplayName() const
         }
         name += text;
     };
-    for (const CWord& word : m_words) {
+    for (std::size_t i = 0; i < m_words.size(); ++i) {
+        const CWord& word = m_words[i];
         if (word.kind == CWordKind::kQuoted) {
             append(DecodeName(unquoted));
             unquoted.clear();
@@ -187,7 +232,7 @@ std::string CAddressReader::DisplayName() const
         if (word.blankBefore && !unquoted.empty()) {
             unquoted += ' ';
         }
-        unquoted += word.source;
+        unquoted += TakeUnquoted(&i);
     }
     append(DecodeName(unquoted));
     return name;

@@ -65,6 +65,7 @@ private:
     bool ReadBehindWords(CMailboxText* mailbox);
     bool ReadElement(bool* inGroup, std::vector<CMailboxText>* mailboxes);
     bool IsPhrase() const;
+    std::string TakeUnquoted(std::size_t* index) const;
     std::string DisplayName() const;
     bool GetLocalPart(std::string* localPart) const;
 

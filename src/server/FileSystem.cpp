@@ -1,13 +1,26 @@
 #include "server/FileSystem.h"
 
+#include <chrono>
+#include <thread>
+
 namespace
 {
 
-bool IsFolder(const char* path)
+// A replicated file system may refuse a name that another server is just giving to a folder, and
+// not show that folder yet.
+constexpr int kLooks = 50;
+constexpr std::chrono::milliseconds kPauseBetweenLooks{2};
+
+bool IsOrBecomesFolder(const char* path)
 {
     WIN32_FILE_ATTRIBUTE_DATA data;
-    return GetFileAttributesExA(path, GetFileExInfoStandard, &data) != 0 &&
-           (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    for (int look = 0; look < kLooks; ++look) {
+        if (GetFileAttributesExA(path, GetFileExInfoStandard, &data) != 0) {
+            return (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+        }
+        std::this_thread::sleep_for(kPauseBetweenLooks);
+    }
+    return false;
 }
 
 } // namespace
@@ -25,7 +38,7 @@ int EnsureDirectory(const char* path)
     if (GetLastError() != ERROR_ALREADY_EXISTS) {
         return 0;
     }
-    if (!IsFolder(path)) {
+    if (!IsOrBecomesFolder(path)) {
         SetLastError(ERROR_ALREADY_EXISTS);
         return 0;
     }

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <new>
 #include <utility>
 
 #include <glib.h>
@@ -185,6 +186,8 @@ std::size_t CMailFolderImpl::Find(std::string_view id) const
 
 bool CMailFolderImpl::WithFile(std::string_view id, const FileOperation& operation)
 {
+    const std::uint32_t before = GetLastError();
+    std::string tried;
     for (int attempt = 0; attempt < kMaxRenamesFollowed; ++attempt) {
         std::size_t index = Find(id);
         if (index == kNotFound) {
@@ -193,9 +196,15 @@ bool CMailFolderImpl::WithFile(std::string_view id, const FileOperation& operati
                 return false;
             }
         }
-        if (operation(PathOf(m_messages[index]))) {
+        std::string path = PathOf(m_messages[index]);
+        if (path == tried) {
+            break; // a link that leads nowhere, not a rename
+        }
+        if (operation(path)) {
+            SetLastError(before);
             return true;
         }
+        tried = std::move(path);
         if (!IsMissing(GetLastError()) || !List()) {
             return false;
         }
@@ -218,9 +227,10 @@ bool CMailFolderImpl::Remove(std::string_view id)
     return true;
 }
 
-// A coarse clock, or one that stands behind the folder's time, would hide the removal.
+// A coarse clock, or one that stands behind the folder's time, would hide the removal. The message
+// has gone already, so this may only be tried.
 void CMailFolderImpl::MoveVersionPast(const FILETIME& version) const
-{
+try {
     const CKeepLastError keep;
     FILETIME now;
     if (!ReadVersion(&now) || now > version) {
@@ -233,4 +243,5 @@ void CMailFolderImpl::MoveVersionPast(const FILETIME& version) const
     if (folder.IsOpen()) {
         SetFileTime(folder.Get(), nullptr, nullptr, &later);
     }
+} catch (const std::bad_alloc&) {
 }

@@ -18,7 +18,7 @@ constexpr std::uint32_t kFirstHeaderPiece = 4 << 10;
 constexpr std::size_t kMaxHeaderRead = 256 << 10;
 
 constexpr std::uint32_t kFirstMessagePiece = 16 << 10;
-constexpr std::size_t kMaxMessageSize = 16 << 20;
+constexpr std::size_t kMaxMessageSize = 4 << 20;
 
 // Appends up to that many bytes; *isEnd says that the file has no more.
 bool ReadMore(HANDLE file, std::uint32_t size, std::string* text, bool* isEnd)
@@ -66,13 +66,17 @@ bool CMailMessageImpl::FindField(std::string_view name, CHeaderField* field)
         if (result != EHeaderSearch::TextTooShort) {
             return result == EHeaderSearch::Found || FailWith(ERROR_NOT_FOUND);
         }
+        // A field that is cut at the cap would read as another one.
+        if (m_head.size() >= kMaxHeaderRead) {
+            return FailWith(ERROR_NOT_FOUND);
+        }
         const auto piece =
             m_head.empty() ? kFirstHeaderPiece : static_cast<std::uint32_t>(m_head.size() * 3);
         bool isEnd = false;
         if (!ReadMore(m_file.Get(), piece, &m_head, &isEnd)) {
             return false;
         }
-        m_isHeadWhole = isEnd || m_head.size() >= kMaxHeaderRead;
+        m_isHeadWhole = isEnd;
     }
 }
 

@@ -32,7 +32,7 @@ public:
     // behind the first 256 KB. Last error 1168: no such field; 6: closed.
     bool GetHeader(const char* name, const char** value) const;
 
-    // The whole message as stored. Last error 223: over 16 MB; 6: closed.
+    // The whole message as stored. Last error 223: over 4 MB; 6: closed.
     bool ReadAll(std::string* text) const;
 
     void Close();

@@ -17,16 +17,20 @@ constexpr std::string_view kEffective = "effective";
 
 // Properties that a mailbox's contact reads as text, by key: empty where nobody filled them in.
 constexpr std::string_view kContactTexts[] = {
-    "city",          "comment",     "country",      "facsimile",   "fileas",       "fullname",
-    "givenname",     "homeaddress", "homecity",     "homecountry", "homephone",    "homepostcode",
-    "homestate",     "homestreet",  "htmlcomment",  "jobtitle",    "manager",      "middleinitial",
-    "mobile",        "nickname",    "organization", "orgunit",     "othermailbox", "pager",
-    "postaladdress", "postcode",    "state",        "street",      "suffix",       "surname",
-    "telephone",     "title",       "url",
+    "city",          "comment",          "country",      "facsimile",
+    "fileas",        "fullname",         "givenname",    "homeaddress",
+    "homecity",      "homecountry",      "homephone",    "homepostcode",
+    "homestate",     "homestreet",       "htmlcomment",  "jobtitle",
+    "manager",       "middleinitial",    "mobile",       "nickname",
+    "organization",  "orgunit",          "othermailbox", "pager",
+    "postaladdress", "postcode",         "state",        "street",
+    "suffix",        "surname",          "telephone",    "title",
+    "url",           "wssreplicationid", "wssversion",
 };
 
-// The value that answers for a name; null with the reason in the last error.
-std::optional<PropertyValue> LookUp(const _tMailbox& mailbox, const char* name)
+// The value that answers for a name, a file's own or *made; null with the reason in the last error.
+// A copy of a variant that finds no memory is undefined in libstdc++ 12, so none is made.
+const PropertyValue* LookUp(const _tMailbox& mailbox, const char* name, PropertyValue* made)
 {
     std::string key = PropertyKey(name);
     if (key.size() > kEffective.size() && key.ends_with(kEffective)) {
@@ -35,20 +39,22 @@ std::optional<PropertyValue> LookUp(const _tMailbox& mailbox, const char* name)
     for (const auto& file : mailbox.Properties()) {
         if (file->Error() != ERROR_SUCCESS) {
             SetLastError(file->Error());
-            return std::nullopt;
+            return nullptr;
         }
         if (const PropertyValue* value = file->Find(key)) {
-            return *value;
+            return value;
         }
     }
     if (const auto value = RegisteredDefault(key)) {
-        return *value;
+        *made = *value;
+        return made;
     }
     if (std::ranges::find(kContactTexts, key) != std::end(kContactTexts)) {
-        return std::string();
+        *made = std::string();
+        return made;
     }
     SetLastError(ERROR_NOT_FOUND);
-    return std::nullopt;
+    return nullptr;
 }
 
 template <class Type>
@@ -62,16 +68,17 @@ try {
         SetLastError(ERROR_INVALID_PARAMETER);
         return false;
     }
-    std::optional<PropertyValue> found = LookUp(*mailbox, name);
-    if (!found) {
+    PropertyValue made;
+    const PropertyValue* found = LookUp(*mailbox, name, &made);
+    if (found == nullptr) {
         return false;
     }
-    Type* typed = std::get_if<Type>(&*found);
+    const Type* typed = std::get_if<Type>(found);
     if (typed == nullptr) {
         SetLastError(ERROR_INVALID_DATA);
         return false;
     }
-    *value = std::move(*typed);
+    *value = *typed;
     return true;
 } catch (const std::bad_alloc&) {
     return FailForMemory();

@@ -64,7 +64,9 @@ void CMailHeader::Assign(std::string_view name, std::string_view value)
 {
     std::string raw = HeaderValueToUtf8(value);
     std::u16string decoded;
-    Utf8ToWideLossy(DecodeEncodedWords(raw), &decoded);
+    if (!Utf8ToWideLossy(DecodeEncodedWords(raw), &decoded)) {
+        throw std::bad_alloc();
+    }
     m_name = name;
     m_value = std::move(decoded);
     m_rawValue = std::move(raw);

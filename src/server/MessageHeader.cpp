@@ -1,8 +1,10 @@
 #include "server/MessageHeader.h"
 
+#include "platform/Ascii.h"
 #include "server/Utf8String.h"
 
 #include <algorithm>
+#include <new>
 
 namespace
 {
@@ -23,16 +25,6 @@ bool IsWhite(char c)
 bool IsFieldNameByte(char c)
 {
     return c > ' ' && c < '\x7F' && c != ':';
-}
-
-char LowerAscii(char c)
-{
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-bool EqualsIgnoringCase(std::string_view left, std::string_view right)
-{
-    return std::ranges::equal(left, right, {}, LowerAscii, LowerAscii);
 }
 
 std::string_view Trimmed(std::string_view text)
@@ -109,7 +101,7 @@ EHeaderSearch FindHeaderField(std::string_view text, bool isWhole, std::string_v
             return EHeaderSearch::Absent;
         }
         CHeaderField found;
-        if (EqualsIgnoringCase(line.substr(0, name.size()), name) &&
+        if (EqualIgnoringCase(line.substr(0, name.size()), name) &&
             SplitHeaderField(line, &found) && found.name.size() == name.size()) {
             const std::size_t end = FieldEnd(text, isWhole, position);
             if (end == std::string_view::npos) {
@@ -138,11 +130,13 @@ std::size_t HeaderSectionLength(std::string_view text)
 
 std::string HeaderValueToUtf8(std::string_view value)
 {
-    std::string unfolded = Utf8FromUnknown(Trimmed(value));
-    std::erase_if(unfolded, [](char c) { return c == '\r' || c == '\n'; });
-    for (std::size_t at = unfolded.find('\0'); at != std::string::npos;
-         at = unfolded.find('\0', at)) {
-        unfolded.replace(at, 1, kReplacement);
+    std::string unfolded;
+    for (const char c : Utf8FromUnknown(Trimmed(value))) {
+        if (c == '\0') {
+            unfolded += kReplacement;
+        } else if (c != '\r' && c != '\n') {
+            unfolded += c;
+        }
     }
     return unfolded;
 }
@@ -157,6 +151,8 @@ std::string Utf8FromUnknown(std::string_view text)
         return static_cast<char16_t>(static_cast<unsigned char>(c));
     });
     std::string converted;
-    WideToUtf8(wide, &converted);
+    if (!WideToUtf8(wide, &converted)) {
+        throw std::bad_alloc();
+    }
     return converted;
 }

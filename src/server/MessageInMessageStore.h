@@ -7,7 +7,7 @@
 
 class CMailFolder;
 
-// A stored message that is read whole, at most 16 MB of it, and parsed at the first use.
+// A stored message that is read whole, at most 4 MB of it, and parsed at the first use.
 class CMessageInMessageStore : public CMessageImpl
 {
 public:

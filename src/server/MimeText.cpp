@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <memory>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -70,8 +71,9 @@ std::string Utf8Lossy(const std::string& text)
     }
     std::u16string wide;
     std::string converted;
-    Utf8ToWideLossy(text, &wide);
-    WideToUtf8(wide, &converted);
+    if (!Utf8ToWideLossy(text, &wide) || !WideToUtf8(wide, &converted)) {
+        throw std::bad_alloc();
+    }
     return converted;
 }
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 
 #include <nlohmann/json.hpp>
 
@@ -159,6 +160,9 @@ std::shared_ptr<const CPropertyFile> CPropertyFile::Read(const std::string& path
     }
     auto file = std::make_shared<CPropertyFile>();
     const std::uint32_t error = GetLastError();
+    if (error == ERROR_NOT_ENOUGH_MEMORY) {
+        throw std::bad_alloc(); // no fault of the file: the next use reads it again
+    }
     if (!IsMissing(error)) {
         file->m_error = error;
     }

@@ -1,6 +1,7 @@
 #include "server/StoreLayout.h"
 
 #include "platform/FileApi.h"
+#include "server/Utf8String.h"
 
 #include <algorithm>
 
@@ -88,7 +89,8 @@ bool IsPlainName(const char* name)
     }
     const std::string_view text(name);
     return !text.empty() && text.size() <= kMaxComponentLength && text.front() != '.' &&
-           text.find('/') == std::string_view::npos && std::ranges::none_of(text, IsBlankOrControl);
+           text.find('/') == std::string_view::npos &&
+           std::ranges::none_of(text, IsBlankOrControl) && IsUtf8(text);
 }
 
 bool IsMissing(std::uint32_t error)

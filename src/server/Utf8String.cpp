@@ -72,7 +72,8 @@ bool TakeCharacter(std::string_view* text, char32_t* character)
 {
     static constexpr char32_t kLeastOfLength[] = {0, 0, 0x80, 0x800, 0x10000};
     const auto lead = static_cast<unsigned char>(text->front());
-    const std::size_t length = lead < 0xC2 ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+    const bool canLead = lead >= 0xC2 && lead <= 0xF4;
+    const std::size_t length = !canLead ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
     if (length == 0 || text->size() < length) {
         return false;
     }

@@ -68,6 +68,9 @@ try {
         FILETIME time;
         if (!content.Open(m_folder, info.szMessageId) ||
             !message.Open(m_folder, info.szMessageId, 0) || !message.GetInternalTime(&time)) {
+            if (GetLastError() == ERROR_NOT_ENOUGH_MEMORY) {
+                return false;
+            }
             continue;
         }
         std::unique_ptr<CTrellisV7Contact> contact(new CTrellisV7Contact(

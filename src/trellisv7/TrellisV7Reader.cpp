@@ -1,5 +1,6 @@
 #include "trellisv7/TrellisV7Contact.h"
 
+#include "platform/Ascii.h"
 #include "platform/LastError.h"
 #include "server/Message.h"
 
@@ -11,19 +12,6 @@
 // of lines KEY:VALUE, in any order, without quoting or continuation; the last of several lines with
 // one key holds. The older web client wrote no other lines, so any other line means that the
 // message is none of its own.
-
-namespace
-{
-
-// ASCII letters only; the other text is in small letters.
-bool EqualsIgnoringCase(std::u16string_view text, std::u16string_view smallLetters)
-{
-    return std::ranges::equal(text, smallLetters, [](char16_t left, char16_t right) {
-        return (left >= u'A' && left <= u'Z' ? left + (u'a' - u'A') : left) == right;
-    });
-}
-
-} // namespace
 
 bool CTrellisV7Contact::Load()
 try {
@@ -39,7 +27,7 @@ bool CTrellisV7Contact::ReadMarker(const CBodyPart& root)
 {
     const std::uint32_t before = GetLastError();
     if (const CMailHeader* header = root.GetHeader("Reply-To")) {
-        m_isIndividual = !EqualsIgnoringCase(header->GetValue(), u"group");
+        m_isIndividual = !EqualIgnoringCase(std::u16string_view(header->GetValue()), u"group");
         return true;
     }
     if (GetLastError() == ERROR_NOT_ENOUGH_MEMORY) {
@@ -178,12 +166,19 @@ bool CTrellisV7Contact::BuildEmails()
         return true;
     }
     CRfc822AddressList addresses;
+    if (m_fields[kEmail].find('\0') != std::string::npos) {
+        SetLastError(ERROR_INVALID_DATA);
+        return false;
+    }
     if (!addresses.Parse(m_fields[kEmail].c_str())) {
         return false;
     }
     for (POSITION position = addresses.GetHeadPosition(); position != nullptr;) {
         CContactEmail email;
         email.SetAddress(addresses.GetNext(position));
+        if (!email.GetAddress().HasDomain()) {
+            return FailForMemory();
+        }
         email.SetType(CContactEmail::kInternet | CContactEmail::kPref);
         m_emails.AddTail(std::move(email));
     }

@@ -117,7 +117,9 @@ CUserStoreContact::CUserStoreContact(CMailServer& server, CRfc822Address address
 {
     m_emails.AddTail(
         MakeEmail(std::move(address), CContactEmail::kInternet | CContactEmail::kPref));
-    LoadOtherMailbox();
+    if (!LoadOtherMailbox() && GetLastError() == ERROR_NOT_ENOUGH_MEMORY) {
+        throw std::bad_alloc();
+    }
 }
 
 ContactMgr::CContactId CUserStoreContact::GetId()
@@ -237,6 +239,9 @@ bool CUserStoreContact::LoadOtherMailbox()
         return true;
     }
     CRfc822Address address;
+    if (text.find('\0') != text.npos) {
+        return Refuse(ERROR_INVALID_DATA);
+    }
     if (!address.Parse(text.c_str())) {
         return false;
     }

@@ -1,5 +1,6 @@
 #include "userstore/UserStoreContactEnumerator.h"
 
+#include "platform/Ascii.h"
 #include "platform/FileTime.h"
 #include "platform/LastError.h"
 
@@ -16,18 +17,10 @@ namespace
 constexpr std::uint64_t kVersionLastsSeconds = 900;
 constexpr std::uint32_t kMaxNameLength = 64;
 
-// ASCII letters only; the other name is in small letters.
-bool EqualsIgnoringCase(std::string_view text, std::string_view smallLetters)
-{
-    return std::ranges::equal(text, smallLetters, [](char left, char right) {
-        return (left >= 'A' && left <= 'Z' ? static_cast<char>(left + ('a' - 'A')) : left) == right;
-    });
-}
-
 bool IsPerson(std::string_view mailboxName)
 {
-    return !EqualsIgnoringCase(mailboxName, "mailboxtemplate") &&
-           !EqualsIgnoringCase(mailboxName, "catchall");
+    return !EqualIgnoringCase(mailboxName, "mailboxtemplate") &&
+           !EqualIgnoringCase(mailboxName, "catchall");
 }
 
 bool IsStillPresent(const FILETIME& version, const FILETIME& now)
@@ -65,7 +58,7 @@ bool CUserStoreContactEnumerator::Start(const FILETIME* version, bool* changed)
         return true;
     }
     m_enumeration = StartMailboxEnumeration(m_server, m_mailbox.GetDomain());
-    return true;
+    return m_enumeration != nullptr || GetLastError() != ERROR_NOT_ENOUGH_MEMORY;
 }
 
 bool CUserStoreContactEnumerator::Finish()

@@ -19,7 +19,7 @@ public:
     explicit CUserStoreContactEnumerator(CMailbox& mailbox);
     ~CUserStoreContactEnumerator() override;
 
-    // Never false.
+    // False only without memory.
     bool Start(const FILETIME* version, bool* changed) override;
     bool IsStarted() override { return m_enumeration != nullptr; }
     bool Finish() override;

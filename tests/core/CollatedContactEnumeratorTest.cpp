@@ -1,59 +1,168 @@
 #include "core/CollatedContactEnumerator.h"
 
-#include "platform/LastError.h"
-#include "support/AllocationFault.h"
-#include "support/FakeStore.h"
+#include "core/StoreFactories.h"
+#include "mailheader/MailHeaderContact.h"
+#include "support/StoreContract.h"
 
-#include <gtest/gtest.h>
+#include <functional>
+#include <vector>
 
 namespace
 {
 
-using Entries = std::vector<FakeEntry>;
-
 constexpr bool kWritable = false;
 constexpr bool kReadOnly = true;
-constexpr const char* kAnn = "ann@example.org";
-constexpr const char* kBob = "bob@example.org";
+constexpr const char* kAnn = "ann@x.y";
+constexpr const char* kBob = "bob@x.y";
 
-FakeStore StoreOf(const Entries& entries)
+// A contact of a fake store. One without a name stands for a contact that found no memory.
+struct FakeEntry
 {
-    FakeStore store;
-    store.entries = entries;
-    return store;
-}
+    std::string name;
+    bool isReadOnly;
+    std::vector<const char*> emails;
+};
+using Entries = std::vector<FakeEntry>;
 
-// Some fake stores and the enumerator over them.
-class CWalk
+// What a fake store holds, the call that it refuses, and in `calls` what was asked of it.
+struct FakeStore
+{
+    Entries entries;
+    FILETIME version = FileTimeFromCount(1);
+    std::string failing, calls;
+
+    bool Call(const std::string& call)
+    {
+        calls += call + ' ';
+        SetLastError(ERROR_ACCESS_DENIED);
+        return call != failing;
+    }
+};
+
+struct CFakeContact : CMailHeaderContact
+{
+    explicit CFakeContact(const FakeEntry& content) : CMailHeaderContact({}), entry(content)
+    {
+        m_emails.RemoveAll();
+        for (const char* text : entry.emails) {
+            m_emails.AddTail(CContactEmail());
+            m_emails.GetTail().GetAddress().Parse(text);
+        }
+    }
+    ContactMgr::CContactId GetId() override { return entry.name; }
+    bool IsReadOnly() override { return entry.isReadOnly; }
+
+    const FakeEntry entry;
+};
+
+// Makes its contacts at Start, so that MoveNext allocates nothing.
+class CFakeEnumerator : public CContactPlg::CContactEnumerator
 {
 public:
-    explicit CWalk(std::vector<FakeStore> fakes) : stores(std::move(fakes))
+    explicit CFakeEnumerator(FakeStore& store) : m_store(store) {}
+    ~CFakeEnumerator() override { SetLastError(ERROR_GEN_FAILURE); }
+
+    bool Start(const FILETIME* version, bool* changed) override
     {
-        for (FakeStore& store : stores) {
-            m_plugins.AddTail(CContactPlgOwner(new CFakePlugin(store), CFakePlugin::Release));
+        m_contacts.clear();
+        m_reached = 0;
+        const std::uint64_t since = version == nullptr ? 0 : FileTimeToCount(*version);
+        m_isStarted = m_store.Call(version == nullptr ? "open" : "poll:" + std::to_string(since));
+        const bool isDone = m_isStarted;
+        if (version != nullptr) {
+            m_isStarted = *changed = isDone && m_store.version > *version;
         }
-        enumerator = std::make_unique<CCollatedContactEnumerator>(m_plugins);
+        for (const FakeEntry& entry : m_store.entries) {
+            m_contacts.push_back(std::make_unique<CFakeContact>(entry));
+        }
+        return isDone;
+    }
+    bool IsStarted() override { return m_isStarted; }
+    bool Finish() override
+    {
+        m_isStarted = m_isStarted && !m_store.Call("finish");
+        return !m_isStarted;
+    }
+    FILETIME GetVersion() override { return m_store.version; }
+    bool MoveNext() override
+    {
+        SetLastError(ERROR_NO_MORE_FILES);
+        return m_isStarted && ++m_reached <= m_contacts.size();
+    }
+    CContact* GetCurrent() override
+    {
+        CFakeContact* found = m_reached == 0 ? nullptr : m_contacts.at(m_reached - 1).get();
+        return found == nullptr || found->entry.name.empty() ? nullptr : found;
+    }
+
+private:
+    FakeStore& m_store;
+    bool m_isStarted = false;
+    std::size_t m_reached = 0; // contacts that were current, with the present one
+    std::vector<std::unique_ptr<CFakeContact>> m_contacts;
+};
+
+// A store that has nothing but an enumerator.
+class CFakePlugin final : public CContactPlg
+{
+public:
+    using Maker = std::function<CContactEnumerator*()>;
+    explicit CFakePlugin(Maker make) : m_make(std::move(make)) {}
+    static void Release(CContactPlg* plugin) { delete static_cast<CFakePlugin*>(plugin); }
+
+    std::string GetPluginType() override { return "FAKE"; }
+    bool OwnsContact(ContactMgr::CContactId) override { return false; }
+    bool OpenContact(ContactMgr::CContactId, CContact**) override { return false; }
+    CContactEnumerator* GetEnumerator() override { return m_make(); }
+
+private:
+    const Maker m_make;
+};
+
+// Three fake stores, one without an enumerator between them, and the enumerator over them.
+struct CCollatedContactEnumeratorTest : testing::Test
+{
+    CCollatedContactEnumeratorTest()
+    {
+        Add([this] { return new CFakeEnumerator(stores[0]); });
+        Add([] { return nullptr; });
+        Add([this] { return new CFakeEnumerator(stores[1]); });
+        Add([this] { return new CFakeEnumerator(stores[2]); });
+        walk = std::make_unique<CCollatedContactEnumerator>(plugins);
+    }
+    void Add(CFakePlugin::Maker make)
+    {
+        plugins.AddTail(CContactPlgOwner(new CFakePlugin(std::move(make)), CFakePlugin::Release));
     }
 
     // All names of a new walk.
     std::string Names()
     {
         std::string names;
-        EXPECT_TRUE(enumerator->Start(nullptr, nullptr));
-        while (enumerator->MoveNext()) {
-            names += enumerator->GetCurrent()->GetId().ToString() + ' ';
+        EXPECT_TRUE(walk->Start(nullptr, nullptr));
+        while (walk->MoveNext()) {
+            names += walk->GetCurrent()->GetId().ToString() + ' ';
         }
         return names;
     }
 
-    std::vector<FakeStore> stores;
-    std::unique_ptr<CContactPlg::CContactEnumerator> enumerator;
-
-private:
-    CContactPlgList m_plugins;
+    FakeStore stores[3];
+    CContactPlgList plugins;
+    std::unique_ptr<CContactPlg::CContactEnumerator> walk;
 };
 
-TEST(CollatedContactEnumeratorTest, ReadOnlyContactIsShownOnlyWithANewFirstAddress)
+TEST_F(CCollatedContactEnumeratorTest, KeepsTheContractOfAWalk)
+{
+    stores[0].entries = {{"a", kReadOnly, {kAnn}}};
+    stores[2].entries = {{"b", kReadOnly, {kBob}}};
+    CFakePlugin all([this] { return new CCollatedContactEnumerator(plugins); });
+    ExpectWalkKeepsItsContract(all);
+    SetLastError(4711);
+    walk.reset();
+    EXPECT_EQ(GetLastError(), 4711u);
+}
+
+TEST_F(CCollatedContactEnumeratorTest, ReadOnlyContactIsShownOnlyWithANewFirstAddress)
 {
     static const struct
     {
@@ -66,14 +175,10 @@ TEST(CollatedContactEnumeratorTest, ReadOnlyContactIsShownOnlyWithANewFirstAddre
          {{"box", kReadOnly, {kAnn}}, {"other", kReadOnly, {kBob}}},
          "book other "},
         {"the same sender twice", {{"a", kReadOnly, {kAnn}}, {"b", kReadOnly, {kAnn}}}, {}, "a "},
-        {"writable ones never hide each other",
-         {{"a", kWritable, {kAnn}}, {"b", kWritable, {kAnn}}},
-         {},
-         "a b "},
-        {"a writable one is shown after a read-only one",
+        {"writable ones are never hidden",
          {{"a", kReadOnly, {kAnn}}},
-         {{"b", kWritable, {kAnn}}},
-         "a b "},
+         {{"b", kWritable, {kAnn}}, {"c", kWritable, {kAnn}}},
+         "a b c "},
         {"without an address", {{"a", kWritable, {}}, {"b", kReadOnly, {}}}, {}, "a "},
         {"only the second address was seen",
          {{"a", kWritable, {kAnn}}},
@@ -87,169 +192,100 @@ TEST(CollatedContactEnumeratorTest, ReadOnlyContactIsShownOnlyWithANewFirstAddre
          {{"a", kReadOnly, {kAnn}}, {"b", kReadOnly, {kAnn, kBob}}},
          {{"c", kReadOnly, {kBob}}},
          "a c "},
-        {"case differs",
-         {{"a", kReadOnly, {kAnn}}},
-         {{"b", kReadOnly, {"Ann@example.org"}}},
-         "a b "},
-        {"a store is empty", {}, {{"b", kReadOnly, {kAnn}}}, "b "},
+        {"case differs", {{"a", kReadOnly, {kAnn}}, {"b", kReadOnly, {"Ann@x.y"}}}, {}, "a b "},
         {"no memory for one", {{"", kWritable, {}}, {"b", kWritable, {}}}, {}, "b "},
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.what);
-        CWalk walk({StoreOf(c.first), StoreOf(c.second)});
-        EXPECT_EQ(walk.Names(), c.shown);
-        EXPECT_TRUE(walk.enumerator->Finish());
-        EXPECT_EQ(walk.Names(), c.shown) << "the second walk remembers the first";
+        stores[0].entries = c.first;
+        stores[2].entries = c.second;
+        EXPECT_EQ(Names(), c.shown);
+        EXPECT_EQ(Names(), c.shown) << "the second walk remembers the first";
     }
 }
 
-TEST(CollatedContactEnumeratorTest, VersionIsTheLargestAndOnlyGrows)
+TEST_F(CCollatedContactEnumeratorTest, VersionIsTheLargestAndOnlyGrows)
 {
     static const struct
     {
-        const char* what;
-        std::uint64_t first, second, expected;
-    } kCases[] = {
-        {"first", 9, 7, 9},
-        {"second", 7, 9, 9},
-        {"high half first", 0x1'0000'0000, 0xFFFF'FFFF, 0x1'0000'0000},
-        {"high half is signed", 5, 0x8000'0000'0000'0000, 5},
-    };
+        std::uint64_t first, last, expected;
+    } kCases[] = {{9, 7, 9},
+                  {7, 10, 10},
+                  {1, 1, 10},
+                  {0x1'0000'0000, 0xFFFF'FFFF, 0x1'0000'0000},
+                  {5, 0x8000'0000'0000'0000, 0x1'0000'0000}}; // the high half is signed
     for (const auto& c : kCases) {
-        SCOPED_TRACE(c.what);
-        CWalk walk(std::vector<FakeStore>(2));
-        walk.stores[0].version = FileTimeFromCount(c.first);
-        walk.stores[0].isNew = false;
-        walk.stores[1].version = FileTimeFromCount(c.second);
-        EXPECT_TRUE(walk.enumerator->Start(nullptr, nullptr));
-        EXPECT_EQ(FileTimeToCount(walk.enumerator->GetVersion()), c.expected);
-        walk.stores[0].version = walk.stores[1].version = FileTimeFromCount(1);
-        EXPECT_TRUE(walk.enumerator->Start(nullptr, nullptr));
-        EXPECT_EQ(FileTimeToCount(walk.enumerator->GetVersion()), c.expected);
+        stores[0].version = FileTimeFromCount(c.first);
+        stores[2].version = FileTimeFromCount(c.last);
+        EXPECT_TRUE(walk->Start(nullptr, nullptr));
+        EXPECT_EQ(FileTimeToCount(walk->GetVersion()), c.expected);
     }
 }
 
-TEST(CollatedContactEnumeratorTest, PollAsksEachStoreOnceAndStopsAtTheFirstChange)
+TEST_F(CCollatedContactEnumeratorTest, PollAsksEachStoreOnceAndStopsAtTheFirstChange)
 {
-    CWalk walk(std::vector<FakeStore>(3));
-    for (FakeStore& store : walk.stores) {
-        store.isNew = false;
-        store.version = FileTimeFromCount(9);
-    }
     const FILETIME since = FileTimeFromCount(5);
     bool changed = true;
-    EXPECT_TRUE(walk.enumerator->Start(&since, &changed));
-    EXPECT_FALSE(changed || walk.enumerator->IsStarted() || walk.enumerator->MoveNext());
-    EXPECT_EQ(walk.enumerator->GetVersion(), FILETIME());
-    for (FakeStore& store : walk.stores) {
-        EXPECT_EQ(std::exchange(store.calls, ""), "poll:5");
+    EXPECT_TRUE(walk->Start(&since, &changed));
+    EXPECT_FALSE(changed || walk->IsStarted() || walk->MoveNext());
+    EXPECT_EQ(walk->GetVersion(), FILETIME());
+    for (FakeStore& store : stores) {
+        EXPECT_EQ(std::exchange(store.calls, ""), "poll:5 ");
     }
 
-    walk.stores[1].isNew = true;
-    EXPECT_TRUE(walk.enumerator->Start(nullptr, &changed));
-    EXPECT_TRUE(changed && walk.enumerator->IsStarted());
-    EXPECT_EQ(walk.enumerator->GetCurrent(), nullptr);
-    EXPECT_EQ(walk.stores[0].calls, "poll:0 open");
-    EXPECT_EQ(walk.stores[1].calls, "poll:0") << "it is open already";
-    EXPECT_EQ(walk.stores[2].calls, "open");
+    stores[1].version = FileTimeFromCount(6);
+    EXPECT_TRUE(walk->Start(&since, &changed));
+    EXPECT_TRUE(changed && walk->IsStarted());
+    EXPECT_EQ(walk->GetCurrent(), nullptr);
+    EXPECT_EQ(stores[0].calls, "poll:5 open ");
+    EXPECT_EQ(stores[1].calls, "poll:5 ") << "it is open already";
+    EXPECT_EQ(stores[2].calls, "open ");
 }
 
-TEST(CollatedContactEnumeratorTest, StartPassesOnAStoresFailure)
+TEST_F(CCollatedContactEnumeratorTest, AStoresFailureEndsTheCall)
 {
-    CWalk walk(std::vector<FakeStore>(3));
-    walk.stores[0].isNew = false;
-    walk.stores[1].pollError = ERROR_ACCESS_DENIED;
+    const FILETIME never;
+    stores[0].version = never;
+    stores[1].failing = "poll:0";
     bool changed = true;
-    EXPECT_FALSE(walk.enumerator->Start(nullptr, &changed));
+    EXPECT_FALSE(walk->Start(&never, &changed));
     EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
     EXPECT_TRUE(changed) << "written by a failed poll";
-    EXPECT_FALSE(walk.enumerator->IsStarted());
+    EXPECT_FALSE(walk->IsStarted());
 
-    walk.stores[1].pollError = 0;
-    walk.stores[2].openError = ERROR_SHARING_VIOLATION;
-    changed = false;
-    EXPECT_FALSE(walk.enumerator->Start(nullptr, &changed));
-    EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
-    EXPECT_TRUE(changed);
-    EXPECT_FALSE(walk.enumerator->IsStarted());
-    EXPECT_TRUE(walk.enumerator->Finish());
-    EXPECT_TRUE(walk.stores[0].calls.ends_with("open finish"));
-    EXPECT_TRUE(walk.stores[1].calls.ends_with("poll:0 finish"));
+    stores[1].failing = "";
+    stores[2].failing = "open";
+    EXPECT_FALSE(walk->Start(nullptr, nullptr));
+    EXPECT_FALSE(walk->IsStarted());
+
+    stores[0].failing = stores[2].failing = "finish";
+    EXPECT_TRUE(walk->Start(nullptr, nullptr));
+    EXPECT_FALSE(walk->Finish());
+    EXPECT_TRUE(stores[1].calls.ends_with("poll:0 ")) << "still open";
+    EXPECT_TRUE(walk->Start(nullptr, nullptr)) << "Start ignores what Finish says";
 }
 
-TEST(CollatedContactEnumeratorTest, FinishStopsAtTheFirstStoreThatFails)
-{
-    CWalk walk({StoreOf({{"a", kReadOnly, {kAnn}}}), FakeStore()});
-    EXPECT_EQ(walk.Names(), "a ");
-    walk.stores[0].finishError = ERROR_INVALID_HANDLE;
-    EXPECT_FALSE(walk.enumerator->Finish());
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
-    EXPECT_EQ(walk.stores[1].calls, "open");
-    SetLastError(0);
-    EXPECT_TRUE(walk.enumerator->Start(nullptr, nullptr));
-    EXPECT_EQ(GetLastError(), 0u) << "Start ignores what Finish says";
-}
-
-TEST(CollatedContactEnumeratorTest, HasNoContactWithoutAWalk)
-{
-    std::vector<FakeStore> stores = {FakeStore(), StoreOf({{"a", kWritable, {}}})};
-    stores[0].hasEnumerator = false;
-    CWalk walk(stores);
-    const auto expectNone = [&](const char* when) {
-        EXPECT_FALSE(walk.enumerator->MoveNext()) << when;
-        EXPECT_EQ(walk.enumerator->GetCurrent(), nullptr) << when;
-        EXPECT_FALSE(walk.enumerator->IsStarted()) << when;
-    };
-    expectNone("never started");
-    EXPECT_EQ(walk.Names(), "a ");
-    expectNone("at the end");
-    EXPECT_TRUE(walk.enumerator->Start(nullptr, nullptr));
-    EXPECT_TRUE(walk.enumerator->MoveNext());
-    EXPECT_TRUE(walk.enumerator->Finish() && walk.enumerator->Finish());
-    expectNone("finished");
-}
-
-TEST(CollatedContactEnumeratorTest, EndsInTheMiddleOfAWalkWithoutATrace)
-{
-    CWalk walk({StoreOf({{"a", kWritable, {}}}), FakeStore()});
-    ASSERT_TRUE(walk.enumerator->Start(nullptr, nullptr) && walk.enumerator->MoveNext());
-    EXPECT_EQ(walk.stores[0].live, 3);
-    SetLastError(4711);
-    walk.enumerator.reset();
-    EXPECT_EQ(GetLastError(), 4711u);
-    EXPECT_EQ(walk.stores[0].live, 1) << "the plug-in stays";
-    EXPECT_EQ(walk.stores[1].live, 1);
-}
-
-TEST(CollatedContactEnumeratorTest, LosesNoContactWhenMemoryIsExhausted)
+TEST_F(CCollatedContactEnumeratorTest, LosesNoContactWhenMemoryIsExhausted)
 {
     const char* longAddress = "somebody-with-a-long-name@a-long-domain.example.org";
-    const Entries entries = {{"a", kReadOnly, {longAddress, kAnn, kBob}},
-                             {"b", kReadOnly, {kAnn}},
-                             {"c", kReadOnly, {"c@example.org", longAddress}}};
+    stores[0].entries = {{"a", kReadOnly, {longAddress, kAnn, kBob}},
+                         {"b", kReadOnly, {kAnn}},
+                         {"c", kReadOnly, {"c@example.org", longAddress}}};
     int hits = 1;
     for (int number = 1; hits > 0; ++number) {
         SCOPED_TRACE(number);
-        CWalk walk({StoreOf(entries)});
-        ASSERT_TRUE(walk.enumerator->Start(nullptr, nullptr));
+        ASSERT_TRUE(walk->Start(nullptr, nullptr));
         std::string names;
-        for (hits = 0; walk.enumerator->IsStarted();) {
-            bool isMoved = false;
-            bool isHit = false;
-            {
-                const CAllocationFault fault(number);
-                isMoved = walk.enumerator->MoveNext();
-                isHit = fault.WasHit();
-            }
-            if (isHit) {
-                ++hits;
-                EXPECT_FALSE(isMoved);
-                EXPECT_EQ(GetLastError(), ERROR_NOT_ENOUGH_MEMORY);
-                EXPECT_EQ(walk.enumerator->GetCurrent(), nullptr);
-                isMoved = walk.enumerator->MoveNext();
-            }
-            if (isMoved) {
-                names += walk.enumerator->GetCurrent()->GetId().ToString() + ' ';
+        for (hits = 0; walk->IsStarted();) {
+            auto fault = std::make_unique<CAllocationFault>(number);
+            const bool isMoved = walk->MoveNext();
+            const bool isHit = fault->WasHit();
+            fault.reset();
+            hits += isHit ? 1 : 0;
+            EXPECT_FALSE(isHit && (isMoved || GetLastError() != ERROR_NOT_ENOUGH_MEMORY ||
+                                   walk->GetCurrent() != nullptr));
+            if (isMoved || (isHit && walk->MoveNext())) {
+                names += walk->GetCurrent()->GetId().ToString() + ' ';
             }
         }
         EXPECT_EQ(names, "a c ");

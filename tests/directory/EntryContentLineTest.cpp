@@ -20,36 +20,29 @@ TEST(EntryContentLineTest, KnownTypesAndTheValueComeBackFromTheEntry)
         const char* kept;
     } kCases[] = {
         {"any case", "ADR;TYPE=HOME,Pref:;;S", 80, "ADR;TYPE=home,pref:;;S;;;;"},
-        {"repeated values", "ADR;TYPE=pref,home,home:", 80, "ADR;TYPE=home,pref:;;;;;;"},
         {"repeated parameter", "ADR;type=dom;type=Intl:", 3, "ADR;TYPE=dom,intl:;;;;;;"},
         {"quoted list", "ADR;TYPE=\"work,parcel\",postal:", 44,
          "ADR;TYPE=postal,parcel,work:;;;;;;"},
-        {"unknown", "ADR;TYPE=foo:", 0, "ADR:;;;;;;"},
-        {"none, and no default", "ADR:", 0, "ADR:;;;;;;"},
         {"group, other parameters", "g.ADR;X=1;TYPE=dom:", 1, "ADR;TYPE=dom:;;;;;;"},
         {"nine components", "ADR:1;2;3;4;5;6;7;8;9", 0, "ADR:1;2;3;4;5;6;7"},
         {"escapes", "ADR:;;a\\,b\\nc\\\\", 0, "ADR:;;a\\,b\\nc\\\\;;;;"},
         {"escaped semicolon", "ADR:a\\;b;c", 0, "ADR:a\\\\;b;c;;;;"},
-        {"e-mail", "EMAIL;TYPE=INTERNET,Pref:a@b.c", 5, "EMAIL;TYPE=internet,pref:a@b.c"},
-        {"e-mail, unknown", "EMAIL;TYPE=home,x400:a@b.c", 2, "EMAIL;TYPE=x400:a@b.c"},
-        {"e-mail, wide", "EMAIL:j\xC3\xB6rg@b.c", 0, "EMAIL:j\xC3\xB6rg@b.c"},
+        {"e-mail", "EMAIL;TYPE=home,x400,Pref,INTERNET:a@b.c", 7,
+         "EMAIL;TYPE=internet,x400,pref:a@b.c"},
         {"display name", "EMAIL:Ann Lee <a@b.c>", 0, "EMAIL;X-COMMENT=Ann Lee:a@b.c"},
         {"comment wins", "EMAIL;X-COMMENT=Bob:Ann <a@b.c>", 0, "EMAIL;X-COMMENT=Bob:a@b.c"},
         {"first comment", "EMAIL;x-comment=\"Lee, Ann\",B:a@b.c", 0,
          "EMAIL;X-COMMENT=\"Lee, Ann\":a@b.c"},
         {"not an address", "EMAIL;TYPE=pref;X-COMMENT=B:not one", 4,
          "EMAIL;X-COMMENT=B;TYPE=pref:"},
-        {"IM, upper case", "IMPP;TYPE=personal,PREF:xmpp:a", 33, "IMPP;TYPE=PERSONAL,PREF:xmpp:a"},
-        {"IM, the others", "IMPP;TYPE=Mobile,work,home,business:x", 30,
-         "IMPP;TYPE=BUSINESS,HOME,WORK,MOBILE:x"},
-        {"telephone", "TEL;TYPE=WORK,VOICE,PREF:+1 (555);x", 14,
-         "TEL;TYPE=work,pref,voice:+1 (555);x"},
-        {"telephone, all",
+        {"IM", "IMPP;TYPE=PREF,Mobile,work,home,business,personal:xmpp:a", 63,
+         "IMPP;TYPE=PERSONAL,BUSINESS,HOME,WORK,MOBILE,PREF:xmpp:a"},
+        {"telephone",
          "TEL;TYPE=x-telex,x-radio,x-callback,x-switchboard,x-tdd,video,pcs,modem,bbs,isdn,car,"
-         "pager,cell,msg,fax,voice,pref,work,home:\xD9\xA1",
+         "pager,cell,msg,fax,VOICE,pref,work,home:+1 (\xD9\xA1);x",
          0x7FFFF,
          "TEL;TYPE=home,work,pref,voice,fax,msg,cell,pager,car,isdn,bbs,modem,pcs,video,x-tdd,"
-         "x-switchboard,x-callback,x-radio,x-telex:\xD9\xA1"},
+         "x-switchboard,x-callback,x-radio,x-telex:+1 (\xD9\xA1);x"},
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.what);
@@ -69,12 +62,10 @@ TEST(EntryContentLineTest, AnEntryReplacesWhatItModelsAndLeavesTheRest)
     telephone.SetNumber("12\xE9 3");
     EXPECT_TRUE(line.SetTelephone(telephone));
     EXPECT_EQ(LineText(line), "g.TEL;TYPE=fax;X=1:12\xEF\xBF\xBD 3") << "bytes that are no UTF-8";
+    EXPECT_EQ(line.GetTelephone().GetNumber(), "12\xE9 3");
     telephone.SetType(0);
     EXPECT_TRUE(line.SetTelephone(telephone));
-    EXPECT_EQ(line.GetTelephone().GetNumber(), "12\xE9 3");
     EXPECT_EQ(LineText(line), "g.TEL;X=1:12\xEF\xBF\xBD 3");
-    DirectoryUtils::CParameterValues* values = nullptr;
-    EXPECT_TRUE(line.GetParameters().Lookup("TYPE", values));
 
     auto email = ReadLine<CEmailContentLine>("EMAIL;X-COMMENT=Ann:a@b.c");
     EXPECT_TRUE(email.SetEmail(CContactEmail()));

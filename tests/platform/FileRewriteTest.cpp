@@ -63,9 +63,9 @@ std::string RedoOfDeadWriter(const std::string& before, const std::string& after
         CFileHandle file(OpenExclusive(folder / "file", OPEN_EXISTING));
         RewriteFile(file.Get(), after);
         file.Reset();
-        if (folder.Read("file~").size() > after.size()) {
+        if (folder.Read("file.redo~").size() > after.size()) {
             EXPECT_EQ(folder.Read("file"), before);
-            return folder.Read("file~");
+            return folder.Read("file.redo~");
         }
     }
 }
@@ -102,7 +102,7 @@ TEST(FileRewriteTest, AProcessThatDiesAtAnyCallLeavesTheOldOrTheNewContent)
                     const std::string content = folder.Read("file");
                     ASSERT_TRUE(content == before || content == after)
                         << "torn when killed at call " << call;
-                    ASSERT_FALSE(std::filesystem::exists(path + "~"));
+                    ASSERT_FALSE(std::filesystem::exists(path + ".redo~"));
                     seen.insert(content);
                 }
                 EXPECT_EQ(seen.size(), 2u);
@@ -132,7 +132,7 @@ TEST(FileRewriteTest, AProcessThatDiesWhileItRepairsLeavesAWholeFile)
                 }
             }
             calls.Bury();
-            const bool hasRedo = std::filesystem::exists(path + "~");
+            const bool hasRedo = std::filesystem::exists(path + ".redo~");
             calls.DieAt(repairCall);
             CFileHandle(OpenExclusive(path, OPEN_EXISTING)).Reset();
             repaired = calls.WasHit() ? 0 : 1;
@@ -175,7 +175,7 @@ TEST(FileRewriteTest, AFailedCallLeavesADefinedFileAndARetryWorks)
             calls.FailAt(0, 0);
             ASSERT_EQ(RewriteFile(file.Get(), after), 1);
             EXPECT_EQ(folder.Read("file"), after);
-            EXPECT_FALSE(std::filesystem::exists(path + "~"));
+            EXPECT_FALSE(std::filesystem::exists(path + ".redo~"));
         }
     }
 }
@@ -202,9 +202,9 @@ TEST(FileRewriteTest, WhatIsLeftBesideAFileIsUsedOnlyWhereItIsWhole)
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.what);
         folder.Write("file", c.file);
-        folder.Write("file~", c.left);
+        folder.Write("file.redo~", c.left);
         EXPECT_TRUE(CFileHandle(OpenExclusive(path, OPEN_EXISTING)).IsOpen());
         EXPECT_EQ(folder.Read("file"), c.expected);
-        EXPECT_FALSE(std::filesystem::exists(path + "~"));
+        EXPECT_FALSE(std::filesystem::exists(path + ".redo~"));
     }
 }

@@ -92,7 +92,9 @@ TEST(MailFolderTest, IdIsTheUniquePartOfTheFileName)
         }
         EXPECT_EQ(ids[0], c.id);
         CMailFolder other = store.OpenFolder();
+        SetLastError(0);
         EXPECT_TRUE(CanOpen(other, ids[0]));
+        EXPECT_EQ(GetLastError(), 0u);
     }
 }
 

@@ -47,7 +47,7 @@ TEST(MailboxTest, NameThatIsNoPlainComponentTouchesNoFile)
     const std::string tooLong(256, 'x');
     CFaultySystemCalls calls;
     for (const char* name : {"", ".", "..", "../alice", "alice/cur", "/", ".hidden", "a b", "a\tb",
-                             "a\nb", "a\x7F", tooLong.c_str()}) {
+                             "a\nb", "a\x7F", "a\xFF", tooLong.c_str()}) {
         SCOPED_TRACE(name);
         CMailbox mailbox;
         CMailOwner owner;
@@ -99,7 +99,7 @@ TEST(MailboxTest, PropertyComesFromTheNearestFileThatHoldsIt)
         {"the contact's title", "", "", "", 't', "Title", ""},
         {"other case", R"({"fullNAME":"Ann"})", "", "", 't', "FullName", "Ann"},
         {"unknown name", "", "", "", 't', "Quota", "!1168"},
-        {"unknown to contacts", "", "", "", 't', "WssReplicationId", "!1168"},
+        {"unknown to a mailbox's contact", "", "", "", 't', "WssReplicationId", ""},
         {"effective", R"({"Mask":4})", "", R"({"Mask":1})", 'n', "MaskEffective", "4"},
         {"effective alone", R"({"Effective":4})", "", "", 'n', "Effective", "4"},
         {"largest number", R"({"N":4294967295})", "", "", 'n', "N", "4294967295"},

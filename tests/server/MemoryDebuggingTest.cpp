@@ -1,10 +1,10 @@
 #include "server/MemoryDebugging.h"
 
 #include "platform/LastError.h"
+#include "support/AllocationFault.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 
 #include <gtest/gtest.h>
 
@@ -19,8 +19,10 @@ TEST(MemoryDebuggingTest, BlocksAreCountedAndExhaustionGivesNull)
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % alignof(std::max_align_t), 0u);
     EXPECT_EQ(CMemoryDebugging::LiveBlocks(), before + 1);
     SetLastError(0);
-    constexpr std::size_t kTooMuch = std::numeric_limits<std::ptrdiff_t>::max();
-    EXPECT_EQ(CMemoryDebugging::TraceAllocate(kTooMuch, "MemoryDebuggingTest", 0), nullptr);
+    {
+        const CAllocationFault fault(1);
+        EXPECT_EQ(CMemoryDebugging::TraceAllocate(1, "MemoryDebuggingTest", 0), nullptr);
+    }
     EXPECT_EQ(GetLastError(), ERROR_NOT_ENOUGH_MEMORY);
     EXPECT_EQ(CMemoryDebugging::LiveBlocks(), before + 1);
     CMemoryDebugging::TraceDeallocate(block);

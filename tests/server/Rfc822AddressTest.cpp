@@ -2,6 +2,7 @@
 
 #include "platform/LastError.h"
 #include "server/Utf8String.h"
+#include "support/AllocationFault.h"
 
 #include <algorithm>
 #include <fstream>
@@ -134,7 +135,7 @@ TEST(Rfc822AddressTest, TextBeyondTheGrammarIsRefusedAndChangesNothing)
         {"dot in front of a name", ". Pia <a@b>"},
         {"quoted string joined to an atom", "\"a\"b@c"},
         {"angle in an angle", "<<a@b>>"},
-        {"route without a domain", "<:a@b>"},
+        {"route without a domain", "<,:a@b>"},
         {"route without a colon", "<@r a@b>"},
         {"brackets in a name", "Pia [home] <a@b>"},
         {"local part alone", "pia"},
@@ -175,34 +176,38 @@ TEST(Rfc822AddressTest, DisplayNamesReadAsTheirWriterMeantThem)
     {
         const char *what, *text, *comment;
     } kCases[] = {
-        {"quotes beside atoms", "\"Pia\" K. \"L, und\" <a@b>", "Pia K. L, und"},
-        {"encoded word beside quotes", "=?utf-8?q?P=C3=ADa?= \"=?utf-8?q?x?=\" <a@b>",
+        {"quotes beside atoms", "\"Pia\" K. \"L, und\" <a@b.c>", "Pia K. L, und"},
+        {"encoded word beside quotes", "=?utf-8?q?P=C3=ADa?= \"=?utf-8?q?x?=\" <a@b.c>",
          "P\xC3\xAD"
          "a =?utf-8?q?x?="},
-        {"encoded word in a comment behind", "a@b (=?utf-8?q?P=C3=ADa?=)",
+        {"encoded word in a comment behind", "a@b.c (=?utf-8?q?P=C3=ADa?=)",
          "P\xC3\xAD"
          "a"},
-        {"first of two comments, without its blanks", "a@b ( x ) (y)", "x"},
-        {"comment only behind the address", "(w) a(x)@(y)b(z)", "z"},
-        {"comment does not outdo a name", "Pia <a@b> (x)", "Pia"},
-        {"padding in a word that is not the last", "=?utf-8?B?w6E=?= =?UTF-8?b?w6E?= <a@b>",
+        {"first of two comments, without its blanks", "a@b.c ( x ) (y)", "x"},
+        {"comment only behind the address", "(w) a(x)@(y)b(v).c(z)", "z"},
+        {"comment does not outdo a name", "Pia <a@b.c> (x)", "Pia"},
+        {"padding in a word that is not the last", "=?utf-8?B?w6E=?= =?UTF-8?b?w6E?= <a@b.c>",
          "\xC3\xA1\xC3\xA1"},
-        {"character cut by two words", "=?utf-8?q?=C3?= =?utf-8?q?=A1_x?= <a@b>", "\xC3\xA1 x"},
-        {"neighbours in two charsets", "=?utf-8?q?=C3=A1?= =?latin1?q?=E1?= <a@b>",
+        {"character cut by two words", "=?utf-8?q?=C3?= =?utf-8?q?=A1_x?= <a@b.c>", "\xC3\xA1 x"},
+        {"neighbours in two charsets", "=?utf-8?q?=C3=A1?= =?latin1?q?=E1?= <a@b.c>",
          "\xC3\xA1\xC3\xA1"},
-        {"no encoded word", "=?utf-8?x?a?= =?q?a?= =?utf-8?q?a?=b =? <a@b>",
+        {"no encoded word", "=?utf-8?x?a?= =?q?a?= =?utf-8?q?a?=b =? <a@b.c>",
          "=?utf-8?x?a?= =?q?a?= =?utf-8?q?a?=b =?"},
-        {"dot inside an encoded word", "=?utf-8?q?K._L?= <a@b>", "K. L"},
-        {"line break and zero from an encoded word", "=?utf-8?q?x=0D=0Ay?= <a@b>", "x  y"},
-        {"bytes that are no UTF-8", "M\xFCller <a@b>", "M\xEF\xBF\xBDller"},
-        {"fold that ends in LF alone", "Pia\n Lund <a@b>", "Pia Lund"},
+        {"quotes and blanks inside an encoded word", "=?utf-8?q?\"P=C3=ADa K. L\"?= B <a@b.c>",
+         "P\xC3\xAD"
+         "a K. L B"},
+        {"text joined to an encoded word", "=?utf-8?q?a b?=c <a@b.c>", "=?utf-8?q?a b?=c"},
+        {"dot inside an encoded word", "=?utf-8?q?K._L?= <a@b.c>", "K. L"},
+        {"line break and zero from an encoded word", "=?utf-8?q?x=0D=0Ay?= <a@b.c>", "x  y"},
+        {"bytes that are no UTF-8", "M\xFCller <a@b.c>", "M\xEF\xBF\xBDller"},
+        {"fold that ends in LF alone", "Pia\n Lund <a@b.c>", "Pia Lund"},
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.what);
         CRfc822Address address;
         ASSERT_TRUE(address.Parse(c.text));
         EXPECT_EQ(Comment(address), c.comment);
-        EXPECT_STREQ(address.RawAddress(), "a@b");
+        EXPECT_STREQ(address.RawAddress(), "a@b.c");
     }
 }
 
@@ -211,6 +216,7 @@ TEST(Rfc822AddressTest, FullAddressParsesToTheSameAddressAndComment)
     const std::u16string kComments[] = {u"",
                                         u"Ann",
                                         u"Ann Lee",
+                                        u"Ann  Lee",
                                         u"John Q. Public",
                                         u"Lee, Ann",
                                         u"  Ann  Lee  ",
@@ -326,6 +332,26 @@ TEST(Rfc822AddressTest, CopiesAndMovesLeaveWholeAddresses)
     moved = CRfc822Address();
     EXPECT_STREQ(moved.EncodedName(), "");
     EXPECT_FALSE(moved.HasDomain());
+}
+
+TEST(Rfc822AddressTest, ExhaustedMemoryFailsAndChangesNothing)
+{
+    CRfc822Address address;
+    ASSERT_TRUE(address.Parse("Ann <ann@a.long.domain.example.org>"));
+    const std::string before = address.RawFullAddress();
+    bool wasHit = true;
+    for (int number = 1; wasHit; ++number) {
+        SetLastError(0);
+        bool parsed = false;
+        {
+            const CAllocationFault fault(number);
+            parsed = address.Parse("\"Lee, Robert\" =?utf-8?q?B=C3=B6b?= <\"b b\"@[192.0.2.7]>");
+            wasHit = fault.WasHit();
+        }
+        ASSERT_EQ(parsed, !wasHit);
+        EXPECT_EQ(GetLastError(), wasHit ? ERROR_NOT_ENOUGH_MEMORY : 0);
+        EXPECT_EQ(address.RawFullAddress() == before, wasHit);
+    }
 }
 
 TEST(Rfc822AddressTest, LongHostileTextEndsSoon)

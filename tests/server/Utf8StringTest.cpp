@@ -81,6 +81,7 @@ TEST(Utf8StringTest, BytesThatAreNoUtf8AreRefusedOrReplaced)
         {"last surrogate", "\xED\xBF\xBF", u"\xFFFD"},
         {"above U+10FFFF", "\xF4\x90\x80\x80", u"\xFFFD"},
         {"byte FF", "a\xFFz", u"a\xFFFDz"},
+        {"first byte above F4", "\xF9\x8F\xBF\xBF", u"\xFFFD"},
         {"Latin-1 umlaut", "M\xFCller", u"M\xFFFDller"},
     };
     for (const auto& c : kCases) {
@@ -106,8 +107,9 @@ TEST(Utf8StringTest, BytesThatAreNoUtf8AreRefusedOrReplaced)
 
 TEST(Utf8StringTest, UnpairedSurrogatesAreRefused)
 {
-    const std::u16string kCases[] = {u"\xD800",  u"ab\xDBFF",           u"\xDC00",
-                                     u"\xD800z", u"\xD83D\xD83D\xDE00", u"\xDE00\xD83D"};
+    const std::u16string kCases[] = {u"\xD800",       u"ab\xDBFF", u"\xDC00",
+                                     u"\xDC00\xDC00", u"\xD800z",  u"\xD83D\xD83D\xDE00",
+                                     u"\xDE00\xD83D"};
     for (const std::u16string& wide : kCases) {
         SetLastError(0);
         std::string out = "old";

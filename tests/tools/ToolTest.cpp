@@ -246,6 +246,7 @@ TEST(ToolTest, ImportTakesEachCardOrSaysWhyNot)
         {"odd version", "BEGIN:VCARD\nVERSION:3.1\nFN:a\nEND:VCARD\n" + a, 1,
          "card 1: not version 3.0: 3.1 (87)"},
         {"other profile", "BEGIN:VCARD\nVERSION:3.0\nPROFILE:x\nEND:VCARD\n" + a, 1, "PROFILE"},
+        {"other profile, no version", "BEGIN:VCARD\nPROFILE:x\nEND:VCARD\n" + a, 1, "PROFILE"},
         {"no end, then another", "BEGIN:VCARD\nFN:x\n" + a + "BEGIN:VCARD\n", 1, "card 1: no END"},
         {"text behind the end", "BEGIN:VCARD\nFN:x\nEND:VCARD \n", 0, "(13)"},
         {"UTF-16",

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <algorithm>
+#include <string_view>
+
+// Names in mail and in vCards compare without regard to the case of ASCII letters, whatever the
+// locale; all other characters stand for themselves.
+
+template <class Char>
+constexpr Char LowerAscii(Char c)
+{
+    return c >= Char('A') && c <= Char('Z') ? static_cast<Char>(c + ('a' - 'A')) : c;
+}
+
+constexpr bool EqualIgnoringCase(std::string_view left, std::string_view right)
+{
+    return std::ranges::equal(left, right, {}, LowerAscii<char>, LowerAscii<char>);
+}
+
+constexpr bool EqualIgnoringCase(std::u16string_view left, std::u16string_view right)
+{
+    return std::ranges::equal(left, right, {}, LowerAscii<char16_t>, LowerAscii<char16_t>);
+}

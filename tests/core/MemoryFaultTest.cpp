@@ -1,0 +1,322 @@
+#include "core/ContactMgr.h"
+#include "core/StoreFactories.h"
+#include "pab/PABContact.h"
+#include "platform/LastError.h"
+#include "server/MemoryDebugging.h"
+#include "support/AllocationFault.h"
+#include "support/ContactText.h"
+#include "support/TestMailStore.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <iterator>
+#include <memory>
+#include <utility>
+
+namespace
+{
+
+using ContactMgr::CContactId;
+using ContactMgr::CContactIdList;
+
+constexpr const char* kContactFile = "Contacts/80000000.vcf";
+constexpr const char* kCard =
+    "BEGIN:VCARD\r\nVERSION:3.0\r\nN:Lee-With-A-Long-Name;Ann-With-A-Long-Name;;;\r\n"
+    "FN:Ann Lee with a name that needs the heap\r\nNOTE;X=\"a,^nb\":a note that needs the heap\r\n"
+    "EMAIL;TYPE=internet;X-COMMENT=Ann Lee of Example:ann.lee@a-long-domain.example.org\r\n"
+    "TEL;TYPE=work,voice:+1 555 0100 0100 0100\r\n"
+    "ADR;TYPE=home:;;1 Main Street of the Town;Town;;12345;\r\n"
+    "IMPP;TYPE=HOME:xmpp:ann.lee@a-long-domain.example.org\r\nEND:VCARD\r\n";
+
+constexpr const char* kOtherCard = "BEGIN:VCARD\r\nN:Other;Bob\r\nFN:Bob Other of a long name\r\n"
+                                   "X-A;B=c:d\r\nEMAIL:bob@a-long-domain.example.org\r\n"
+                                   "TEL:1\r\nEND:VCARD\r\n";
+
+// A mailbox with something in each of its four stores, and what the operations work on. Arguments
+// by value are made beforehand: a copy that finds no memory is the caller's.
+struct CScene
+{
+    CScene()
+    {
+        store.AddMailbox("example.org/bob-with-a-long-mailbox-name");
+        store.AddMailbox("example.org/alice/.Contacts");
+        store.Deliver("properties.json", R"({"EnabledContactPlugins": 15, "Telephone": "+1 555",
+            "OtherMailbox": "alice.of.example@a-long-domain.example.org", "Street": "1 Main"})");
+        store.Deliver(kContactFile, kCard);
+        store.Deliver("Contacts/00000002.nxt", "");
+        for (const char* name : {".Contacts/cur/an-id-that-needs-the-heap-1", ".Contacts/new/2"}) {
+            store.Deliver(name, "Reply-To: x\nContent-Type: text/plain; charset=iso-8859-1\n\n"
+                                "NAME:Ann Lee \xe9 of a long name\nBADDRESS:1 Main Street\n"
+                                "EMAIL:a@example.org, Ann <ann.lee@a-long-domain.example.org>\n"
+                                "HPHONE:+1 555 0100 0100 0100\n");
+        }
+        store.Deliver("cur/1", "From: =?iso-8859-1?q?Ann_=E9?= of Example <ann@example.org>\n\n");
+        store.Deliver("new/2", "From: Ann \xe9 of a long name <ann.lee@a-long.example.org>\n\n");
+        alice = store.OpenAlice();
+        manager = std::make_unique<CContactMgr>(alice);
+        for (const StoreFactory& factory : StoreFactories()) {
+            stores.AddTail(CContactPlgOwner(factory.create(alice), factory.release));
+        }
+    }
+
+    void MakeWalk(std::size_t index)
+    {
+        walk.reset(stores.GetAt(stores.FindIndex(index))->GetEnumerator());
+    }
+    bool Walk()
+    {
+        entries = 0;
+        bool isNew = false;
+        const FILETIME never;
+        if (!walk->Start(&never, &isNew)) {
+            return false;
+        }
+        while (walk->MoveNext()) {
+            CContact& found = *walk->GetCurrent();
+            entries += 1 + found.GetEmails().GetCount() +
+                       found.CContact::GetAddresses().GetCount() +
+                       found.CContact::GetTelephones().GetCount();
+        }
+        return GetLastError() == ERROR_NO_MORE_FILES;
+    }
+
+    ~CScene()
+    {
+        walk.reset();
+        delete contact;
+    }
+
+    CTestMailStore store;
+    CMailbox alice;
+    std::unique_ptr<CContactMgr> manager;
+    CContactPlgList stores;
+    CContactId id;
+    CContact* contact = nullptr;
+    std::unique_ptr<CContactPlg::CContactEnumerator> walk;
+    std::size_t entries = 0;
+    FILETIME version;
+    CContactIdList deleted, changed, created;
+    CContactEmailList emails;
+    CRfc822Address address;
+    CRfc822AddressList addresses;
+    std::string narrow;
+    std::u16string wide;
+};
+
+std::string WithoutStamps(const std::string& text)
+{
+    std::string kept;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t end = std::min(text.find('\n', at), text.size() - 1) + 1;
+        const std::string line = text.substr(at, end - at);
+        if (!line.starts_with("REV:") && !line.starts_with("X-LARKMERE-WSSVERSION:")) {
+            kept += line;
+        }
+        at = end;
+    }
+    return kept;
+}
+
+std::string Narrow(const std::u16string& wide)
+{
+    std::string text;
+    EXPECT_TRUE(WideToUtf8(wide, &text));
+    return text;
+}
+
+// All that an operation can give.
+std::string ResultOf(CScene& scene)
+{
+    std::string text = Narrow(scene.wide) + std::to_string(scene.entries);
+    for (const CContactIdList* list : {&scene.deleted, &scene.changed, &scene.created}) {
+        for (const CContactId& id : *list) {
+            text += " " + id.ToString();
+        }
+    }
+    text += std::string("|") + scene.address.RawFullAddress() + "|";
+    for (POSITION position = scene.addresses.GetHeadPosition(); position != nullptr;) {
+        text += scene.addresses.GetNext(position).RawFullAddress();
+    }
+    std::u16string first, last, card;
+    if (scene.contact != nullptr) {
+        scene.contact->GetFirstName(&first);
+        scene.contact->GetLastName(&last);
+        scene.contact->ToString(&card);
+        text += "|" + Narrow(first + u"|" + last + u"|" + AddressesOf(*scene.contact)) +
+                EmailsOf(*scene.contact) + TelephonesOf(*scene.contact) +
+                WithoutStamps(Narrow(card));
+    }
+    return text;
+}
+
+void Nothing(CScene&) {}
+
+bool OpenById(CScene& scene)
+{
+    return scene.manager->OpenContact(std::move(scene.id), &scene.contact);
+}
+
+bool CreateFromTemplate(CScene& scene)
+{
+    CContact* created = scene.manager->CreateContact(scene.contact);
+    if (created != nullptr) {
+        delete std::exchange(scene.contact, created);
+    }
+    return created != nullptr;
+}
+
+void OpenFirst(CScene& scene)
+{
+    scene.id = "VCARDPAB-1";
+    OpenById(scene);
+}
+
+void LongText(CScene& scene)
+{
+    scene.wide.assign(40, u',');
+}
+
+bool Walk(CScene& scene)
+{
+    return scene.Walk();
+}
+
+constexpr const char* kMessageId = "TRELLISV7-an-id-that-needs-the-heap-1 alice example.org";
+
+struct Row
+{
+    const char* what;
+    void (*prepare)(CScene& scene);
+    void (*makeArguments)(CScene& scene); // for each try
+    bool (*run)(CScene& scene);
+    bool isMerged = false; // a walk of several stores, in which a failure looks like a store's end
+};
+
+const Row kRows[] = {
+    {"open a contact of the address book", Nothing, [](CScene& s) { s.id = "VCARDPAB-1"; },
+     OpenById},
+    {"open a stored message", Nothing, [](CScene& s) { s.id = kMessageId; }, OpenById},
+    {"open a mailbox", Nothing, [](CScene& s) { s.id = "UserStore-alice@example.org"; }, OpenById},
+    {"open a sender", Nothing, [](CScene& s) { s.id = "INBOX-Ann of Example <ann@example.org>"; },
+     OpenById},
+    {"create", Nothing, Nothing,
+     [](CScene& s) { return (s.contact = s.manager->CreateContact(nullptr)) != nullptr; }},
+    {"create from a stored message", [](CScene& s) { s.id = kMessageId, OpenById(s); }, Nothing,
+     CreateFromTemplate},
+    {"create from a mailbox", [](CScene& s) { s.id = "UserStore-alice@example.org", OpenById(s); },
+     Nothing, CreateFromTemplate},
+    {"delete", Nothing, [](CScene& s) { s.id = "VCARDPAB-1"; },
+     [](CScene& s) { return s.manager->DeleteContact(std::move(s.id)); }},
+    {"remove a stored message", Nothing, [](CScene& s) { s.id = kMessageId; },
+     [](CScene& s) { return s.manager->DeleteContact(std::move(s.id)); }},
+    {"report changes", Nothing, [](CScene& s) { s.created.RemoveAll(); },
+     [](CScene& s) {
+         return s.manager->ChangesSince("VCARDPAB", {}, &s.version, &s.deleted, &s.changed,
+                                        &s.created);
+     }},
+    {"save", [](CScene& s) { OpenFirst(s), s.contact->SetProperty("Nickname", u"Annie"); }, Nothing,
+     [](CScene& s) { return s.contact->Save(); }},
+    {"export", OpenFirst, Nothing, [](CScene& s) { return s.contact->ToString(&s.wide); }},
+    {"import", [](CScene& s) { OpenFirst(s), s.narrow = kOtherCard; }, Nothing,
+     [](CScene& s) { return s.contact->FromString(s.narrow); }},
+    {"get a text", OpenFirst, Nothing,
+     [](CScene& s) { return s.contact->GetProperty("FullName", &s.wide); }},
+    {"set a line", OpenFirst, LongText,
+     [](CScene& s) { return s.contact->SetProperty("Organization", std::move(s.wide)); }},
+    {"set a component", OpenFirst, LongText,
+     [](CScene& s) { return s.contact->SetProperty("Surname", std::move(s.wide)); }},
+    {"set the first name", OpenFirst, LongText,
+     [](CScene& s) { return s.contact->SetFirstName(s.wide); }},
+    {"set a list",
+     [](CScene& s) {
+         OpenFirst(s);
+         s.emails.AddTail(s.contact->GetEmails());
+         s.emails.AddTail(s.contact->GetEmails());
+     },
+     Nothing, [](CScene& s) { return s.contact->SetEmails(s.emails); }},
+    {"read an address", Nothing, Nothing,
+     [](CScene& s) {
+         return s.address.Parse("=?utf-8?q?Ann_=C3=A9?= \"of\" Example <\"a b\"@example.org>");
+     }},
+    {"read a list of addresses", Nothing, Nothing,
+     [](CScene& s) {
+         return s.addresses.Parse("Team: a-long-local-part@example.org, Ann Lee <b@c.d>;, d@e.f");
+     }},
+    {"walk the address book", [](CScene& s) { s.MakeWalk(0); }, Nothing, Walk},
+    {"walk the stored messages", [](CScene& s) { s.MakeWalk(1); }, Nothing, Walk},
+    {"walk the mailboxes", [](CScene& s) { s.MakeWalk(2); }, Nothing, Walk},
+    {"walk the senders", [](CScene& s) { s.MakeWalk(3); }, Nothing, Walk},
+    {"walk all stores", Nothing, [](CScene& s) { s.walk.reset(); },
+     [](CScene& s) {
+         s.walk.reset(s.manager->GetEnumerator());
+         return s.walk != nullptr && s.Walk();
+     },
+     true},
+};
+
+std::ptrdiff_t OpenDescriptors()
+{
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return std::distance(begin(all), end(all));
+}
+
+// The contact that was there is there, as it was or as the operation leaves it.
+std::string ContactFileOf(const CScene& scene)
+{
+    return WithoutStamps(scene.store.folder.Read("example.org/alice/" + std::string(kContactFile)));
+}
+
+// Runs the row with the fault at that allocation, and false once it has fewer.
+bool RunWithFault(const Row& row, int number, const std::string& result, const std::string& file)
+{
+    CScene scene;
+    row.prepare(scene);
+    row.makeArguments(scene);
+    bool isDone = false;
+    bool wasHit = false;
+    {
+        const CAllocationFault fault(number);
+        isDone = row.run(scene);
+        wasHit = fault.WasHit();
+    }
+    EXPECT_TRUE(isDone || (wasHit && GetLastError() == ERROR_NOT_ENOUGH_MEMORY)) << GetLastError();
+    const std::string fileNow = ContactFileOf(scene);
+    EXPECT_TRUE(fileNow == kCard || fileNow == file) << fileNow;
+    if (!isDone) {
+        row.makeArguments(scene);
+        EXPECT_TRUE(row.run(scene)) << "another try: " << GetLastError();
+    }
+    if (!row.isMerged || !wasHit || !isDone) {
+        EXPECT_EQ(ResultOf(scene), result);
+    }
+    return wasHit;
+}
+
+} // namespace
+
+TEST(MemoryFaultTest, EveryOperationSurvivesTheFailureOfEachAllocation)
+{
+    for (const Row& row : kRows) {
+        SCOPED_TRACE(row.what);
+        std::string result, file;
+        {
+            CScene scene;
+            row.prepare(scene);
+            row.makeArguments(scene);
+            ASSERT_TRUE(row.run(scene)) << GetLastError();
+            result = ResultOf(scene);
+            file = ContactFileOf(scene);
+        }
+        const std::size_t blocks = CMemoryDebugging::LiveBlocks();
+        const std::ptrdiff_t descriptors = OpenDescriptors();
+        int number = 1;
+        for (bool wasHit = true; wasHit; ++number) {
+            SCOPED_TRACE(number);
+            wasHit = RunWithFault(row, number, result, file);
+            EXPECT_EQ(CMemoryDebugging::LiveBlocks(), blocks);
+            EXPECT_EQ(OpenDescriptors(), descriptors);
+        }
+        EXPECT_GT(number, 2) << "nothing was allocated";
+    }
+}

@@ -1,0 +1,303 @@
+#include "pab/PABContactEnumerator.h"
+#include "platform/SystemCalls.h"
+#include "trust/Trial.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <map>
+#include <set>
+
+#include <fcntl.h>
+
+namespace
+{
+
+constexpr std::uint32_t kContacts = 40;
+constexpr int kWriters = 4;
+constexpr int kPollsBetweenStops = 40;
+constexpr std::uint32_t kMostContacts = 1500;
+constexpr int kCacheMilliseconds = 1200;
+
+// What the writers have done and were told is done.
+struct CDeeds
+{
+    std::array<std::atomic<std::uint64_t>, kMostContacts + 1> stamp{};
+    std::array<std::atomic<bool>, kMostContacts + 1> isLive{};
+    std::atomic<std::int64_t> saves{0};
+    std::atomic<int> failed{0};
+    std::atomic<int> stopped{0};
+    std::atomic<bool> isStopping{false};
+    std::atomic<bool> isOver{false};
+};
+
+// Waits at random places between the clock, a stamp and the folder's time.
+class CJitter : public CSystemCalls
+{
+public:
+    int Now(struct timespec* time) override
+    {
+        const int result = CSystemCalls::Now(time);
+        Pause();
+        return result;
+    }
+    int SetTimes(int file, const struct timespec times[2]) override
+    {
+        Pause();
+        const int result = CSystemCalls::SetTimes(file, times);
+        Pause();
+        return result;
+    }
+    int Stat(int folder, const char* path, int flags, struct statx* status) override
+    {
+        const int result = CSystemCalls::Stat(folder, path, flags, status);
+        Pause();
+        return result;
+    }
+    int SetOpenAttribute(int file, const char* name, const void* value, std::size_t size) override
+    {
+        Pause();
+        Pause();
+        return CSystemCalls::SetOpenAttribute(file, name, value, size);
+    }
+    bool isOn = false;
+
+private:
+    void Pause() const
+    {
+        if (isOn && RandomBelow(32) == 0) {
+            SleepMicroseconds(RandomBelow(300));
+        }
+    }
+};
+
+// Notes each contact's last-write time as the poller's own walk sees it.
+class CWatch : public CJitter
+{
+public:
+    int Stat(int folder, const char* path, int flags, struct statx* status) override
+    {
+        const int result = CJitter::Stat(folder, path, flags, status);
+        const std::string name(path);
+        if (result == 0 && folder != AT_FDCWD && name.ends_with(".vcf")) {
+            const auto seconds = static_cast<std::uint64_t>(status->stx_mtime.tv_sec);
+            seen[CPABContact::FileNameToContactId(name).ToNumber()] =
+                116'444'736'000'000'000 + seconds * 10'000'000 + status->stx_mtime.tv_nsec / 100;
+        }
+        return result;
+    }
+    std::map<std::uint32_t, std::uint64_t> seen;
+};
+
+void StopIfAsked(CDeeds& deeds)
+{
+    if (deeds.isStopping) {
+        ++deeds.stopped;
+        while (deeds.isStopping && !deeds.isOver) {
+            SleepMicroseconds(50);
+        }
+        --deeds.stopped;
+    }
+}
+
+bool SaveAndTell(CContact& contact, CDeeds& deeds)
+{
+    const std::uint32_t number = contact.GetId().ToNumber();
+    contact.SetProperty("FullName", u"Changed");
+    FILETIME stamp;
+    if (!contact.Save() || !contact.GetModifiedTime(&stamp)) {
+        ++deeds.failed;
+        return false;
+    }
+    deeds.stamp[number] = FileTimeToCount(stamp);
+    deeds.isLive[number] = true;
+    ++deeds.saves;
+    return true;
+}
+
+bool Write(const std::string& book, CDeeds& deeds)
+{
+    CPABPlugin plugin(book);
+    while (!deeds.isOver) {
+        StopIfAsked(deeds);
+        const ContactPtr contact = Open(plugin, 1 + RandomBelow(kContacts));
+        if (contact != nullptr) {
+            SaveAndTell(*contact, deeds);
+        }
+    }
+    return true;
+}
+
+bool CreateAndDelete(const std::string& book, CDeeds& deeds)
+{
+    CPABPlugin plugin(book);
+    std::vector<std::uint32_t> live;
+    while (!deeds.isOver) {
+        StopIfAsked(deeds);
+        ContactPtr contact;
+        if (live.size() < 20 && deeds.stopped < kWriters) {
+            contact.reset(plugin.CreateContact(nullptr));
+        }
+        if (contact != nullptr && contact->GetId().ToNumber() < kMostContacts) {
+            SaveAndTell(*contact, deeds);
+            live.push_back(contact->GetId().ToNumber());
+        } else if (contact != nullptr) {
+            return true;
+        }
+        contact.reset();
+        SleepMicroseconds(RandomBelow(3000));
+        if (!live.empty() && RandomBelow(2) == 0) {
+            const std::size_t index = RandomBelow(static_cast<std::uint32_t>(live.size()));
+            if (plugin.DeleteContact(IdOf(live[index]))) {
+                deeds.isLive[live[index]] = false;
+                live.erase(live.begin() + static_cast<std::ptrdiff_t>(index));
+            }
+        }
+    }
+    return true;
+}
+
+// Follows the store as a mail client does, and holds it against the deeds.
+class CFollower
+{
+public:
+    CFollower(std::string book, CWatch& watch)
+        : m_book(std::move(book)), m_plugin(m_book), m_watch(watch)
+    {}
+
+    // True if something was reported. The folder's time is asked for first.
+    bool Poll()
+    {
+        bool isChanged = false;
+        CPABContactEnumerator enumerator(m_book);
+        if (!enumerator.Start(&m_version, &isChanged) || !isChanged) {
+            return false;
+        }
+        enumerator.Finish();
+        m_watch.seen.clear();
+        ContactMgr::CContactIdList deleted;
+        ContactMgr::CContactIdList changed;
+        ContactMgr::CContactIdList created;
+        if (!m_plugin.ChangesSince(m_version, &m_version, &deleted, &changed, &created)) {
+            return false;
+        }
+        for (const auto* list : {&changed, &created}) {
+            for (const ContactMgr::CContactId& id : *list) {
+                m_known[id.ToNumber()] = m_watch.seen[id.ToNumber()];
+            }
+        }
+        for (const ContactMgr::CContactId& id : deleted) {
+            m_known.erase(id.ToNumber());
+        }
+        ++polls;
+        return !deleted.IsEmpty() || !changed.IsEmpty() || !created.IsEmpty();
+    }
+
+    // The saves of which the client knows less than was acknowledged before its last poll.
+    int CountMissed(const std::vector<std::uint64_t>& acknowledged) const
+    {
+        int missed = 0;
+        for (std::uint32_t number = 1; number <= kContacts; ++number) {
+            const auto known = m_known.find(number);
+            missed += known == m_known.end() || known->second < acknowledged[number];
+        }
+        return missed;
+    }
+
+    // With all writers stopped: what the client believes is what is there.
+    void Compare(const CDeeds& deeds, CRow& row) const
+    {
+        for (std::uint32_t number = 1; number <= kMostContacts; ++number) {
+            const auto known = m_known.find(number);
+            const bool isKnown = known != m_known.end();
+            const std::string name = "contact " + std::to_string(number);
+            if (deeds.isLive[number]) {
+                row.Try(isKnown && known->second == deeds.stamp[number],
+                        name + (isKnown ? ": change" : ": creation") + " never reported");
+            } else if (deeds.stamp[number] != 0) {
+                row.Try(!isKnown, name + ": deletion never reported");
+            }
+        }
+    }
+
+    int polls = 0;
+
+private:
+    const std::string m_book;
+    CPABPlugin m_plugin;
+    CWatch& m_watch;
+    FILETIME m_version;
+    std::map<std::uint32_t, std::uint64_t> m_known;
+};
+
+void WaitForStop(CDeeds& deeds, int workers)
+{
+    deeds.isStopping = true;
+    while (deeds.stopped < workers) {
+        SleepMicroseconds(50);
+    }
+}
+
+void Follow(const CTrialOptions& options, CDeeds& deeds, CFollower& follower, CRow& row)
+{
+    const bool isCached = !options.second.empty();
+    std::int64_t late = 0;
+    while (deeds.saves < options.count) {
+        for (int poll = 0; poll < kPollsBetweenStops; ++poll) {
+            const std::vector<std::uint64_t> acknowledged(deeds.stamp.begin(), deeds.stamp.end());
+            follower.Poll();
+            late += follower.CountMissed(acknowledged);
+            SleepMicroseconds(RandomBelow(200));
+        }
+        WaitForStop(deeds, kWriters + 1);
+        if (isCached) {
+            SleepMicroseconds(kCacheMilliseconds * 1000);
+        }
+        for (int poll = 0; poll < 3 && follower.Poll(); ++poll) {
+        }
+        follower.Compare(deeds, row);
+        row.Try(!follower.Poll(), "reported twice in a quiet store");
+        deeds.isStopping = false;
+        SleepMicroseconds(200);
+    }
+    // Late is not lost: another mount caches, and a coarse clock lets the folder's time waver while
+    // writers are at work.
+    row.Note(std::to_string(deeds.saves) + " saves, " + std::to_string(follower.polls) +
+             " reports, " + std::to_string(late) + " late");
+}
+
+} // namespace
+
+bool TryChanges(const CTrialOptions& options)
+{
+    CRow row("changes: every one reported, once" +
+             std::string(options.withJitter ? " (jitter)" : ""));
+    CWatch watch;
+    CSystemCalls::Replace(&watch);
+    const std::string book = options.folder + "/Contacts";
+    const CShared<CDeeds> deeds;
+    CPABPlugin plugin(book);
+    for (std::uint32_t number = 1; number <= kContacts; ++number) {
+        const ContactPtr contact(plugin.CreateContact(nullptr));
+        if (contact == nullptr || !SaveAndTell(*contact, *deeds.Get())) {
+            row.Try(false, "no contact to begin with");
+            break;
+        }
+    }
+    watch.isOn = options.withJitter;
+    std::vector<pid_t> workers;
+    for (int writer = 0; writer < kWriters; ++writer) {
+        workers.push_back(StartWorker([&] { return Write(book, *deeds.Get()); }));
+    }
+    workers.push_back(StartWorker([&] { return CreateAndDelete(book, *deeds.Get()); }));
+    const std::string& seen = options.second.empty() ? options.folder : options.second;
+    CFollower follower(seen + "/Contacts", watch);
+    Follow(options, *deeds.Get(), follower, row);
+    deeds->isOver = true;
+    for (const pid_t worker : workers) {
+        row.Try(HasSucceeded(worker), "a writer died");
+    }
+    row.Try(deeds->failed == 0, "a save failed");
+    CSystemCalls::Replace(nullptr);
+    return row.Print();
+}
