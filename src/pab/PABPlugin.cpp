@@ -38,9 +38,13 @@ constexpr std::uint32_t kPathRoom = 261;
 constexpr std::uint64_t kSettlingUnits = kFileTimeUnitsPerSecond;
 constexpr std::uint64_t kAheadUnits = 10 * kFileTimeUnitsPerSecond;
 
+// Whoever is left out here must come up in the next report, so its last write has to be later than
+// this one's version, or still to come: a creation that lies ahead of the clock is noted by a maker
+// who has not stamped the contact yet.
 bool IsBeingMade(const CChangeScan& scan, std::uint64_t creation, std::uint64_t lastWrite)
 {
-    return creation >= scan.version &&
+    const bool comesUpAgain = lastWrite > scan.version || creation > scan.begin;
+    return comesUpAgain && creation > scan.version &&
            std::max(creation, lastWrite) + kSettlingUnits > scan.begin &&
            lastWrite < scan.begin + kAheadUnits;
 }

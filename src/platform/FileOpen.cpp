@@ -1,4 +1,6 @@
 #include "platform/FileRewrite.h"
+#include "platform/FileStamp.h"
+#include "platform/FileTime.h"
 #include "platform/OpenFile.h"
 
 #include <chrono>
@@ -91,8 +93,16 @@ bool CreateThenLock(COpenFile& file)
 bool CreateExclusive(COpenFile& file)
 {
     bool isSupported = true;
-    return CreateLocked(file, &isSupported) || (!isSupported && CreateThenLock(file)) ||
-           FailWithErrno(file.path.c_str());
+    if (!CreateLocked(file, &isSupported) && (isSupported || !CreateThenLock(file))) {
+        return FailWithErrno(file.path.c_str());
+    }
+    // The new name has moved the folder's time to the kernel's clock, which may lag behind stamps
+    // that others have put there.
+    const CKeepLastError keep;
+    FILETIME now;
+    GetSystemTimeAsFileTime(&now);
+    MoveFolderTime(FolderOf(file.path).c_str(), now);
+    return true;
 }
 
 bool CheckRegularFile(COpenFile& file)

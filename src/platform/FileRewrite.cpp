@@ -190,17 +190,20 @@ bool RewriteOpenFile(COpenFile& file, std::string_view content)
         EmptyAfterFailure(file, redoPath.c_str());
         return false;
     }
+    // The kernel stamps the folder as the redo file goes, with a clock that may lag behind stamps
+    // that others have put there. So the stamp that the folder gets comes last; the first one is
+    // for the case that this process dies in between.
     FILETIME stamp;
-    if (!StampFile(file.descriptor, folder.c_str(), &stamp) ||
-        (file.isCreationOpen && !NoteCreation(file.descriptor, stamp))) {
+    if (!StampFile(file.descriptor, folder.c_str(), &stamp)) {
         const CKeepLastError keep;
         RemoveRedo(redoPath.c_str());
         return false;
     }
-    file.isCreationOpen = false;
-    if (!RemoveRedo(redoPath.c_str())) {
+    if (!RemoveRedo(redoPath.c_str()) || !StampFile(file.descriptor, folder.c_str(), &stamp) ||
+        (file.isCreationOpen && !NoteCreation(file.descriptor, stamp))) {
         return false;
     }
+    file.isCreationOpen = false;
     WaitForStamp(stamp);
     return true;
 }
@@ -231,9 +234,11 @@ bool RepairOpenFile(COpenFile& file)
     if (!found) {
         return true;
     }
-    if (file.size > 0 && CheckRedo(&content) &&
-        !(Overwrite(file, content) && StampAndMoveFolder(file))) {
-        return false;
+    if (file.size == 0 || !CheckRedo(&content)) {
+        return RemoveRedo(redoPath.c_str());
     }
-    return RemoveRedo(redoPath.c_str());
+    FILETIME stamp;
+    return Overwrite(file, content) &&
+           StampFile(file.descriptor, FolderOf(file.path).c_str(), &stamp) &&
+           RemoveRedo(redoPath.c_str()) && StampAndMoveFolder(file);
 }
