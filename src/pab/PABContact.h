@@ -132,6 +132,8 @@ private:
     DirectoryUtils::CContentLine& FindOrAddLine(const char* name);
     VCardUtils::CNameContentLine* GetName() const;
     VCardUtils::CNameContentLine& GetOrAddName();
+    bool SetComponent(bool (VCardUtils::CNameContentLine::*set)(std::u16string),
+                      const std::u16string& value);
     bool SetLineProperty(const char* vcardType, const std::u16string& value);
     static const char* ToTextVCardType(const CContactProperty& property);
     static std::string GenerateRevValue();

@@ -160,14 +160,7 @@ try {
         return SetLineProperty(vcardType, value);
     }
     const ComponentRow* component = FindComponent(property);
-    if (component == nullptr || !CanBeCarried(value, kRefusedInComponent)) {
-        return false;
-    }
-    if (!(GetOrAddName().*component->set)(std::move(value))) {
-        return false;
-    }
-    TakeNames();
-    return true;
+    return component != nullptr && SetComponent(component->set, value);
 } catch (const std::bad_alloc&) {
     return FailForMemory();
 }
@@ -189,11 +182,7 @@ bool CPABContact::SetFirstName(const std::u16string& name)
 try {
     const CFunctionDebugging scope("CPABContact::SetFirstName");
     m_isDirty = true;
-    if (!CanBeCarried(name, kRefusedInComponent) || !GetOrAddName().SetGivenName(name)) {
-        return false;
-    }
-    TakeNames();
-    return true;
+    return SetComponent(&CNameContentLine::SetGivenName, name);
 } catch (const std::bad_alloc&) {
     return FailForMemory();
 }
@@ -202,11 +191,17 @@ bool CPABContact::SetLastName(const std::u16string& name)
 try {
     const CFunctionDebugging scope("CPABContact::SetLastName");
     m_isDirty = true;
-    if (!CanBeCarried(name, kRefusedInComponent) || !GetOrAddName().SetFamilyName(name)) {
+    return SetComponent(&CNameContentLine::SetFamilyName, name);
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CPABContact::SetComponent(bool (CNameContentLine::*set)(std::u16string),
+                               const std::u16string& value)
+{
+    if (!CanBeCarried(value, kRefusedInComponent) || !(GetOrAddName().*set)(value)) {
         return false;
     }
     TakeNames();
     return true;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }

@@ -50,22 +50,6 @@ TEST(ContactIdTest, TextFormSplitsAtTheFirstHyphen)
     EXPECT_EQ(CContactId(static_cast<const char*>(nullptr)), CContactId());
 }
 
-TEST(ContactIdTest, NumberSurvivesTheTripThroughTheText)
-{
-    static const struct
-    {
-        std::uint32_t number;
-        const char* text;
-    } kCases[] = {{0, "A-0"}, {0x7FFFFFFF, "A-2147483647"}, {0x80000000, "A--2147483648"}};
-    for (const auto& c : kCases) {
-        const CContactId id("A", c.number);
-        EXPECT_EQ(id.ToString(), c.text);
-        EXPECT_EQ(CContactId(c.text).ToNumber(), c.number);
-        EXPECT_TRUE(id.IsNumeric() && id.ToNumber() == c.number);
-    }
-    EXPECT_EQ(CContactId(nullptr, 5), CContactId("-5"));
-}
-
 TEST(ContactIdTest, ComparesTextsAndNamespacesWithCase)
 {
     EXPECT_FALSE(CContactId("A-05") == CContactId("A-5"));

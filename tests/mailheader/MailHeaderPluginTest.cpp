@@ -90,14 +90,4 @@ TEST_F(CMailHeaderPluginTest, TheVersionIsTheFoldersOwn)
     EXPECT_FALSE(walk->MoveNext());
 }
 
-TEST_F(CMailHeaderPluginTest, AClosedMailboxIsAFailureOfStart)
-{
-    CMailbox closed;
-    CMailHeaderPlugin ofNobody(closed);
-    const std::unique_ptr<CContactPlg::CContactEnumerator> walk(ofNobody.GetEnumerator());
-    EXPECT_FALSE(walk->Start(nullptr, nullptr));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
-    EXPECT_FALSE(walk->IsStarted());
-}
-
 } // namespace

@@ -417,37 +417,6 @@ TEST(PABContactTest, SavingAnUnchangedContactTouchesNothing)
     EXPECT_EQ(calls.Calls(), 0);
 }
 
-TEST(PABContactTest, AFailedCallLeavesADefinedFileAndTheRecordWhole)
-{
-    for (const int error : {EIO, ENOSPC, EDQUOT, EMFILE}) {
-        for (int call = 1, isDone = 0; isDone == 0; ++call) {
-            const CTempFolder folder;
-            const std::string before = Card("FN:Ann\r\n");
-            folder.Write(kFirstFile, before);
-            CPABContact contact;
-            ASSERT_TRUE(contact.Open(folder.Path().c_str(), 1));
-            ASSERT_TRUE(contact.SetProperty("FullName", u"Bob"));
-            CFaultySystemCalls calls;
-            calls.FailAt(call, error);
-            const bool isSaved = contact.Save();
-            isDone = calls.WasHit() ? 0 : 1;
-            SCOPED_TRACE(testing::Message() << "errno " << error << " at " << calls.LastHit());
-            const std::string content = folder.Read(kFirstFile);
-            const bool isNew = content.find("FN:Bob\r\n") != std::string::npos;
-            if (isSaved) {
-                EXPECT_TRUE(isNew);
-            } else {
-                EXPECT_EQ(GetLastError(), ErrorFromErrno(error));
-                EXPECT_TRUE(content == before || content.empty() || isNew) << content;
-            }
-            calls.FailAt(0, 0);
-            EXPECT_TRUE(contact.Save());
-            EXPECT_NE(folder.Read(kFirstFile).find("FN:Bob\r\n"), std::string::npos);
-            EXPECT_EQ(calls.OpenFiles(), 0u);
-        }
-    }
-}
-
 TEST(PABContactTest, ScopesTellPropertyAndValue)
 {
     const CTempFolder folder;

@@ -46,11 +46,4 @@ TEST(DependancyTest, LibraryIsStartedAndEndedOnce)
     EXPECT_EQ(library.calls, "ieitt");
 }
 
-TEST(DependancyTest, LibraryWantsAnOpenServer)
-{
-    CMailServer closed;
-    EXPECT_FALSE(CSatchelDependancy("mail").Init(closed));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
-}
-
 } // namespace

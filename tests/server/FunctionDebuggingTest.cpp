@@ -119,19 +119,6 @@ TEST_F(FunctionDebuggingTest, MailNameCountsUntilItsEnd)
     EXPECT_EQ(CapturedBits("Save"), 0);
 }
 
-TEST_F(FunctionDebuggingTest, ScopeKeepsTheBitsOfItsEntry)
-{
-    {
-        const CFunctionDebugging early("Early");
-        ASSERT_TRUE(CFunctionDebugging::SetEventCaptureRules("*:*:*:*:1"));
-        const CFunctionDebugging late("Late");
-        late.Parameters(1, "name", "value");
-        ASSERT_TRUE(CFunctionDebugging::TurnOff());
-        const CFunctionDebugging off("Off");
-    }
-    EXPECT_EQ(m_lines, (Lines{"> Late", "< Late"}));
-}
-
 TEST_F(FunctionDebuggingTest, LongValuesAreCutAtACharacterUnlessAskedFor)
 {
     const std::string value =
@@ -185,14 +172,6 @@ TEST_F(FunctionDebuggingTest, RulesChangeWhileOtherThreadsTrace)
         exits += line == "< CPABContact::Save" ? 1u : 0u;
     }
     EXPECT_EQ(entries, exits);
-}
-
-TEST(FunctionDebuggingNamesTest, LiteralSplitsAtItsLastDoubleColon)
-{
-    const CFunctionDebugging scope("A::B::Save");
-    EXPECT_EQ(scope.GetNamespace(), "A::B");
-    EXPECT_EQ(scope.GetFunctionName(), "Save");
-    EXPECT_EQ(CFunctionDebugging("Save").GetNamespace(), "");
 }
 
 } // namespace

@@ -86,22 +86,6 @@ TEST(MailMessageTest, HeaderIsReadInPiecesUpToItsCap)
     }
 }
 
-TEST(MailMessageTest, LargeMessageCostsNoMoreThanASmallOne)
-{
-    const CTestMailStore store;
-    for (const auto& [id, size] : {std::pair{"1", 5'000}, std::pair{"2", 50'000'000}}) {
-        const std::string name = std::string("cur/") + id;
-        store.Deliver(name, "From: a@example.org\n\n");
-        std::filesystem::resize_file(store / name, static_cast<std::uintmax_t>(size));
-        CMailFolder folder = store.OpenFolder();
-        CFaultySystemCalls calls;
-        const CMailMessage message = Open(store, id);
-        const int before = calls.Calls();
-        EXPECT_EQ(Header(message, "From"), "a@example.org");
-        EXPECT_EQ(calls.Calls() - before, 1);
-    }
-}
-
 TEST(MailMessageTest, ValuesLastAsLongAsTheMessageIsOpen)
 {
     const CTestMailStore store;

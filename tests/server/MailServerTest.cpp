@@ -67,17 +67,6 @@ TEST(MailServerTest, LocationSaysWhereMailboxesAre)
     EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
 }
 
-TEST(MailServerTest, HandleLivesAsLongAsAMailboxOnIt)
-{
-    CTestMailStore store;
-    CMailbox mailbox = store.OpenAlice();
-    store.server.Close();
-    CMailServer wrapped;
-    wrapped.Wrap(GetMailboxServerHandle(mailbox));
-    EXPECT_TRUE(mailbox.Open(wrapped, "alice", "example.org"));
-    EXPECT_EQ(GetMailboxServerHandle(mailbox), static_cast<_tMailServer*>(wrapped));
-}
-
 TEST(MailServerTest, RegisteredDefaultAnswersWhereNoFileDoes)
 {
     static const MailServerPropertyRecord kRecords[] = {

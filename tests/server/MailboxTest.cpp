@@ -65,23 +65,6 @@ TEST(MailboxTest, NameThatIsNoPlainComponentTouchesNoFile)
     EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
 }
 
-TEST(MailboxTest, FailedOpenClosesTheMailbox)
-{
-    const CTestMailStore store;
-    std::filesystem::create_directories(store.folder / "example.org/nobody/new");
-    CMailbox mailbox = store.OpenAlice();
-    EXPECT_STREQ(mailbox.GetName(), "alice");
-    for (const char* name : {"nobody", "missing"}) {
-        EXPECT_FALSE(mailbox.Open(store.server, name, "example.org"));
-        EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
-        EXPECT_EQ(static_cast<_tMailbox*>(mailbox), nullptr);
-    }
-    EXPECT_EQ(Read<bool>(mailbox, "Title"), "!6");
-    EXPECT_FALSE(mailbox.Open(nullptr, "alice", "example.org"));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
-    EXPECT_TRUE(mailbox.Open(store.server, "alice", "example.org"));
-}
-
 TEST(MailboxTest, PropertyComesFromTheNearestFileThatHoldsIt)
 {
     static const struct

@@ -116,16 +116,6 @@ TEST_F(CTrellisV7ContactTest, TheMarkerHeaderTellsGroups)
     EXPECT_EQ(Read("Reply-To: Group\n\nno key\n"), nullptr);
 }
 
-TEST_F(CTrellisV7ContactTest, ReadsAnyEncodingOfTheBodyAndNoPartsBelowIt)
-{
-    const auto contact = Read("Content-Type: text/plain; charset=iso-8859-1\n"
-                              "Content-Transfer-Encoding: base64\n\nTkFNRTpK9nJnCg==\n");
-    ASSERT_NE(contact, nullptr);
-    EXPECT_EQ(Summary(*contact), u"Jörg||Jörg");
-    EXPECT_EQ(Read("Content-Type: multipart/mixed; boundary=b\n\n--b\n\nNICK:a\n--b--\n"), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_DATA);
-}
-
 TEST_F(CTrellisV7ContactTest, RefusesWhatTheMessageDoesNotHold)
 {
     const auto contact = Read("Subject: x\n\nNAME:Ann\n");

@@ -103,21 +103,4 @@ TEST(UserStoreContactTest, AMailboxThatAppearsIsReadByTheNextOperation)
     EXPECT_EQ(AddressesOf(contact), u"96||||Bern|||; ");
 }
 
-TEST(UserStoreContactTest, ChangesStayInMemory)
-{
-    CTestMailStore store;
-    CUserStoreContact contact(store.server, AddressOf("nobody@example.org"));
-    SetLastError(4711);
-    EXPECT_FALSE(contact.SetFirstName(u"x") || contact.SetLastName(u"x"));
-    EXPECT_EQ(GetLastError(), 4711u);
-
-    EXPECT_TRUE(contact.SetEmails(CContactEmailList()));
-    EXPECT_FALSE(contact.Save());
-    EXPECT_EQ(GetLastError(), ERROR_NOT_SUPPORTED);
-    EXPECT_EQ(contact.GetId(), ContactMgr::CContactId());
-    std::u16string text;
-    EXPECT_FALSE(contact.GetProperty("City", &text)) << "no address names a mailbox";
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_DATA);
-}
-
 } // namespace
