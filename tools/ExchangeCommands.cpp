@@ -3,7 +3,6 @@
 #include "CardReader.h"
 #include "Session.h"
 #include "platform/FileApi.h"
-#include "server/MailOwner.h"
 
 #include <CLI/CLI.hpp>
 
@@ -202,18 +201,12 @@ private:
 
     bool Flush()
     {
-        std::string path(kLongestPath, '\0');
-        auto size = static_cast<std::uint32_t>(path.size());
-        CMailboxMailOwner owner;
+        std::string path;
         return Try([&] {
-                   return owner.Open(m_session.Mailbox()) &&
-                          owner.GetMessageStoreLocation(path.data(), &size) &&
-                          FlushFileSystem(path.c_str()) != 0;
+                   return m_session.ContactsLocation(&path) && FlushFileSystem(path.c_str()) != 0;
                }) ||
                m_session.Report().Failure("flush the contacts of " + m_session.MailboxName());
     }
-
-    static constexpr std::size_t kLongestPath = 4096;
 
     CSession& m_session;
     std::unique_ptr<CContact> m_contact;

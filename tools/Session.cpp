@@ -1,6 +1,8 @@
 #include "Session.h"
 
+#include "platform/FileApi.h"
 #include "platform/LastError.h"
+#include "server/MailOwner.h"
 #include "server/MailStoreAdmin.h"
 
 #include <string_view>
@@ -8,6 +10,7 @@
 namespace
 {
 
+constexpr std::size_t kLongestPath = 4096;
 constexpr std::string_view kOlderWebClient = "TRELLISV7";
 constexpr std::string_view kMailboxDirectory = "UserStore";
 
@@ -39,8 +42,33 @@ bool CSession::OpenAddressBook(EAccess access)
     if (!CheckProperties() && access == EAccess::Write) {
         return false;
     }
+    if (access == EAccess::Write) {
+        CheckFileSystem();
+    }
     m_manager.emplace(m_mailbox);
     return true;
+}
+
+bool CSession::ContactsLocation(std::string* path)
+{
+    CMailboxMailOwner owner;
+    path->assign(kLongestPath, '\0');
+    auto size = static_cast<std::uint32_t>(path->size());
+    if (!owner.Open(m_mailbox) || !owner.GetMessageStoreLocation(path->data(), &size)) {
+        return false;
+    }
+    path->resize(size);
+    return true;
+}
+
+void CSession::CheckFileSystem()
+{
+    std::string path;
+    if (ContactsLocation(&path) && !KeepsFineFileTimes(path.c_str())) {
+        m_report.Note("mailbox " + m_options.mailbox,
+                      "its file system keeps times in whole seconds, which is not supported: "
+                      "changes may go unreported");
+    }
 }
 
 bool CSession::CheckProperties()

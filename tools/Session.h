@@ -34,7 +34,8 @@ public:
     bool OpenStore();
 
     // The mailbox with its address book. A damaged property file is reported; one who only reads
-    // goes on with what the library makes of it, one who writes does not.
+    // goes on with what the library makes of it, one who writes does not. One who writes is told of
+    // a file system that the address book does not support.
     enum class EAccess
     {
         Read,
@@ -48,6 +49,8 @@ public:
     // After OpenAddressBook.
     CContactMgr& Manager() { return *m_manager; }
     CMailbox& Mailbox() { return m_mailbox; }
+    // The folder of the mailbox, below which the address book lies. False as the mailbox leaves it.
+    bool ContactsLocation(std::string* path);
     const std::string& MailboxName() const { return m_options.mailbox; }
 
     // Null where it fails, which is reported as WHAT ID.
@@ -65,6 +68,7 @@ public:
 
 private:
     bool CheckProperties();
+    void CheckFileSystem();
     bool IsForeign(const ContactMgr::CContactId& id) const;
 
     const COptions& m_options;

@@ -10,8 +10,8 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <thread>
+#include <vector>
 
 namespace
 {
@@ -25,8 +25,10 @@ constexpr std::uint32_t kRenamesPerSearch = 1024;
 constexpr std::uint32_t kRenamesPerHint = 16;
 constexpr int kSearches = 1000;
 
-// A listing may miss an entry that is being renamed, on file systems that list in pieces.
+// A listing may miss an entry that is being renamed, on file systems that list in pieces. Beside
+// contacts a missing counter is unlikely enough to take some time over it.
 constexpr int kListingsUntilMissing = 10;
+constexpr std::chrono::milliseconds kPauseBetweenListings{2};
 
 constexpr std::chrono::microseconds kPauseForStarter{200};
 
@@ -58,30 +60,25 @@ enum class Search
     Failed
 };
 
-// Walks what matches a suffix; the function sees every file's name.
+// Shows every file that ends in the suffix. The names alone count: a counter that is renamed while
+// it is looked at is there all the same.
 template <class Function>
 Search ForEachFile(const std::string& folder, const char* suffix, Function function)
 {
-    WIN32_FIND_DATA entry;
-    const std::string pattern = folder + "/*" + suffix;
-    const CFindHandle search(FindFirstFileA(pattern.c_str(), &entry));
-    if (!search.IsOpen()) {
+    std::vector<std::string> names;
+    if (ListFiles(folder.c_str(), &names, suffix) == 0) {
         return IsMissingFile(GetLastError()) ? Search::Nothing : Search::Failed;
     }
-    do {
-        if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
-            function(entry.cFileName);
-        }
-    } while (FindNextFileA(search.Get(), &entry) != 0);
-    return GetLastError() == ERROR_NO_MORE_FILES ? Search::Found : Search::Failed;
+    std::for_each(names.begin(), names.end(), function);
+    return Search::Found;
 }
 
 // The highest counter. A file whose name is not written like a counter's is not the store's.
 Search FindCounter(const std::string& folder, std::uint32_t* number)
 {
     bool isThere = false;
-    const Search result = ForEachFile(folder, ".nxt", [&](const char* name) {
-        const auto counter = static_cast<std::uint32_t>(std::strtoul(name, nullptr, 16));
+    const Search result = ForEachFile(folder, ".nxt", [&](const std::string& name) {
+        const auto counter = static_cast<std::uint32_t>(std::strtoul(name.c_str(), nullptr, 16));
         if (CounterName(counter) == name) {
             *number = isThere ? std::max(*number, counter) : counter;
             isThere = true;
@@ -94,7 +91,7 @@ Search FindCounter(const std::string& folder, std::uint32_t* number)
 Search FindHighestContact(const std::string& folder, std::uint32_t* number)
 {
     *number = 0;
-    return ForEachFile(folder, ".vcf", [&](const char* name) {
+    return ForEachFile(folder, ".vcf", [&](const std::string& name) {
         const ContactMgr::CContactId id = CPABContact::FileNameToContactId(name);
         if (CPABContact::ContactIdToFileName(id) == name && id.ToNumber() < kNumberLimit) {
             *number = std::max(*number, id.ToNumber());
@@ -145,14 +142,20 @@ bool StartCounter(const std::string& folder, std::uint32_t* claimed)
     }
     std::uint32_t counter = 0;
     Search search = Search::Nothing;
+    std::uint32_t highestContact = 0;
     for (int listing = 0; search == Search::Nothing && listing < kListingsUntilMissing; ++listing) {
+        if (FindHighestContact(folder, &highestContact) == Search::Failed) {
+            return false;
+        }
+        if (highestContact != 0) {
+            std::this_thread::sleep_for(kPauseBetweenListings);
+        }
         search = FindCounter(folder, &counter);
     }
     if (search == Search::Found) {
         return ClaimFrom(folder, counter, kRenamesPerSearch, claimed);
     }
-    std::uint32_t highestContact = 0;
-    if (search == Search::Failed || FindHighestContact(folder, &highestContact) == Search::Failed) {
+    if (search == Search::Failed) {
         return false;
     }
     const std::uint32_t number = highestContact + 1;

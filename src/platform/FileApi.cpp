@@ -2,6 +2,7 @@
 
 #include "platform/FileRewrite.h"
 #include "platform/FileStamp.h"
+#include "platform/FileTime.h"
 #include "platform/OpenFile.h"
 
 #include <algorithm>
@@ -13,6 +14,8 @@ namespace
 {
 
 std::atomic<bool> g_isFlushing{false};
+
+constexpr std::uint32_t kNanosecondsOfProbe = 123'456'700;
 
 bool StatOpenFile(const COpenFile& file, struct statx* status)
 {
@@ -52,6 +55,19 @@ try {
            FailWithErrno();
 } catch (const std::bad_alloc&) {
     return FailForMemory();
+}
+
+bool KeepsFineFileTimes(const char* folder)
+{
+    const CKeepLastError keep;
+    CSystemCalls& calls = CSystemCalls::Current();
+    const CDescriptor file(
+        RetryInterrupted([&] { return calls.Open(folder, O_TMPFILE | O_RDWR | O_CLOEXEC, 0600); }));
+    const FILETIME fraction = FileTimeFromUnix(0, kNanosecondsOfProbe);
+    struct statx status = {};
+    return !file.IsOpen() || !SetLastWriteTime(file.Get(), fraction) ||
+           calls.Stat(file.Get(), "", AT_EMPTY_PATH, &status) != 0 ||
+           FileTimeOf(status.stx_mtime) == fraction;
 }
 
 int ReadFile(HANDLE handle, void* buffer, std::uint32_t size, std::uint32_t* count,

@@ -120,8 +120,9 @@ FILETIME GetEntryCreationTime(HANDLE search, const WIN32_FIND_DATA& data);
 // The names in a folder, in no order, without "." and ".."; times and sizes are not read.
 int ListFolder(const char* path, std::vector<std::string>* names);
 
-// The same without the folders in it.
-int ListFiles(const char* path, std::vector<std::string>* names);
+// The same without the folders in it, and only what ends in the suffix, without regard to ASCII
+// case. A file that has been renamed since is still told by the name that it had.
+int ListFiles(const char* path, std::vector<std::string>* names, std::string_view suffix = {});
 
 // Renames without replacing: 183 if the target exists, 2 if the source is gone. Of two callers who
 // rename one source exactly one succeeds.
@@ -139,6 +140,10 @@ int CreateDirectoryA(const char* path, const void* securityAttributes);
 // count as done, which protects them from a power cut. Off at start. Set it before other threads
 // use the library.
 void SetFlushing(bool on) noexcept;
+
+// Whether file times in a folder keep fractions of a second, as followers of changes need. Tried on
+// a file without a name, which leaves nothing behind; true where such a file cannot be made.
+bool KeepsFineFileTimes(const char* folder);
 
 // Writes everything that stands unflushed on the file system of the path to its disk.
 int FlushFileSystem(const char* path);

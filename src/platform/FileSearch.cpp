@@ -127,7 +127,8 @@ bool IsFolderEntry(int folder, const char* name, unsigned char type)
            S_ISDIR(status.stx_mode);
 }
 
-bool ListEntries(const char* path, std::vector<std::string>* names, bool withFolders)
+bool ListEntries(const char* path, std::vector<std::string>* names, bool withFolders,
+                 std::string_view suffix)
 {
     const CDescriptor folder(OpenFolder(path));
     if (!folder.IsOpen()) {
@@ -135,7 +136,8 @@ bool ListEntries(const char* path, std::vector<std::string>* names, bool withFol
     }
     std::vector<std::string> found;
     const auto collect = [&](const char* name, unsigned char type) {
-        if (withFolders || !IsFolderEntry(folder.Get(), name, type)) {
+        if (EndsWithIgnoringCase(name, suffix) &&
+            (withFolders || !IsFolderEntry(folder.Get(), name, type))) {
             found.emplace_back(name);
         }
     };
@@ -246,14 +248,14 @@ try {
 
 int ListFolder(const char* path, std::vector<std::string>* names)
 try {
-    return ListEntries(path, names, true);
+    return ListEntries(path, names, true, {});
 } catch (const std::bad_alloc&) {
     return FailForMemory();
 }
 
-int ListFiles(const char* path, std::vector<std::string>* names)
+int ListFiles(const char* path, std::vector<std::string>* names, std::string_view suffix)
 try {
-    return ListEntries(path, names, false);
+    return ListEntries(path, names, false, suffix);
 } catch (const std::bad_alloc&) {
     return FailForMemory();
 }

@@ -235,3 +235,27 @@ TEST(FileApiTest, EveryStampIsLaterThanTheFoldersTimeThatWasSeenBeforeIt)
         ASSERT_GE(LastWriteOf(folder.Path()), FileTimeToCount(written));
     }
 }
+
+TEST(FileApiTest, AFileSystemOfWholeSecondsIsToldAndStampsAreNeverBehind)
+{
+    struct : CSystemCalls
+    {
+        int SetTimes(int file, const struct timespec times[2]) override
+        {
+            const struct timespec cut[2] = {{times[0].tv_sec, 0}, {times[1].tv_sec, 0}};
+            return CSystemCalls::SetTimes(file, cut);
+        }
+    } coarse;
+    const CTempFolder folder;
+    const CFileHandle file(OpenExclusive(folder / "file", CREATE_NEW));
+    EXPECT_TRUE(KeepsFineFileTimes(folder.Path().c_str()));
+    CSystemCalls::Replace(&coarse);
+    EXPECT_FALSE(KeepsFineFileTimes(folder.Path().c_str()));
+    const std::uint64_t version = LastWriteOf(folder.Path());
+    FILETIME written;
+    EXPECT_EQ(RewriteFile(file.Get(), "text"), 1);
+    EXPECT_EQ(GetFileTime(file.Get(), nullptr, nullptr, &written), 1);
+    EXPECT_GT(FileTimeToCount(written), version);
+    CSystemCalls::Replace(nullptr);
+    EXPECT_TRUE(KeepsFineFileTimes("none"));
+}

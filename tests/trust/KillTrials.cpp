@@ -168,10 +168,11 @@ private:
         }
     }
 
-    // The seed of the contact as a fresh object reads it; 0 where it does not open.
+    // The seed of the contact as a fresh object reads it; 0 where it does not open. A network file
+    // system gives up a dead process's lock a little later.
     std::uint32_t Seed()
     {
-        const ContactPtr contact = Open(m_plugin, m_number);
+        const ContactPtr contact = OpenPatiently(m_plugin, m_number);
         const auto seed = contact == nullptr ? 0 : SeedOf(*contact);
         return seed.value_or(~0u);
     }
@@ -330,7 +331,7 @@ bool TryRandomKills(const CTrialOptions& options)
             }
             SleepMicroseconds(RandomBelow(size > 100'000 ? 6000 : 1500));
             Kill(saver);
-            const ContactPtr contact = Open(plugin, number);
+            const ContactPtr contact = OpenPatiently(plugin, number);
             const auto seed = contact == nullptr ? std::nullopt : SeedOf(*contact);
             const bool isWhole = seed == acknowledged->seed || seed == acknowledged->seed + 1;
             row.Try(isWhole && acknowledged->seed > first && before == IdentityOf(path) &&

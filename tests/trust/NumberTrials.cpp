@@ -9,7 +9,7 @@ namespace
 
 constexpr int kWorkers = 8;
 constexpr std::uint32_t kMostNumbers = 100'000;
-constexpr int kCreationsPerKill = 133;
+constexpr int kCreationsPerKill = 80;
 constexpr int kStartRounds = 20;
 
 struct CClaims
