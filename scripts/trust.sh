@@ -3,7 +3,8 @@
 # one table. Wants root, for the mounts; takes down all that it set up, however it ends.
 #
 # Usage: trust.sh [--quick] [--effort PERCENT] [--only "FILESYSTEM..."] PROGRAM
-#        PROGRAM is contactmgr_trust; 100 percent are some 15 minutes on 2 cores, --quick is 15.
+#        PROGRAM is contactmgr_trust. 100 percent take some hours on 2 cores, most of them for the
+#        hunt for lost changes; --quick is 15 percent.
 set -uo pipefail
 
 effort=100

@@ -12,7 +12,7 @@
 namespace
 {
 
-constexpr unsigned kLongestSeconds = 1500;
+constexpr unsigned kLongestSeconds = 3 * 3600;
 
 const struct
 {
