@@ -1,6 +1,7 @@
 #include "platform/FileApi.h"
 
 #include "platform/FileHandle.h"
+#include "platform/SystemCalls.h"
 #include "support/ChildProcess.h"
 #include "support/TempFolder.h"
 
