@@ -133,7 +133,7 @@ bool ClaimFrom(const std::string& folder, std::uint32_t next, std::uint32_t rena
 
 // Makes the counter of a folder that has none. That there is none is found out under the folder's
 // lock: a caller who was late in finding it out would make a second one. False leaves last error 33
-// where another caller is at it.
+// where another caller is at it, 2 where one is there after all.
 bool StartCounter(const std::string& folder, std::uint32_t* claimed)
 {
     CFolderLock lock;
@@ -141,8 +141,8 @@ bool StartCounter(const std::string& folder, std::uint32_t* claimed)
         return false;
     }
     std::uint32_t counter = 0;
-    Search search = Search::Nothing;
     std::uint32_t highestContact = 0;
+    Search search = Search::Nothing;
     for (int listing = 0; search == Search::Nothing && listing < kListingsUntilMissing; ++listing) {
         if (FindHighestContact(folder, &highestContact) == Search::Failed) {
             return false;
@@ -153,9 +153,9 @@ bool StartCounter(const std::string& folder, std::uint32_t* claimed)
         search = FindCounter(folder, &counter);
     }
     if (search == Search::Found) {
-        return ClaimFrom(folder, counter, kRenamesPerSearch, claimed);
+        SetLastError(ERROR_FILE_NOT_FOUND);
     }
-    if (search == Search::Failed) {
+    if (search != Search::Nothing) {
         return false;
     }
     const std::uint32_t number = highestContact + 1;
@@ -164,6 +164,13 @@ bool StartCounter(const std::string& folder, std::uint32_t* claimed)
         return false;
     }
     if (!CreateCounter(folder, number + 1)) {
+        return false;
+    }
+    // Where other servers do not see the lock, one of them may have made a counter as well and
+    // moved it on. Then this one goes; unless somebody has claimed from it by now, and it counts.
+    if (FindCounter(folder, &counter) == Search::Found && counter > number + 1 &&
+        DeleteFileA(CounterPath(folder, number + 1).c_str()) != 0) {
+        SetLastError(ERROR_ALREADY_EXISTS);
         return false;
     }
     *claimed = number;
@@ -186,7 +193,7 @@ bool SearchAndClaim(const std::string& folder, std::uint32_t* claimed)
 
 bool IsWorthAnotherTry()
 {
-    if (GetLastError() == ERROR_LOCK_VIOLATION) {
+    if (GetLastError() == ERROR_LOCK_VIOLATION || GetLastError() == ERROR_SHARING_VIOLATION) {
         std::this_thread::sleep_for(kPauseForStarter);
         return true;
     }

@@ -125,7 +125,8 @@ int ListFolder(const char* path, std::vector<std::string>* names);
 int ListFiles(const char* path, std::vector<std::string>* names, std::string_view suffix = {});
 
 // Renames without replacing: 183 if the target exists, 2 if the source is gone. Of two callers who
-// rename one source exactly one succeeds.
+// rename one source exactly one succeeds; where the file system does not see to that, a lock on the
+// file does, and 32 says that somebody else held it for long.
 int MoveFileA(const char* from, const char* to);
 
 // Renames and replaces an existing target in one step.

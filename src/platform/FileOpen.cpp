@@ -18,7 +18,7 @@ namespace
 constexpr mode_t kFileMode = 0660;
 constexpr mode_t kFolderMode = 0770;
 
-constexpr int kNewFileLockAttempts = 100;
+constexpr int kLockAttempts = 100;
 
 int AccessFlags(std::uint32_t access)
 {
@@ -36,6 +36,22 @@ bool LockNow(int file)
 {
     return RetryInterrupted(
                [&] { return CSystemCalls::Current().Lock(file, LOCK_EX | LOCK_NB); }) == 0;
+}
+
+// False with errno set: EWOULDBLOCK where somebody else holds the file for long.
+bool LockPatiently(int file)
+{
+    for (int attempt = 0; attempt < kLockAttempts; ++attempt) {
+        if (LockNow(file)) {
+            return true;
+        }
+        if (errno != EWOULDBLOCK) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::microseconds(100 * (attempt + 1)));
+    }
+    errno = EWOULDBLOCK;
+    return false;
 }
 
 bool OpenPath(COpenFile& file, int flags)
@@ -77,17 +93,7 @@ bool CreateThenLock(COpenFile& file)
     if (!OpenPath(file, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW)) {
         return false;
     }
-    for (int attempt = 0; attempt < kNewFileLockAttempts; ++attempt) {
-        if (LockNow(file.descriptor)) {
-            return true;
-        }
-        if (errno != EWOULDBLOCK) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::microseconds(100 * (attempt + 1)));
-    }
-    errno = EWOULDBLOCK;
-    return false;
+    return LockPatiently(file.descriptor);
 }
 
 bool CreateExclusive(COpenFile& file)
@@ -162,6 +168,39 @@ bool OpenByMode(COpenFile& file, std::uint32_t access, std::uint32_t disposition
                                      : OpenExclusive(file, access, disposition);
 }
 
+int LookAt(const char* path, struct statx* status)
+{
+    return RetryInterrupted([&] {
+        return CSystemCalls::Current().Stat(AT_FDCWD, path,
+                                            AT_SYMLINK_NOFOLLOW | AT_STATX_FORCE_SYNC, status);
+    });
+}
+
+// Some network and FUSE file systems rename only with replacing, and tell two callers who rename
+// one file at the same moment that both have done it. There the file's own lock keeps them apart.
+bool MoveUnderLock(const char* from, const char* to)
+{
+    CSystemCalls& calls = CSystemCalls::Current();
+    const CDescriptor file(RetryInterrupted(
+        [&] { return calls.Open(from, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0); }));
+    struct statx opened = {};
+    struct statx named = {};
+    if (!file.IsOpen() || !LockPatiently(file.Get()) ||
+        RetryInterrupted([&] { return calls.Stat(file.Get(), "", AT_EMPTY_PATH, &opened); }) != 0 ||
+        LookAt(from, &named) != 0) {
+        return FailWithErrno(from);
+    }
+    if (named.stx_ino != opened.stx_ino) {
+        SetLastError(ERROR_FILE_NOT_FOUND);
+        return false;
+    }
+    if (LookAt(to, &named) == 0) {
+        SetLastError(ERROR_ALREADY_EXISTS);
+        return false;
+    }
+    return errno == ENOENT ? ReplaceFileA(from, to) != 0 : FailWithErrno(to);
+}
+
 bool IsKnownDisposition(std::uint32_t disposition)
 {
     return disposition == CREATE_NEW || disposition == OPEN_EXISTING ||
@@ -214,18 +253,7 @@ try {
     if (RetryInterrupted([&] { return calls.Rename(from, to, RENAME_NOREPLACE); }) == 0) {
         return 1;
     }
-    if (errno != EINVAL && errno != ENOSYS) {
-        return FailWithErrno(from);
-    }
-    // Some network and FUSE file systems rename only with replacing.
-    struct statx status = {};
-    if (RetryInterrupted([&] {
-            return calls.Stat(AT_FDCWD, to, AT_SYMLINK_NOFOLLOW | AT_STATX_FORCE_SYNC, &status);
-        }) == 0) {
-        SetLastError(ERROR_ALREADY_EXISTS);
-        return 0;
-    }
-    return errno == ENOENT ? ReplaceFileA(from, to) : FailWithErrno(to);
+    return errno == EINVAL || errno == ENOSYS ? MoveUnderLock(from, to) : FailWithErrno(from);
 } catch (const std::bad_alloc&) {
     return FailForMemory();
 }

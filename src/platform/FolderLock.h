@@ -2,7 +2,9 @@
 
 // An advisory lock on a folder, by which readers and writers of a mail folder keep apart: any
 // number of readers hold it at once, in one thread too, or one writer alone. It wants no right to
-// write the folder. A resource; destruction releases it and leaves the last error alone.
+// write the folder. FUSE file systems, GlusterFS among them, keep it to themselves: two of their
+// mounts do not see each other's. A resource; destruction releases it and leaves the last error
+// alone.
 class CFolderLock
 {
 public:

@@ -8,7 +8,7 @@ namespace
 
 // A replicated file system may refuse a name that another server is just giving to a folder, and
 // not show that folder yet.
-constexpr int kLooks = 500;
+constexpr int kLooks = 50;
 constexpr std::chrono::milliseconds kPauseBetweenLooks{2};
 
 bool IsOrBecomesFolder(const char* path)

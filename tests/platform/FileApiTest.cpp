@@ -132,17 +132,41 @@ TEST(FileApiTest, ANewFileIsNeverLostToAPassingReader)
     EXPECT_EQ(failures, 0);
 }
 
+// A file system that renames only with replacing.
+struct CReplacingRenames : CSystemCalls
+{
+    int Rename(const char* from, const char* to, unsigned flags) override
+    {
+        errno = EINVAL;
+        return flags == 0 ? CSystemCalls::Rename(from, to, flags) : -1;
+    }
+};
+
 TEST(FileApiTest, RenamesReplaceNothing)
 {
-    const CTempFolder folder;
-    folder.Write("one", "1");
-    folder.Write("two", "2");
-    EXPECT_EQ(MoveFileA((folder / "one").c_str(), (folder / "two").c_str()), 0);
-    EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
-    EXPECT_EQ(MoveFileA((folder / "none").c_str(), (folder / "two").c_str()), 0);
-    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
-    EXPECT_EQ(MoveFileA((folder / "one").c_str(), (folder / "three").c_str()), 1);
-    EXPECT_EQ(folder.Read("two") + folder.Read("three"), "21");
+    CReplacingRenames replacing;
+    for (CSystemCalls* calls :
+         {static_cast<CSystemCalls*>(nullptr), static_cast<CSystemCalls*>(&replacing)}) {
+        SCOPED_TRACE(calls != nullptr);
+        CSystemCalls::Replace(calls);
+        const CTempFolder folder;
+        folder.Write("one", "1");
+        folder.Write("two", "2");
+        EXPECT_EQ(MoveFileA((folder / "one").c_str(), (folder / "two").c_str()), 0);
+        EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
+        EXPECT_EQ(MoveFileA((folder / "none").c_str(), (folder / "two").c_str()), 0);
+        EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+        EXPECT_EQ(MoveFileA((folder / "one").c_str(), (folder / "three").c_str()), 1);
+        EXPECT_EQ(folder.Read("two") + folder.Read("three"), "21");
+    }
+    {
+        const CTempFolder folder;
+        folder.Write("one", "1");
+        const CFileHandle other(OpenExclusive(folder / "one", OPEN_EXISTING));
+        EXPECT_EQ(MoveFileA((folder / "one").c_str(), (folder / "two").c_str()), 0);
+        EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION) << "two would have renamed it";
+    }
+    CSystemCalls::Replace(nullptr);
 }
 
 TEST(FileApiTest, SearchesMatchNamesAsThePatternSays)
