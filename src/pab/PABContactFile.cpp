@@ -4,6 +4,7 @@
 #include "directory/EmailContentLine.h"
 #include "directory/IMContentLine.h"
 #include "directory/NameContentLine.h"
+#include "directory/Refusal.h"
 #include "directory/TelephoneContentLine.h"
 #include "pab/PABContactLines.h"
 #include "pab/TextLines.h"
@@ -251,13 +252,9 @@ void CPABContact::ParseContentLine(std::string_view text)
     std::string name;
     DirectoryUtils::CParameters parameters;
     std::u16string value;
-    const std::uint32_t lastError = GetLastError();
-    SetLastError(ERROR_SUCCESS);
-    const bool isLine = CContentLine::Parse(text, &group, &name, &parameters, &value);
-    if (!isLine && GetLastError() == ERROR_NOT_ENOUGH_MEMORY) {
-        throw std::bad_alloc();
-    }
-    SetLastError(lastError);
+    bool isLine = false;
+    DirectoryUtils::BuildOrThrow(
+        [&] { return isLine = CContentLine::Parse(text, &group, &name, &parameters, &value); });
     if (!isLine) {
         return;
     }
