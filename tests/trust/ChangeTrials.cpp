@@ -2,13 +2,8 @@
 #include "platform/SystemCalls.h"
 #include "trust/Trial.h"
 
-#include <algorithm>
 #include <array>
-#include <chrono>
 #include <map>
-#include <set>
-
-#include <fcntl.h>
 
 namespace
 {
@@ -69,24 +64,6 @@ private:
             SleepMicroseconds(RandomBelow(300));
         }
     }
-};
-
-// Notes each contact's last-write time as the poller's own walk sees it.
-class CWatch : public CJitter
-{
-public:
-    int Stat(int folder, const char* path, int flags, struct statx* status) override
-    {
-        const int result = CJitter::Stat(folder, path, flags, status);
-        const std::string name(path);
-        if (result == 0 && folder != AT_FDCWD && name.ends_with(".vcf")) {
-            const auto seconds = static_cast<std::uint64_t>(status->stx_mtime.tv_sec);
-            seen[CPABContact::FileNameToContactId(name).ToNumber()] =
-                116'444'736'000'000'000 + seconds * 10'000'000 + status->stx_mtime.tv_nsec / 100;
-        }
-        return result;
-    }
-    std::map<std::uint32_t, std::uint64_t> seen;
 };
 
 void StopIfAsked(CDeeds& deeds)
@@ -161,11 +138,10 @@ bool CreateAndDelete(const std::string& book, CDeeds& deeds)
 class CFollower
 {
 public:
-    CFollower(std::string book, CWatch& watch)
-        : m_book(std::move(book)), m_plugin(m_book), m_watch(watch)
-    {}
+    explicit CFollower(std::string book) : m_book(std::move(book)), m_plugin(m_book) {}
 
-    // True if something was reported. The folder's time is asked for first.
+    // True if something was reported. The folder's time is asked for first, and what is reported is
+    // looked at.
     bool Poll()
     {
         bool isChanged = false;
@@ -174,16 +150,16 @@ public:
             return false;
         }
         enumerator.Finish();
-        m_watch.seen.clear();
-        ContactMgr::CContactIdList deleted;
-        ContactMgr::CContactIdList changed;
-        ContactMgr::CContactIdList created;
+        ContactMgr::CContactIdList deleted, changed, created;
         if (!m_plugin.ChangesSince(m_version, &m_version, &deleted, &changed, &created)) {
             return false;
         }
         for (const auto* list : {&changed, &created}) {
             for (const ContactMgr::CContactId& id : *list) {
-                m_known[id.ToNumber()] = m_watch.seen[id.ToNumber()];
+                WIN32_FILE_ATTRIBUTE_DATA file;
+                GetFileAttributesExA(PathOf(m_book, id.ToNumber()).c_str(), GetFileExInfoStandard,
+                                     &file);
+                m_known[id.ToNumber()] = FileTimeToCount(file.ftLastWriteTime);
             }
         }
         for (const ContactMgr::CContactId& id : deleted) {
@@ -191,17 +167,6 @@ public:
         }
         ++polls;
         return !deleted.IsEmpty() || !changed.IsEmpty() || !created.IsEmpty();
-    }
-
-    // The saves of which the client knows less than was acknowledged before its last poll.
-    int CountMissed(const std::vector<std::uint64_t>& acknowledged) const
-    {
-        int missed = 0;
-        for (std::uint32_t number = 1; number <= kContacts; ++number) {
-            const auto known = m_known.find(number);
-            missed += known == m_known.end() || known->second < acknowledged[number];
-        }
-        return missed;
     }
 
     // With all writers stopped: what the client believes is what is there.
@@ -225,7 +190,6 @@ public:
 private:
     const std::string m_book;
     CPABPlugin m_plugin;
-    CWatch& m_watch;
     FILETIME m_version;
     std::map<std::uint32_t, std::uint64_t> m_known;
 };
@@ -241,12 +205,9 @@ void WaitForStop(CDeeds& deeds, int workers)
 void Follow(const CTrialOptions& options, CDeeds& deeds, CFollower& follower, CRow& row)
 {
     const bool isCached = !options.second.empty();
-    std::int64_t late = 0;
     while (deeds.saves < options.count) {
         for (int poll = 0; poll < kPollsBetweenStops; ++poll) {
-            const std::vector<std::uint64_t> acknowledged(deeds.stamp.begin(), deeds.stamp.end());
             follower.Poll();
-            late += follower.CountMissed(acknowledged);
             SleepMicroseconds(RandomBelow(200));
         }
         WaitForStop(deeds, kWriters + 1);
@@ -260,10 +221,8 @@ void Follow(const CTrialOptions& options, CDeeds& deeds, CFollower& follower, CR
         deeds.isStopping = false;
         SleepMicroseconds(200);
     }
-    // Late is not lost: another mount caches, and a coarse clock lets the folder's time waver while
-    // writers are at work.
     row.Note(std::to_string(deeds.saves) + " saves, " + std::to_string(follower.polls) +
-             " reports, " + std::to_string(late) + " late");
+             " reports");
 }
 
 } // namespace
@@ -272,27 +231,27 @@ bool TryChanges(const CTrialOptions& options)
 {
     CRow row("changes: every one reported, once" +
              std::string(options.withJitter ? " (jitter)" : ""));
-    CWatch watch;
-    CSystemCalls::Replace(&watch);
+    CJitter jitter;
+    CSystemCalls::Replace(&jitter);
     const std::string book = options.folder + "/Contacts";
     const CShared<CDeeds> deeds;
     CPABPlugin plugin(book);
     for (std::uint32_t number = 1; number <= kContacts; ++number) {
         const ContactPtr contact(plugin.CreateContact(nullptr));
-        if (contact == nullptr || !SaveAndTell(*contact, *deeds.Get())) {
+        if (contact == nullptr || !SaveAndTell(*contact, *deeds)) {
             row.Try(false, "no contact to begin with");
             break;
         }
     }
-    watch.isOn = options.withJitter;
+    jitter.isOn = options.withJitter;
     std::vector<pid_t> workers;
     for (int writer = 0; writer < kWriters; ++writer) {
-        workers.push_back(StartWorker([&] { return Write(book, *deeds.Get()); }));
+        workers.push_back(StartWorker([&] { return Write(book, *deeds); }));
     }
-    workers.push_back(StartWorker([&] { return CreateAndDelete(book, *deeds.Get()); }));
+    workers.push_back(StartWorker([&] { return CreateAndDelete(book, *deeds); }));
     const std::string& seen = options.second.empty() ? options.folder : options.second;
-    CFollower follower(seen + "/Contacts", watch);
-    Follow(options, *deeds.Get(), follower, row);
+    CFollower follower(seen + "/Contacts");
+    Follow(options, *deeds, follower, row);
     deeds->isOver = true;
     for (const pid_t worker : workers) {
         row.Try(HasSucceeded(worker), "a writer died");

@@ -1,8 +1,5 @@
 #include "trust/Trial.h"
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <thread>
 
 namespace
@@ -31,12 +28,6 @@ bool Intrude(const std::string& book, std::uint32_t number, int count, CCounts& 
     return true;
 }
 
-std::string Bytes(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
 // A contact that was opened, and one that was just made, are held against everybody.
 void TryDoubleOpens(const CTrialOptions& options, CRow& row)
 {
@@ -47,7 +38,7 @@ void TryDoubleOpens(const CTrialOptions& options, CRow& row)
     const std::uint32_t number = New(plugin, 1, 1000);
     const ContactPtr opened = Open(plugin, number);
     const ContactPtr made(plugin.CreateContact(nullptr));
-    const std::string content = Bytes(PathOf(book, number));
+    const std::string content = ReadWhole(PathOf(book, number));
     const int count = options.count / 8;
     for (const ContactPtr* held : {&opened, &made}) {
         if (!row.Try(*held != nullptr, "nothing to hold")) {
@@ -55,7 +46,7 @@ void TryDoubleOpens(const CTrialOptions& options, CRow& row)
         }
         const std::uint32_t target = (*held)->GetId().ToNumber();
         const auto intrude = [&](const std::string& path) {
-            return Intrude(path, target, count, *counts.Get());
+            return Intrude(path, target, count, *counts);
         };
         intrude(book);
         std::thread thread([&] { intrude(book); });
@@ -66,7 +57,7 @@ void TryDoubleOpens(const CTrialOptions& options, CRow& row)
         row.Tried(4 * count);
     }
     row.Try(counts->granted == 0, std::to_string(counts->granted) + " granted");
-    row.Try(!content.empty() && content == Bytes(PathOf(book, number)), "held content changed");
+    row.Try(!content.empty() && content == ReadWhole(PathOf(book, number)), "held content changed");
     SetText(*opened, 2, 500);
     row.Try(opened->Save(), "the holder cannot save");
 }

@@ -3,10 +3,7 @@
 
 #include <array>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
-#include <fcntl.h>
 #include <signal.h>
 #include <sys/ptrace.h>
 #include <sys/stat.h>
@@ -93,23 +90,6 @@ CIdentity IdentityOf(const std::string& path)
         identity = {status.st_ino, FileTimeToCount(creation)};
     }
     return identity;
-}
-
-std::string Bytes(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-// Lays bytes into a file as they are, in place and without a stamp of their own.
-void Plant(const std::string& path, const std::string& bytes)
-{
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0660);
-    if (ftruncate(file, 0) != 0 ||
-        pwrite(file, bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {
-        std::perror(path.c_str());
-    }
-    close(file);
 }
 
 class CKillTrial
@@ -215,8 +195,8 @@ private:
         int writes = 0;
         RunAndKill([&] { return Change(m_plugin, m_number, kNewSeed, m_newSize); },
                    [&](std::uint64_t call, int) { return call == SYS_pwrite64 && ++writes == 2; });
-        m_redo = Bytes(path + ".redo~");
-        m_torn = Bytes(path);
+        m_redo = ReadWhole(path + ".redo~");
+        m_torn = ReadWhole(path);
         if (!row.Try(!m_redo.empty() && !m_torn.empty(), "no redo file of a killed save")) {
             return;
         }
@@ -234,8 +214,8 @@ private:
 
     void PlantTorn()
     {
-        Plant(PathOf(m_book, m_number), m_torn);
-        Plant(PathOf(m_book, m_number) + ".redo~", m_redo);
+        WriteWhole(PathOf(m_book, m_number), m_torn);
+        WriteWhole(PathOf(m_book, m_number) + ".redo~", m_redo);
     }
 
     void Delete(CRow& row, bool isTorn)
@@ -282,11 +262,6 @@ private:
     std::string m_torn;
 };
 
-struct CAcknowledged
-{
-    std::atomic<std::uint32_t> seed{0};
-};
-
 } // namespace
 
 bool TryKills(const CTrialOptions& options)
@@ -308,36 +283,36 @@ bool TryRandomKills(const CTrialOptions& options)
     CRow row("killed at any time: contact whole, acknowledged save there");
     CPABPlugin plugin(options.folder + "/Contacts");
     for (const std::uint32_t size : {1000u, 20'000u, 200'000u}) {
-        const CShared<CAcknowledged> acknowledged;
+        const CShared<std::atomic<std::uint32_t>> acknowledged;
         const std::uint32_t number = New(plugin, 1, size);
         const std::string path = PathOf(options.folder + "/Contacts", number);
         const CIdentity before = IdentityOf(path);
-        acknowledged->seed = 1;
+        *acknowledged = 1;
         for (int kill = 0; kill < (options.count + 2) / 3; ++kill) {
-            const std::uint32_t first = acknowledged->seed;
+            const std::uint32_t first = *acknowledged;
             const pid_t saver = StartWorker([&] {
                 const ContactPtr contact = Open(plugin, number);
                 while (contact != nullptr) {
-                    SetText(*contact, acknowledged->seed + 1, size - RandomBelow(size / 2));
+                    SetText(*contact, *acknowledged + 1, size - RandomBelow(size / 2));
                     if (!contact->Save()) {
                         return false;
                     }
-                    ++acknowledged->seed;
+                    ++*acknowledged;
                 }
                 return false;
             });
-            for (int wait = 0; wait < 20'000 && acknowledged->seed == first; ++wait) {
+            for (int wait = 0; wait < 20'000 && *acknowledged == first; ++wait) {
                 SleepMicroseconds(50);
             }
             SleepMicroseconds(RandomBelow(size > 100'000 ? 6000 : 1500));
             Kill(saver);
             const ContactPtr contact = OpenPatiently(plugin, number);
             const auto seed = contact == nullptr ? std::nullopt : SeedOf(*contact);
-            const bool isWhole = seed == acknowledged->seed || seed == acknowledged->seed + 1;
-            row.Try(isWhole && acknowledged->seed > first && before == IdentityOf(path) &&
+            const bool isWhole = seed == *acknowledged || seed == *acknowledged + 1;
+            row.Try(isWhole && *acknowledged > first && before == IdentityOf(path) &&
                         !std::filesystem::exists(path + ".redo~"),
                     std::to_string(size) + " bytes");
-            acknowledged->seed = seed.value_or(acknowledged->seed);
+            *acknowledged = seed.value_or(*acknowledged);
         }
     }
     return row.Print();

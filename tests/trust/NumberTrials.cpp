@@ -21,44 +21,44 @@ struct CClaims
     std::atomic<bool> isBegun{false};
 };
 
-bool Claim(const std::string& book, CClaims* claims, std::size_t worker, int count)
+bool Claim(const std::string& book, CClaims& claims, std::size_t worker, int count)
 {
     CPABPlugin plugin(book);
-    while (!claims->isBegun) {
+    while (!claims.isBegun) {
         sched_yield();
     }
-    while (claims->done[worker] < count) {
+    while (claims.done[worker] < count) {
         const ContactPtr contact(plugin.CreateContact(nullptr));
         const std::uint32_t number = contact == nullptr ? 0 : contact->GetId().ToNumber();
         if (number == 0 || number >= kMostNumbers) {
-            claims->error = GetLastError();
-            ++claims->failed;
+            claims.error = GetLastError();
+            ++claims.failed;
         } else {
-            ++claims->claimed[number];
+            ++claims.claimed[number];
         }
-        ++claims->done[worker];
+        ++claims.done[worker];
     }
     return true;
 }
 
 // Every number up to the counter was claimed once, but for one that each kill may have cost.
-void Judge(const std::string& book, const CClaims* claims, int kills, CRow& row)
+void Judge(const std::string& book, const CClaims& claims, int kills, CRow& row)
 {
     const std::vector<std::uint32_t> counters = CountersIn(book);
     std::uint32_t gaps = 0;
     std::uint32_t doubles = 0;
     std::uint32_t made = 0;
     for (std::uint32_t number = 1; number < kMostNumbers; ++number) {
-        const int times = claims->claimed[number];
+        const int times = claims.claimed[number];
         made += times > 0;
         doubles += times > 1;
         gaps += times == 0 && !counters.empty() && number < counters.back();
     }
     row.Tried(made - 1);
-    row.Try(claims->failed == 0 && doubles == 0 && counters.size() == 1 &&
+    row.Try(claims.failed == 0 && doubles == 0 && counters.size() == 1 &&
                 gaps <= static_cast<std::uint32_t>(kills),
-            std::to_string(claims->failed) + " failed with " + std::to_string(claims->error) +
-                ", " + std::to_string(doubles) + " doubles, " + std::to_string(counters.size()) +
+            std::to_string(claims.failed) + " failed with " + std::to_string(claims.error) + ", " +
+                std::to_string(doubles) + " doubles, " + std::to_string(counters.size()) +
                 " counters, " + std::to_string(gaps) + " gaps of " + std::to_string(kills));
 }
 
@@ -79,9 +79,8 @@ bool TryNumbers(const CTrialOptions& options)
             const std::string& root =
                 worker % 2 == 0 || options.second.empty() ? options.folder : options.second;
             const std::string book = root + "/Book" + std::to_string(round);
-            workers[worker] = StartWorker([&claims, book, worker, count] {
-                return Claim(book, claims.Get(), worker, count);
-            });
+            workers[worker] = StartWorker(
+                [&claims, book, worker, count] { return Claim(book, *claims, worker, count); });
         };
         for (std::size_t worker = 0; worker < kWorkers; ++worker) {
             start(worker);
@@ -105,8 +104,7 @@ bool TryNumbers(const CTrialOptions& options)
             isEnded = HasSucceeded(worker) && isEnded;
         }
         row.Try(isEnded, "a creator died");
-        Judge(options.folder + "/Book" + std::to_string(round), claims.Get(), isLong ? kills : 0,
-              row);
+        Judge(options.folder + "/Book" + std::to_string(round), *claims, isLong ? kills : 0, row);
     }
     row.Note(std::to_string(kills) + " kills");
     return row.Print();

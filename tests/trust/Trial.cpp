@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <thread>
 
 #include <signal.h>
@@ -127,6 +129,17 @@ std::uint32_t New(CPABPlugin& plugin, std::uint32_t seed, std::size_t size)
     }
     SetText(*contact, seed, size);
     return contact->Save() ? contact->GetId().ToNumber() : 0;
+}
+
+std::string ReadWhole(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+void WriteWhole(const std::string& path, const std::string& bytes)
+{
+    std::ofstream(path, std::ios::binary) << bytes;
 }
 
 std::vector<std::uint32_t> CountersIn(const std::string& book)

@@ -75,6 +75,10 @@ ContactPtr OpenPatiently(CPABPlugin& plugin, std::uint32_t number);
 bool Change(CPABPlugin& plugin, std::uint32_t number, std::uint32_t seed, std::size_t size);
 std::uint32_t New(CPABPlugin& plugin, std::uint32_t seed, std::size_t size);
 
+// The bytes of a file as they are; written in place, by the kernel's stamp alone.
+std::string ReadWhole(const std::string& path);
+void WriteWhole(const std::string& path, const std::string& bytes);
+
 // The counters in a folder, lowest first.
 std::vector<std::uint32_t> CountersIn(const std::string& book);
 
@@ -105,7 +109,7 @@ public:
     CShared(const CShared&) = delete;
     CShared& operator=(const CShared&) = delete;
     Value* operator->() const { return m_value; }
-    Value* Get() const { return m_value; }
+    Value& operator*() const { return *m_value; }
 
 private:
     Value* m_value;
