@@ -19,7 +19,8 @@ inline bool Refuse(std::uint32_t lastErrorBefore) noexcept
 }
 
 // Runs an operation that builds a line, and throws where memory was exhausted, so that half a line
-// is not taken for a whole one. A text that is refused is no failure and leaves the last error alone.
+// is not taken for a whole one. A text that is refused is no failure and leaves the last error
+// alone.
 template <class Operation>
 void BuildOrThrow(Operation operation)
 {
