@@ -11,7 +11,8 @@ namespace
 constexpr std::uint32_t kContacts = 40;
 constexpr int kWriters = 4;
 constexpr int kPollsBetweenStops = 40;
-constexpr std::uint32_t kMostContacts = 1500;
+constexpr std::uint32_t kMostContacts = 4000;
+constexpr int kSavesPerBook = 50'000;
 constexpr int kCacheMilliseconds = 1200;
 
 // What the writers have done and were told is done.
@@ -55,15 +56,17 @@ public:
         Pause();
         return CSystemCalls::SetOpenAttribute(file, name, value, size);
     }
-    bool isOn = false;
+    explicit CJitter(bool isOn) : m_isOn(isOn) {}
 
 private:
     void Pause() const
     {
-        if (isOn && RandomBelow(32) == 0) {
+        if (m_isOn && RandomBelow(32) == 0) {
             SleepMicroseconds(RandomBelow(300));
         }
     }
+
+    const bool m_isOn;
 };
 
 void StopIfAsked(CDeeds& deeds)
@@ -109,17 +112,17 @@ bool CreateAndDelete(const std::string& book, CDeeds& deeds)
 {
     CPABPlugin plugin(book);
     std::vector<std::uint32_t> live;
+    std::uint32_t last = 0;
     while (!deeds.isOver) {
         StopIfAsked(deeds);
         ContactPtr contact;
-        if (live.size() < 20 && deeds.stopped < kWriters) {
+        if (live.size() < 20 && last < kMostContacts) {
             contact.reset(plugin.CreateContact(nullptr));
         }
-        if (contact != nullptr && contact->GetId().ToNumber() < kMostContacts) {
+        if (contact != nullptr) {
+            last = contact->GetId().ToNumber();
             SaveAndTell(*contact, deeds);
-            live.push_back(contact->GetId().ToNumber());
-        } else if (contact != nullptr) {
-            return true;
+            live.push_back(last);
         }
         contact.reset();
         SleepMicroseconds(RandomBelow(3000));
@@ -202,10 +205,9 @@ void WaitForStop(CDeeds& deeds, int workers)
     }
 }
 
-void Follow(const CTrialOptions& options, CDeeds& deeds, CFollower& follower, CRow& row)
+void Follow(CDeeds& deeds, CFollower& follower, int saves, bool isCached, CRow& row)
 {
-    const bool isCached = !options.second.empty();
-    while (deeds.saves < options.count) {
+    while (deeds.saves < saves) {
         for (int poll = 0; poll < kPollsBetweenStops; ++poll) {
             follower.Poll();
             SleepMicroseconds(RandomBelow(200));
@@ -221,8 +223,37 @@ void Follow(const CTrialOptions& options, CDeeds& deeds, CFollower& follower, CR
         deeds.isStopping = false;
         SleepMicroseconds(200);
     }
-    row.Note(std::to_string(deeds.saves) + " saves, " + std::to_string(follower.polls) +
-             " reports");
+}
+
+// Fills an address book, and follows it until so many saves are done.
+// False if it cannot be filled.
+bool TryBook(const CTrialOptions& options, const std::string& name, int saves, CRow& row,
+             CDeeds& deeds, int* polls)
+{
+    const std::string book = options.folder + name;
+    CPABPlugin plugin(book);
+    for (std::uint32_t number = 1; number <= kContacts; ++number) {
+        const ContactPtr contact(plugin.CreateContact(nullptr));
+        if (contact == nullptr || !SaveAndTell(*contact, deeds)) {
+            row.Try(false, "no contact to begin with");
+            return false;
+        }
+    }
+    std::vector<pid_t> workers;
+    for (int writer = 0; writer < kWriters; ++writer) {
+        workers.push_back(StartWorker([&] { return Write(book, deeds); }));
+    }
+    workers.push_back(StartWorker([&] { return CreateAndDelete(book, deeds); }));
+    const bool isSecond = !options.second.empty();
+    CFollower follower((isSecond ? options.second : options.folder) + name);
+    Follow(deeds, follower, saves, isSecond, row);
+    deeds.isOver = true;
+    for (const pid_t worker : workers) {
+        row.Try(HasSucceeded(worker), "a writer died");
+    }
+    row.Try(deeds.failed == 0, "a save failed");
+    *polls += follower.polls;
+    return true;
 }
 
 } // namespace
@@ -231,32 +262,21 @@ bool TryChanges(const CTrialOptions& options)
 {
     CRow row("changes: every one reported, once" +
              std::string(options.withJitter ? " (jitter)" : ""));
-    CJitter jitter;
+    CJitter jitter(options.withJitter);
     CSystemCalls::Replace(&jitter);
-    const std::string book = options.folder + "/Contacts";
-    const CShared<CDeeds> deeds;
-    CPABPlugin plugin(book);
-    for (std::uint32_t number = 1; number <= kContacts; ++number) {
-        const ContactPtr contact(plugin.CreateContact(nullptr));
-        if (contact == nullptr || !SaveAndTell(*contact, *deeds)) {
-            row.Try(false, "no contact to begin with");
-            break;
-        }
+    std::int64_t saves = 0;
+    int polls = 0;
+    bool isFollowed = true;
+    // A new book before the numbers of one run out.
+    for (int book = 0; isFollowed && saves < options.count; ++book) {
+        const CShared<CDeeds> deeds;
+        const std::int64_t left = options.count - saves;
+        isFollowed = TryBook(options, "/Contacts" + std::to_string(book),
+                             static_cast<int>(std::min<std::int64_t>(left, kSavesPerBook)), row,
+                             *deeds, &polls);
+        saves += deeds->saves;
     }
-    jitter.isOn = options.withJitter;
-    std::vector<pid_t> workers;
-    for (int writer = 0; writer < kWriters; ++writer) {
-        workers.push_back(StartWorker([&] { return Write(book, *deeds); }));
-    }
-    workers.push_back(StartWorker([&] { return CreateAndDelete(book, *deeds); }));
-    const std::string& seen = options.second.empty() ? options.folder : options.second;
-    CFollower follower(seen + "/Contacts");
-    Follow(options, *deeds, follower, row);
-    deeds->isOver = true;
-    for (const pid_t worker : workers) {
-        row.Try(HasSucceeded(worker), "a writer died");
-    }
-    row.Try(deeds->failed == 0, "a save failed");
     CSystemCalls::Replace(nullptr);
+    row.Note(std::to_string(saves) + " saves, " + std::to_string(polls) + " reports");
     return row.Print();
 }
