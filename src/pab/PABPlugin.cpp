@@ -22,6 +22,7 @@ struct CChangeScan
     std::uint64_t since = 0;
     std::uint64_t version = 0;
     std::uint64_t begin = 0; // by the clock
+    std::uint64_t next = 0;  // the version for the caller
     HANDLE search = INVALID_HANDLE_VALUE;
     ContactMgr::CContactIdList* deleted = nullptr;
     ContactMgr::CContactIdList* changed = nullptr;
@@ -38,13 +39,11 @@ constexpr std::uint32_t kPathRoom = 261;
 constexpr std::uint64_t kSettlingUnits = kFileTimeUnitsPerSecond;
 constexpr std::uint64_t kAheadUnits = 10 * kFileTimeUnitsPerSecond;
 
-// Whoever is left out here must come up in the next report, so its last write has to be later than
-// this one's version, or still to come: a creation that lies ahead of the clock is noted by a maker
-// who has not stamped the contact yet.
+// A creation that lies ahead of the clock is noted by a maker who has not come to its end.
 bool IsBeingMade(const CChangeScan& scan, std::uint64_t creation, std::uint64_t lastWrite)
 {
-    const bool comesUpAgain = lastWrite > scan.version || creation > scan.begin;
-    return comesUpAgain && creation > scan.version &&
+    const bool isUnfinished = lastWrite > scan.version || creation > scan.begin;
+    return isUnfinished && creation > scan.version &&
            std::max(creation, lastWrite) + kSettlingUnits > scan.begin &&
            lastWrite < scan.begin + kAheadUnits;
 }
@@ -225,14 +224,16 @@ try {
     if (!search.IsOpen()) {
         return IsMissingFile(GetLastError());
     }
-    const bool isWhole = ScanChanges({.since = FileTimeToCount(since),
-                                      .version = FileTimeToCount(*version),
-                                      .begin = FileTimeToCount(begin),
-                                      .search = search.Get(),
-                                      .deleted = deleted,
-                                      .changed = changed,
-                                      .created = created},
-                                     entry);
+    CChangeScan scan = {.since = FileTimeToCount(since),
+                        .version = FileTimeToCount(*version),
+                        .begin = FileTimeToCount(begin),
+                        .next = FileTimeToCount(*version),
+                        .search = search.Get(),
+                        .deleted = deleted,
+                        .changed = changed,
+                        .created = created};
+    const bool isWhole = ScanChanges(scan, entry);
+    *version = FileTimeFromCount(scan.next);
     const std::uint32_t error = GetLastError();
     if (!search.Close()) {
         return false;
@@ -243,7 +244,7 @@ try {
     return FailForMemory();
 }
 
-bool CPABPlugin::ScanChanges(const CChangeScan& scan, WIN32_FIND_DATA& entry)
+bool CPABPlugin::ScanChanges(CChangeScan& scan, WIN32_FIND_DATA& entry)
 {
     const CKeepLastError keep;
     do {
@@ -254,7 +255,7 @@ bool CPABPlugin::ScanChanges(const CChangeScan& scan, WIN32_FIND_DATA& entry)
     return GetLastError() == ERROR_NO_MORE_FILES;
 }
 
-void CPABPlugin::ClassifyChange(const CChangeScan& scan, const WIN32_FIND_DATA& entry)
+void CPABPlugin::ClassifyChange(CChangeScan& scan, const WIN32_FIND_DATA& entry)
 {
     const std::uint64_t lastWrite = FileTimeToCount(entry.ftLastWriteTime);
     if (lastWrite <= scan.since) {
@@ -268,7 +269,10 @@ void CPABPlugin::ClassifyChange(const CChangeScan& scan, const WIN32_FIND_DATA& 
     const bool isLive = entry.nFileSizeLow != 0;
     if (creation < scan.since) {
         (isLive ? scan.changed : scan.deleted)->AddTail(id);
-    } else if (isLive && !IsBeingMade(scan, creation, lastWrite)) {
+    } else if (isLive && IsBeingMade(scan, creation, lastWrite)) {
+        // The stamp that is there may be the last one, so the next report must reach back to it.
+        scan.next = std::min(scan.next, lastWrite - 1);
+    } else if (isLive) {
         scan.created->AddTail(id);
     }
 }

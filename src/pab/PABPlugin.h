@@ -47,9 +47,10 @@ public:
     // it was before the walk, or since where there is no folder; the lists are appended to. Last
     // error 87: a null pointer; after another failure the lists keep what was found so far.
     //
-    // A contact that is made while the report is drawn up is left to the next one. A caller who
-    // learned of it now would not learn of its deletion: created and deleted since the version
-    // reads as never there.
+    // A contact that is made while the report is drawn up is left to the next one, for which
+    // *version may reach a little further back than the folder's time. A caller who learned of it
+    // now would not learn of its deletion: created and deleted since the version reads as never
+    // there.
     bool ChangesSince(FILETIME since, FILETIME* version, ContactMgr::CContactIdList* deleted,
                       ContactMgr::CContactIdList* changed,
                       ContactMgr::CContactIdList* created) override;
@@ -59,8 +60,8 @@ public:
 
 private:
     std::uint32_t AllocateContactNumber();
-    static bool ScanChanges(const CChangeScan& scan, WIN32_FIND_DATA& entry);
-    static void ClassifyChange(const CChangeScan& scan, const WIN32_FIND_DATA& entry);
+    static bool ScanChanges(CChangeScan& scan, WIN32_FIND_DATA& entry);
+    static void ClassifyChange(CChangeScan& scan, const WIN32_FIND_DATA& entry);
 
     const std::string m_rootDirectory;
 };
