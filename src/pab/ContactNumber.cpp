@@ -1,7 +1,6 @@
 #include "pab/ContactNumber.h"
 
 #include "pab/PABContact.h"
-#include "platform/FileHandle.h"
 #include "platform/FolderLock.h"
 #include "server/FileSystem.h"
 
@@ -99,14 +98,6 @@ Search FindHighestContact(const std::string& folder, std::uint32_t* number)
     });
 }
 
-bool CreateCounter(const std::string& folder, std::uint32_t number)
-{
-    CFileHandle file(CFileSystem::CreateFileA(CounterPath(folder, number).c_str(),
-                                              GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_NEW,
-                                              FILE_ATTRIBUTE_NORMAL, INVALID_HANDLE_VALUE));
-    return file.IsOpen() && file.Close();
-}
-
 // Moves on from `next` to the first of so many counters that is there. False with last error 2 if
 // none of them was, else with the rename's.
 bool ClaimFrom(const std::string& folder, std::uint32_t next, std::uint32_t renames,
@@ -163,7 +154,7 @@ bool StartCounter(const std::string& folder, std::uint32_t* claimed)
         SetLastError(ERROR_INVALID_PARAMETER);
         return false;
     }
-    if (!CreateCounter(folder, number + 1)) {
+    if (MakeEmptyFile(CounterPath(folder, number + 1).c_str()) == 0) {
         return false;
     }
     // Where other servers do not see the lock, one of them may have made a counter as well and

@@ -134,6 +134,10 @@ int ReplaceFileA(const char* from, const char* to);
 
 int DeleteFileA(const char* path);
 
+// Makes a file for its name alone: 183 if the name exists. Leaves the folder's time to the system's
+// clock, so that it may be used under the folder's lock.
+int MakeEmptyFile(const char* path);
+
 // Makes one folder, not its parents: 183 if the name exists, 3 without the parent.
 int CreateDirectoryA(const char* path, const void* securityAttributes);
 

@@ -266,6 +266,17 @@ try {
     return FailForMemory();
 }
 
+int MakeEmptyFile(const char* path)
+try {
+    CDescriptor file(RetryInterrupted([&] {
+        return CSystemCalls::Current().Open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
+                                            kFileMode);
+    }));
+    return (file.IsOpen() && file.Close()) || FailWithErrno(path);
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
 int DeleteFileA(const char* path)
 try {
     return RetryInterrupted([&] { return CSystemCalls::Current().Unlink(path); }) == 0 ||
