@@ -67,9 +67,7 @@ TEST(FileApiTest, FailedOpensLeaveTheDocumentedCode)
         std::uint32_t disposition, code;
     } kCases[] = {
         {"missing file", "none", OPEN_EXISTING, ERROR_FILE_NOT_FOUND},
-        {"missing file, to be emptied", "none", TRUNCATE_EXISTING, ERROR_FILE_NOT_FOUND},
         {"missing folder on the way", "none/file", OPEN_EXISTING, ERROR_PATH_NOT_FOUND},
-        {"missing folder for a new file", "none/file", CREATE_NEW, ERROR_PATH_NOT_FOUND},
         {"a file on the way", "file/file", OPEN_EXISTING, ERROR_PATH_NOT_FOUND},
         {"exclusive create of an existing file", "file", CREATE_NEW, ERROR_ALREADY_EXISTS},
         {"a folder", "folder", OPEN_EXISTING, ERROR_ACCESS_DENIED},
@@ -106,30 +104,6 @@ TEST(FileApiTest, AnExclusiveFileIsHeldAgainstEverybodyUntilItIsClosed)
     EXPECT_EQ(folder.Read("file"), "text") << "emptied before the lock was held";
     holder.Reset();
     EXPECT_TRUE(CFileHandle(OpenExclusive(path, OPEN_EXISTING)).IsOpen());
-}
-
-TEST(FileApiTest, ANewFileIsNeverLostToAPassingReader)
-{
-    const CTempFolder folder;
-    std::atomic<bool> isDone = false;
-    std::thread reader([&] {
-        WIN32_FIND_DATA data;
-        while (!isDone) {
-            const CFindHandle search(FindFirstFileA((folder / "*.vcf").c_str(), &data));
-            for (bool more = search.IsOpen(); more; more = FindNextFileA(search.Get(), &data)) {
-                const CFileHandle file(OpenExclusive(folder / data.cFileName, OPEN_EXISTING));
-            }
-        }
-    });
-    int failures = 0;
-    for (int number = 0; number < 500; ++number) {
-        const std::string path = folder / (std::to_string(number) + ".vcf");
-        failures += CFileHandle(OpenExclusive(path, CREATE_NEW)).IsOpen() ? 0 : 1;
-        std::filesystem::remove(path);
-    }
-    isDone = true;
-    reader.join();
-    EXPECT_EQ(failures, 0);
 }
 
 // A file system that renames only with replacing.
@@ -242,22 +216,6 @@ TEST(FileApiTest, TheCreationTimeIsThatOfTheFirstContentAndStays)
         EXPECT_EQ(kept, created);
         EXPECT_GT(written, created);
         SetFileTime(folderHandle.Get(), nullptr, nullptr, &written);
-    }
-}
-
-TEST(FileApiTest, EveryStampIsLaterThanTheFoldersTimeThatWasSeenBeforeIt)
-{
-    const CTempFolder folder;
-    const CFileHandle file(OpenExclusive(folder / "file", CREATE_NEW));
-    const CFileHandle folderHandle(OpenFolder(folder.Path()));
-    FILETIME written;
-    for (int save = 0; save < 200; ++save) {
-        const std::uint64_t version = LastWriteOf(folder.Path());
-        ASSERT_EQ(RewriteFile(file.Get(), "text"), 1);
-        ASSERT_EQ(GetFileTime(file.Get(), nullptr, nullptr, &written), 1);
-        ASSERT_GT(FileTimeToCount(written), version);
-        ASSERT_EQ(SetFileTime(folderHandle.Get(), nullptr, nullptr, &written), 1);
-        ASSERT_GE(LastWriteOf(folder.Path()), FileTimeToCount(written));
     }
 }
 
