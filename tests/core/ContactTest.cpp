@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
+#include <memory>
 
 namespace
 {
@@ -46,26 +46,6 @@ TEST(ContactTest, LiteralIsSetAsText)
     EXPECT_EQ(text, u"http://x/");
     EXPECT_FALSE(contact.SetProperty("URL", static_cast<const char16_t*>(nullptr)));
     EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
-}
-
-TEST(ContactTest, RefusesWhatAStoreDoesNotHave)
-{
-    CMailHeaderContact contact({});
-    const std::function<bool()> calls[] = {
-        [&] { return contact.Save(); },
-        [&] { return contact.SetProperty("Title", u"Dr."); },
-        [&] { return contact.SetProperty("WssVersion", 5u); },
-        [&] { return contact.SetProperty("Title", true); },
-        [&] { return contact.FromString("BEGIN:VCARD"); },
-    };
-    for (const auto& call : calls) {
-        SetLastError(0);
-        EXPECT_FALSE(call());
-        EXPECT_EQ(GetLastError(), ERROR_NOT_SUPPORTED);
-    }
-    SetLastError(4711);
-    EXPECT_FALSE(contact.GetFirstName(nullptr) || contact.GetLastName(nullptr));
-    EXPECT_EQ(GetLastError(), 4711u);
 }
 
 TEST(ContactTest, SettingAListCopiesItWholeOrLeavesTheOldOne)

@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <iterator>
 #include <memory>
+#include <regex>
 #include <utility>
 
 namespace
@@ -28,10 +29,6 @@ constexpr const char* kCard =
     "TEL;TYPE=work,voice:+1 555 0100 0100 0100\r\n"
     "ADR;TYPE=home:;;1 Main Street of the Town;Town;;12345;\r\n"
     "IMPP;TYPE=HOME:xmpp:ann.lee@a-long-domain.example.org\r\nEND:VCARD\r\n";
-
-constexpr const char* kOtherCard = "BEGIN:VCARD\r\nN:Other;Bob\r\nFN:Bob Other of a long name\r\n"
-                                   "X-A;B=c:d\r\nEMAIL:bob@a-long-domain.example.org\r\n"
-                                   "TEL:1\r\nEND:VCARD\r\n";
 
 // A mailbox with something in each of its four stores, and what the operations work on. Arguments
 // by value are made beforehand: a copy that finds no memory is the caller's.
@@ -98,24 +95,13 @@ struct CScene
     FILETIME version;
     CContactIdList deleted, changed, created;
     CContactEmailList emails;
-    CRfc822Address address;
-    CRfc822AddressList addresses;
     std::string narrow;
     std::u16string wide;
 };
 
 std::string WithoutStamps(const std::string& text)
 {
-    std::string kept;
-    for (std::size_t at = 0; at < text.size();) {
-        const std::size_t end = std::min(text.find('\n', at), text.size() - 1) + 1;
-        const std::string line = text.substr(at, end - at);
-        if (!line.starts_with("REV:") && !line.starts_with("X-LARKMERE-WSSVERSION:")) {
-            kept += line;
-        }
-        at = end;
-    }
-    return kept;
+    return std::regex_replace(text, std::regex("(REV|X-LARKMERE-WSSVERSION):[^\n]*\n"), "");
 }
 
 std::string Narrow(const std::u16string& wide)
@@ -134,18 +120,11 @@ std::string ResultOf(CScene& scene)
             text += " " + id.ToString();
         }
     }
-    text += std::string("|") + scene.address.RawFullAddress() + "|";
-    for (POSITION position = scene.addresses.GetHeadPosition(); position != nullptr;) {
-        text += scene.addresses.GetNext(position).RawFullAddress();
-    }
-    std::u16string first, last, card;
     if (scene.contact != nullptr) {
-        scene.contact->GetFirstName(&first);
-        scene.contact->GetLastName(&last);
+        std::u16string card;
         scene.contact->ToString(&card);
-        text += "|" + Narrow(first + u"|" + last + u"|" + AddressesOf(*scene.contact)) +
-                EmailsOf(*scene.contact) + TelephonesOf(*scene.contact) +
-                WithoutStamps(Narrow(card));
+        text += "|" + Narrow(AddressesOf(*scene.contact)) + EmailsOf(*scene.contact) +
+                TelephonesOf(*scene.contact) + WithoutStamps(Narrow(card));
     }
     return text;
 }
@@ -196,7 +175,6 @@ struct Row
 const Row kRows[] = {
     {"open a contact of the address book", Nothing, [](CScene& s) { s.id = "VCARDPAB-1"; },
      OpenById},
-    {"open a stored message", Nothing, [](CScene& s) { s.id = kMessageId; }, OpenById},
     {"open a mailbox", Nothing, [](CScene& s) { s.id = "UserStore-alice@example.org"; }, OpenById},
     {"open a sender", Nothing, [](CScene& s) { s.id = "INBOX-Ann of Example <ann@example.org>"; },
      OpenById},
@@ -204,8 +182,6 @@ const Row kRows[] = {
      [](CScene& s) { return (s.contact = s.manager->CreateContact(nullptr)) != nullptr; }},
     {"create from a stored message", [](CScene& s) { s.id = kMessageId, OpenById(s); }, Nothing,
      CreateFromTemplate},
-    {"create from a mailbox", [](CScene& s) { s.id = "UserStore-alice@example.org", OpenById(s); },
-     Nothing, CreateFromTemplate},
     {"delete", Nothing, [](CScene& s) { s.id = "VCARDPAB-1"; },
      [](CScene& s) { return s.manager->DeleteContact(std::move(s.id)); }},
     {"remove a stored message", Nothing, [](CScene& s) { s.id = kMessageId; },
@@ -218,16 +194,15 @@ const Row kRows[] = {
     {"save", [](CScene& s) { OpenFirst(s), s.contact->SetProperty("Nickname", u"Annie"); }, Nothing,
      [](CScene& s) { return s.contact->Save(); }},
     {"export", OpenFirst, Nothing, [](CScene& s) { return s.contact->ToString(&s.wide); }},
-    {"import", [](CScene& s) { OpenFirst(s), s.narrow = kOtherCard; }, Nothing,
-     [](CScene& s) { return s.contact->FromString(s.narrow); }},
-    {"get a text", OpenFirst, Nothing,
-     [](CScene& s) { return s.contact->GetProperty("FullName", &s.wide); }},
-    {"set a line", OpenFirst, LongText,
-     [](CScene& s) { return s.contact->SetProperty("Organization", std::move(s.wide)); }},
+    {"import",
+     [](CScene& s) {
+         OpenFirst(s),
+             s.narrow =
+                 "BEGIN:VCARD\nFN:Bob Other of a long name\nEMAIL:bob@a-long-domain.org\nEND:VCARD";
+     },
+     Nothing, [](CScene& s) { return s.contact->FromString(s.narrow); }},
     {"set a component", OpenFirst, LongText,
      [](CScene& s) { return s.contact->SetProperty("Surname", std::move(s.wide)); }},
-    {"set the first name", OpenFirst, LongText,
-     [](CScene& s) { return s.contact->SetFirstName(s.wide); }},
     {"set a list",
      [](CScene& s) {
          OpenFirst(s);
@@ -235,14 +210,6 @@ const Row kRows[] = {
          s.emails.AddTail(s.contact->GetEmails());
      },
      Nothing, [](CScene& s) { return s.contact->SetEmails(s.emails); }},
-    {"read an address", Nothing, Nothing,
-     [](CScene& s) {
-         return s.address.Parse("=?utf-8?q?Ann_=C3=A9?= \"of\" Example <\"a b\"@example.org>");
-     }},
-    {"read a list of addresses", Nothing, Nothing,
-     [](CScene& s) {
-         return s.addresses.Parse("Team: a-long-local-part@example.org, Ann Lee <b@c.d>;, d@e.f");
-     }},
     {"walk the address book", [](CScene& s) { s.MakeWalk(0); }, Nothing, Walk},
     {"walk the stored messages", [](CScene& s) { s.MakeWalk(1); }, Nothing, Walk},
     {"walk the mailboxes", [](CScene& s) { s.MakeWalk(2); }, Nothing, Walk},
@@ -261,7 +228,6 @@ std::ptrdiff_t OpenDescriptors()
     return std::distance(begin(all), end(all));
 }
 
-// The contact that was there is there, as it was or as the operation leaves it.
 std::string ContactFileOf(const CScene& scene)
 {
     return WithoutStamps(scene.store.folder.Read("example.org/alice/" + std::string(kContactFile)));
@@ -281,7 +247,7 @@ bool RunWithFault(const Row& row, int number, const std::string& result, const s
         wasHit = fault.WasHit();
     }
     EXPECT_TRUE(isDone || (wasHit && GetLastError() == ERROR_NOT_ENOUGH_MEMORY)) << GetLastError();
-    const std::string fileNow = ContactFileOf(scene);
+    const std::string fileNow = ContactFileOf(scene); // as it was, or as the operation leaves it
     EXPECT_TRUE(fileNow == kCard || fileNow == file) << fileNow;
     if (!isDone) {
         row.makeArguments(scene);

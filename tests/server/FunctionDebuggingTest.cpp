@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -53,12 +52,9 @@ TEST_F(FunctionDebuggingTest, RulesChooseScopesAndBits)
         {"*:*:*:*:0x24", "CPABContact::Save", 36},
         {"CPABContact:*:*:*:2", "CPABContact::Save", 2},
         {"CPABContact:*:*:*:2", "CContactMgr::Save", 0},
-        {"*:Sa:*:*:2", "CPABContact::Save", 0},
         {"*:*ab:*:*:2", "aabab", 2},
-        {"*:save:*:*:2", "CPABContact::Save", 0},
         {"*:Save:*:*:2", "A::B::Save", 2},
         {":Save:*:*:2", "Save", 2},
-        {"*:*:ann:*:2", "Save", 0},
         {"*:Save:*:*:2; *:S*:*:*:4\r\n\n*:Load:*:*:32", "Save", 6},
     };
     for (const auto& c : kCases) {
@@ -110,21 +106,6 @@ TEST_F(FunctionDebuggingTest, LongValuesAreCutAtACharacterUnlessAskedFor)
     }
     EXPECT_EQ(m_lines, (Lines{"? f v=\"" + value.substr(0, value.size() - 2) + "\"... (257 bytes)",
                               "? f v=\"" + value + "\""}));
-}
-
-TEST_F(FunctionDebuggingTest, SinkMayFailAndOpenScopes)
-{
-    int calls = 0;
-    CFunctionDebugging::SetSink([&calls](std::string_view) {
-        ++calls;
-        const CFunctionDebugging inner("Inner");
-        throw std::runtime_error("sink");
-    });
-    ASSERT_TRUE(CFunctionDebugging::TurnOn());
-    {
-        const CFunctionDebugging scope("Outer");
-    }
-    EXPECT_EQ(calls, 2);
 }
 
 TEST_F(FunctionDebuggingTest, RulesChangeWhileOtherThreadsTrace)

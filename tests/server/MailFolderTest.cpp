@@ -67,18 +67,6 @@ TEST(MailFolderTest, IdIsTheUniquePartOfTheFileName)
     }
 }
 
-TEST(MailFolderTest, WalkGivesEachMessageOnceSortedById)
-{
-    const CTestMailStore store;
-    for (const char* name : {"cur/3:2,S", "cur/1:2,", "new/2", "new/3", "cur/2.x", "cur/2-x"}) {
-        store.Deliver(name);
-    }
-    CMailFolder folder = store.OpenFolder();
-    EXPECT_EQ(WalkFolder(folder), (Ids{"1", "2", "2-x", "2.x", "3"}));
-    std::filesystem::remove_all(store / "new");
-    EXPECT_EQ(WalkFolder(folder), (Ids{"1", "2-x", "2.x", "3"}));
-}
-
 TEST(MailFolderTest, VersionIsTheLaterTimeOfCurAndNew)
 {
     const CTestMailStore store;

@@ -27,7 +27,6 @@ std::string Read(const CMailbox& mailbox, const char* name)
 TEST(MailboxTest, NameThatIsNoPlainComponentTouchesNoFile)
 {
     const CTestMailStore store;
-    const std::string longest(255, 'x');
     const std::string tooLong(256, 'x');
     CFaultySystemCalls calls;
     for (const char* name :
@@ -43,8 +42,6 @@ TEST(MailboxTest, NameThatIsNoPlainComponentTouchesNoFile)
         EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
     }
     EXPECT_EQ(calls.Calls(), 0);
-    EXPECT_FALSE(CMailbox().Open(store.server, longest.c_str(), "example.org"));
-    EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
 }
 
 TEST(MailboxTest, PropertyComesFromTheNearestFileThatHoldsIt)
@@ -57,13 +54,9 @@ TEST(MailboxTest, PropertyComesFromTheNearestFileThatHoldsIt)
     } kCases[] = {
         {"domain's value", R"({})", R"({"City":"B"})", R"({"City":"C"})", 't', "City", "B"},
         {"null is absent", R"({"City":"A","City":null})", "", R"({"City":"C"})", 't', "City", "C"},
-        {"empty is a value", R"({"City":""})", R"({"City":"B"})", "", 't', "City", ""},
-        {"other case", R"({"fullNAME":"Ann"})", "", "", 't', "FullName", "Ann"},
         {"unknown name", "", "", "", 't', "Quota", "!1168"},
         {"effective", R"({"Mask":4})", "", R"({"Mask":1})", 'n', "MaskEffective", "4"},
         {"largest number", R"({"N":4294967295})", "", "", 'n', "N", "4294967295"},
-        {"fraction", R"({"N":1.5})", "", "", 'n', "N", "!13"},
-        {"truth value", R"({"On":true})", "", "", 'b', "On", "1"},
         {"other type does not fall through", R"({"N":"4"})", R"({"N":4})", "", 'n', "N", "!13"},
         {"not what is nested", R"({"x":{"City":"A"},"y":["City"]})", "", "", 't', "City", ""},
         {"byte order mark", "\xEF\xBB\xBF{\"City\":\"A\"}", "", "", 't', "City", "A"},

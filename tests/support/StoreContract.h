@@ -3,12 +3,10 @@
 #include "core/ContactPlg.h"
 #include "platform/LastError.h"
 #include "server/MemoryDebugging.h"
-#include "support/AllocationFault.h"
 
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <utility>
 
 // What every store promises alike, checked of one. `good` opens; `bad` is the store's, but does
 // not.
@@ -33,15 +31,6 @@ inline void ExpectOpenKeepsItsContract(CContactPlg& store, const ContactMgr::CCo
     EXPECT_TRUE(store.OpenContact(good, &contact));
     EXPECT_EQ(CMemoryDebugging::LiveBlocks(), withOne) << "the old contact was not destroyed";
 
-    bool wasHit = true;
-    for (int number = 1; wasHit; ++number) {
-        CContact* const old = contact;
-        ContactMgr::CContactId id = good; // the copy is the caller's
-        const CAllocationFault fault(number);
-        const bool isOpen = store.OpenContact(std::move(id), &contact);
-        EXPECT_TRUE(isOpen || (contact == old && GetLastError() == ERROR_NOT_ENOUGH_MEMORY));
-        wasHit = fault.WasHit();
-    }
     delete contact;
     EXPECT_EQ(CMemoryDebugging::LiveBlocks(), before);
 }
@@ -74,13 +63,6 @@ inline void ExpectWalkKeepsItsContract(CContactPlg& store)
     EXPECT_FALSE(changed || walk->IsStarted() || walk->MoveNext());
     EXPECT_EQ(walk->GetVersion(), version);
 
-    bool wasHit = true;
-    for (int number = 1; wasHit; ++number) {
-        EXPECT_TRUE(walk->Start(nullptr, nullptr));
-        const CAllocationFault fault(number);
-        EXPECT_TRUE(!walk->MoveNext() || walk->GetCurrent() != nullptr);
-        wasHit = fault.WasHit();
-    }
     walk.reset();
     EXPECT_EQ(CMemoryDebugging::LiveBlocks(), before) << "ended in the middle of a walk";
 }

@@ -47,44 +47,31 @@ TEST(ToolTest, EachRunEndsWithItsStatusAndOneLineForEachFailure)
     } kCases[] = {
         {"no command", {}, 2, "a command is required"},
         {"unknown command", {"frobnicate"}, 2, "no such command: frobnicate"},
-        {"unknown option", {"list", "--jsn"}, 2, "--jsn"},
-        {"signed version", {"poll", "--since", "-1"}, 2, "no version: -1"},
         {"version with a tail", {"list", "--since", "12x"}, 2, "no version: 12x"},
         {"version over 64 bits", {"poll", "--since", "18446744073709551616"}, 2, "no version"},
-        {"empty version", {"poll", "--since", ""}, 2, "no version"},
-        {"changes without a version", {"changes"}, 2, "--since"},
         {"no UTF-8", {"query", "\xFF"}, 2, "no UTF-8"},
         {"damaged trace rules", {"--trace", "x", "list"}, 2, "--trace: x"},
         {"mailbox without domain", {"--mailbox", "alice", "list"}, 2, "no NAME@DOMAIN: alice"},
         {"nothing to create", {"new"}, 2, "new wants a field or --from"},
-        {"nothing to set", {"set", "VCARDPAB-1"}, 2, "set wants a field"},
         {"unknown property", {"new", "Shoe=44"}, 2, "no property of a contact: Shoe"},
-        {"no property", {"new", "Shoe"}, 2, "no PROPERTY=VALUE: Shoe"},
         {"six components", {"new", "--adr", "a;b;c;d;e;f"}, 2, "seven components"},
-        {"eight components", {"new", "--adr", "a;b;c;d;e;f;g;h"}, 2, "seven components"},
         {"entries and none", {"new", "--tel", "1", "--no-tel"}, 2, "--no-tel"},
-        {"empty entry", {"new", "--tel", "home="}, 2, "--no-tel empties"},
-        {"missing store", {"--store", "/nowhere", "list"}, 1, "open store /nowhere: "},
         {"missing mailbox",
          {"--mailbox", "eve@example.org", "list"},
          1,
          "open mailbox eve@example.org: folder not found (3)"},
         {"missing contact", {"show", "VCARDPAB-9"}, 1, "open VCARDPAB-9: not found (2)"},
         {"nobody's identifier", {"delete", "x"}, 1, "delete x: "},
-        {"number of no contact", {"show", "VCARDPAB-x"}, 1, "invalid parameter (87)"},
         {"read-only contact", {"set", "INBOX-bob@example.org", "FullName=x"}, 1, "INBOX-"},
         {"store without changes",
          {"changes", "--since", "0", "--type", "INBOX"},
          1,
          "changes of store INBOX: not supported (50)"},
         {"refused address", {"new", "--email", "nobody"}, 1, "address nobody: "},
-        {"divided name", {"new", "Surname=a;b"}, 1, "value of Surname: "},
         {"file that is not there", {"import", "/nowhere"}, 1, "import /nowhere: not found (2)"},
-        {"folder as a file", {"import", "/"}, 1, "import /: access denied (5)"},
         {"no match", {"query", "zebra"}, 1, ""},
         {"match", {"query", "LEE"}, 0, ""},
         {"help", {"set", "--help"}, 0, ""},
-        {"version", {"--version"}, 0, ""},
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.what);
@@ -108,13 +95,9 @@ TEST(ToolTest, FieldsReachTheRecord)
         {"types in any case",
          {"--tel", "Home,FAX=+1 555"},
          R"("telephones":[{"number":"+1 555","types":["home","fax"]}])"},
-        {"repeated",
-         {"--im", "a", "--im", "work=b"},
-         R"("ims":[{"address":"a","types":[]},{"address":"b","types":["WORK"]}])"},
         {"no type name in front",
          {"--im", "xmpp:a?x=1"},
          R"("ims":[{"address":"xmpp:a?x=1","types":[]}])"},
-        {"empty types", {"--im", "=home=1"}, R"("ims":[{"address":"home=1","types":[]}])"},
         {"address with a name",
          {"--email", "internet=Ann Lee <ann@example.org>"},
          R"("emails":[{"address":"ann@example.org","comment":"Ann Lee","types":["internet"]}])"},
@@ -122,9 +105,7 @@ TEST(ToolTest, FieldsReachTheRecord)
          {"--adr", "home=;;1 Main St;Town;;12345;USA"},
          R"("addresses":[{"postOfficeBox":"","extendedAddress":"","street":"1 Main St",)"
          R"("locality":"Town","region":"","postalCode":"12345","country":"USA","types":["home"]}])"},
-        {"property in any case", {"fullname=Zo\xC3\xAB"}, R"("FullName":"Zoë")"},
         {"line breaks", {"Comment=a\r\nb\rc"}, R"("Comment":"a\nb\nc")"},
-        {"value with equals", {"URL=http://x/?a=b"}, R"("URL":"http://x/?a=b")"},
         {"behind the options", {"--", "Nickname=--x"}, R"("Nickname":"--x")"},
     };
     const CTool tool;
@@ -157,17 +138,6 @@ TEST(ToolTest, ARecordIsOneObjectInTheDocumentedOrder)
               "\n");
 }
 
-TEST(ToolTest, AContactIsOneLineOfThreeColumns)
-{
-    const CTool tool;
-    tool.Run({"new",
-              "FullName=a\tb\nc\x1B[1m\xC2\x85\xE2\x80\xA8"
-              "d",
-              "--email", "a@example.org"});
-    EXPECT_EQ(tool.Run({"list"}).out, "VCARDPAB-1\ta b c [1m  d\ta@example.org\n");
-    EXPECT_EQ(tool.Run({"query", "A@"}).out, "1 match\na@example.org\ta b c [1m  d\tVCARDPAB\n");
-}
-
 TEST(ToolTest, AQueryFindsNamesAndAddressesWithoutRegardToCase)
 {
     const CTool tool;
@@ -175,6 +145,8 @@ TEST(ToolTest, AQueryFindsNamesAndAddressesWithoutRegardToCase)
               "FullName=J\xC3\xB6rg \xCE\xA3\xCE\xAF\xCF\x83\xCF\x85\xCF\x86\xCE\xBF\xCF\x82",
               "Nickname=Jojo", "--email", "one@example.org", "--email", "two@example.net"});
     tool.Run({"new", "GivenName=No", "Surname=Address"});
+    tool.Run({"new", "FullName=a\tb\nc\x1B[1m\xC2\x85\xE2\x80\xA8.", "--email", "x@y.z"});
+    EXPECT_TRUE(Contains(tool.Run({"list"}).out, "\ta b c [1m  .\tx@y.z\n"));
     const struct
     {
         const char *text, *status;
@@ -183,7 +155,7 @@ TEST(ToolTest, AQueryFindsNamesAndAddressesWithoutRegardToCase)
         {"\xCF\x83\xCF\x85\xCE\xA6\xCE\x9F\xCE\xA3", "2 matches\n"}, // final sigma
         {"jojo", "2 matches\n"},
         {"TWO@", "1 match\n"},
-        {"", "2 matches\n"},
+        {"", "3 matches\n"},
         {"address", "0 matches\n"},
     };
     for (const auto& c : kCases) {
@@ -234,21 +206,14 @@ TEST(ToolTest, ImportTakesEachCardOrSaysWhyNot)
         {"two cards and text between", a + "\r\nhello\r\n" + a, 2, ""},
         {"LF, and CR without a last line end",
          "begin:vcard\nFN:a\nEnd:vCard\nBEGIN:VCARD\rFN:b\rEND:VCARD", 2, ""},
-        {"byte order marks", "\xEF\xBB\xBF" + a + "\xEF\xBB\xBF" + a, 2, ""},
         {"folded border lines", "BEGIN:VC\n ARD\nNOTE:x\n END:VCARD\nEN\n\tD:VCARD\n", 1, ""},
-        {"blank line behind the card", a + " \t \r\n", 1, ""},
         {"nothing", "", 0, "import standard input: no vCard in it (13)"},
-        {"no card", "Hello\n", 0, "no vCard in it"},
         {"old version", "BEGIN:VCARD\nVERSION:2.1\nFN:a\nEND:VCARD\n" + a, 1,
          "card 1: version 2.1 is not supported (87)"},
-        {"nested card", "BEGIN:VCARD\nVERSION:2.1\nAGENT:\nBEGIN:VCARD\nEND:VCARD\nEND:VCARD\n" + a,
-         1, "card 1: version 2.1"},
         {"odd version", "BEGIN:VCARD\nVERSION:3.1\nFN:a\nEND:VCARD\n" + a, 1,
          "card 1: not version 3.0: 3.1 (87)"},
         {"other profile", "BEGIN:VCARD\nVERSION:3.0\nPROFILE:x\nEND:VCARD\n" + a, 1, "PROFILE"},
-        {"other profile, no version", "BEGIN:VCARD\nPROFILE:x\nEND:VCARD\n" + a, 1, "PROFILE"},
         {"no end, then another", "BEGIN:VCARD\nFN:x\n" + a + "BEGIN:VCARD\n", 1, "card 1: no END"},
-        {"text behind the end", "BEGIN:VCARD\nFN:x\nEND:VCARD \n", 0, "(13)"},
         {"UTF-16",
          string("\xFF\xFE"
                 "B\0E\0",
@@ -266,17 +231,6 @@ TEST(ToolTest, ImportTakesEachCardOrSaysWhyNot)
         EXPECT_TRUE(Contains(run.err, c.err)) << run.err;
         EXPECT_EQ(run.err.empty(), c.err[0] == '\0') << run.err;
     }
-}
-
-TEST(ToolTest, ARefusedCardLeavesNothingInTheNextAndUsesUpNoNumber)
-{
-    const CTool tool;
-    const string file = "BEGIN:VCARD\nVERSION:3.1\nFN:bad\nEMAIL:bad@example.org\nNOTE:bad\n"
-                        "END:VCARD\nBEGIN:VCARD\nVERSION:3.0\nFN:good\nEND:VCARD\n";
-    EXPECT_EQ(tool.Run({"import", "-"}, file).out, "VCARDPAB-1\n");
-    const string exported = tool.Run({"export"}).out;
-    EXPECT_FALSE(Contains(exported, "bad")) << exported;
-    EXPECT_TRUE(Contains(exported, "FN:good"));
 }
 
 TEST(ToolTest, CardsSurviveExportAndImportUnchanged)

@@ -59,19 +59,14 @@ TEST_F(CTrellisV7PluginTest, IdentifiersNameTheMessageAndItsMailbox)
         std::uint32_t error; // of both opening and deleting
     } kCases[] = {
         {"other case", "trellisv7-1 alice example.org", false, kNoCode},
-        {"no hyphen", "TRELLISV7", false, kNoCode},
         {"no blank", "TRELLISV7-1", true, kNoCode},
-        {"one blank", "TRELLISV7-1 alice", true, kNoCode},
         {"no such message", "TRELLISV7-9 alice example.org", true, ERROR_FILE_NOT_FOUND},
         {"no such mailbox", "TRELLISV7-1 bob example.org", true, ERROR_PATH_NOT_FOUND},
         {"a mailbox without the folder", "TRELLISV7-1 carl example.org", true,
          ERROR_PATH_NOT_FOUND},
-        {"blank in the domain", "TRELLISV7-1 alice example.org x", true, ERROR_INVALID_PARAMETER},
         {"path as mailbox", "TRELLISV7-1 ../example.org/alice example.org", true,
          ERROR_INVALID_PARAMETER},
-        {"path as domain", "TRELLISV7-1 alice ../x", true, ERROR_INVALID_PARAMETER},
         {"path as message", "TRELLISV7-../cur/1 alice example.org", true, ERROR_INVALID_PARAMETER},
-        {"no message id", "TRELLISV7- alice example.org", true, ERROR_INVALID_PARAMETER},
     };
     store.AddMailbox("example.org/carl");
     for (const auto& c : kCases) {
@@ -97,35 +92,15 @@ TEST_F(CTrellisV7PluginTest, AnIdentifierFromAWalkOpensAndRemovesItsMessage)
     EXPECT_EQ(id.ToString(), "TRELLISV7-123 alice example.org");
     EXPECT_FALSE(id.IsNumeric());
 
-    CContact* opened = nullptr;
-    ASSERT_TRUE(plugin.OpenContact(id, &opened));
-    const std::unique_ptr<CContact> owner(opened);
-    FILETIME time, walked;
-    EXPECT_TRUE(opened->GetModifiedTime(&time) && walk->GetCurrent()->GetModifiedTime(&walked));
-    EXPECT_EQ(time, LastWriteTime(store / ".Contacts/cur/123"));
-    EXPECT_EQ(time, walked);
-
     EXPECT_TRUE(plugin.DeleteContact(id));
     EXPECT_FALSE(plugin.DeleteContact(id));
     EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
-    std::u16string name;
-    EXPECT_TRUE(opened->GetProperty("Nickname", &name) && name == u"123") << "stays in memory";
-}
-
-TEST_F(CTrellisV7PluginTest, WalkLeavesOutGroupsAndRemovedMessages)
-{
-    AddContact("1");
-    AddContact("2", "Reply-To: Group\n");
-    AddContact("3");
-    AddContact("4");
-    ASSERT_TRUE(walk->Start(nullptr, nullptr) && walk->MoveNext());
-    EXPECT_TRUE(plugin.DeleteContact(CContactId("TRELLISV7-3 alice example.org")));
-    EXPECT_EQ(Nicknames(*walk), u"4 ");
 }
 
 TEST_F(CTrellisV7PluginTest, AMessageOfAnotherFormatEndsTheWalk)
 {
     AddContact("1");
+    AddContact("0", "Reply-To: Group\n");
     store.Deliver(".Contacts/cur/2", "From: a@example.org\n\nHello\n");
     AddContact("3");
     EXPECT_TRUE(walk->Start(nullptr, nullptr));
