@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <string>
 #include <vector>
 
 // The fuzz targets, each under the name that the build gives it here.
@@ -42,5 +43,21 @@ TEST(FuzzCorpusTest, EveryTargetTakesEveryBeginningOfItsCorpus)
             }
         }
         EXPECT_GT(inputs, 50u) << corpus;
+    }
+}
+
+// A contact file with any one bit changed opens, and is then the same after a rewrite, or stays as
+// it is: the target says which.
+TEST(FuzzCorpusTest, AContactWithAnyBitChangedOpensOrStaysAsItIs)
+{
+    const std::string card =
+        "BEGIN:VCARD\r\nVERSION:3.0\r\nN:Lee;Ann;B.;Dr.;Jr.\r\nFN:Ann \u00E9 Lee\r\n"
+        "EMAIL;TYPE=internet,pref;X-COMMENT=\"Lee, ^'A^'\":ann@example.org\r\n"
+        "item1.ADR;TYPE=home:;;1 Main St\\, b;T;;1;\r\nX-LARKMERE-WSSVERSION:41\r\n"
+        "NOTE;LANGUAGE=en:one\\, two\\n\r\n \U0001D11E and a fold\r\nEND:VCARD\r\n";
+    for (std::size_t bit = 0; bit < 8 * card.size(); ++bit) {
+        std::vector<std::uint8_t> changed(card.begin(), card.end());
+        changed[bit / 8] ^= static_cast<std::uint8_t>(1 << bit % 8);
+        EXPECT_EQ(ContactFileFuzz(changed.data(), changed.size()), 0);
     }
 }

@@ -19,79 +19,7 @@ std::string Card(const std::string& lines)
     return "BEGIN:VCARD\r\n" + lines + "END:VCARD\r\n";
 }
 
-// One line of each kind, quoting, escapes and folds, and as many notes as fill the size.
-std::string SampleCard(std::size_t size)
-{
-    std::string lines =
-        "VERSION:3.0\r\nN:Lee;Ann;B.;Dr.;Jr.\r\nFN:Ann \xc3\xa9 Lee\r\n"
-        "EMAIL;TYPE=internet,pref;X-COMMENT=\"Lee, ^'A^'\":ann@example.org\r\n"
-        "TEL;TYPE=work:+1 555 0100\r\nitem1.ADR;TYPE=home:;;1 Main St\\, b;T;;1;\r\n"
-        "IMPP;TYPE=HOME:xmpp:a@example.org\r\nX-LARKMERE-WSSVERSION:41\r\n";
-    while (lines.size() < size) {
-        lines += "NOTE;LANGUAGE=en:one\\, two\\n\r\n \xf0\x9d\x84\x9e and a fold\r\n";
-    }
-    return Card(lines);
-}
-
-// The file opens, and is then saved, and opens again; or it is refused and stays as it is.
-class CDamagedFile
-{
-public:
-    void Check(const std::string& content)
-    {
-        m_folder.Write(kFile, content);
-        if (!SaveIfItOpens()) {
-            ++refused;
-            EXPECT_EQ(m_folder.Read(kFile), content);
-        } else {
-            ++opened;
-            EXPECT_TRUE(CPABContact().Open(m_folder.Path().c_str(), 1));
-        }
-    }
-
-    int opened = 0, refused = 0;
-
-private:
-    bool SaveIfItOpens() const
-    {
-        CPABContact contact;
-        if (!contact.Open(m_folder.Path().c_str(), 1)) {
-            return false;
-        }
-        EXPECT_TRUE(contact.SetProperty("Nickname", u"Annie") && contact.Save());
-        return true;
-    }
-
-    const CTempFolder m_folder;
-};
-
 } // namespace
-
-TEST(HostileInputTest, ACutContactIsRefusedAndStaysAsItIs)
-{
-    const std::string card = SampleCard(500);
-    CDamagedFile file;
-    for (std::size_t size = 0; size < card.size(); ++size) {
-        SCOPED_TRACE(size);
-        file.Check(card.substr(0, size));
-    }
-    // What lacks but the last line end is whole.
-    EXPECT_EQ(file.opened, 2);
-}
-
-TEST(HostileInputTest, AContactWithAChangedByteOpensOrStaysAsItIs)
-{
-    const std::string card = SampleCard(400);
-    CDamagedFile file;
-    for (std::size_t at = 0; at < card.size(); ++at) {
-        SCOPED_TRACE(at);
-        std::string changed = card;
-        changed[at] = static_cast<char>(changed[at] ^ 1 << at % 8);
-        file.Check(changed);
-    }
-    EXPECT_GT(file.opened, 100);
-    EXPECT_GT(file.refused, 10);
-}
 
 TEST(HostileInputTest, AZeroByteEndsNothing)
 {

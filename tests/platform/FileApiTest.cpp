@@ -2,16 +2,13 @@
 
 #include "platform/FileHandle.h"
 #include "platform/SystemCalls.h"
-#include "support/ChildProcess.h"
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstdio>
 #include <filesystem>
 #include <set>
-#include <thread>
 
 #include <sys/stat.h>
 
@@ -82,28 +79,6 @@ TEST(FileApiTest, FailedOpensLeaveTheDocumentedCode)
     EXPECT_EQ(folder.Read("file"), "text");
 }
 
-TEST(FileApiTest, AnExclusiveFileIsHeldAgainstEverybodyUntilItIsClosed)
-{
-    const CTempFolder folder;
-    const std::string path = folder.Write("file", "text");
-    CFileHandle holder(OpenExclusive(path, OPEN_EXISTING));
-    ASSERT_TRUE(holder.IsOpen());
-    const auto isRefused = [&] {
-        return OpenExclusive(path, OPEN_EXISTING) == INVALID_HANDLE_VALUE &&
-               GetLastError() == ERROR_SHARING_VIOLATION &&
-               OpenExclusive(path, TRUNCATE_EXISTING) == INVALID_HANDLE_VALUE &&
-               GetLastError() == ERROR_SHARING_VIOLATION;
-    };
-    EXPECT_TRUE(isRefused()) << "same thread";
-    bool otherThread = false;
-    std::thread([&] { otherThread = isRefused(); }).join();
-    EXPECT_TRUE(otherThread);
-    EXPECT_TRUE(RunInChild(isRefused));
-    EXPECT_EQ(folder.Read("file"), "text") << "emptied before the lock was held";
-    holder.Reset();
-    EXPECT_TRUE(CFileHandle(OpenExclusive(path, OPEN_EXISTING)).IsOpen());
-}
-
 // A file system that renames only with replacing.
 struct CReplacingRenames : CSystemCalls
 {
@@ -155,31 +130,6 @@ TEST(FileApiTest, SearchesMatchNamesAsThePatternSays)
     EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
     EXPECT_EQ(Search(folder / "none/*"), Names{});
     EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
-}
-
-TEST(FileApiTest, ASearchSeesAnEntryThatIsBeingRenamedAmongThousands)
-{
-    const CTempFolder folder;
-    for (int number = 0; number < 3000; ++number) {
-        folder.Write(std::to_string(number) + ".vcf", "");
-    }
-    folder.Write("0.nxt", "");
-    std::atomic<bool> isDone = false;
-    std::thread renamer([&] {
-        for (int number = 0; !isDone; ++number) {
-            MoveFileA((folder / (std::to_string(number) + ".nxt")).c_str(),
-                      (folder / (std::to_string(number + 1) + ".nxt")).c_str());
-        }
-    });
-    int missed = 0;
-    std::vector<std::string> names;
-    for (int search = 0; search < 200; ++search) {
-        ListFolder(folder.Path().c_str(), &names);
-        missed += names.size() == 3001 ? 0 : 1;
-    }
-    isDone = true;
-    renamer.join();
-    EXPECT_EQ(missed, 0);
 }
 
 TEST(FileApiTest, AFoldersTimeOnlyMovesForward)
