@@ -23,7 +23,8 @@ public:
     CMailServer();
     ~CMailServer();
 
-    // Opens the store at a location, UTF-8. Last error 87: null, empty, or no such template;
+    // Opens the store at a location, UTF-8; a relative one counts from the process's folder of this
+    // moment. Last error 87: null, empty, or no such template;
     // 3: the root is missing or is no folder. On failure the object is closed.
     bool Open(const char* location);
 

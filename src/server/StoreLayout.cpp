@@ -4,6 +4,8 @@
 #include "server/Utf8String.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 
 namespace
 {
@@ -21,7 +23,7 @@ std::vector<std::string> SplitPath(std::string_view path)
     std::vector<std::string> components;
     while (!path.empty()) {
         const std::size_t length = std::min(path.find('/'), path.size());
-        if (length > 0) {
+        if (length > 0 && path.substr(0, length) != ".") {
             components.emplace_back(path.substr(0, length));
         }
         path.remove_prefix(std::min(length + 1, path.size()));
@@ -80,6 +82,15 @@ std::size_t IndexOfLetter(const std::vector<std::string>& components, char lette
     return static_cast<std::size_t>(found - components.begin());
 }
 
+// The path from the root on, so that the store stays where it is when the process changes its
+// folder. One that no longer has a folder keeps the path.
+std::string Absolute(const std::string& path)
+{
+    std::error_code error;
+    const std::filesystem::path here = std::filesystem::current_path(error);
+    return path.empty() ? here.string() : (here / path).string();
+}
+
 } // namespace
 
 bool IsPlainName(const char* name)
@@ -129,7 +140,7 @@ bool CStoreLayout::Parse(const char* location)
     for (auto component = components.begin(); component != first; ++component) {
         root += (root.empty() || root == "/" ? "" : "/") + *component;
     }
-    m_root = root.empty() ? "." : root;
+    m_root = Absolute(root);
     m_components.assign(first, components.end());
     m_nameIndex = IndexOfLetter(m_components, 'n');
     m_domainIndex = IndexOfLetter(m_components, 'd');

@@ -55,6 +55,19 @@ TEST(MailServerTest, LocationSaysWhereMailboxesAre)
     }
 }
 
+TEST(MailServerTest, RelativeLocationIsThatOfTheMomentOfOpening)
+{
+    const CTestMailStore store;
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(store.folder.Path());
+    CMailServer here, below;
+    EXPECT_TRUE(here.Open(".") && below.Open("%d/%n"));
+    std::filesystem::current_path(before);
+    for (const CMailServer* server : {&here, &below}) {
+        EXPECT_TRUE(CMailbox().Open(*server, "alice", "example.org"));
+    }
+}
+
 TEST(MailServerTest, RegisteredDefaultAnswersWhereNoFileDoes)
 {
     static const MailServerPropertyRecord kRecords[] = {
