@@ -1,6 +1,7 @@
 #include "platform/FileApi.h"
 
 #include "platform/FileHandle.h"
+#include "platform/FileTime.h"
 #include "platform/SystemCalls.h"
 #include "support/TempFolder.h"
 
@@ -165,6 +166,31 @@ TEST(FileApiTest, TheCreationTimeIsThatOfTheFirstContentAndStays)
         EXPECT_GT(written, created);
         SetFileTime(folderHandle.Get(), nullptr, nullptr, &written);
     }
+}
+
+TEST(FileApiTest, AStampIsNotToldOfBeforeTheClockHasPassedIt)
+{
+    // Behind the clock that the kernel stamps the folder with.
+    struct : CSystemCalls
+    {
+        int Now(struct timespec* time) override
+        {
+            const int result = CSystemCalls::Now(time);
+            const bool borrows = time->tv_nsec < 10'000'000;
+            time->tv_nsec += borrows ? 990'000'000 : -10'000'000;
+            time->tv_sec -= borrows ? 1 : 0;
+            return result;
+        }
+    } late;
+    const CTempFolder folder;
+    const CFileHandle file(OpenExclusive(folder / "file", CREATE_NEW));
+    CSystemCalls::Replace(&late);
+    FILETIME written, now;
+    EXPECT_EQ(RewriteFile(file.Get(), "text"), 1);
+    GetSystemTimeAsFileTime(&now);
+    EXPECT_EQ(GetFileTime(file.Get(), nullptr, nullptr, &written), 1);
+    EXPECT_LE(written, now);
+    CSystemCalls::Replace(nullptr);
 }
 
 TEST(FileApiTest, AFileSystemOfWholeSecondsIsToldAndStampsAreNeverBehind)
