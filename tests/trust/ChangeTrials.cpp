@@ -5,6 +5,8 @@
 #include <array>
 #include <map>
 
+#include <sys/stat.h>
+
 namespace
 {
 
@@ -197,6 +199,16 @@ private:
     std::map<std::uint32_t, std::uint64_t> m_known;
 };
 
+// Whether two paths of one folder belong to different clients of its file system, which may keep
+// what they have seen for a while.
+bool IsOfAnotherClient(const std::string& left, const std::string& right)
+{
+    struct stat one = {};
+    struct stat other = {};
+    return stat(left.c_str(), &one) == 0 && stat(right.c_str(), &other) == 0 &&
+           one.st_dev != other.st_dev;
+}
+
 void WaitForStop(CDeeds& deeds, int workers)
 {
     deeds.isStopping = true;
@@ -244,9 +256,9 @@ bool TryBook(const CTrialOptions& options, const std::string& name, int saves, C
         workers.push_back(StartWorker([&] { return Write(book, deeds); }));
     }
     workers.push_back(StartWorker([&] { return CreateAndDelete(book, deeds); }));
-    const bool isSecond = !options.second.empty();
-    CFollower follower((isSecond ? options.second : options.folder) + name);
-    Follow(deeds, follower, saves, isSecond, row);
+    const std::string& seen = options.second.empty() ? options.folder : options.second;
+    CFollower follower(seen + name);
+    Follow(deeds, follower, saves, IsOfAnotherClient(options.folder, seen), row);
     deeds.isOver = true;
     for (const pid_t worker : workers) {
         row.Try(HasSucceeded(worker), "a writer died");
