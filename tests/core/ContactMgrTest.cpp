@@ -9,6 +9,8 @@
 
 #include <functional>
 #include <memory>
+#include <thread>
+#include <vector>
 
 namespace
 {
@@ -139,6 +141,41 @@ TEST_F(CContactMgrTest, EveryOperationSaysThatMemoryWasExhaustedAtTheStart)
     }
     EXPECT_GE(exhausted, 5) << "the implementation object and the four places of the stores";
     EXPECT_EQ(CMemoryDebugging::LiveBlocks(), before);
+}
+
+TEST_F(CContactMgrTest, ThreadsWithManagersOfTheirOwnShareAMailbox)
+{
+    constexpr std::size_t kThreads = 8;
+    constexpr std::size_t kRounds = 20;
+    CMailbox alice = Open(R"({"EnabledContactPlugins": 15})");
+    const auto work = [&alice] {
+        CContactMgr manager(alice), other(alice);
+        for (std::size_t round = 0; round < kRounds; ++round) {
+            std::unique_ptr<CContact> contact(manager.CreateContact(nullptr));
+            ASSERT_NE(contact, nullptr);
+            const ContactMgr::CContactId id = contact->GetId();
+            EXPECT_TRUE(contact->SetProperty("FullName", u"Bob") && contact->Save());
+            contact.reset();
+            std::unique_ptr<CContactPlg::CContactEnumerator> walk(other.GetEnumerator());
+            EXPECT_TRUE(walk->Start(nullptr, nullptr));
+            while (walk->MoveNext()) {
+            }
+            walk.reset();
+            while (round % 2 != 0 && !manager.DeleteContact(id)) {
+                ASSERT_EQ(GetLastError(), ERROR_SHARING_VIOLATION) << "held by another's walk";
+            }
+        }
+    };
+    std::vector<std::thread> threads;
+    for (std::size_t thread = 0; thread < kThreads; ++thread) {
+        threads.emplace_back(work);
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_TRUE(
+        CContactMgr(alice).ChangesSince("VCARDPAB", {}, &version, &deleted, &changed, &created));
+    EXPECT_EQ(created.GetCount(), 1 + kThreads * kRounds / 2);
 }
 
 } // namespace

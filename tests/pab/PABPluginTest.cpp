@@ -13,7 +13,6 @@
 #include <memory>
 #include <numeric>
 #include <set>
-#include <thread>
 #include <vector>
 
 namespace
@@ -31,9 +30,7 @@ CContactId Number(std::uint32_t number)
 // An address book folder that a mailbox has not used yet, and its plug-in.
 struct CBook
 {
-    explicit CBook(const std::string& folder = {})
-        : root(folder.empty() ? temp / "Contacts" : folder), plugin(root)
-    {}
+    CBook() : root(temp / "Contacts"), plugin(root) {}
 
     // Gives 0 if the contact cannot be made and saved.
     std::uint32_t New(const char16_t* name = u"Ann")
@@ -360,31 +357,4 @@ TEST(PABPluginTest, AFailedCallAnywhereLosesNoContact)
             EXPECT_EQ(CountersIn(book.root), 1);
         }
     }
-}
-
-TEST(PABPluginTest, ThreadsShareAFolderWithoutALoss)
-{
-    constexpr std::size_t kThreads = 4;
-    constexpr int kRounds = 60;
-    CBook book;
-    const auto work = [&] {
-        for (int round = 0; round < kRounds; ++round) {
-            CBook own(book.root);
-            const std::uint32_t number = own.New();
-            EXPECT_NE(number, 0u);
-            EXPECT_TRUE(round % 2 == 0 || own.plugin.DeleteContact(Number(number)));
-        }
-    };
-    std::vector<std::thread> threads;
-    for (std::size_t thread = 0; thread < kThreads; ++thread) {
-        threads.emplace_back(work);
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    EXPECT_EQ(NamesIn(book.root).size(), kThreads * kRounds + 1);
-    EXPECT_EQ(CountersIn(book.root), 1);
-    CPABContactEnumerator enumerator(book.root);
-    ASSERT_TRUE(enumerator.Start(nullptr, nullptr));
-    EXPECT_EQ(Walk(enumerator).size(), kThreads * kRounds / 2);
 }
