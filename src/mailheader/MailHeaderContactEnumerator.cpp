@@ -1,5 +1,6 @@
 #include "mailheader/MailHeaderContactEnumerator.h"
 
+#include "mailheader/MailHeaderContact.h"
 #include "platform/LastError.h"
 #include "server/MailMessage.h"
 
@@ -22,36 +23,16 @@ bool ReadSender(CMailFolder& folder, const char* messageId, CRfc822Address* send
 
 } // namespace
 
-CMailHeaderContactEnumerator::~CMailHeaderContactEnumerator()
-{
-    const CKeepLastError keep;
-    CMailHeaderContactEnumerator::Finish();
-}
-
 bool CMailHeaderContactEnumerator::Start(const FILETIME* version, bool* changed)
 {
     Finish();
-    if (!m_owner.Open(m_mailbox) || !m_folder.Open(m_owner, "INBOX") || !m_folder.Lock(nullptr)) {
-        return false;
-    }
-    m_version = version == nullptr ? FILETIME() : *version;
-    m_started = m_folder.StartMessageEnumeration(0, &m_version);
-    if (!m_started && GetLastError() != ERROR_ALREADY_INITIALIZED) {
+    if (!m_owner.Open(m_mailbox) || !m_folder.Open(m_owner, "INBOX") || !m_folder.Lock(nullptr) ||
+        !StartWalk(version)) {
         return false;
     }
     if (changed != nullptr) {
-        *changed = m_started;
+        *changed = IsStarted();
     }
-    return true;
-}
-
-bool CMailHeaderContactEnumerator::Finish()
-{
-    if (m_started && !m_folder.CloseMessageEnumeration()) {
-        return false;
-    }
-    m_started = false;
-    m_current.reset();
     return true;
 }
 

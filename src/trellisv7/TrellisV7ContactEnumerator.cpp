@@ -4,19 +4,15 @@
 #include "server/MailMessage.h"
 #include "server/Mailbox.h"
 #include "server/MessageInMessageStore.h"
+#include "trellisv7/TrellisV7Contact.h"
 
 #include <new>
 #include <utility>
 
-CTrellisV7ContactEnumerator::CTrellisV7ContactEnumerator(CMailbox& mailbox) : m_mailbox(mailbox)
+CTrellisV7ContactEnumerator::CTrellisV7ContactEnumerator(CMailbox& mailbox)
+    : CMailFolderContactEnumerator(mailbox)
 {
     m_server.Wrap(GetMailboxServerHandle(mailbox));
-}
-
-CTrellisV7ContactEnumerator::~CTrellisV7ContactEnumerator()
-{
-    const CKeepLastError keep;
-    CTrellisV7ContactEnumerator::Finish();
 }
 
 bool CTrellisV7ContactEnumerator::Start(const FILETIME* version, bool* changed)
@@ -26,29 +22,12 @@ bool CTrellisV7ContactEnumerator::Start(const FILETIME* version, bool* changed)
         return false;
     }
     const bool hasFolder = m_folder.Open(m_owner, CTrellisV7Contact::kFolder);
-    if (!hasFolder && GetLastError() != ERROR_PATH_NOT_FOUND) {
+    if (hasFolder ? !StartWalk(version) : GetLastError() != ERROR_PATH_NOT_FOUND) {
         return false;
-    }
-    if (hasFolder) {
-        m_version = version == nullptr ? FILETIME() : *version;
-        m_started = m_folder.StartMessageEnumeration(0, &m_version);
-        if (!m_started && GetLastError() != ERROR_ALREADY_INITIALIZED) {
-            return false;
-        }
     }
     if (changed != nullptr) {
-        *changed = m_started;
+        *changed = IsStarted();
     }
-    return true;
-}
-
-bool CTrellisV7ContactEnumerator::Finish()
-{
-    if (m_started && !m_folder.CloseMessageEnumeration()) {
-        return false;
-    }
-    m_started = false;
-    m_current.reset();
     return true;
 }
 

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "core/ContactPlg.h"
+#include "server/MailFolder.h"
+#include "server/MailOwner.h"
+
+#include <memory>
+
+class CMailbox;
+
+// What the walks through the messages of a mail folder share. A version is the folder's
+// (server/MailFolder.h). The mailbox stays the caller's.
+class CMailFolderContactEnumerator : public CContactPlg::CContactEnumerator
+{
+public:
+    explicit CMailFolderContactEnumerator(CMailbox& mailbox) : m_mailbox(mailbox) {}
+    ~CMailFolderContactEnumerator() override;
+
+    bool IsStarted() override { return m_started; }
+    bool Finish() override;
+    FILETIME GetVersion() override { return m_version; }
+    CContact* GetCurrent() override { return m_current.get(); }
+
+protected:
+    // Begins the walk through the open folder. Nothing new since the version: true, with last error
+    // 1247, and nothing started.
+    bool StartWalk(const FILETIME* version);
+
+    CMailbox& m_mailbox;
+    CMailboxMailOwner m_owner;
+    CMailFolder m_folder;
+    std::unique_ptr<CContact> m_current;
+
+private:
+    FILETIME m_version;
+    bool m_started = false;
+};
