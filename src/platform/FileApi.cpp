@@ -247,7 +247,7 @@ int SetFileTime(HANDLE handle, const FILETIME* creation, const FILETIME* lastAcc
         return 0;
     }
     if (file->isFolder) {
-        return MoveFolderTime(file->descriptor, *lastWrite);
+        return MoveFolderTime(file->descriptor, file->path.c_str(), *lastWrite);
     }
     return SetLastWriteTime(file->descriptor, *lastWrite) || FailWithErrno();
 }

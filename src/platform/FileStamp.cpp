@@ -6,9 +6,12 @@
 #include <array>
 #include <charconv>
 #include <chrono>
+#include <climits>
+#include <cstdio>
 #include <optional>
 #include <thread>
 
+#include <linux/magic.h>
 #include <sys/file.h>
 
 namespace
@@ -105,19 +108,54 @@ bool SetNotBefore(int file, std::uint64_t wanted, Stamp* stamp)
     return SetAndReadBack(file, nextSecond, stamp);
 }
 
-// Serialises the writers of a folder's time. It is held for microseconds; whoever stopped while
-// holding it must not stop the others for ever.
-void LockFolder(int folder) noexcept
+// A lock on a folder ends at this machine there.
+bool SharesOnlyFileLocks(int folder) noexcept
 {
-    CSystemCalls& calls = CSystemCalls::Current();
-    for (int attempt = 0; attempt < kFolderLockAttempts; ++attempt) {
-        if (RetryInterrupted([&] { return calls.Lock(folder, LOCK_EX | LOCK_NB); }) == 0 ||
-            errno != EWOULDBLOCK) {
-            return;
-        }
-        std::this_thread::sleep_for(std::chrono::microseconds(20 * (attempt + 1)));
-    }
+    const long type = CSystemCalls::Current().FileSystemType(folder);
+    return type == FUSE_SUPER_MAGIC || type == NFS_SUPER_MAGIC;
 }
+
+int OpenLockFile(const char* folder) noexcept
+{
+    std::array<char, PATH_MAX> path = {};
+    const int length = std::snprintf(path.data(), path.size(), "%s/.lock~", folder);
+    return length < 0 || length >= PATH_MAX ? -1 : RetryInterrupted([&] {
+        return CSystemCalls::Current().Open(
+            path.data(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0660);
+    });
+}
+
+// Serialises the writers of a folder's time, as far as it can. It is held for microseconds; whoever
+// stopped while holding it must not stop the others for ever.
+class CFolderTimeLock
+{
+public:
+    CFolderTimeLock(int folder, const char* path) noexcept
+        : m_file(SharesOnlyFileLocks(folder) ? OpenLockFile(path) : -1),
+          m_locked(m_file.IsOpen() ? m_file.Get() : folder)
+    {
+        CSystemCalls& calls = CSystemCalls::Current();
+        for (int attempt = 0; attempt < kFolderLockAttempts; ++attempt) {
+            if (RetryInterrupted([&] { return calls.Lock(m_locked, LOCK_EX | LOCK_NB); }) == 0 ||
+                errno != EWOULDBLOCK) {
+                return;
+            }
+            std::this_thread::sleep_for(std::chrono::microseconds(20 * (attempt + 1)));
+        }
+    }
+    ~CFolderTimeLock()
+    {
+        const int error = errno;
+        CSystemCalls::Current().Lock(m_locked, LOCK_UN);
+        errno = error;
+    }
+    CFolderTimeLock(const CFolderTimeLock&) = delete;
+    CFolderTimeLock& operator=(const CFolderTimeLock&) = delete;
+
+private:
+    const CDescriptor m_file;
+    const int m_locked;
+};
 
 std::optional<std::uint64_t> ParseCount(std::string_view text)
 {
@@ -186,34 +224,28 @@ void WaitForStamp(const FILETIME& stamp) noexcept
     }
 }
 
-bool MoveFolderTime(int folder, const FILETIME& time)
+bool MoveFolderTime(int folder, const char* path, const FILETIME& time)
 {
-    LockFolder(folder);
+    const CFolderTimeLock lock(folder, path);
     struct statx status = {};
-    bool moved = Stat(folder, "", AT_EMPTY_PATH, &status);
-    if (moved) {
-        // The mark is kept a unit ahead, so that reading the folder does not renew the access time.
-        const std::uint64_t mark = FileTimeToCount(FileTimeOf(status.stx_atime)) - 1;
-        std::uint64_t latest = FileTimeToCount(time);
-        if (mark > latest && mark <= ClockCount()) {
-            latest = mark;
-        }
-        if (FileTimeToCount(FileTimeOf(status.stx_mtime)) < latest) {
-            moved = SetTimes(folder, TimespecOf(latest + 1), latest);
-        }
+    if (!Stat(folder, "", AT_EMPTY_PATH | AT_STATX_FORCE_SYNC, &status)) {
+        return FailWithErrno();
     }
-    const int error = errno;
-    CSystemCalls::Current().Lock(folder, LOCK_UN);
-    errno = error;
-    return moved || FailWithErrno();
+    // The mark is kept a unit ahead, so that reading the folder does not renew the access time.
+    const std::uint64_t mark = FileTimeToCount(FileTimeOf(status.stx_atime)) - 1;
+    std::uint64_t latest = FileTimeToCount(time);
+    if (mark > latest && mark <= ClockCount()) {
+        latest = mark;
+    }
+    return FileTimeToCount(FileTimeOf(status.stx_mtime)) >= latest ||
+           SetTimes(folder, TimespecOf(latest + 1), latest) || FailWithErrno();
 }
 
-bool MoveFolderTime(const char* folder, const FILETIME& time)
+bool MoveFolderTime(const char* path, const FILETIME& time)
 {
-    const CDescriptor descriptor(RetryInterrupted([&] {
-        return CSystemCalls::Current().Open(folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
-    }));
-    return descriptor.IsOpen() ? MoveFolderTime(descriptor.Get(), time) : FailWithErrno(folder);
+    const CDescriptor folder(RetryInterrupted(
+        [&] { return CSystemCalls::Current().Open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0); }));
+    return folder.IsOpen() ? MoveFolderTime(folder.Get(), path, time) : FailWithErrno(path);
 }
 
 bool SetLastWriteTime(int file, const FILETIME& time)

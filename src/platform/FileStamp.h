@@ -17,13 +17,15 @@ bool StampFile(int file, const char* folder, FILETIME* stamp);
 void WaitForStamp(const FILETIME& stamp) noexcept;
 
 // Moves an open folder's last-write time forward to the given one; an earlier or equal time is
-// success without effect. Concurrent calls leave the latest time. What the kernel's coarser clock
-// puts in its place as names come and go may be earlier than a change that callers were told of, so
-// the folder's access time keeps the latest one as well, and it is put back from there.
-bool MoveFolderTime(int folder, const FILETIME& time);
+// success without effect. Concurrent calls leave the latest time: the folder is locked meanwhile,
+// or the file ".lock~" in it, which is made and stays there, where a lock on a folder does not
+// reach other clients of the file system (FUSE, NFS). What the kernel's coarser clock puts in the
+// time's place as names come and go may be earlier than a change that callers were told of, so the
+// folder's access time keeps the latest one as well, and it is put back from there.
+bool MoveFolderTime(int folder, const char* path, const FILETIME& time);
 
-// The same by path.
-bool MoveFolderTime(const char* folder, const FILETIME& time);
+// The same for a folder that is not open.
+bool MoveFolderTime(const char* path, const FILETIME& time);
 
 // Sets a file's last-write time as it is given. False with errno set.
 bool SetLastWriteTime(int file, const FILETIME& time);

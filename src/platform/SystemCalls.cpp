@@ -7,6 +7,7 @@
 
 #include <dirent.h>
 #include <sys/file.h>
+#include <sys/vfs.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -66,6 +67,12 @@ int CSystemCalls::Sync(int file)
 int CSystemCalls::SyncFileSystem(int file)
 {
     return ::syncfs(file);
+}
+
+long CSystemCalls::FileSystemType(int file)
+{
+    struct statfs status = {};
+    return ::fstatfs(file, &status) == 0 ? static_cast<long>(status.f_type) : -1;
 }
 
 int CSystemCalls::Stat(int folder, const char* path, int flags, struct statx* status)

@@ -7,10 +7,14 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
+#include <atomic>
+#include <chrono>
 #include <filesystem>
+#include <functional>
 #include <set>
+#include <thread>
 
+#include <linux/magic.h>
 #include <sys/stat.h>
 
 namespace
@@ -144,6 +148,49 @@ TEST(FileApiTest, AFoldersTimeOnlyMovesForward)
     EXPECT_EQ(SetFileTime(handle.Get(), nullptr, nullptr, &later), 1);
     EXPECT_EQ(SetFileTime(handle.Get(), nullptr, nullptr, &earlier), 1);
     EXPECT_EQ(LastWriteOf(folder.Path()), before + 12345);
+}
+
+// A file system whose locks on folders reach nobody else, with another client who sets a folder's
+// time at the worst moment.
+struct CTwoClients : CSystemCalls
+{
+    long FileSystemType(int /*file*/) override { return FUSE_SUPER_MAGIC; }
+    int Lock(int file, int operation) override
+    {
+        struct stat status = {};
+        fstat(file, &status);
+        return S_ISDIR(status.st_mode) ? 0 : CSystemCalls::Lock(file, operation);
+    }
+    int SetTimes(int file, const struct timespec times[2]) override
+    {
+        if (!isSetting.exchange(true)) {
+            other = std::thread(setLater);
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        return CSystemCalls::SetTimes(file, times);
+    }
+    std::atomic<bool> isSetting{false};
+    std::function<void()> setLater;
+    std::thread other;
+};
+
+TEST(FileApiTest, OfTwoFolderTimesTheLaterStaysThoughFolderLocksReachNobody)
+{
+    const CTempFolder folder;
+    const std::uint64_t before = LastWriteOf(folder.Path());
+    const auto set = [&](std::uint64_t count) {
+        const CFileHandle handle(OpenFolder(folder.Path()));
+        const FILETIME time = FileTimeFromCount(count);
+        EXPECT_EQ(SetFileTime(handle.Get(), nullptr, nullptr, &time), 1);
+    };
+    const std::uint64_t later = before + 2 * kFileTimeUnitsPerSecond;
+    CTwoClients clients;
+    clients.setLater = [&] { set(later); };
+    CSystemCalls::Replace(&clients);
+    set(later - 1);
+    clients.other.join();
+    CSystemCalls::Replace(nullptr);
+    EXPECT_EQ(LastWriteOf(folder.Path()), later);
 }
 
 TEST(FileApiTest, TheCreationTimeIsThatOfTheFirstContentAndStays)

@@ -99,6 +99,10 @@ public:
     {
         return Run("syncfs", [&] { return CSystemCalls::SyncFileSystem(file); });
     }
+    long FileSystemType(int file) override
+    {
+        return Run("statfs", [&] { return CSystemCalls::FileSystemType(file); });
+    }
     int Stat(int folder, const char* path, int flags, struct statx* status) override
     {
         return Run("stat", [&] { return CSystemCalls::Stat(folder, path, flags, status); });

@@ -15,6 +15,7 @@ constexpr int kWriters = 4;
 constexpr int kPollsBetweenStops = 40;
 constexpr std::uint32_t kMostContacts = 4000;
 constexpr int kSavesPerBook = 50'000;
+constexpr int kRoundsAtOnce = 20'000;
 constexpr int kCacheMilliseconds = 1200;
 
 // What the writers have done and were told is done.
@@ -139,6 +140,13 @@ bool CreateAndDelete(const std::string& book, CDeeds& deeds)
     return true;
 }
 
+std::uint64_t LastWriteOf(const std::string& path)
+{
+    WIN32_FILE_ATTRIBUTE_DATA data;
+    GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data);
+    return FileTimeToCount(data.ftLastWriteTime);
+}
+
 // Follows the store as a mail client does, and holds it against the deeds.
 class CFollower
 {
@@ -161,10 +169,7 @@ public:
         }
         for (const auto* list : {&changed, &created}) {
             for (const ContactMgr::CContactId& id : *list) {
-                WIN32_FILE_ATTRIBUTE_DATA file;
-                GetFileAttributesExA(PathOf(m_book, id.ToNumber()).c_str(), GetFileExInfoStandard,
-                                     &file);
-                m_known[id.ToNumber()] = FileTimeToCount(file.ftLastWriteTime);
+                m_known[id.ToNumber()] = LastWriteOf(PathOf(m_book, id.ToNumber()));
             }
         }
         for (const ContactMgr::CContactId& id : deleted) {
@@ -251,14 +256,15 @@ bool TryBook(const CTrialOptions& options, const std::string& name, int saves, C
             return false;
         }
     }
+    const std::string seen = options.Second() + name;
     std::vector<pid_t> workers;
     for (int writer = 0; writer < kWriters; ++writer) {
-        workers.push_back(StartWorker([&] { return Write(book, deeds); }));
+        const std::string& path = writer % 2 == 0 ? book : seen;
+        workers.push_back(StartWorker([&] { return Write(path, deeds); }));
     }
     workers.push_back(StartWorker([&] { return CreateAndDelete(book, deeds); }));
-    const std::string& seen = options.second.empty() ? options.folder : options.second;
-    CFollower follower(seen + name);
-    Follow(deeds, follower, saves, IsOfAnotherClient(options.folder, seen), row);
+    CFollower follower(seen);
+    Follow(deeds, follower, saves, IsOfAnotherClient(book, seen), row);
     deeds.isOver = true;
     for (const pid_t worker : workers) {
         row.Try(HasSucceeded(worker), "a writer died");
@@ -266,6 +272,45 @@ bool TryBook(const CTrialOptions& options, const std::string& name, int saves, C
     row.Try(deeds.failed == 0, "a save failed");
     *polls += follower.polls;
     return true;
+}
+
+// Saves at the same moment leave the folder with the latest of their stamps.
+void TrySavesAtOnce(const CTrialOptions& options, CRow& row)
+{
+    const std::string paths[] = {options.folder + "/AtOnce", options.Second() + "/AtOnce"};
+    const int rounds = std::min(options.count / 6, kRoundsAtOnce);
+    const CShared<std::atomic<int>> round, finished;
+    const CShared<std::atomic<std::uint64_t>> latest;
+    std::vector<pid_t> savers;
+    for (int saver = 0; saver < kWriters; ++saver) {
+        CPABPlugin plugin(paths[saver % 2]);
+        const std::uint32_t number = New(plugin, 1, 300);
+        savers.push_back(StartWorker([&] {
+            bool isSaved = true;
+            for (int own = 1; own <= rounds; ++own) {
+                while (*round < own) {
+                    SleepMicroseconds(20);
+                }
+                SleepMicroseconds(RandomBelow(1000));
+                isSaved = Change(plugin, number, 1 + RandomBelow(1000), 300) && isSaved;
+                const std::uint64_t stamp = LastWriteOf(PathOf(paths[0], number));
+                for (std::uint64_t seen = *latest;
+                     seen < stamp && !latest->compare_exchange_weak(seen, stamp);) {
+                }
+                ++*finished;
+            }
+            return isSaved;
+        }));
+    }
+    for (*round = 1; *round <= rounds; ++*round) {
+        while (*finished < *round * kWriters) {
+            SleepMicroseconds(20);
+        }
+        row.Try(LastWriteOf(paths[1]) >= *latest, "the folder is behind a save");
+    }
+    for (const pid_t saver : savers) {
+        row.Try(HasSucceeded(saver), "a save failed");
+    }
 }
 
 } // namespace
@@ -276,6 +321,7 @@ bool TryChanges(const CTrialOptions& options)
              std::string(options.withJitter ? " (jitter)" : ""));
     CJitter jitter(options.withJitter);
     CSystemCalls::Replace(&jitter);
+    TrySavesAtOnce(options, row);
     std::int64_t saves = 0;
     int polls = 0;
     bool isFollowed = true;

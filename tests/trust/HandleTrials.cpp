@@ -32,7 +32,7 @@ bool Intrude(const std::string& book, std::uint32_t number, int count, CCounts& 
 void TryDoubleOpens(const CTrialOptions& options, CRow& row)
 {
     const std::string book = options.folder + "/Contacts";
-    const std::string second = options.second.empty() ? book : options.second + "/Contacts";
+    const std::string second = options.Second() + "/Contacts";
     const CShared<CCounts> counts;
     CPABPlugin plugin(book);
     const std::uint32_t number = New(plugin, 1, 1000);
@@ -82,8 +82,7 @@ void TryLostUpdates(const CTrialOptions& options, CRow& row)
     const int saves = options.count / 100;
     std::vector<pid_t> savers;
     for (int saver = 0; saver < kSavers; ++saver) {
-        const bool isFirst = saver % 2 == 0 || options.second.empty();
-        CPABPlugin own(isFirst ? book : options.second + "/Contacts");
+        CPABPlugin own((saver % 2 == 0 ? options.folder : options.Second()) + "/Contacts");
         savers.push_back(StartWorker([&] {
             for (int save = 0; save < saves; ++save) {
                 ContactPtr contact = OpenPatiently(own, number);

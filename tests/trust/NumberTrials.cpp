@@ -76,8 +76,7 @@ bool TryNumbers(const CTrialOptions& options)
         const CShared<CClaims> claims;
         std::array<pid_t, kWorkers> workers{};
         const auto start = [&](std::size_t worker) {
-            const std::string& root =
-                worker % 2 == 0 || options.second.empty() ? options.folder : options.second;
+            const std::string& root = worker % 2 == 0 ? options.folder : options.Second();
             const std::string book = root + "/Book" + std::to_string(round);
             workers[worker] = StartWorker(
                 [&claims, book, worker, count] { return Claim(book, *claims, worker, count); });

@@ -26,6 +26,8 @@ struct CTrialOptions
     int count = 1;
     bool withJitter = false;
     std::string log;
+
+    const std::string& Second() const { return second.empty() ? folder : second; }
 };
 
 // One row of the table. The first reasons for which something counts as broken are kept.
