@@ -178,11 +178,12 @@ int LookAt(const char* path, struct statx* status)
 
 // Some network and FUSE file systems rename only with replacing, and tell two callers who rename
 // one file at the same moment that both have done it. There the file's own lock keeps them apart.
+// NFS locks exclusively only what is open for writing.
 bool MoveUnderLock(const char* from, const char* to)
 {
     CSystemCalls& calls = CSystemCalls::Current();
     const CDescriptor file(RetryInterrupted(
-        [&] { return calls.Open(from, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0); }));
+        [&] { return calls.Open(from, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0); }));
     struct statx opened = {};
     struct statx named = {};
     if (!file.IsOpen() || !LockPatiently(file.Get()) ||

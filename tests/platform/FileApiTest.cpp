@@ -84,9 +84,15 @@ TEST(FileApiTest, FailedOpensLeaveTheDocumentedCode)
     EXPECT_EQ(folder.Read("file"), "text");
 }
 
-// A file system that renames only with replacing.
+// A file system that renames only with replacing, and locks only what is open for writing.
 struct CReplacingRenames : CSystemCalls
 {
+    int Lock(int file, int operation) override
+    {
+        errno = EBADF;
+        return (fcntl(file, F_GETFL) & O_ACCMODE) == O_RDONLY ? -1
+                                                              : CSystemCalls::Lock(file, operation);
+    }
     int Rename(const char* from, const char* to, unsigned flags) override
     {
         errno = EINVAL;
