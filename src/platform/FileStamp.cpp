@@ -111,7 +111,8 @@ bool SetNotBefore(int file, std::uint64_t wanted, Stamp* stamp)
 // A lock on a folder ends at this machine there.
 bool SharesOnlyFileLocks(int folder) noexcept
 {
-    const long type = CSystemCalls::Current().FileSystemType(folder);
+    const long type =
+        RetryInterrupted([&] { return CSystemCalls::Current().FileSystemType(folder); });
     return type == FUSE_SUPER_MAGIC || type == NFS_SUPER_MAGIC;
 }
 
@@ -119,10 +120,12 @@ int OpenLockFile(const char* folder) noexcept
 {
     std::array<char, PATH_MAX> path = {};
     const int length = std::snprintf(path.data(), path.size(), "%s/.lock~", folder);
-    return length < 0 || length >= PATH_MAX ? -1 : RetryInterrupted([&] {
-        return CSystemCalls::Current().Open(
-            path.data(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0660);
-    });
+    if (length < 0 || length >= PATH_MAX) {
+        return -1;
+    }
+    constexpr int kFlags = O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    return RetryInterrupted(
+        [&] { return CSystemCalls::Current().Open(path.data(), kFlags, 0660); });
 }
 
 // Serialises the writers of a folder's time, as far as it can. It is held for microseconds; whoever
