@@ -14,8 +14,6 @@
 namespace
 {
 
-// Contacts are private: the mail server's user and group, as far as the umask lets them.
-constexpr mode_t kFileMode = 0660;
 constexpr mode_t kFolderMode = 0770;
 
 constexpr int kLockAttempts = 100;

@@ -83,7 +83,7 @@ bool WriteRedo(const char* path, const char* folder, std::string_view content)
     const std::string text = RedoText(content);
     CDescriptor redo(RetryInterrupted([&] {
         return calls.Open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
-                          0660);
+                          kFileMode);
     }));
     if (!redo.IsOpen() || !WriteAll(redo.Get(), text, 0)) {
         return FailWithErrno();

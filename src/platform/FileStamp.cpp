@@ -125,7 +125,7 @@ int OpenLockFile(const char* folder) noexcept
     }
     constexpr int kFlags = O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
     return RetryInterrupted(
-        [&] { return CSystemCalls::Current().Open(path.data(), kFlags, 0660); });
+        [&] { return CSystemCalls::Current().Open(path.data(), kFlags, kFileMode); });
 }
 
 // Serialises the writers of a folder's time, as far as it can. It is held for microseconds; whoever

@@ -8,6 +8,9 @@
 
 // What stands behind a HANDLE, and the small pieces that the sources of this folder share.
 
+// Contacts are private: the mail server's user and group, as far as the umask lets them.
+inline constexpr mode_t kFileMode = 0660;
+
 // An open file or folder. A resource; CloseHandle ends it.
 struct COpenFile
 {
