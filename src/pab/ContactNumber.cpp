@@ -193,6 +193,11 @@ bool IsWorthAnotherTry()
 
 } // namespace
 
+void DistrustContactNumbers() noexcept
+{
+    t_hint.folder.clear();
+}
+
 std::uint32_t ClaimContactNumber(const std::string& folder)
 {
     std::uint32_t claimed = 0;

@@ -10,3 +10,6 @@
 // A folder without such a file and without a contact gives number 1. Where the file is missing
 // beside contacts it is made anew behind the highest contact. Of several the highest counts.
 std::uint32_t ClaimContactNumber(const std::string& folder);
+
+// A number that this thread claimed turned out to be used: its next claim searches the folder.
+void DistrustContactNumbers() noexcept;

@@ -12,21 +12,30 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <memory>
 #include <new>
 #include <utility>
+#include <vector>
 
 // One walk of the folder for a change report. A value.
 struct CChangeScan
 {
+    struct Creation
+    {
+        ContactMgr::CContactId id;
+        std::uint64_t time = 0;
+    };
+
     std::uint64_t since = 0;
-    std::uint64_t version = 0;
-    std::uint64_t begin = 0; // by the clock
-    std::uint64_t next = 0;  // the version for the caller
+    std::uint64_t version = 0; // the folder's
+    std::uint64_t begin = 0;   // by the clock
+    std::uint64_t latest = 0;  // the folder's, or of a file that is later for good
+    std::uint64_t next = 0;    // the version for the caller
     HANDLE search = INVALID_HANDLE_VALUE;
     ContactMgr::CContactIdList* deleted = nullptr;
     ContactMgr::CContactIdList* changed = nullptr;
-    ContactMgr::CContactIdList* created = nullptr;
+    std::vector<Creation> created;
 };
 
 namespace
@@ -34,18 +43,27 @@ namespace
 
 constexpr std::uint32_t kPathRoom = 261;
 
-// A contact saved at most this long before a walk, or stamped this far ahead of it, may still be in
-// the hands of its maker.
+// What a contact's file says of this long before a walk, or of this far ahead of it, may still be
+// in the hands of its writer.
 constexpr std::uint64_t kSettlingUnits = kFileTimeUnitsPerSecond;
 constexpr std::uint64_t kAheadUnits = 10 * kFileTimeUnitsPerSecond;
 
-// A creation that lies ahead of the clock is noted by a maker who has not come to its end.
-bool IsBeingMade(const CChangeScan& scan, std::uint64_t creation, std::uint64_t lastWrite)
+bool IsSettled(const CChangeScan& scan, std::uint64_t time)
 {
-    const bool isUnfinished = lastWrite > scan.version || creation > scan.begin;
-    return isUnfinished && creation > scan.version &&
-           std::max(creation, lastWrite) + kSettlingUnits > scan.begin &&
-           lastWrite < scan.begin + kAheadUnits;
+    return time + kSettlingUnits <= scan.begin || time >= scan.begin + kAheadUnits;
+}
+
+// So that whoever asks for the version alone hears of it too. Only tried.
+void MoveVersion(const std::string& folder, std::uint64_t version)
+{
+    const CKeepLastError keep;
+    const FILETIME time = FileTimeFromCount(version);
+    const CFileHandle handle(CFileSystem::CreateFileA(
+        folder.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+        OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, INVALID_HANDLE_VALUE));
+    if (handle.IsOpen()) {
+        SetFileTime(handle.Get(), nullptr, nullptr, &time);
+    }
 }
 
 bool CopyProperties(CContact& from, CContact& to)
@@ -160,6 +178,7 @@ try {
     const std::uint32_t number = AllocateContactNumber();
     const bool isWithoutMemory = number == 0 && GetLastError() == ERROR_NOT_ENOUGH_MEMORY;
     if (isWithoutMemory || !created->Create(m_rootDirectory.c_str(), number)) {
+        DistrustContactNumbers();
         return drop();
     }
     if (contact != nullptr) {
@@ -227,12 +246,17 @@ try {
     CChangeScan scan = {.since = FileTimeToCount(since),
                         .version = FileTimeToCount(*version),
                         .begin = FileTimeToCount(begin),
-                        .next = FileTimeToCount(*version),
+                        .latest = FileTimeToCount(*version),
+                        .next = std::numeric_limits<std::uint64_t>::max(),
                         .search = search.Get(),
                         .deleted = deleted,
                         .changed = changed,
-                        .created = created};
+                        .created = {}};
     const bool isWhole = ScanChanges(scan, entry);
+    FinishReport(scan, created);
+    if (scan.latest > scan.version) {
+        MoveVersion(m_rootDirectory, scan.latest);
+    }
     *version = FileTimeFromCount(scan.next);
     const std::uint32_t error = GetLastError();
     if (!search.Close()) {
@@ -265,14 +289,34 @@ void CPABPlugin::ClassifyChange(CChangeScan& scan, const WIN32_FIND_DATA& entry)
     if (!EqualIgnoringCase(CPABContact::ContactIdToFileName(id), entry.cFileName)) {
         return;
     }
-    const std::uint64_t creation = FileTimeToCount(GetEntryCreationTime(scan.search, entry));
+    std::uint64_t creation = FileTimeToCount(GetEntryCreationTime(scan.search, entry));
     const bool isLive = entry.nFileSizeLow != 0;
+    if (lastWrite + kSettlingUnits <= scan.begin) {
+        // If the folder is behind, whoever wrote it has died before moving the folder's time.
+        scan.latest = std::max(scan.latest, lastWrite);
+    }
+    if (creation > lastWrite && IsSettled(scan, creation)) {
+        creation = lastWrite - 1; // noted ahead by a maker who has died
+    }
     if (creation < scan.since) {
         (isLive ? scan.changed : scan.deleted)->AddTail(id);
-    } else if (isLive && IsBeingMade(scan, creation, lastWrite)) {
-        // The stamp that is there may be the last one, so the next report must reach back to it.
+    } else if (isLive && creation >= scan.version &&
+               !IsSettled(scan, std::max(creation, lastWrite))) {
+        // Its maker is at it. The stamp that is there may be the last one, so the next report must
+        // reach back to it.
         scan.next = std::min(scan.next, lastWrite - 1);
     } else if (isLive) {
-        scan.created->AddTail(id);
+        scan.created.push_back({id, creation});
     }
+}
+
+void CPABPlugin::FinishReport(CChangeScan& scan, ContactMgr::CContactIdList* created)
+{
+    // A contact that the caller's version does not lie behind is left to the next report as well.
+    for (const CChangeScan::Creation& creation : scan.created) {
+        if (creation.time < scan.next) {
+            created->AddTail(creation.id);
+        }
+    }
+    scan.next = std::min(scan.next, scan.latest);
 }

@@ -47,10 +47,11 @@ public:
     // it was before the walk, or since where there is no folder; the lists are appended to. Last
     // error 87: a null pointer; after another failure the lists keep what was found so far.
     //
-    // A contact that is made while the report is drawn up is left to the next one, for which
-    // *version may reach a little further back than the folder's time. A caller who learned of it
-    // now would not learn of its deletion: created and deleted since the version reads as never
-    // there.
+    // Created and deleted since the version reads as never there, so a contact is told of as
+    // created only with a version behind its creation. One that is made while the report is drawn
+    // up is left to the next report, for which *version may reach a little further back than the
+    // folder's time. What a process has left that died before it moved the folder's time moves it
+    // here. A caller begins with version 0: what a walk shows may be newer than the walk's version.
     bool ChangesSince(FILETIME since, FILETIME* version, ContactMgr::CContactIdList* deleted,
                       ContactMgr::CContactIdList* changed,
                       ContactMgr::CContactIdList* created) override;
@@ -62,6 +63,7 @@ private:
     std::uint32_t AllocateContactNumber();
     static bool ScanChanges(CChangeScan& scan, WIN32_FIND_DATA& entry);
     static void ClassifyChange(CChangeScan& scan, const WIN32_FIND_DATA& entry);
+    static void FinishReport(CChangeScan& scan, ContactMgr::CContactIdList* created);
 
     const std::string m_rootDirectory;
 };

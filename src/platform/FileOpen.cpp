@@ -94,21 +94,6 @@ bool CreateThenLock(COpenFile& file)
     return LockPatiently(file.descriptor);
 }
 
-bool CreateExclusive(COpenFile& file)
-{
-    bool isSupported = true;
-    if (!CreateLocked(file, &isSupported) && (isSupported || !CreateThenLock(file))) {
-        return FailWithErrno(file.path.c_str());
-    }
-    // The new name has moved the folder's time to the kernel's clock, which may lag behind stamps
-    // that others have put there.
-    const CKeepLastError keep;
-    FILETIME now;
-    GetSystemTimeAsFileTime(&now);
-    MoveFolderTime(FolderOf(file.path).c_str(), now);
-    return true;
-}
-
 bool CheckRegularFile(COpenFile& file)
 {
     struct statx status = {};
@@ -122,7 +107,29 @@ bool CheckRegularFile(COpenFile& file)
         return false;
     }
     file.size = status.stx_size;
+    file.inode = status.stx_ino;
+    file.isCreationOpen = status.stx_size == 0;
     return true;
+}
+
+// The new name moves the folder's time to the kernel's clock, which may lag behind stamps that
+// others have put there. So it is moved once more; that it can be, is found out before.
+bool CreateExclusive(COpenFile& file)
+{
+    const std::string folder = FolderOf(file.path);
+    bool isSupported = true;
+    if (!MoveFolderTimeToNow(folder.c_str())) {
+        if (GetLastError() == ERROR_FILE_NOT_FOUND) {
+            SetLastError(ERROR_PATH_NOT_FOUND);
+        }
+        return false;
+    }
+    if (!CreateLocked(file, &isSupported) && (isSupported || !CreateThenLock(file))) {
+        return FailWithErrno(file.path.c_str());
+    }
+    const CKeepLastError keep;
+    MoveFolderTimeToNow(folder.c_str());
+    return CheckRegularFile(file);
 }
 
 bool OpenExclusive(COpenFile& file, std::uint32_t access, std::uint32_t disposition)

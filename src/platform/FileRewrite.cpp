@@ -10,6 +10,7 @@ namespace
 
 // No editor's backup has such a name.
 constexpr const char* kRedoSuffix = ".redo~";
+constexpr std::uint64_t kSmallestBlock = 1024;
 constexpr std::size_t kLargestRedo = std::size_t{1} << 30;
 
 // Ends a redo file. All parts are of the machine's own byte order: writer and repairer stand on
@@ -114,6 +115,44 @@ bool SyncIfFlushing(const COpenFile& file)
            RetryInterrupted([&] { return CSystemCalls::Current().Sync(file.descriptor); }) == 0;
 }
 
+// Room for a longer text, so that a full disk is noticed before the old one is touched. Where room
+// cannot be reserved, the writing tells.
+bool Reserve(COpenFile& file, std::uint64_t size)
+{
+    if (file.size == 0 || size / kSmallestBlock <= file.size / kSmallestBlock) {
+        return true;
+    }
+    if (RetryInterrupted([&] {
+            return CSystemCalls::Current().Allocate(file.descriptor, static_cast<off_t>(file.size),
+                                                    static_cast<off_t>(size - file.size));
+        }) == 0 ||
+        errno == EOPNOTSUPP || errno == ENOSYS) {
+        return true;
+    }
+    FailWithErrno();
+    Truncate(file, file.size); // gives back what was reserved
+    return false;
+}
+
+// What can be refused before anything is touched: a file that has been replaced under its name
+// since it was opened, or one that this process may not stamp.
+bool PrepareChange(const COpenFile& file)
+{
+    struct statx status = {};
+    if (RetryInterrupted([&] {
+            return CSystemCalls::Current().Stat(AT_FDCWD, file.path.c_str(), AT_SYMLINK_NOFOLLOW,
+                                                &status);
+        }) != 0) {
+        return FailWithErrno(file.path.c_str());
+    }
+    if (status.stx_ino != file.inode) {
+        SetLastError(ERROR_FILE_NOT_FOUND);
+        return false;
+    }
+    return MayStamp(file.descriptor, status) &&
+           (file.isCreationOpen || MendCreation(file.descriptor, FileTimeOf(status.stx_mtime)));
+}
+
 bool Overwrite(COpenFile& file, std::string_view content)
 {
     if (!WriteAll(file.descriptor, content, 0)) {
@@ -173,15 +212,13 @@ bool ReadRedo(const char* path, std::string* text, bool* found)
 
 bool RewriteOpenFile(COpenFile& file, std::string_view content)
 {
-    // Stays noted on a file whose first content did not come to its end, for the next attempt.
-    file.isCreationOpen = file.isCreationOpen || file.size == 0;
     // From the redo file on nothing more may need memory.
     const std::string redoPath = RedoPathOf(file);
     const std::string folder = FolderOf(file.path);
-    if (file.isCreationOpen && !NoteCreationAhead(file.descriptor)) {
+    if (!PrepareChange(file) || (file.isCreationOpen && !NoteCreationAhead(file.descriptor))) {
         return false;
     }
-    if (!WriteRedo(redoPath.c_str(), folder.c_str(), content)) {
+    if (!WriteRedo(redoPath.c_str(), folder.c_str(), content) || !Reserve(file, content.size())) {
         const CKeepLastError keep;
         RemoveRedo(redoPath.c_str());
         return false;
@@ -213,6 +250,10 @@ bool EmptyOpenFile(COpenFile& file)
     const std::string redoPath = RedoPathOf(file);
     const std::string folder = FolderOf(file.path);
     FILETIME stamp;
+    // Before, so that followers look even if this process dies right behind it.
+    if (!PrepareChange(file) || !MoveFolderTimeToNow(folder.c_str())) {
+        return false;
+    }
     if (!Truncate(file, 0) || !SyncIfFlushing(file)) {
         return FailWithErrno();
     }
@@ -238,7 +279,7 @@ bool RepairOpenFile(COpenFile& file)
         return RemoveRedo(redoPath.c_str());
     }
     FILETIME stamp;
-    return Overwrite(file, content) &&
+    return PrepareChange(file) && Overwrite(file, content) &&
            StampFile(file.descriptor, FolderOf(file.path).c_str(), &stamp) &&
            RemoveRedo(redoPath.c_str()) && StampAndMoveFolder(file);
 }

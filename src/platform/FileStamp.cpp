@@ -13,6 +13,7 @@
 
 #include <linux/magic.h>
 #include <sys/file.h>
+#include <unistd.h>
 
 namespace
 {
@@ -51,14 +52,12 @@ bool LastWriteOfOpen(int file, std::uint64_t* count)
     return true;
 }
 
-bool LastWriteOfPath(const char* path, std::uint64_t* count)
+// The latest time that a folder is known to have had: the access time keeps it, a unit ahead, so
+// that reading the folder does not renew it.
+std::uint64_t LatestOfFolder(const struct statx& status)
 {
-    struct statx status = {};
-    if (!Stat(AT_FDCWD, path, AT_STATX_FORCE_SYNC, &status)) {
-        return false;
-    }
-    *count = FileTimeToCount(FileTimeOf(status.stx_mtime));
-    return true;
+    return std::max(FileTimeToCount(FileTimeOf(status.stx_mtime)),
+                    FileTimeToCount(FileTimeOf(status.stx_atime)) - 1);
 }
 
 struct timespec TimespecOf(std::uint64_t count)
@@ -180,6 +179,22 @@ std::optional<std::uint64_t> NotedCreation(ssize_t size, const AttributeText& te
     return ParseCount({text.data(), static_cast<std::size_t>(size)});
 }
 
+std::optional<std::uint64_t> NotedCreation(int file)
+{
+    AttributeText text = {};
+    const ssize_t size = RetryInterrupted([&] {
+        return CSystemCalls::Current().GetOpenAttribute(file, kCreationAttribute, text.data(),
+                                                        text.size());
+    });
+    return NotedCreation(size, text);
+}
+
+FILETIME TimeBefore(const FILETIME& time)
+{
+    const std::uint64_t count = FileTimeToCount(time);
+    return FileTimeFromCount(count == 0 ? 0 : count - 1);
+}
+
 } // namespace
 
 FILETIME FileTimeOf(const struct statx_timestamp& time)
@@ -199,10 +214,12 @@ bool StampFile(int file, const char* folder, FILETIME* stamp)
     Stamp last;
     for (int attempt = 0; attempt < kStampAttempts; ++attempt) {
         const std::uint64_t wanted = std::max(ClockCount() + lead, least);
-        std::uint64_t folderTime = 0;
-        if (!SetNotBefore(file, wanted, &last) || !LastWriteOfPath(folder, &folderTime)) {
+        struct statx status = {};
+        if (!SetNotBefore(file, wanted, &last) ||
+            !Stat(AT_FDCWD, folder, AT_STATX_FORCE_SYNC, &status)) {
             return FailWithErrno();
         }
+        const std::uint64_t folderTime = LatestOfFolder(status);
         if (folderTime < last.stored && last.clock < last.stored) {
             break;
         }
@@ -234,12 +251,7 @@ bool MoveFolderTime(int folder, const char* path, const FILETIME& time)
     if (!Stat(folder, "", AT_EMPTY_PATH | AT_STATX_FORCE_SYNC, &status)) {
         return FailWithErrno();
     }
-    // The mark is kept a unit ahead, so that reading the folder does not renew the access time.
-    const std::uint64_t mark = FileTimeToCount(FileTimeOf(status.stx_atime)) - 1;
-    std::uint64_t latest = FileTimeToCount(time);
-    if (mark > latest && mark <= ClockCount()) {
-        latest = mark;
-    }
+    const std::uint64_t latest = std::max(FileTimeToCount(time), LatestOfFolder(status));
     return FileTimeToCount(FileTimeOf(status.stx_mtime)) >= latest ||
            SetTimes(folder, TimespecOf(latest + 1), latest) || FailWithErrno();
 }
@@ -249,6 +261,22 @@ bool MoveFolderTime(const char* path, const FILETIME& time)
     const CDescriptor folder(RetryInterrupted(
         [&] { return CSystemCalls::Current().Open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0); }));
     return folder.IsOpen() ? MoveFolderTime(folder.Get(), path, time) : FailWithErrno(path);
+}
+
+bool MoveFolderTimeToNow(const char* path)
+{
+    return MoveFolderTime(path, FileTimeFromCount(ClockCount()));
+}
+
+bool MayStamp(int file, const struct statx& status)
+{
+    // Only the owner sets times; where ids are mapped, as on network file systems, trying tells.
+    const struct timespec times[2] = {
+        {.tv_sec = status.stx_atime.tv_sec, .tv_nsec = status.stx_atime.tv_nsec},
+        {.tv_sec = status.stx_mtime.tv_sec, .tv_nsec = status.stx_mtime.tv_nsec}};
+    return status.stx_uid == ::geteuid() ||
+           RetryInterrupted([&] { return CSystemCalls::Current().SetTimes(file, times); }) == 0 ||
+           FailWithErrno();
 }
 
 bool SetLastWriteTime(int file, const FILETIME& time)
@@ -274,18 +302,24 @@ bool NoteCreationAhead(int file)
     return NoteCreation(file, FileTimeFromCount(ClockCount() + kLongestFirstSave));
 }
 
-FILETIME CreationTime(int file, const struct statx& status)
+bool MendCreation(int file, const FILETIME& lastWrite)
 {
-    AttributeText text = {};
-    const ssize_t size = RetryInterrupted([&] {
-        return CSystemCalls::Current().GetOpenAttribute(file, kCreationAttribute, text.data(),
-                                                        text.size());
-    });
-    const auto noted = NotedCreation(size, text);
-    return noted ? FileTimeFromCount(*noted) : BirthTimeOf(status);
+    errno = 0;
+    const auto noted = NotedCreation(file);
+    if (!noted) {
+        const bool isThere = errno != 0 && errno != ENODATA && errno != EOPNOTSUPP;
+        return !isThere || errno == ERANGE || FailWithErrno();
+    }
+    return *noted <= FileTimeToCount(lastWrite) || NoteCreation(file, lastWrite);
 }
 
-FILETIME CreationTime(const char* path, const FILETIME& fallback)
+FILETIME CreationTime(int file, const struct statx& status)
+{
+    const auto noted = NotedCreation(file);
+    return noted ? FileTimeFromCount(*noted) : TimeBefore(BirthTimeOf(status));
+}
+
+FILETIME CreationTime(const char* path, const FILETIME& birth)
 {
     AttributeText text = {};
     const ssize_t size = RetryInterrupted([&] {
@@ -293,5 +327,5 @@ FILETIME CreationTime(const char* path, const FILETIME& fallback)
                                                     text.size());
     });
     const auto noted = NotedCreation(size, text);
-    return noted ? FileTimeFromCount(*noted) : fallback;
+    return noted ? FileTimeFromCount(*noted) : TimeBefore(birth);
 }

@@ -16,6 +16,9 @@ bool StampFile(int file, const char* folder, FILETIME* stamp);
 // clock was set back.
 void WaitForStamp(const FILETIME& stamp) noexcept;
 
+// Whether this process may stamp an open file: it belongs to its user, or rights go beyond that.
+bool MayStamp(int file, const struct statx& status);
+
 // Moves an open folder's last-write time forward to the given one; an earlier or equal time is
 // success without effect. Concurrent calls leave the latest time: the folder is locked meanwhile,
 // or the file ".lock~" in it, which is made and stays there, where a lock on a folder does not
@@ -26,6 +29,7 @@ bool MoveFolderTime(int folder, const char* path, const FILETIME& time);
 
 // The same for a folder that is not open.
 bool MoveFolderTime(const char* path, const FILETIME& time);
+bool MoveFolderTimeToNow(const char* path);
 
 // Sets a file's last-write time as it is given. False with errno set.
 bool SetLastWriteTime(int file, const FILETIME& time);
@@ -39,10 +43,14 @@ bool NoteCreation(int file, const FILETIME& stamp);
 // the content before its stamp is known must not take the file for an old one.
 bool NoteCreationAhead(int file);
 
-// The noted creation time, else the birth time, else 0: what may be old is never taken for new, or
-// the report of its deletion would be left out.
+// Where that is still noted on a file with content, its maker has died: notes a time right before
+// the file's last write instead.
+bool MendCreation(int file, const FILETIME& lastWrite);
+
+// The noted creation time, else one right before the birth time, else 0: what may be old is never
+// taken for new, or the report of its deletion would be left out.
 FILETIME CreationTime(int file, const struct statx& status);
-FILETIME CreationTime(const char* path, const FILETIME& fallback);
+FILETIME CreationTime(const char* path, const FILETIME& birth);
 
 FILETIME FileTimeOf(const struct statx_timestamp& time);
 FILETIME BirthTimeOf(const struct statx& status);

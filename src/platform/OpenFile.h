@@ -22,10 +22,11 @@ struct COpenFile
     int descriptor = -1;
     std::string path;
     std::uint64_t position = 0;
-    std::uint64_t size = 0; // kept for exclusive files only
+    std::uint64_t size = 0;  // kept for exclusive files only
+    std::uint64_t inode = 0; // likewise
     bool isExclusive = false;
     bool isFolder = false;
-    bool isCreationOpen = false; // its first content is still to be noted as its creation
+    bool isCreationOpen = false; // was empty; its first content is its creation
 };
 
 // Null, with last error 6, for INVALID_HANDLE_VALUE.

@@ -54,6 +54,11 @@ int CSystemCalls::Truncate(int file, off_t length)
     return ::ftruncate(file, length);
 }
 
+int CSystemCalls::Allocate(int file, off_t position, off_t length)
+{
+    return ::fallocate(file, FALLOC_FL_KEEP_SIZE, position, length);
+}
+
 int CSystemCalls::Lock(int file, int operation)
 {
     return ::flock(file, operation);

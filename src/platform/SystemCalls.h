@@ -22,6 +22,8 @@ public:
     virtual ssize_t ReadAt(int file, void* buffer, std::size_t size, off_t position);
     virtual ssize_t WriteAt(int file, const void* buffer, std::size_t size, off_t position);
     virtual int Truncate(int file, off_t length);
+    // Reserves room on the disk; the file's length stays.
+    virtual int Allocate(int file, off_t position, off_t length);
     virtual int Lock(int file, int operation);
     virtual int Sync(int file);
     virtual int SyncFileSystem(int file);

@@ -63,6 +63,18 @@ struct CReport
     {
         return plugin.ChangesSince(since, &version, &deleted, &changed, &created);
     }
+    // What a caller who knew of these contacts then knows of.
+    void Apply(std::set<std::uint32_t>* known) const
+    {
+        for (const CContactIdList* list : {&changed, &created}) {
+            for (const CContactId& id : *list) {
+                known->insert(id.ToNumber());
+            }
+        }
+        for (const CContactId& id : deleted) {
+            known->erase(id.ToNumber());
+        }
+    }
     std::string Text() const
     {
         std::set<std::string> parts;
@@ -224,16 +236,114 @@ TEST(PABPluginTest, AReportInTheMiddleOfACreationLosesNothing)
         intrusion.callsLeft = call;
         intrusion.intrude = [&] {
             EXPECT_TRUE(book.Change(1, u"Bob")); // the folder is later than the stamp
+            EXPECT_EQ(book.New(), 3u);
             EXPECT_TRUE(within.Take(book.plugin, before.version));
+            EXPECT_TRUE(book.plugin.DeleteContact(Number(3)));
         };
         EXPECT_EQ(book.New(), 2u);
-        EXPECT_EQ(within.Text(), "*1 ");
+        EXPECT_NE(within.Text().find("*1 "), std::string::npos);
         ASSERT_TRUE(behind.Take(book.plugin, within.version));
         EXPECT_NE(behind.Text().find("+2 "), std::string::npos) << behind.Text();
+        std::set<std::uint32_t> known;
+        within.Apply(&known);
+        behind.Apply(&known);
+        EXPECT_EQ(known, (std::set<std::uint32_t>{1, 2})) << "3 came and went";
         CReport last;
         EXPECT_TRUE(book.plugin.DeleteContact(Number(2)));
         ASSERT_TRUE(last.Take(book.plugin, behind.version));
         EXPECT_EQ(last.Text(), "-2 ");
+    }
+}
+
+// With a clock that is set.
+struct CSetClock : CFaultySystemCalls
+{
+    int Now(struct timespec* time) override
+    {
+        const int result = CSystemCalls::Now(time);
+        time->tv_sec += seconds;
+        return result;
+    }
+    time_t seconds = 0;
+};
+
+TEST(PABPluginTest, OneWriterLosesNothingToAClockThatIsSetBack)
+{
+    CBook book;
+    CSetClock clock;
+    clock.seconds = 3600;
+    book.New();
+    book.New();
+    CReport report;
+    ASSERT_TRUE(report.Take(book.plugin, {}));
+    clock.seconds = 0;
+    const auto next = [&] {
+        CReport after;
+        EXPECT_TRUE(after.Take(book.plugin, report.version));
+        report.version = after.version;
+        return after.Text();
+    };
+    EXPECT_TRUE(book.Change(1, u"Bob"));
+    EXPECT_EQ(next(), "*1 ");
+    book.New();
+    EXPECT_EQ(next(), "+3 ");
+    EXPECT_TRUE(book.plugin.DeleteContact(Number(3)));
+    EXPECT_EQ(next(), "-3 ");
+}
+
+using Operation = std::pair<const char*, bool (*)(CBook& book)>;
+const Operation kOperations[] = {
+    {"create", [](CBook& book) { return book.New() != 0; }},
+    {"change", [](CBook& book) { return book.Change(1, u"New"); }},
+    {"delete", [](CBook& book) { return book.plugin.DeleteContact(Number(1)); }},
+    {"report", [](CBook& book) { return CReport().Take(book.plugin, {}); }},
+};
+
+TEST(PABPluginTest, WhatADeadProcessLeftIsReportedAndSoIsItsDeletion)
+{
+    for (const auto& [what, run] : kOperations) {
+        bool wasHit = true;
+        for (int call = 1; wasHit; ++call) {
+            CBook book;
+            book.New();
+            book.New();
+            CReport report;
+            std::set<std::uint32_t> known, there;
+            ASSERT_TRUE(report.Take(book.plugin, {}));
+            report.Apply(&known);
+            CSetClock calls;
+            calls.DieAt(call);
+            run(book);
+            wasHit = calls.WasHit();
+            SCOPED_TRACE(std::string(what) + " at " + std::to_string(call) + ", " +
+                         calls.LastHit());
+            calls.Bury();
+            calls.seconds = 20;
+            // Asks for the version first, as a mail client does.
+            bool isChanged = true;
+            const auto follow = [&] {
+                CPABContactEnumerator poll(book.root);
+                ASSERT_TRUE(poll.Start(&report.version, &isChanged));
+                CReport next;
+                ASSERT_TRUE(!isChanged || next.Take(book.plugin, report.version));
+                next.Apply(&known);
+                report.version = isChanged ? next.version : report.version;
+            };
+            follow();
+            for (std::uint32_t number = 1; number <= 3; ++number) {
+                if (book.plugin.OpenContact(Number(number), nullptr)) {
+                    there.insert(number);
+                }
+            }
+            EXPECT_EQ(known, there);
+            for (const std::uint32_t number : there) {
+                EXPECT_TRUE(book.plugin.DeleteContact(Number(number)));
+            }
+            follow();
+            EXPECT_EQ(known, std::set<std::uint32_t>());
+            follow();
+            EXPECT_FALSE(isChanged) << "reported twice";
+        }
     }
 }
 
@@ -333,12 +443,6 @@ TEST(PABPluginTest, APollOfAnUnchangedFolderIsOneCall)
 
 TEST(PABPluginTest, AFailedCallAnywhereLosesNoContact)
 {
-    static const std::pair<const char*, bool (*)(CBook & book)> kOperations[] = {
-        {"create", [](CBook& book) { return book.New() != 0; }},
-        {"change", [](CBook& book) { return book.Change(1, u"New"); }},
-        {"delete", [](CBook& book) { return book.plugin.DeleteContact(Number(1)); }},
-        {"report", [](CBook& book) { return CReport().Take(book.plugin, {}); }},
-    };
     for (const auto& [what, run] : kOperations) {
         bool wasHit = true;
         for (int call = 1; wasHit; ++call) {

@@ -87,6 +87,10 @@ public:
     {
         return Run("truncate", [&] { return CSystemCalls::Truncate(file, length); });
     }
+    int Allocate(int file, off_t position, off_t length) override
+    {
+        return Run("allocate", [&] { return CSystemCalls::Allocate(file, position, length); });
+    }
     int Lock(int file, int operation) override
     {
         return Run("lock", [&] { return CSystemCalls::Lock(file, operation); });

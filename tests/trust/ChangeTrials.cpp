@@ -12,6 +12,7 @@ namespace
 
 constexpr std::uint32_t kContacts = 40;
 constexpr int kWriters = 4;
+constexpr int kCreators = 3;
 constexpr int kPollsBetweenStops = 40;
 constexpr std::uint32_t kMostContacts = 4000;
 constexpr int kSavesPerBook = 50'000;
@@ -21,8 +22,8 @@ constexpr int kCacheMilliseconds = 1200;
 // What the writers have done and were told is done.
 struct CDeeds
 {
-    std::array<std::atomic<std::uint64_t>, kMostContacts + 1> stamp{};
-    std::array<std::atomic<bool>, kMostContacts + 1> isLive{};
+    std::array<std::atomic<std::uint64_t>, kMostContacts + kCreators + 1> stamp{};
+    std::array<std::atomic<bool>, kMostContacts + kCreators + 1> isLive{};
     std::atomic<std::int64_t> saves{0};
     std::atomic<int> failed{0};
     std::atomic<int> stopped{0};
@@ -119,7 +120,7 @@ bool CreateAndDelete(const std::string& book, CDeeds& deeds)
     while (!deeds.isOver) {
         StopIfAsked(deeds);
         ContactPtr contact;
-        if (live.size() < 20 && last < kMostContacts) {
+        if (live.size() < 5 && last < kMostContacts) {
             contact.reset(plugin.CreateContact(nullptr));
         }
         if (contact != nullptr) {
@@ -229,7 +230,7 @@ void Follow(CDeeds& deeds, CFollower& follower, int saves, bool isCached, CRow& 
             follower.Poll();
             SleepMicroseconds(RandomBelow(200));
         }
-        WaitForStop(deeds, kWriters + 1);
+        WaitForStop(deeds, kWriters + kCreators);
         if (isCached) {
             SleepMicroseconds(kCacheMilliseconds * 1000);
         }
@@ -262,7 +263,12 @@ bool TryBook(const CTrialOptions& options, const std::string& name, int saves, C
         const std::string& path = writer % 2 == 0 ? book : seen;
         workers.push_back(StartWorker([&] { return Write(path, deeds); }));
     }
-    workers.push_back(StartWorker([&] { return CreateAndDelete(book, deeds); }));
+    for (int creator = 0; creator < kCreators; ++creator) {
+        workers.push_back(StartWorker([&] {
+            SetFlushing(creator > 0); // a contact is in the making for longer
+            return CreateAndDelete(creator % 2 == 0 ? book : seen, deeds);
+        }));
+    }
     CFollower follower(seen);
     Follow(deeds, follower, saves, IsOfAnotherClient(book, seen), row);
     deeds.isOver = true;
