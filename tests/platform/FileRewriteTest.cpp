@@ -91,14 +91,17 @@ TEST(FileRewriteTest, ProcessesThatDieAtAnyCallAndWhileTheyRepairLeaveAWholeFile
 TEST(FileRewriteTest, AFailedCallLeavesADefinedFileAndARetryWorks)
 {
     const std::string before(500, 'o');
-    const std::string after(400, 'n');
-    for (const int error : {EIO, ENOSPC, EDQUOT, EMFILE, EINTR}) {
+    for (const auto& [error, size] :
+         {std::pair{EIO, 400u}, {ENOSPC, 4000u}, {EDQUOT, 4000u}, {EMFILE, 400u}, {EINTR, 4000u}}) {
+        const std::string after(size, 'n');
         bool wasHit = true;
         for (int call = 1; wasHit; ++call) {
             const CTempFolder folder;
             MakeFile(folder / "file", before);
             CFaultySystemCalls calls;
             const CFileHandle file(OpenExclusive(folder / "file", OPEN_EXISTING));
+            FILETIME creation, creationAfter;
+            ASSERT_EQ(GetFileTime(file.Get(), &creation, nullptr, nullptr), 1);
             calls.FailAt(call, error);
             const bool isGood = RewriteFile(file.Get(), after) == 1;
             wasHit = calls.WasHit();
@@ -108,12 +111,55 @@ TEST(FileRewriteTest, AFailedCallLeavesADefinedFileAndARetryWorks)
             EXPECT_EQ(isGood, !wasHit || error == EINTR);
             EXPECT_TRUE(isGood || GetLastError() == ErrorFromErrno(error));
             EXPECT_TRUE(content == after || (!isGood && (content == before || content.empty())));
+            EXPECT_TRUE(isGood || content == before || calls.LastHit() != "allocate")
+                << "full disk";
             calls.FailAt(0, 0);
             ASSERT_EQ(RewriteFile(file.Get(), after), 1);
             EXPECT_EQ(folder.Read("file"), after);
+            EXPECT_EQ(GetFileTime(file.Get(), &creationAfter, nullptr, nullptr), 1);
+            EXPECT_EQ(creationAfter, creation);
             EXPECT_FALSE(std::filesystem::exists(folder / "file.redo~"));
         }
     }
+}
+
+TEST(FileRewriteTest, AChangeThatCannotBeHeldIsRefusedBeforeItIsMade)
+{
+    // A user of the same group, who may write a file and its folder but not set their times.
+    struct : CSystemCalls
+    {
+        int Stat(int folder, const char* path, int flags, struct statx* status) override
+        {
+            const int result = CSystemCalls::Stat(folder, path, flags, status);
+            status->stx_uid += 1;
+            return result;
+        }
+        int SetTimes(int /*file*/, const struct timespec* /*times*/) override
+        {
+            errno = EPERM;
+            return -1;
+        }
+    } groupMember;
+    const CTempFolder folder;
+    MakeFile(folder / "file", "text");
+    CFileHandle file(OpenExclusive(folder / "file", OPEN_EXISTING));
+    CSystemCalls::Replace(&groupMember);
+    EXPECT_EQ(RewriteFile(file.Get(), "new text"), 0);
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(SetEndOfFile(file.Get()), 0);
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(OpenExclusive(folder / "new", CREATE_NEW), INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    CSystemCalls::Replace(nullptr);
+    EXPECT_EQ(folder.Read("file"), "text");
+    EXPECT_FALSE(std::filesystem::exists(folder / "new"));
+
+    // Somebody who restores files under their names.
+    std::filesystem::rename(folder.Write("restored", "restored"), folder / "file");
+    EXPECT_EQ(RewriteFile(file.Get(), "new text"), 0);
+    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(folder.Read("file"), "restored");
+    EXPECT_FALSE(std::filesystem::exists(folder / "file.redo~"));
 }
 
 TEST(FileRewriteTest, WhatIsLeftBesideAFileIsUsedOnlyWhereItIsWhole)
