@@ -15,35 +15,10 @@
 namespace
 {
 
-// The identifiers of the personal address book. The report of changes names also the contacts that
-// a walk passes over, because they are held or damaged: an export must not lose them silently.
-bool ListAddressBook(CSession& session, std::vector<std::string>* ids)
-{
-    CContactMgr& manager = session.Manager();
-    FILETIME version;
-    ContactMgr::CContactIdList deleted;
-    ContactMgr::CContactIdList changed;
-    ContactMgr::CContactIdList created;
-    if (!Try([&] {
-            return manager.ChangesSince(manager.GetPermanentPluginType(), FILETIME(), &version,
-                                        &deleted, &changed, &created);
-        })) {
-        return session.Report().Failure("list the contacts of " + session.MailboxName());
-    }
-    std::vector<ContactMgr::CContactId> sorted(created.begin(), created.end());
-    std::sort(sorted.begin(), sorted.end(), [](const auto& left, const auto& right) {
-        return left.ToNumber() < right.ToNumber();
-    });
-    for (const ContactMgr::CContactId& id : sorted) {
-        ids->push_back(id.ToString());
-    }
-    return true;
-}
-
 bool Export(CSession& session, std::vector<std::string> ids)
 {
     if (!session.OpenAddressBook(CSession::EAccess::Read) ||
-        (ids.empty() && !ListAddressBook(session, &ids))) {
+        (ids.empty() && !session.ListAddressBook(&ids))) {
         return false;
     }
     for (const std::string& id : ids) {

@@ -6,23 +6,42 @@
 #include <CLI/CLI.hpp>
 
 #include <memory>
+#include <set>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace
 {
 
 using CEnumerator = CContactPlg::CContactEnumerator;
 
-// Calls for each contact of all stores; with a version, only if anything is newer.
+// Calls for each contact of all stores; with a version, only if anything is newer. What a walk
+// passes over is tried once more and reported as WHAT if it does not open.
 template <class Call>
-bool Walk(CSession& session, const FILETIME* since, Call call)
+bool Walk(CSession& session, const char* what, const FILETIME* since, Call call)
 {
     const std::unique_ptr<CEnumerator> walk(Try([&] { return session.Manager().GetEnumerator(); }));
     if (walk == nullptr || !Try([&] { return walk->Start(since, nullptr); })) {
         return session.Report().Failure("walk the contacts of " + session.MailboxName());
     }
+    const bool isAsked = walk->IsStarted() && !session.Manager().GetPermanentPluginType().empty();
+    std::set<std::string> shown;
     while (walk->MoveNext()) {
         call(*walk->GetCurrent());
+        shown.insert(walk->GetCurrent()->GetId().ToString());
+    }
+    walk->Finish();
+    std::vector<std::string> ids;
+    if (isAsked && !session.ListAddressBook(&ids)) {
+        return false;
+    }
+    for (const std::string& id : ids) {
+        const std::unique_ptr<CContact> contact(shown.contains(id) ? nullptr
+                                                                   : session.OpenContact(what, id));
+        if (contact != nullptr) {
+            call(*contact);
+        }
     }
     return true;
 }
@@ -44,7 +63,7 @@ struct CListOptions
 bool List(CSession& session, const CListOptions& options)
 {
     return session.OpenAddressBook(CSession::EAccess::Read) &&
-           Walk(session, &options.since, [&](CContact& contact) {
+           Walk(session, "list", &options.since, [&](CContact& contact) {
                Print(options.json ? CRecordReader(contact, session).AsJson() + '\n'
                                   : ListLine(contact, session));
            });
@@ -156,7 +175,7 @@ bool Query(CSession& session, const std::string& text)
 {
     CQuery query(session, text);
     return session.OpenAddressBook(CSession::EAccess::Read) &&
-           Walk(session, nullptr, [&](CContact& contact) { query.Take(contact); }) &&
+           Walk(session, "query", nullptr, [&](CContact& contact) { query.Take(contact); }) &&
            query.PrintAnswer();
 }
 

@@ -5,7 +5,11 @@
 #include "server/MailOwner.h"
 #include "server/MailStoreAdmin.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <string_view>
+
+#include <unistd.h>
 
 namespace
 {
@@ -59,6 +63,42 @@ bool CSession::ContactsLocation(std::string* path)
     }
     path->resize(size);
     return true;
+}
+
+bool CSession::ListAddressBook(std::vector<std::string>* ids)
+{
+    FILETIME version;
+    ContactMgr::CContactIdList deleted;
+    ContactMgr::CContactIdList changed;
+    ContactMgr::CContactIdList created;
+    if (!Try([&] {
+            return m_manager->ChangesSince(m_manager->GetPermanentPluginType(), FILETIME(),
+                                           &version, &deleted, &changed, &created);
+        })) {
+        return m_report.Failure("list the contacts of " + MailboxName());
+    }
+    std::vector<ContactMgr::CContactId> sorted(created.begin(), created.end());
+    std::sort(sorted.begin(), sorted.end(), [](const auto& left, const auto& right) {
+        return left.ToNumber() < right.ToNumber();
+    });
+    for (const ContactMgr::CContactId& id : sorted) {
+        ids->push_back(id.ToString());
+    }
+    return true;
+}
+
+bool CSession::FailCreation()
+{
+    const CKeepLastError keep;
+    const std::uint32_t code = GetLastError();
+    std::string folder;
+    if (code == ERROR_INVALID_PARAMETER && ContactsLocation(&folder) &&
+        ::access((folder + "/Contacts").c_str(), W_OK) != 0) {
+        SetLastError(ErrorFromErrno(errno));
+    } else {
+        SetLastError(code);
+    }
+    return m_report.Failure("new contact in " + MailboxName());
 }
 
 void CSession::CheckFileSystem()

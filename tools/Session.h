@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 // What the command line says for all commands.
 struct COptions
@@ -52,6 +53,15 @@ public:
     // The folder of the mailbox, below which the address book lies. False as the mailbox leaves it.
     bool ContactsLocation(std::string* path);
     const std::string& MailboxName() const { return m_options.mailbox; }
+
+    // The identifiers of the personal address book, in order. The report of changes names also the
+    // contacts that a walk passes over because they are held, damaged or may not be written: they
+    // must not be lost silently.
+    bool ListAddressBook(std::vector<std::string>* ids);
+
+    // Reports that a contact could not be made. Where no number could be claimed the library says
+    // no more than that; what stands in the way of it is found out here.
+    bool FailCreation();
 
     // Null where it fails, which is reported as WHAT ID.
     std::unique_ptr<CContact> OpenContact(const std::string& what, const std::string& id);

@@ -182,15 +182,17 @@ TEST(ToolTest, DeleteAndExportGoOnAfterAFailure)
     EXPECT_EQ(tool.Run({"export"}).out, exported.out);
 }
 
-TEST(ToolTest, AnExportOfTheWholeAddressBookNamesADamagedContact)
+TEST(ToolTest, WhoeverShowsTheWholeAddressBookNamesADamagedContact)
 {
     const CTool tool;
-    tool.Run({"new", "FullName=a"});
+    tool.Run({"new", "FullName=a", "--email", "a@example.org"});
     tool.Folder().Write("store/example.org/alice/Contacts/40000000.vcf", "BEGIN:VCARD\r\n");
-    const CToolRun run = tool.Run({"export"});
-    EXPECT_EQ(run.status, 1);
-    EXPECT_TRUE(Contains(run.out, "FN:a\r\n"));
-    EXPECT_TRUE(Contains(run.err, "export VCARDPAB-2: ")) << run.err;
+    for (const CArguments& arguments : {CArguments{"export"}, {"list"}, {"query", "a@"}}) {
+        const CToolRun run = tool.Run(arguments);
+        EXPECT_EQ(run.status, 1);
+        EXPECT_TRUE(Contains(run.out, arguments[0] == "export" ? "FN:a\r\n" : "a@example.org"));
+        EXPECT_TRUE(Contains(run.err, arguments[0] + " VCARDPAB-2: ")) << run.err;
+    }
 }
 
 TEST(ToolTest, ImportTakesEachCardOrSaysWhyNot)
