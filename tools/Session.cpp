@@ -6,10 +6,7 @@
 #include "server/MailStoreAdmin.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <string_view>
-
-#include <unistd.h>
 
 namespace
 {
@@ -89,14 +86,10 @@ bool CSession::ListAddressBook(std::vector<std::string>* ids)
 
 bool CSession::FailCreation()
 {
-    const CKeepLastError keep;
-    const std::uint32_t code = GetLastError();
     std::string folder;
-    if (code == ERROR_INVALID_PARAMETER && ContactsLocation(&folder) &&
-        ::access((folder + "/Contacts").c_str(), W_OK) != 0) {
-        SetLastError(ErrorFromErrno(errno));
-    } else {
-        SetLastError(code);
+    if (GetLastError() == ERROR_INVALID_PARAMETER && ContactsLocation(&folder) &&
+        MayWriteFolder((folder + "/Contacts").c_str())) {
+        SetLastError(ERROR_INVALID_PARAMETER);
     }
     return m_report.Failure("new contact in " + MailboxName());
 }

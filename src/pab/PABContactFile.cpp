@@ -363,11 +363,6 @@ bool CPABContact::TouchRootDir()
     if (CFileSystem::GetFileTime(m_file.Get(), nullptr, nullptr, &lastWrite) == 0) {
         return false;
     }
-    const CFileHandle folder(CFileSystem::CreateFileA(
-        m_rootDirectory.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
-        nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, INVALID_HANDLE_VALUE));
-    if (folder.IsOpen()) {
-        SetFileTime(folder.Get(), nullptr, nullptr, &lastWrite);
-    }
+    MoveFolderTimeForward(m_rootDirectory.c_str(), lastWrite);
     return true;
 }

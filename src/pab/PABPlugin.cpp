@@ -53,19 +53,6 @@ bool IsSettled(const CChangeScan& scan, std::uint64_t time)
     return time + kSettlingUnits <= scan.begin || time >= scan.begin + kAheadUnits;
 }
 
-// So that whoever asks for the version alone hears of it too. Only tried.
-void MoveVersion(const std::string& folder, std::uint64_t version)
-{
-    const CKeepLastError keep;
-    const FILETIME time = FileTimeFromCount(version);
-    const CFileHandle handle(CFileSystem::CreateFileA(
-        folder.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-        OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, INVALID_HANDLE_VALUE));
-    if (handle.IsOpen()) {
-        SetFileTime(handle.Get(), nullptr, nullptr, &time);
-    }
-}
-
 bool CopyProperties(CContact& from, CContact& to)
 {
     CContactPropertyList names;
@@ -255,7 +242,9 @@ try {
     const bool isWhole = ScanChanges(scan, entry);
     FinishReport(scan, created);
     if (scan.latest > scan.version) {
-        MoveVersion(m_rootDirectory, scan.latest);
+        // So that whoever asks for the version alone hears of it too. Only tried.
+        const CKeepLastError keep;
+        MoveFolderTimeForward(m_rootDirectory.c_str(), FileTimeFromCount(scan.latest));
     }
     *version = FileTimeFromCount(scan.next);
     const std::uint32_t error = GetLastError();

@@ -10,6 +10,8 @@
 #include <limits>
 #include <new>
 
+#include <unistd.h>
+
 namespace
 {
 
@@ -68,6 +70,15 @@ bool KeepsFineFileTimes(const char* folder)
     return !file.IsOpen() || !SetLastWriteTime(file.Get(), fraction) ||
            calls.Stat(file.Get(), "", AT_EMPTY_PATH, &status) != 0 ||
            FileTimeOf(status.stx_mtime) == fraction;
+}
+
+bool MayWriteFolder(const char* path)
+try {
+    return RetryInterrupted([&] { return CSystemCalls::Current().Access(path, W_OK | X_OK); }) ==
+               0 ||
+           FailWithErrno(path);
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
 }
 
 int ReadFile(HANDLE handle, void* buffer, std::uint32_t size, std::uint32_t* count,

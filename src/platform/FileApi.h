@@ -150,5 +150,8 @@ void SetFlushing(bool on) noexcept;
 // a file without a name, which leaves nothing behind; true where such a file cannot be made.
 bool KeepsFineFileTimes(const char* folder);
 
+// Whether this process may make names in a folder; if not, the last error says why.
+bool MayWriteFolder(const char* path);
+
 // Writes everything that stands unflushed on the file system of the path to its disk.
 int FlushFileSystem(const char* path);

@@ -90,6 +90,11 @@ int CSystemCalls::SetTimes(int file, const struct timespec times[2])
     return ::futimens(file, times);
 }
 
+int CSystemCalls::Access(const char* path, int mode)
+{
+    return ::faccessat(AT_FDCWD, path, mode, AT_EACCESS);
+}
+
 int CSystemCalls::Rename(const char* from, const char* to, unsigned flags)
 {
     return ::renameat2(AT_FDCWD, from, AT_FDCWD, to, flags);

@@ -32,6 +32,7 @@ public:
     // An empty path means the open file `folder` itself.
     virtual int Stat(int folder, const char* path, int flags, struct statx* status);
     virtual int SetTimes(int file, const struct timespec times[2]);
+    virtual int Access(const char* path, int mode);
     virtual int Rename(const char* from, const char* to, unsigned flags);
     virtual int Unlink(const char* path);
     // Gives a file that was opened without a name one.

@@ -1,5 +1,7 @@
 #include "server/FileSystem.h"
 
+#include "platform/FileHandle.h"
+
 #include <chrono>
 #include <thread>
 
@@ -44,4 +46,12 @@ int EnsureDirectory(const char* path)
     }
     SetLastError(before);
     return 1;
+}
+
+int MoveFolderTimeForward(const char* path, const FILETIME& lastWrite)
+{
+    const CFileHandle folder(CFileSystem::CreateFileA(
+        path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+        OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, INVALID_HANDLE_VALUE));
+    return folder.IsOpen() && SetFileTime(folder.Get(), nullptr, nullptr, &lastWrite) != 0;
 }

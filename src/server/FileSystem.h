@@ -30,3 +30,7 @@ public:
 // 3: the parent is missing; 183: something that is no folder has the name; 87: the path is null or
 // empty; or as CreateDirectoryA left it.
 int EnsureDirectory(const char* path);
+
+// Moves a folder's last-write time forward, as SetFileTime does. 0 with the last error of
+// CreateFileA or SetFileTime.
+int MoveFolderTimeForward(const char* path, const FILETIME& lastWrite);

@@ -1,6 +1,6 @@
 #include "server/MailFolderImpl.h"
 
-#include "platform/FileHandle.h"
+#include "server/FileSystem.h"
 #include "server/MailFolder.h"
 #include "server/StoreLayout.h"
 
@@ -237,11 +237,6 @@ try {
         return;
     }
     const FILETIME later = FileTimeFromCount(FileTimeToCount(version) + 1);
-    const CFileHandle folder(CreateFileA((m_path + "/cur").c_str(), GENERIC_READ | GENERIC_WRITE,
-                                         FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-                                         FILE_FLAG_BACKUP_SEMANTICS, INVALID_HANDLE_VALUE));
-    if (folder.IsOpen()) {
-        SetFileTime(folder.Get(), nullptr, nullptr, &later);
-    }
+    MoveFolderTimeForward((m_path + "/cur").c_str(), later);
 } catch (const std::bad_alloc&) {
 }

@@ -115,6 +115,10 @@ public:
     {
         return Run("times", [&] { return CSystemCalls::SetTimes(file, times); });
     }
+    int Access(const char* path, int mode) override
+    {
+        return Run("access", [&] { return CSystemCalls::Access(path, mode); });
+    }
     int Rename(const char* from, const char* to, unsigned flags) override
     {
         return Run("rename", [&] { return CSystemCalls::Rename(from, to, flags); });
