@@ -28,9 +28,9 @@ struct CChangeScan
     };
 
     std::uint64_t since = 0;
-    std::uint64_t version = 0; // the folder's
+    std::uint64_t version = 0; // the folder's, not earlier than the caller's
     std::uint64_t begin = 0;   // by the clock
-    std::uint64_t latest = 0;  // the folder's, or of a file that is later for good
+    std::uint64_t latest = 0;  // the same, or of a file that is later for good
     std::uint64_t next = 0;    // the version for the caller
     HANDLE search = INVALID_HANDLE_VALUE;
     ContactMgr::CContactIdList* deleted = nullptr;
@@ -43,14 +43,19 @@ namespace
 
 constexpr std::uint32_t kPathRoom = 261;
 
-// What a contact's file says of this long before a walk, or of this far ahead of it, may still be
-// in the hands of its writer.
+// A file that nothing has been done to for so long is in nobody's hands any more: its maker has
+// died in the first save, or a writer before moving the folder's time.
+constexpr std::uint64_t kFirstSaveUnits = 10 * kFileTimeUnitsPerSecond;
 constexpr std::uint64_t kSettlingUnits = kFileTimeUnitsPerSecond;
-constexpr std::uint64_t kAheadUnits = 10 * kFileTimeUnitsPerSecond;
 
-bool IsSettled(const CChangeScan& scan, std::uint64_t time)
+// A file's time that lies further ahead was not given by a clock that was set wrong.
+constexpr std::uint64_t kFarthestAhead = 24 * 3600 * kFileTimeUnitsPerSecond;
+
+// A change that lies ahead was made before the clock was set back.
+bool IsSettled(const CChangeScan& scan, const FILETIME& change, std::uint64_t span)
 {
-    return time + kSettlingUnits <= scan.begin || time >= scan.begin + kAheadUnits;
+    const std::uint64_t time = FileTimeToCount(change);
+    return time + span <= scan.begin || time >= scan.begin + span;
 }
 
 bool CopyProperties(CContact& from, CContact& to)
@@ -224,7 +229,7 @@ try {
         *version = since;
         return true;
     }
-    *version = folder.ftLastWriteTime;
+    *version = std::max(folder.ftLastWriteTime, since);
     WIN32_FIND_DATA entry;
     CFindHandle search(FindFirstFileA((m_rootDirectory + "/*.vcf").c_str(), &entry));
     if (!search.IsOpen()) {
@@ -280,17 +285,18 @@ void CPABPlugin::ClassifyChange(CChangeScan& scan, const WIN32_FIND_DATA& entry)
     }
     std::uint64_t creation = FileTimeToCount(GetEntryCreationTime(scan.search, entry));
     const bool isLive = entry.nFileSizeLow != 0;
-    if (lastWrite + kSettlingUnits <= scan.begin) {
-        // If the folder is behind, whoever wrote it has died before moving the folder's time.
-        scan.latest = std::max(scan.latest, lastWrite);
+    const bool isAhead = creation > lastWrite; // as a maker notes it until the contact is there
+    const bool isSettled = IsSettled(scan, GetEntryChangeTime(scan.search),
+                                     isAhead ? kFirstSaveUnits : kSettlingUnits);
+    if (isSettled && isAhead) {
+        creation = lastWrite - 1;
     }
-    if (creation > lastWrite && IsSettled(scan, creation)) {
-        creation = lastWrite - 1; // noted ahead by a maker who has died
+    if (isSettled && lastWrite < scan.begin + kFarthestAhead) {
+        scan.latest = std::max(scan.latest, lastWrite);
     }
     if (creation < scan.since) {
         (isLive ? scan.changed : scan.deleted)->AddTail(id);
-    } else if (isLive && creation >= scan.version &&
-               !IsSettled(scan, std::max(creation, lastWrite))) {
+    } else if (isLive && !isSettled && creation >= scan.version) {
         // Its maker is at it. The stamp that is there may be the last one, so the next report must
         // reach back to it.
         scan.next = std::min(scan.next, lastWrite - 1);

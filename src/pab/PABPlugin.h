@@ -44,8 +44,8 @@ public:
     bool DeleteContact(ContactMgr::CContactId id) override;
 
     // Compares file times and lengths and opens no contact file. *version is the folder's time as
-    // it was before the walk, or since where there is no folder; the lists are appended to. Last
-    // error 87: a null pointer; after another failure the lists keep what was found so far.
+    // it was before the walk, and never earlier than since; the lists are appended to. Last error
+    // 87: a null pointer; after another failure the lists keep what was found so far.
     //
     // Created and deleted since the version reads as never there, so a contact is told of as
     // created only with a version behind its creation. One that is made while the report is drawn

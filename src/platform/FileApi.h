@@ -117,6 +117,9 @@ int FindClose(HANDLE search);
 // first content; for a file that came otherwise, what the entry says.
 FILETIME GetEntryCreationTime(HANDLE search, const WIN32_FIND_DATA& data);
 
+// When that entry's content, times or attributes were last changed, by the system's own clock.
+FILETIME GetEntryChangeTime(HANDLE search);
+
 // The names in a folder, in no order, without "." and ".."; times and sizes are not read.
 int ListFolder(const char* path, std::vector<std::string>* names);
 

@@ -150,7 +150,7 @@ bool PrepareChange(const COpenFile& file)
         return false;
     }
     return MayStamp(file.descriptor, status) &&
-           (file.isCreationOpen || MendCreation(file.descriptor, FileTimeOf(status.stx_mtime)));
+           (file.isCreationOpen || MendCreation(file.descriptor, status));
 }
 
 bool Overwrite(COpenFile& file, std::string_view content)
@@ -215,7 +215,9 @@ bool RewriteOpenFile(COpenFile& file, std::string_view content)
     // From the redo file on nothing more may need memory.
     const std::string redoPath = RedoPathOf(file);
     const std::string folder = FolderOf(file.path);
-    if (!PrepareChange(file) || (file.isCreationOpen && !NoteCreationAhead(file.descriptor))) {
+    FILETIME begin;
+    if (!PrepareChange(file) ||
+        (file.isCreationOpen && !BeginCreation(file.descriptor, folder.c_str(), &begin))) {
         return false;
     }
     if (!WriteRedo(redoPath.c_str(), folder.c_str(), content) || !Reserve(file, content.size())) {
@@ -237,7 +239,7 @@ bool RewriteOpenFile(COpenFile& file, std::string_view content)
         return false;
     }
     if (!RemoveRedo(redoPath.c_str()) || !StampFile(file.descriptor, folder.c_str(), &stamp) ||
-        (file.isCreationOpen && !NoteCreation(file.descriptor, stamp))) {
+        (file.isCreationOpen && !EndCreation(file.descriptor, begin, stamp))) {
         return false;
     }
     file.isCreationOpen = false;

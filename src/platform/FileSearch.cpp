@@ -86,6 +86,7 @@ struct CSearch
     std::string path;
     std::string names;
     std::size_t next = 0;
+    FILETIME change; // of the entry delivered last
 };
 
 CSearch* SearchOf(HANDLE handle) noexcept
@@ -174,6 +175,7 @@ bool DeliverNext(CSearch& search, WIN32_FIND_DATA* data)
                     search.folder.Get(), name, AT_SYMLINK_NOFOLLOW | AT_STATX_FORCE_SYNC, &status);
             }) == 0) {
             FillAttributes(status, data);
+            search.change = FileTimeOf(status.stx_ctime);
             std::memcpy(data->cFileName, name, length + 1);
             return true;
         }
@@ -244,6 +246,12 @@ try {
     return CreationTime(path.c_str(), data.ftCreationTime);
 } catch (const std::bad_alloc&) {
     return data.ftCreationTime;
+}
+
+FILETIME GetEntryChangeTime(HANDLE handle)
+{
+    const CSearch* search = SearchOf(handle);
+    return search == nullptr ? FILETIME() : search->change;
 }
 
 int ListFolder(const char* path, std::vector<std::string>* names)

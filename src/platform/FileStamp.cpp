@@ -25,6 +25,8 @@ constexpr std::uint64_t kFirstLead = 50;
 constexpr std::uint64_t kLongestWait = 1'000'000;
 constexpr std::uint64_t kSpinWait = 500;
 constexpr std::uint64_t kLongestFirstSave = 8 * kFileTimeUnitsPerSecond;
+constexpr std::uint64_t kMarkLead = 3600 * kFileTimeUnitsPerSecond;
+constexpr std::uint64_t kDay = 24 * kMarkLead;
 
 constexpr int kStampAttempts = 14;
 constexpr int kFolderLockAttempts = 100;
@@ -52,12 +54,15 @@ bool LastWriteOfOpen(int file, std::uint64_t* count)
     return true;
 }
 
-// The latest time that a folder is known to have had: the access time keeps it, a unit ahead, so
-// that reading the folder does not renew it.
+// The latest time that a folder is known to have had. The access time keeps it, an hour ahead, so
+// that reading the folder does not renew it; one that lies further ahead than any clock is set
+// wrong is not ours.
 std::uint64_t LatestOfFolder(const struct statx& status)
 {
-    return std::max(FileTimeToCount(FileTimeOf(status.stx_mtime)),
-                    FileTimeToCount(FileTimeOf(status.stx_atime)) - 1);
+    const std::uint64_t lastWrite = FileTimeToCount(FileTimeOf(status.stx_mtime));
+    const std::uint64_t access = FileTimeToCount(FileTimeOf(status.stx_atime));
+    const bool isMark = access > kMarkLead && access - kMarkLead < ClockCount() + kDay;
+    return isMark ? std::max(lastWrite, access - kMarkLead) : lastWrite;
 }
 
 struct timespec TimespecOf(std::uint64_t count)
@@ -195,6 +200,20 @@ FILETIME TimeBefore(const FILETIME& time)
     return FileTimeFromCount(count == 0 ? 0 : count - 1);
 }
 
+// Notes a creation right before the time. File systems without user attributes are passed over.
+bool NoteCreation(int file, const FILETIME& time)
+{
+    AttributeText text = {};
+    const char* end =
+        std::to_chars(text.data(), text.data() + text.size(), FileTimeToCount(TimeBefore(time)))
+            .ptr;
+    const int result = RetryInterrupted([&] {
+        return CSystemCalls::Current().SetOpenAttribute(
+            file, kCreationAttribute, text.data(), static_cast<std::size_t>(end - text.data()));
+    });
+    return result == 0 || errno == EOPNOTSUPP || errno == EPERM || FailWithErrno();
+}
+
 } // namespace
 
 FILETIME FileTimeOf(const struct statx_timestamp& time)
@@ -253,7 +272,7 @@ bool MoveFolderTime(int folder, const char* path, const FILETIME& time)
     }
     const std::uint64_t latest = std::max(FileTimeToCount(time), LatestOfFolder(status));
     return FileTimeToCount(FileTimeOf(status.stx_mtime)) >= latest ||
-           SetTimes(folder, TimespecOf(latest + 1), latest) || FailWithErrno();
+           SetTimes(folder, TimespecOf(latest + kMarkLead), latest) || FailWithErrno();
 }
 
 bool MoveFolderTime(const char* path, const FILETIME& time)
@@ -285,32 +304,34 @@ bool SetLastWriteTime(int file, const FILETIME& time)
     return SetTimes(file, TimespecOf(count), count);
 }
 
-bool NoteCreation(int file, const FILETIME& stamp)
+bool BeginCreation(int file, const char* folder, FILETIME* begin)
 {
-    AttributeText text = {};
-    const char* end =
-        std::to_chars(text.data(), text.data() + text.size(), FileTimeToCount(stamp) - 1).ptr;
-    const int result = RetryInterrupted([&] {
-        return CSystemCalls::Current().SetOpenAttribute(
-            file, kCreationAttribute, text.data(), static_cast<std::size_t>(end - text.data()));
-    });
-    return result == 0 || errno == EOPNOTSUPP || errno == EPERM || FailWithErrno();
+    struct statx status = {};
+    if (!Stat(AT_FDCWD, folder, AT_STATX_FORCE_SYNC, &status)) {
+        return FailWithErrno();
+    }
+    *begin = FileTimeFromCount(ClockCount());
+    const std::uint64_t latest = std::max(FileTimeToCount(*begin), LatestOfFolder(status));
+    return NoteCreation(file, FileTimeFromCount(latest + kDay));
 }
 
-bool NoteCreationAhead(int file)
+bool EndCreation(int file, const FILETIME& begin, const FILETIME& stamp)
 {
-    return NoteCreation(file, FileTimeFromCount(ClockCount() + kLongestFirstSave));
+    const std::uint64_t count = FileTimeToCount(begin);
+    const bool isLate = ClockCount() > count + kLongestFirstSave;
+    return NoteCreation(file, isLate ? FileTimeFromCount(count - kFileTimeUnitsPerSecond) : stamp);
 }
 
-bool MendCreation(int file, const FILETIME& lastWrite)
+bool MendCreation(int file, const struct statx& status)
 {
     errno = 0;
     const auto noted = NotedCreation(file);
-    if (!noted) {
-        const bool isThere = errno != 0 && errno != ENODATA && errno != EOPNOTSUPP;
-        return !isThere || errno == ERANGE || FailWithErrno();
+    if (!noted && errno != 0 && errno != ENODATA && errno != EOPNOTSUPP && errno != ERANGE) {
+        return FailWithErrno();
     }
-    return *noted <= FileTimeToCount(lastWrite) || NoteCreation(file, lastWrite);
+    const FILETIME lastWrite = FileTimeOf(status.stx_mtime);
+    const FILETIME creation = noted ? FileTimeFromCount(*noted) : BirthTimeOf(status);
+    return creation <= lastWrite || NoteCreation(file, lastWrite);
 }
 
 FILETIME CreationTime(int file, const struct statx& status)

@@ -34,18 +34,18 @@ bool MoveFolderTimeToNow(const char* path);
 // Sets a file's last-write time as it is given. False with errno set.
 bool SetLastWriteTime(int file, const FILETIME& time);
 
-// Notes on a file when its first content came: right before the stamp of that content. So it is not
-// earlier than any version that was taken before, and earlier than the folder's time from then on.
-// File systems without user attributes are passed over.
-bool NoteCreation(int file, const FILETIME& stamp);
+// The creation of a file, its first content, is noted as right before the stamp of that content:
+// not earlier than any version that was taken before, and earlier than the folder's time from then
+// on. Until the content is there and stamped, a time that lies ahead of every stamp is noted: a
+// report that sees the content must not take the file for an old one. BeginCreation gives the
+// moment; with one that lies back so far that reports have given the maker up, an earlier creation
+// is noted, as they have told it. File systems without user attributes are passed over.
+bool BeginCreation(int file, const char* folder, FILETIME* begin);
+bool EndCreation(int file, const FILETIME& begin, const FILETIME& stamp);
 
-// Notes a time some seconds ahead, until the first content is there and stamped: a report that sees
-// the content before its stamp is known must not take the file for an old one.
-bool NoteCreationAhead(int file);
-
-// Where that is still noted on a file with content, its maker has died: notes a time right before
-// the file's last write instead.
-bool MendCreation(int file, const FILETIME& lastWrite);
+// Where a creation later than the last write stands on a file with content, its maker has died or
+// the file is a copy: notes one right before the last write.
+bool MendCreation(int file, const struct statx& status);
 
 // The noted creation time, else one right before the birth time, else 0: what may be old is never
 // taken for new, or the report of its deletion would be left out.

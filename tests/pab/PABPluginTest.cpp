@@ -318,7 +318,7 @@ TEST(PABPluginTest, WhatADeadProcessLeftIsReportedAndSoIsItsDeletion)
             SCOPED_TRACE(std::string(what) + " at " + std::to_string(call) + ", " +
                          calls.LastHit());
             calls.Bury();
-            calls.seconds = 20;
+            calls.seconds = 20; // the makers of contacts are given up
             // Asks for the version first, as a mail client does.
             bool isChanged = true;
             const auto follow = [&] {
