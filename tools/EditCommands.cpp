@@ -69,7 +69,7 @@ bool New(CSession& session, CNewOptions& options)
     std::unique_ptr<CContact> contact(
         Try([&] { return session.Manager().CreateContact(original.get()); }));
     if (contact == nullptr) {
-        return session.FailCreation();
+        return session.FailCreation("new contact in " + session.MailboxName());
     }
     const ContactMgr::CContactId id = contact->GetId();
     if (!FillAndSave(*contact, options.fields, session)) {

@@ -119,7 +119,7 @@ private:
             m_contact.reset(Try([&] { return m_session.Manager().CreateContact(nullptr); }));
         }
         if (m_contact == nullptr) {
-            report.Failure(what);
+            m_session.FailCreation(what);
             return;
         }
         if (!Try([&] { return m_contact->FromString(card.text); })) {

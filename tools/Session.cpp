@@ -1,6 +1,8 @@
 #include "Session.h"
 
+#include "pab/PABContact.h"
 #include "platform/FileApi.h"
+#include "platform/FileHandle.h"
 #include "platform/LastError.h"
 #include "server/MailOwner.h"
 #include "server/MailStoreAdmin.h"
@@ -64,34 +66,48 @@ bool CSession::ContactsLocation(std::string* path)
 
 bool CSession::ListAddressBook(std::vector<std::string>* ids)
 {
-    FILETIME version;
-    ContactMgr::CContactIdList deleted;
-    ContactMgr::CContactIdList changed;
-    ContactMgr::CContactIdList created;
-    if (!Try([&] {
-            return m_manager->ChangesSince(m_manager->GetPermanentPluginType(), FILETIME(),
-                                           &version, &deleted, &changed, &created);
-        })) {
-        return m_report.Failure("list the contacts of " + MailboxName());
+    const std::string what = "list the contacts of " + MailboxName();
+    std::string folder;
+    WIN32_FIND_DATA entry;
+    if (m_manager->GetPermanentPluginType().empty()) {
+        SetLastError(ERROR_NOT_FOUND);
+        return m_report.Failure(what);
     }
-    std::vector<ContactMgr::CContactId> sorted(created.begin(), created.end());
-    std::sort(sorted.begin(), sorted.end(), [](const auto& left, const auto& right) {
+    if (!ContactsLocation(&folder)) {
+        return m_report.Failure(what);
+    }
+    const CFindHandle search(FindFirstFileA((folder + "/Contacts/*.vcf").c_str(), &entry));
+    if (!search.IsOpen()) {
+        return IsMissingFile(GetLastError()) || m_report.Failure(what);
+    }
+    std::vector<ContactMgr::CContactId> found;
+    do {
+        const ContactMgr::CContactId id = CPABContact::FileNameToContactId(entry.cFileName);
+        const bool isContact = CPABContact::ContactIdToFileName(id) == entry.cFileName;
+        if (isContact && (entry.nFileSizeLow | entry.nFileSizeHigh) != 0) {
+            found.push_back(id);
+        }
+    } while (FindNextFileA(search.Get(), &entry) != 0);
+    if (GetLastError() != ERROR_NO_MORE_FILES) {
+        return m_report.Failure(what);
+    }
+    std::sort(found.begin(), found.end(), [](const auto& left, const auto& right) {
         return left.ToNumber() < right.ToNumber();
     });
-    for (const ContactMgr::CContactId& id : sorted) {
+    for (const ContactMgr::CContactId& id : found) {
         ids->push_back(id.ToString());
     }
     return true;
 }
 
-bool CSession::FailCreation()
+bool CSession::FailCreation(const std::string& what)
 {
     std::string folder;
     if (GetLastError() == ERROR_INVALID_PARAMETER && ContactsLocation(&folder) &&
         MayWriteFolder((folder + "/Contacts").c_str())) {
         SetLastError(ERROR_INVALID_PARAMETER);
     }
-    return m_report.Failure("new contact in " + MailboxName());
+    return m_report.Failure(what);
 }
 
 void CSession::CheckFileSystem()

@@ -54,14 +54,14 @@ public:
     bool ContactsLocation(std::string* path);
     const std::string& MailboxName() const { return m_options.mailbox; }
 
-    // The identifiers of the personal address book, in order. The report of changes names also the
-    // contacts that a walk passes over because they are held, damaged or may not be written: they
-    // must not be lost silently.
+    // The identifiers of the personal address book, in order, as its files have them: a walk passes
+    // over contacts that are held, damaged or may not be written, and a report of changes holds
+    // back those in the making. None of them may be lost silently.
     bool ListAddressBook(std::vector<std::string>* ids);
 
-    // Reports that a contact could not be made. Where no number could be claimed the library says
-    // no more than that; what stands in the way of it is found out here.
-    bool FailCreation();
+    // Reports as WHAT that a contact could not be made. Where no number could be claimed the
+    // library says no more than that; what stands in the way of it is found out here.
+    bool FailCreation(const std::string& what);
 
     // Null where it fails, which is reported as WHAT ID.
     std::unique_ptr<CContact> OpenContact(const std::string& what, const std::string& id);
