@@ -8,11 +8,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <memory>
 #include <numeric>
 #include <set>
+#include <thread>
+#include <utility>
 #include <vector>
 
 namespace
@@ -289,6 +292,55 @@ TEST(PABPluginTest, OneWriterLosesNothingToAClockThatIsSetBack)
     EXPECT_EQ(next(), "+3 ");
     EXPECT_TRUE(book.plugin.DeleteContact(Number(3)));
     EXPECT_EQ(next(), "-3 ");
+}
+
+TEST(PABPluginTest, RestoredTimesHideNoDeletion)
+{
+    const auto anHourAgo = std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
+    for (const bool isCopy : {false, true}) {
+        SCOPED_TRACE(isCopy);
+        CBook book;
+        book.New();
+        CReport before, within, behind;
+        ASSERT_TRUE(before.Take(book.plugin, {}));
+        const std::string file = book.root + "/80000000.vcf";
+        if (isCopy) {
+            const std::string text = book.temp.Read("Contacts/80000000.vcf");
+            std::filesystem::remove(file);
+            std::this_thread::sleep_for(std::chrono::milliseconds(20)); // a tick of its birth time
+            book.temp.Write("Contacts/80000000.vcf", text);             // without its attributes
+        }
+        std::filesystem::last_write_time(file, anHourAgo);
+        std::filesystem::last_write_time(book.root, anHourAgo);
+        ASSERT_TRUE(within.Take(book.plugin, before.version));
+        EXPECT_GE(within.version, before.version);
+        EXPECT_TRUE(book.plugin.DeleteContact(Number(1)));
+        ASSERT_TRUE(behind.Take(book.plugin, within.version));
+        EXPECT_EQ(behind.Text(), "-1 ");
+    }
+}
+
+TEST(PABPluginTest, AMakerWhoHangsIsToldOfAndSoIsTheDeletion)
+{
+    CBook book;
+    CReport within, behind;
+    struct CHanging : CSetClock
+    {
+        int Unlink(const char* path) override // the redo file, with the content in place
+        {
+            if (std::exchange(seconds, 20) == 0) {
+                intrude();
+            }
+            return CSystemCalls::Unlink(path);
+        }
+        std::function<void()> intrude;
+    } hanging;
+    hanging.intrude = [&] { EXPECT_TRUE(within.Take(book.plugin, {})); };
+    EXPECT_EQ(book.New(), 1u);
+    EXPECT_EQ(within.Text(), "+1 ");
+    EXPECT_TRUE(book.plugin.DeleteContact(Number(1)));
+    ASSERT_TRUE(behind.Take(book.plugin, within.version));
+    EXPECT_EQ(behind.Text(), "-1 ");
 }
 
 using Operation = std::pair<const char*, bool (*)(CBook& book)>;
