@@ -17,12 +17,14 @@ namespace
 
 bool Export(CSession& session, std::vector<std::string> ids)
 {
+    const bool isWhole = ids.empty();
     if (!session.OpenAddressBook(CSession::EAccess::Read) ||
-        (ids.empty() && !session.ListAddressBook(&ids))) {
+        (isWhole && !session.ListAddressBook(&ids))) {
         return false;
     }
     for (const std::string& id : ids) {
-        const std::unique_ptr<CContact> contact = session.OpenContact("export", id);
+        const std::unique_ptr<CContact> contact =
+            isWhole ? session.OpenListed("export", id) : session.OpenContact("export", id);
         std::u16string card;
         if (contact == nullptr) {
             continue;

@@ -38,7 +38,7 @@ bool Walk(CSession& session, const char* what, const FILETIME* since, Call call)
     }
     for (const std::string& id : ids) {
         const std::unique_ptr<CContact> contact(shown.contains(id) ? nullptr
-                                                                   : session.OpenContact(what, id));
+                                                                   : session.OpenListed(what, id));
         if (contact != nullptr) {
             call(*contact);
         }

@@ -17,6 +17,12 @@ constexpr std::size_t kLongestPath = 4096;
 constexpr std::string_view kOlderWebClient = "TRELLISV7";
 constexpr std::string_view kMailboxDirectory = "UserStore";
 
+bool HasContent(const WIN32_FILE_ATTRIBUTE_DATA& file)
+{
+    return (file.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0 &&
+           (file.nFileSizeLow | file.nFileSizeHigh) != 0;
+}
+
 } // namespace
 
 bool CSession::OpenStore()
@@ -83,8 +89,7 @@ bool CSession::ListAddressBook(std::vector<std::string>* ids)
     std::vector<ContactMgr::CContactId> found;
     do {
         const ContactMgr::CContactId id = CPABContact::FileNameToContactId(entry.cFileName);
-        const bool isContact = CPABContact::ContactIdToFileName(id) == entry.cFileName;
-        if (isContact && (entry.nFileSizeLow | entry.nFileSizeHigh) != 0) {
+        if (CPABContact::ContactIdToFileName(id) == entry.cFileName && HasContent(entry)) {
             found.push_back(id);
         }
     } while (FindNextFileA(search.Get(), &entry) != 0);
@@ -164,6 +169,22 @@ std::unique_ptr<CContact> CSession::OpenContact(const std::string& what, const s
                                               : "no identifier of a contact");
     }
     return std::unique_ptr<CContact>(contact);
+}
+
+std::unique_ptr<CContact> CSession::OpenListed(const std::string& what, const std::string& id)
+{
+    CContact* contact = nullptr;
+    if (m_manager->OpenContact(id, &contact)) {
+        return std::unique_ptr<CContact>(contact);
+    }
+    std::string path;
+    WIN32_FILE_ATTRIBUTE_DATA file;
+    const bool isThere =
+        ContactsLocation(&path) &&
+        GetFileAttributesExA((path + "/Contacts/" + CPABContact::ContactIdToFileName(id)).c_str(),
+                             GetFileExInfoStandard, &file) != 0 &&
+        HasContent(file);
+    return isThere ? OpenContact(what, id) : nullptr;
 }
 
 bool CSession::Allows(const std::string& what, const ContactMgr::CContactId& id)

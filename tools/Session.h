@@ -66,6 +66,10 @@ public:
     // Null where it fails, which is reported as WHAT ID.
     std::unique_ptr<CContact> OpenContact(const std::string& what, const std::string& id);
 
+    // The same for a contact of ListAddressBook. Null, without a word, where it has been deleted
+    // since.
+    std::unique_ptr<CContact> OpenListed(const std::string& what, const std::string& id);
+
     // Whether an identifier from outside may be used. One of the older web client's store names its
     // mailbox itself, and one of the mailbox directory its domain; those of others are refused.
     bool Allows(const std::string& what, const ContactMgr::CContactId& id);

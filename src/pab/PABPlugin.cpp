@@ -32,6 +32,7 @@ struct CChangeScan
     std::uint64_t begin = 0;   // by the clock
     std::uint64_t latest = 0;  // the same, or of a file that is later for good
     std::uint64_t next = 0;    // the version for the caller
+    bool isUnfinished = false; // somebody is making a contact
     HANDLE search = INVALID_HANDLE_VALUE;
     ContactMgr::CContactIdList* deleted = nullptr;
     ContactMgr::CContactIdList* changed = nullptr;
@@ -51,11 +52,14 @@ constexpr std::uint64_t kSettlingUnits = kFileTimeUnitsPerSecond;
 // A file's time that lies further ahead was not given by a clock that was set wrong.
 constexpr std::uint64_t kFarthestAhead = 24 * 3600 * kFileTimeUnitsPerSecond;
 
-// A change that lies ahead was made before the clock was set back.
-bool IsSettled(const CChangeScan& scan, const FILETIME& change, std::uint64_t span)
+bool IsFromBeforeClockWasSetBack(const CChangeScan& scan, std::uint64_t change)
 {
-    const std::uint64_t time = FileTimeToCount(change);
-    return time + span <= scan.begin || time >= scan.begin + span;
+    return change >= scan.begin + kSettlingUnits;
+}
+
+bool IsSettled(const CChangeScan& scan, std::uint64_t change, std::uint64_t span)
+{
+    return change + span <= scan.begin || IsFromBeforeClockWasSetBack(scan, change);
 }
 
 bool CopyProperties(CContact& from, CContact& to)
@@ -246,10 +250,12 @@ try {
                         .created = {}};
     const bool isWhole = ScanChanges(scan, entry);
     FinishReport(scan, created);
-    if (scan.latest > scan.version) {
-        // So that whoever asks for the version alone hears of it too. Only tried.
+    const std::uint64_t moved = scan.isUnfinished ? std::max(scan.latest, scan.begin) : scan.latest;
+    if (moved > scan.version) {
+        // So that whoever asks for the version alone hears of what dead processes left, and comes
+        // again as long as somebody is making a contact. Only tried.
         const CKeepLastError keep;
-        MoveFolderTimeForward(m_rootDirectory.c_str(), FileTimeFromCount(scan.latest));
+        MoveFolderTimeForward(m_rootDirectory.c_str(), FileTimeFromCount(moved));
     }
     *version = FileTimeFromCount(scan.next);
     const std::uint32_t error = GetLastError();
@@ -286,12 +292,15 @@ void CPABPlugin::ClassifyChange(CChangeScan& scan, const WIN32_FIND_DATA& entry)
     std::uint64_t creation = FileTimeToCount(GetEntryCreationTime(scan.search, entry));
     const bool isLive = entry.nFileSizeLow != 0;
     const bool isAhead = creation > lastWrite; // as a maker notes it until the contact is there
-    const bool isSettled = IsSettled(scan, GetEntryChangeTime(scan.search),
-                                     isAhead ? kFirstSaveUnits : kSettlingUnits);
+    const std::uint64_t change = FileTimeToCount(GetEntryChangeTime(scan.search));
+    const bool isSettled = IsSettled(scan, change, isAhead ? kFirstSaveUnits : kSettlingUnits);
+    const bool isPast = lastWrite <= scan.begin || (IsFromBeforeClockWasSetBack(scan, change) &&
+                                                    lastWrite < scan.begin + kFarthestAhead);
+    scan.isUnfinished = scan.isUnfinished || (isAhead && !isSettled);
     if (isSettled && isAhead) {
         creation = lastWrite - 1;
     }
-    if (isSettled && lastWrite < scan.begin + kFarthestAhead) {
+    if (isSettled && isPast) {
         scan.latest = std::max(scan.latest, lastWrite);
     }
     if (creation < scan.since) {
@@ -300,6 +309,7 @@ void CPABPlugin::ClassifyChange(CChangeScan& scan, const WIN32_FIND_DATA& entry)
         // Its maker is at it. The stamp that is there may be the last one, so the next report must
         // reach back to it.
         scan.next = std::min(scan.next, lastWrite - 1);
+        scan.isUnfinished = true;
     } else if (isLive) {
         scan.created.push_back({id, creation});
     }

@@ -243,7 +243,7 @@ try {
         return data.ftCreationTime;
     }
     const std::string path = search->path + '/' + data.cFileName;
-    return CreationTime(path.c_str(), data.ftCreationTime);
+    return CreationTime(path.c_str(), data.ftCreationTime, data.ftLastWriteTime);
 } catch (const std::bad_alloc&) {
     return data.ftCreationTime;
 }

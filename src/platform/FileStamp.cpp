@@ -337,10 +337,11 @@ bool MendCreation(int file, const struct statx& status)
 FILETIME CreationTime(int file, const struct statx& status)
 {
     const auto noted = NotedCreation(file);
-    return noted ? FileTimeFromCount(*noted) : TimeBefore(BirthTimeOf(status));
+    return noted ? FileTimeFromCount(*noted)
+                 : TimeBefore(std::min(BirthTimeOf(status), FileTimeOf(status.stx_mtime)));
 }
 
-FILETIME CreationTime(const char* path, const FILETIME& birth)
+FILETIME CreationTime(const char* path, const FILETIME& birth, const FILETIME& lastWrite)
 {
     AttributeText text = {};
     const ssize_t size = RetryInterrupted([&] {
@@ -348,5 +349,5 @@ FILETIME CreationTime(const char* path, const FILETIME& birth)
                                                     text.size());
     });
     const auto noted = NotedCreation(size, text);
-    return noted ? FileTimeFromCount(*noted) : TimeBefore(birth);
+    return noted ? FileTimeFromCount(*noted) : TimeBefore(std::min(birth, lastWrite));
 }

@@ -47,10 +47,10 @@ bool EndCreation(int file, const FILETIME& begin, const FILETIME& stamp);
 // the file is a copy: notes one right before the last write.
 bool MendCreation(int file, const struct statx& status);
 
-// The noted creation time, else one right before the birth time, else 0: what may be old is never
-// taken for new, or the report of its deletion would be left out.
+// The noted creation time, else one right before the birth time and the last write, else 0: what
+// may be old is never taken for new, or the report of its deletion would be left out.
 FILETIME CreationTime(int file, const struct statx& status);
-FILETIME CreationTime(const char* path, const FILETIME& birth);
+FILETIME CreationTime(const char* path, const FILETIME& birth, const FILETIME& lastWrite);
 
 FILETIME FileTimeOf(const struct statx_timestamp& time);
 FILETIME BirthTimeOf(const struct statx& status);

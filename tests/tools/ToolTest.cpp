@@ -187,11 +187,13 @@ TEST(ToolTest, WhoeverShowsTheWholeAddressBookNamesADamagedContact)
     const CTool tool;
     tool.Run({"new", "FullName=a", "--email", "a@example.org"});
     tool.Folder().Write("store/example.org/alice/Contacts/40000000.vcf", "BEGIN:VCARD\r\n");
+    tool.Folder().Write("store/example.org/alice/Contacts/c0000000.vcf/x", "no contact");
     for (const CArguments& arguments : {CArguments{"export"}, {"list"}, {"query", "a@"}}) {
         const CToolRun run = tool.Run(arguments);
         EXPECT_EQ(run.status, 1);
         EXPECT_TRUE(Contains(run.out, arguments[0] == "export" ? "FN:a\r\n" : "a@example.org"));
         EXPECT_TRUE(Contains(run.err, arguments[0] + " VCARDPAB-2: ")) << run.err;
+        EXPECT_EQ(LineCount(run.err), 1u) << run.err;
     }
 }
 
