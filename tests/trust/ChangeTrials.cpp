@@ -3,6 +3,7 @@
 #include "trust/Trial.h"
 
 #include <array>
+#include <filesystem>
 #include <map>
 
 #include <sys/stat.h>
@@ -225,7 +226,7 @@ void WaitForStop(CDeeds& deeds, int workers)
 
 void Follow(CDeeds& deeds, CFollower& follower, int saves, bool isCached, CRow& row)
 {
-    while (deeds.saves < saves) {
+    while (deeds.saves < saves && deeds.failed == 0) {
         for (int poll = 0; poll < kPollsBetweenStops; ++poll) {
             follower.Poll();
             SleepMicroseconds(RandomBelow(200));
@@ -335,10 +336,13 @@ bool TryChanges(const CTrialOptions& options)
     for (int book = 0; isFollowed && saves < options.count; ++book) {
         const CShared<CDeeds> deeds;
         const std::int64_t left = options.count - saves;
-        isFollowed = TryBook(options, "/Contacts" + std::to_string(book),
-                             static_cast<int>(std::min<std::int64_t>(left, kSavesPerBook)), row,
-                             *deeds, &polls);
+        const std::string name = "/Contacts" + std::to_string(book);
+        isFollowed =
+            TryBook(options, name, static_cast<int>(std::min<std::int64_t>(left, kSavesPerBook)),
+                    row, *deeds, &polls);
         saves += deeds->saves;
+        isFollowed = isFollowed && deeds->failed == 0;
+        std::filesystem::remove_all(options.folder + name);
     }
     CSystemCalls::Replace(nullptr);
     row.Note(std::to_string(saves) + " saves, " + std::to_string(polls) + " reports");
