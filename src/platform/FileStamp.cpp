@@ -22,7 +22,7 @@ constexpr const char* kCreationAttribute = "user.contact.btime";
 
 // All in units of 100 ns.
 constexpr std::uint64_t kFirstLead = 50;
-constexpr std::uint64_t kLongestWait = 1'000'000;
+constexpr std::uint64_t kLongestWait = 2 * kFileTimeUnitsPerSecond;
 constexpr std::uint64_t kSpinWait = 500;
 constexpr std::uint64_t kLongestFirstSave = 8 * kFileTimeUnitsPerSecond;
 constexpr std::uint64_t kMarkLead = 3600 * kFileTimeUnitsPerSecond;
@@ -30,6 +30,7 @@ constexpr std::uint64_t kDay = 24 * kMarkLead;
 
 constexpr int kStampAttempts = 14;
 constexpr int kFolderLockAttempts = 100;
+constexpr int kLockFileAttempts = 1500; // others hold it for as long as their network takes
 
 std::uint64_t ClockCount()
 {
@@ -142,12 +143,14 @@ public:
           m_locked(m_file.IsOpen() ? m_file.Get() : folder)
     {
         CSystemCalls& calls = CSystemCalls::Current();
-        for (int attempt = 0; attempt < kFolderLockAttempts; ++attempt) {
+        const int attempts = m_file.IsOpen() ? kLockFileAttempts : kFolderLockAttempts;
+        for (int attempt = 0; attempt < attempts; ++attempt) {
             if (RetryInterrupted([&] { return calls.Lock(m_locked, LOCK_EX | LOCK_NB); }) == 0 ||
                 errno != EWOULDBLOCK) {
                 return;
             }
-            std::this_thread::sleep_for(std::chrono::microseconds(20 * (attempt + 1)));
+            std::this_thread::sleep_for(
+                std::chrono::microseconds(std::min(20 * (attempt + 1), 2000)));
         }
     }
     ~CFolderTimeLock()
@@ -232,7 +235,8 @@ bool StampFile(int file, const char* folder, FILETIME* stamp)
     std::uint64_t least = 0;
     Stamp last;
     for (int attempt = 0; attempt < kStampAttempts; ++attempt) {
-        const std::uint64_t wanted = std::max(ClockCount() + lead, least);
+        const std::uint64_t begin = ClockCount();
+        const std::uint64_t wanted = std::max(begin + lead, least);
         struct statx status = {};
         if (!SetNotBefore(file, wanted, &last) ||
             !Stat(AT_FDCWD, folder, AT_STATX_FORCE_SYNC, &status)) {
@@ -243,7 +247,8 @@ bool StampFile(int file, const char* folder, FILETIME* stamp)
             break;
         }
         least = folderTime + 1;
-        lead *= 2;
+        // A loaded network file system takes long to set it.
+        lead = 2 * std::max(lead, last.clock - std::min(begin, last.clock));
     }
     *stamp = FileTimeFromCount(last.stored);
     return true;
