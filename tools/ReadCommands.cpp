@@ -25,11 +25,15 @@ bool Walk(CSession& session, const char* what, const FILETIME* since, Call call)
     if (walk == nullptr || !Try([&] { return walk->Start(since, nullptr); })) {
         return session.Report().Failure("walk the contacts of " + session.MailboxName());
     }
-    const bool isAsked = walk->IsStarted() && !session.Manager().GetPermanentPluginType().empty();
+    const std::string addressBook = session.Manager().GetPermanentPluginType();
+    const bool isAsked = walk->IsStarted() && !addressBook.empty();
     std::set<std::string> shown;
     while (walk->MoveNext()) {
-        call(*walk->GetCurrent());
-        shown.insert(walk->GetCurrent()->GetId().ToString());
+        CContact& contact = *walk->GetCurrent();
+        call(contact);
+        if (contact.GetPluginType() == addressBook) {
+            shown.insert(contact.GetId().ToString());
+        }
     }
     walk->Finish();
     std::vector<std::string> ids;

@@ -52,14 +52,16 @@ constexpr std::uint64_t kSettlingUnits = kFileTimeUnitsPerSecond;
 // A file's time that lies further ahead was not given by a clock that was set wrong.
 constexpr std::uint64_t kFarthestAhead = 24 * 3600 * kFileTimeUnitsPerSecond;
 
+// By the clock of this moment: a walk may take long, and what is changed meanwhile lies behind its
+// beginning.
 bool IsFromBeforeClockWasSetBack(const CChangeScan& scan, std::uint64_t change)
 {
-    return change >= scan.begin + kSettlingUnits;
-}
-
-bool IsSettled(const CChangeScan& scan, std::uint64_t change, std::uint64_t span)
-{
-    return change + span <= scan.begin || IsFromBeforeClockWasSetBack(scan, change);
+    if (change < scan.begin + kSettlingUnits) {
+        return false;
+    }
+    FILETIME now;
+    GetSystemTimeAsFileTime(&now);
+    return change >= FileTimeToCount(now) + kSettlingUnits;
 }
 
 bool CopyProperties(CContact& from, CContact& to)
@@ -293,9 +295,11 @@ void CPABPlugin::ClassifyChange(CChangeScan& scan, const WIN32_FIND_DATA& entry)
     const bool isLive = entry.nFileSizeLow != 0;
     const bool isAhead = creation > lastWrite; // as a maker notes it until the contact is there
     const std::uint64_t change = FileTimeToCount(GetEntryChangeTime(scan.search));
-    const bool isSettled = IsSettled(scan, change, isAhead ? kFirstSaveUnits : kSettlingUnits);
-    const bool isPast = lastWrite <= scan.begin || (IsFromBeforeClockWasSetBack(scan, change) &&
-                                                    lastWrite < scan.begin + kFarthestAhead);
+    const bool isSetBack = IsFromBeforeClockWasSetBack(scan, change);
+    const bool isSettled =
+        isSetBack || change + (isAhead ? kFirstSaveUnits : kSettlingUnits) <= scan.begin;
+    const bool isPast =
+        lastWrite <= scan.begin || (isSetBack && lastWrite < scan.begin + kFarthestAhead);
     scan.isUnfinished = scan.isUnfinished || (isAhead && !isSettled);
     if (isSettled && isAhead) {
         creation = lastWrite - 1;

@@ -258,6 +258,48 @@ TEST(PABPluginTest, AReportInTheMiddleOfACreationLosesNothing)
     }
 }
 
+TEST(PABPluginTest, WhatHappensBehindALongWalkIsLeftToTheNextReport)
+{
+    // Each entry takes a minute; behind the first one its contact is deleted and the other changed.
+    struct CLongWalk : CSystemCalls
+    {
+        explicit CLongWalk(CBook& walked) : book(walked) { Replace(this); }
+        ~CLongWalk() override { Replace(nullptr); }
+        int Now(struct timespec* time) override
+        {
+            const int result = CSystemCalls::Now(time);
+            time->tv_sec -= first.empty() ? 60 : 0;
+            return result;
+        }
+        int Stat(int folder, const char* path, int flags, struct statx* status) override
+        {
+            const int result = CSystemCalls::Stat(folder, path, flags, status);
+            if (first.empty() && std::string_view(path).ends_with(".vcf")) {
+                first = path;
+                const CContactId id = CPABContact::FileNameToContactId(first);
+                EXPECT_TRUE(book.plugin.DeleteContact(id));
+                EXPECT_TRUE(book.Change(3 - id.ToNumber(), u"Bob"));
+            }
+            return result;
+        }
+        CBook& book;
+        std::string first;
+    };
+    CBook book;
+    book.New();
+    book.New();
+    std::set<std::uint32_t> known;
+    CReport within, behind;
+    {
+        const CLongWalk walk(book);
+        ASSERT_TRUE(within.Take(book.plugin, {}));
+    }
+    within.Apply(&known);
+    ASSERT_TRUE(behind.Take(book.plugin, within.version));
+    behind.Apply(&known);
+    EXPECT_EQ(known.size(), 1u) << within.Text() << "and then " << behind.Text();
+}
+
 // With a clock that is set.
 struct CSetClock : CFaultySystemCalls
 {
