@@ -253,13 +253,15 @@ try {
     const bool isWhole = ScanChanges(scan, entry);
     FinishReport(scan, created);
     const std::uint64_t moved = scan.isUnfinished ? std::max(scan.latest, scan.begin) : scan.latest;
-    if (moved > scan.version) {
+    if (isWhole && moved > scan.version) {
         // So that whoever asks for the version alone hears of what dead processes left, and comes
         // again as long as somebody is making a contact. Only tried.
         const CKeepLastError keep;
         MoveFolderTimeForward(m_rootDirectory.c_str(), FileTimeFromCount(moved));
     }
-    *version = FileTimeFromCount(scan.next);
+    if (isWhole) {
+        *version = FileTimeFromCount(scan.next);
+    }
     const std::uint32_t error = GetLastError();
     if (!search.Close()) {
         return false;

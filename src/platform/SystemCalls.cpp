@@ -29,80 +29,89 @@ void CSystemCalls::Replace(CSystemCalls* calls) noexcept
     g_current.store(calls == nullptr ? &g_system : calls, std::memory_order_release);
 }
 
+bool CSystemCalls::IsAllowed(const char* call)
+{
+    const int error = Begin(call);
+    errno = error != 0 ? error : errno;
+    return error == 0;
+}
+
 int CSystemCalls::Open(const char* path, int flags, mode_t mode)
 {
-    return ::open(path, flags, mode);
+    return IsAllowed("open") ? ::open(path, flags, mode) : -1;
 }
 
 int CSystemCalls::Close(int file)
 {
-    return ::close(file);
+    return IsAllowed("close") ? ::close(file) : -1;
 }
 
 ssize_t CSystemCalls::ReadAt(int file, void* buffer, std::size_t size, off_t position)
 {
-    return ::pread(file, buffer, size, position);
+    return IsAllowed("read") ? ::pread(file, buffer, size, position) : -1;
 }
 
 ssize_t CSystemCalls::WriteAt(int file, const void* buffer, std::size_t size, off_t position)
 {
-    return ::pwrite(file, buffer, size, position);
+    return IsAllowed("write") ? ::pwrite(file, buffer, size, position) : -1;
 }
 
 int CSystemCalls::Truncate(int file, off_t length)
 {
-    return ::ftruncate(file, length);
+    return IsAllowed("truncate") ? ::ftruncate(file, length) : -1;
 }
 
 int CSystemCalls::Allocate(int file, off_t position, off_t length)
 {
-    return ::fallocate(file, FALLOC_FL_KEEP_SIZE, position, length);
+    return IsAllowed("allocate") ? ::fallocate(file, FALLOC_FL_KEEP_SIZE, position, length) : -1;
 }
 
 int CSystemCalls::Lock(int file, int operation)
 {
-    return ::flock(file, operation);
+    return IsAllowed("lock") ? ::flock(file, operation) : -1;
 }
 
 int CSystemCalls::Sync(int file)
 {
-    return ::fsync(file);
+    return IsAllowed("sync") ? ::fsync(file) : -1;
 }
 
 int CSystemCalls::SyncFileSystem(int file)
 {
-    return ::syncfs(file);
+    return IsAllowed("syncfs") ? ::syncfs(file) : -1;
 }
 
 long CSystemCalls::FileSystemType(int file)
 {
     struct statfs status = {};
-    return ::fstatfs(file, &status) == 0 ? static_cast<long>(status.f_type) : -1;
+    return IsAllowed("statfs") && ::fstatfs(file, &status) == 0 ? static_cast<long>(status.f_type)
+                                                                : -1;
 }
 
 int CSystemCalls::Stat(int folder, const char* path, int flags, struct statx* status)
 {
-    return ::statx(folder, path, flags, STATX_BASIC_STATS | STATX_BTIME, status);
+    return IsAllowed("stat") ? ::statx(folder, path, flags, STATX_BASIC_STATS | STATX_BTIME, status)
+                             : -1;
 }
 
 int CSystemCalls::SetTimes(int file, const struct timespec times[2])
 {
-    return ::futimens(file, times);
+    return IsAllowed("times") ? ::futimens(file, times) : -1;
 }
 
 int CSystemCalls::Access(const char* path, int mode)
 {
-    return ::faccessat(AT_FDCWD, path, mode, AT_EACCESS);
+    return IsAllowed("access") ? ::faccessat(AT_FDCWD, path, mode, AT_EACCESS) : -1;
 }
 
 int CSystemCalls::Rename(const char* from, const char* to, unsigned flags)
 {
-    return ::renameat2(AT_FDCWD, from, AT_FDCWD, to, flags);
+    return IsAllowed("rename") ? ::renameat2(AT_FDCWD, from, AT_FDCWD, to, flags) : -1;
 }
 
 int CSystemCalls::Unlink(const char* path)
 {
-    return ::unlink(path);
+    return IsAllowed("unlink") ? ::unlink(path) : -1;
 }
 
 int CSystemCalls::LinkOpenFile(int file, const char* path)
@@ -111,38 +120,39 @@ int CSystemCalls::LinkOpenFile(int file, const char* path)
     std::array<char, 40> source{"/proc/self/fd/"};
     const std::size_t prefix = std::strlen(source.data());
     std::to_chars(source.data() + prefix, source.data() + source.size() - 1, file);
-    return ::linkat(AT_FDCWD, source.data(), AT_FDCWD, path, AT_SYMLINK_FOLLOW);
+    return IsAllowed("link") ? ::linkat(AT_FDCWD, source.data(), AT_FDCWD, path, AT_SYMLINK_FOLLOW)
+                             : -1;
 }
 
 int CSystemCalls::MakeFolder(const char* path, mode_t mode)
 {
-    return ::mkdir(path, mode);
+    return IsAllowed("mkdir") ? ::mkdir(path, mode) : -1;
 }
 
 ssize_t CSystemCalls::ListEntries(int folder, void* buffer, std::size_t size)
 {
-    return ::getdents64(folder, buffer, size);
+    return IsAllowed("list") ? ::getdents64(folder, buffer, size) : -1;
 }
 
 off_t CSystemCalls::Rewind(int folder)
 {
-    return ::lseek(folder, 0, SEEK_SET);
+    return IsAllowed("rewind") ? ::lseek(folder, 0, SEEK_SET) : -1;
 }
 
 ssize_t CSystemCalls::GetAttribute(const char* path, const char* name, void* value,
                                    std::size_t size)
 {
-    return ::lgetxattr(path, name, value, size);
+    return IsAllowed("getxattr") ? ::lgetxattr(path, name, value, size) : -1;
 }
 
 ssize_t CSystemCalls::GetOpenAttribute(int file, const char* name, void* value, std::size_t size)
 {
-    return ::fgetxattr(file, name, value, size);
+    return IsAllowed("getxattr") ? ::fgetxattr(file, name, value, size) : -1;
 }
 
 int CSystemCalls::SetOpenAttribute(int file, const char* name, const void* value, std::size_t size)
 {
-    return ::fsetxattr(file, name, value, size, 0);
+    return IsAllowed("setxattr") ? ::fsetxattr(file, name, value, size, 0) : -1;
 }
 
 int CSystemCalls::Now(struct timespec* time)

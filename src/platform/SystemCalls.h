@@ -50,6 +50,14 @@ public:
     // Puts another instance in the current one's place; null puts the system's own back. Not while
     // another thread is inside the library. The instance stays the caller's.
     static void Replace(CSystemCalls* calls) noexcept;
+
+protected:
+    // Asked before each call but Now, with its name, such as "open": an errno fails the call with
+    // it, 0 lets it reach the system.
+    virtual int Begin(const char* /*call*/) { return 0; }
+
+private:
+    bool IsAllowed(const char* call);
 };
 
 // Repeats a call that a signal interrupted.

@@ -78,20 +78,6 @@ TEST(ContentLineSyntaxTest, ParametersAreReadAndWrittenInOneForm)
     }
 }
 
-TEST(ContentLineSyntaxTest, ExtractSaysWhetherAnotherParameterFollows)
-{
-    CParameters parameters;
-    int position = 2;
-    EXPECT_TRUE(parameters.Extract("T;A=1;B=2:v", &position));
-    EXPECT_EQ(position, 6);
-    EXPECT_FALSE(parameters.Extract("T;A=1;B=2:v", &position));
-    EXPECT_EQ(position, 10);
-    for (int outside : {10, 12, -1}) {
-        EXPECT_FALSE(parameters.Extract("T;A=1;B=2:v", &outside));
-        EXPECT_EQ(outside, -1);
-    }
-}
-
 TEST(ContentLineSyntaxTest, ParameterValuesOfAnyTextComeBack)
 {
     const std::vector<std::u16string> values = {

@@ -44,12 +44,19 @@ TEST(HostileInputTest, WorkAndMemoryGrowNoFasterThanTheText)
         std::size_t bytesForByte; // of memory for one of the text
         bool isAddress = false;
     } kCases[] = {
-        {"NOTE:", "x", "\n", 10'000'000, 7},       {"NOTE:", "a fold of text\n ", "\n", 100'000, 7},
-        {"X", ";P=v", ":x\n", 100'000, 60},        {"TEL;TYPE=v", ",v", ":1\n", 100'000, 60},
-        {"", "A:\n", "", 1'000'000, 150},          {"", "\r\n", "", 1'000'000, 7},
-        {"", "N:a;b\n", "", 100'000, 150},         {"", "EMAIL:a@b.c\n", "", 100'000, 60},
-        {"a@b.c ", "()", "", 1'000'000, 7, true},  {"", "\"a\" b ", "<a@b.c>", 250'000, 20, true},
+        {"NOTE:", "x", "\n", 10'000'000, 7},
+        {"NOTE:", "a fold of text\n ", "\n", 100'000, 7},
+        {"X", ";P=v", ":x\n", 100'000, 60},
+        {"TEL;TYPE=v", ",v", ":1\n", 100'000, 60},
+        {"", "A:\n", "", 1'000'000, 150},
+        {"", "\r\n", "", 1'000'000, 7},
+        {"", "N:a;b\n", "", 100'000, 150},
+        {"", "EMAIL:a@b.c\n", "", 100'000, 60},
+        {"a@b.c ", "()", "", 1'000'000, 7, true},
+        {"", "\"a\" b ", "<a@b.c>", 250'000, 20, true},
         {"g:", "a@b.c,", ";", 250'000, 100, true},
+        {"a", ".a", "@b", 200'000, 60, true},
+        {"", "=?utf-8?q?a?= ", "<a@b>", 50'000, 20, true},
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(std::string(c.before) + c.part);

@@ -15,7 +15,6 @@
 #include <numeric>
 #include <set>
 #include <thread>
-#include <utility>
 #include <vector>
 
 namespace
@@ -24,6 +23,7 @@ namespace
 using ContactMgr::CContactId;
 using ContactMgr::CContactIdList;
 using ContactPtr = std::unique_ptr<CContact>;
+using Numbers = std::set<std::uint32_t>;
 
 CContactId Number(std::uint32_t number)
 {
@@ -57,38 +57,32 @@ struct CBook
     CPABPlugin plugin;
 };
 
-struct CReport
+// Follows the changes of a book, and knows of the contacts that it was told of.
+struct CFollower
 {
-    FILETIME version;
-    CContactIdList deleted, changed, created;
+    explicit CFollower(CBook& followed) : plugin(followed.plugin) {}
 
-    bool Take(CPABPlugin& plugin, FILETIME since)
+    // What the next report says: "+1 *2 -3 ", sorted; "!" and the last error if there is none.
+    std::string Next()
     {
-        return plugin.ChangesSince(since, &version, &deleted, &changed, &created);
-    }
-    // What a caller who knew of these contacts then knows of.
-    void Apply(std::set<std::uint32_t>* known) const
-    {
-        for (const CContactIdList* list : {&changed, &created}) {
-            for (const CContactId& id : *list) {
-                known->insert(id.ToNumber());
-            }
+        CContactIdList deleted, changed, created;
+        if (!plugin.ChangesSince(version, &version, &deleted, &changed, &created)) {
+            return "!" + std::to_string(GetLastError());
         }
-        for (const CContactId& id : deleted) {
-            known->erase(id.ToNumber());
-        }
-    }
-    std::string Text() const
-    {
         std::set<std::string> parts;
         for (const auto& [sign, list] :
              {std::pair{'-', &deleted}, {'*', &changed}, {'+', &created}}) {
             for (const CContactId& id : *list) {
                 parts.insert(sign + std::to_string(id.ToNumber()) + ' ');
+                sign == '-' ? (void)known.erase(id.ToNumber()) : (void)known.insert(id.ToNumber());
             }
         }
         return std::accumulate(parts.begin(), parts.end(), std::string());
     }
+
+    CPABPlugin& plugin;
+    FILETIME version;
+    Numbers known;
 };
 
 std::set<std::string> NamesIn(const std::string& folder)
@@ -164,9 +158,10 @@ TEST(PABPluginTest, TheCounterIsFoundWhateverElseLiesInTheFolder)
 TEST(PABPluginTest, ReportsSayWhatBecameOfAContactWithinThePeriod)
 {
     CBook book;
-    CReport none;
-    ASSERT_TRUE(none.Take(book.plugin, FileTimeFromCount(99)));
-    EXPECT_EQ(FileTimeToCount(none.version), 99u) << "no folder yet";
+    CFollower follower(book);
+    follower.version = FileTimeFromCount(99);
+    EXPECT_EQ(follower.Next(), "");
+    EXPECT_EQ(FileTimeToCount(follower.version), 99u) << "no folder yet";
 
     book.New();
     book.New();
@@ -175,14 +170,9 @@ TEST(PABPluginTest, ReportsSayWhatBecameOfAContactWithinThePeriod)
     book.temp.Write("Contacts/notes.vcf", "x");
     book.temp.Write("Contacts/8000000A.vcf", "x");
     std::filesystem::create_directory(book.root + "/f0000000.vcf");
-    CReport first;
-    ASSERT_TRUE(first.Take(book.plugin, {}));
-    EXPECT_EQ(first.Text(), "+1 +1342177281 +2 ");
+    EXPECT_EQ(follower.Next(), "+1 +1342177281 +2 ");
     std::filesystem::remove(book.root + "/8000000A.vcf");
-
-    CReport quiet;
-    ASSERT_TRUE(quiet.Take(book.plugin, first.version));
-    EXPECT_EQ(quiet.Text(), "");
+    EXPECT_EQ(follower.Next(), "");
 
     EXPECT_TRUE(book.Change(1, u"Bob"));
     EXPECT_TRUE(book.Change(1, u"Cid"));
@@ -190,41 +180,42 @@ TEST(PABPluginTest, ReportsSayWhatBecameOfAContactWithinThePeriod)
     const std::uint32_t made = book.New();
     EXPECT_TRUE(book.Change(made, u"Dan"));
     EXPECT_TRUE(book.plugin.DeleteContact(Number(book.New())));
-    CReport second;
-    ASSERT_TRUE(second.Take(book.plugin, quiet.version));
-    EXPECT_EQ(second.Text(), "*1 +4 -2 ");
+    EXPECT_EQ(follower.Next(), "*1 +4 -2 ");
 }
 
 TEST(PABPluginTest, AContactMadeRightBehindAVersionIsCreatedAndNotChanged)
 {
     CBook book;
-    CReport report;
-    for (int round = 0; round < 200; ++round) {
-        const std::string number = std::to_string(book.New());
-        ASSERT_TRUE(report.Take(book.plugin, report.version));
-        ASSERT_EQ(report.Text(), "+" + number + " ");
-        ASSERT_TRUE(book.plugin.DeleteContact(Number(static_cast<std::uint32_t>(round + 1))));
-        report.created.RemoveAll();
-        ASSERT_TRUE(report.Take(book.plugin, report.version));
-        ASSERT_EQ(report.Text(), "-" + number + " ");
-        report.deleted.RemoveAll();
+    CFollower follower(book);
+    for (std::uint32_t round = 1; round <= 200; ++round) {
+        const std::string number = std::to_string(book.New()) + ' ';
+        ASSERT_EQ(follower.Next(), "+" + number);
+        ASSERT_TRUE(book.plugin.DeleteContact(Number(round)));
+        ASSERT_EQ(follower.Next(), "-" + number);
     }
 }
 
-// Does something else right before a system call of its choice.
-struct CIntrusion : CSystemCalls
+// Does something else right before a system call of its choice, and sets the clock.
+struct CIntrusion : CFaultySystemCalls
 {
-    CIntrusion() { Replace(this); }
-    ~CIntrusion() override { Replace(nullptr); }
-    int SetOpenAttribute(int file, const char* name, const void* value, std::size_t size) override
+    int Now(struct timespec* time) override
     {
-        if (--callsLeft == 0) {
+        const int result = CSystemCalls::Now(time);
+        time->tv_sec += seconds;
+        return result;
+    }
+    int Begin(const char* call) override
+    {
+        if (call == name && --callsLeft == 0) {
             intrude();
         }
-        return CSystemCalls::SetOpenAttribute(file, name, value, size);
+        return CFaultySystemCalls::Begin(call);
     }
-    int callsLeft = 0;
+
+    std::string name;
+    int callsLeft = 1;
     std::function<void()> intrude;
+    time_t seconds = 0;
 };
 
 TEST(PABPluginTest, AReportInTheMiddleOfACreationLosesNothing)
@@ -233,169 +224,106 @@ TEST(PABPluginTest, AReportInTheMiddleOfACreationLosesNothing)
         SCOPED_TRACE(call);
         CBook book;
         ASSERT_EQ(book.New(), 1u);
-        CReport before, within, behind;
-        ASSERT_TRUE(before.Take(book.plugin, {}));
+        CFollower follower(book);
+        EXPECT_EQ(follower.Next(), "+1 ");
         CIntrusion intrusion;
+        intrusion.name = "setxattr";
         intrusion.callsLeft = call;
         intrusion.intrude = [&] {
             EXPECT_TRUE(book.Change(1, u"Bob")); // the folder is later than the stamp
             EXPECT_EQ(book.New(), 3u);
-            EXPECT_TRUE(within.Take(book.plugin, before.version));
+            follower.Next();
             EXPECT_TRUE(book.plugin.DeleteContact(Number(3)));
         };
         EXPECT_EQ(book.New(), 2u);
-        EXPECT_NE(within.Text().find("*1 "), std::string::npos);
-        ASSERT_TRUE(behind.Take(book.plugin, within.version));
-        EXPECT_NE(behind.Text().find("+2 "), std::string::npos) << behind.Text();
-        std::set<std::uint32_t> known;
-        within.Apply(&known);
-        behind.Apply(&known);
-        EXPECT_EQ(known, (std::set<std::uint32_t>{1, 2})) << "3 came and went";
-        CReport last;
+        EXPECT_NE(follower.Next().find("+2 "), std::string::npos);
+        EXPECT_EQ(follower.known, (Numbers{1, 2})) << "3 came and went";
         EXPECT_TRUE(book.plugin.DeleteContact(Number(2)));
-        ASSERT_TRUE(last.Take(book.plugin, behind.version));
-        EXPECT_EQ(last.Text(), "-2 ");
+        EXPECT_EQ(follower.Next(), "-2 ");
     }
 }
 
 TEST(PABPluginTest, WhatHappensBehindALongWalkIsLeftToTheNextReport)
 {
-    // Each entry takes a minute; behind the first one its contact is deleted and the other changed.
-    struct CLongWalk : CSystemCalls
-    {
-        explicit CLongWalk(CBook& walked) : book(walked) { Replace(this); }
-        ~CLongWalk() override { Replace(nullptr); }
-        int Now(struct timespec* time) override
-        {
-            const int result = CSystemCalls::Now(time);
-            time->tv_sec -= first.empty() ? 60 : 0;
-            return result;
-        }
-        int Stat(int folder, const char* path, int flags, struct statx* status) override
-        {
-            const int result = CSystemCalls::Stat(folder, path, flags, status);
-            if (first.empty() && std::string_view(path).ends_with(".vcf")) {
-                first = path;
-                const CContactId id = CPABContact::FileNameToContactId(first);
-                EXPECT_TRUE(book.plugin.DeleteContact(id));
-                EXPECT_TRUE(book.Change(3 - id.ToNumber(), u"Bob"));
-            }
-            return result;
-        }
-        CBook& book;
-        std::string first;
-    };
-    CBook book;
-    book.New();
-    book.New();
-    std::set<std::uint32_t> known;
-    CReport within, behind;
-    {
-        const CLongWalk walk(book);
-        ASSERT_TRUE(within.Take(book.plugin, {}));
+    for (const std::uint32_t deleted : {1u, 2u}) { // one of them comes first in the walk
+        CBook book;
+        book.New();
+        book.New();
+        CFollower follower(book);
+        CIntrusion walk;
+        walk.seconds = -60;
+        walk.name = "getxattr"; // with the times of the first entry read
+        walk.intrude = [&] {
+            walk.seconds = 0;
+            EXPECT_TRUE(book.plugin.DeleteContact(Number(deleted)));
+            EXPECT_TRUE(book.Change(3 - deleted, u"Bob"));
+        };
+        follower.Next();
+        follower.Next();
+        EXPECT_EQ(follower.known, Numbers{3 - deleted});
     }
-    within.Apply(&known);
-    ASSERT_TRUE(behind.Take(book.plugin, within.version));
-    behind.Apply(&known);
-    EXPECT_EQ(known.size(), 1u) << within.Text() << "and then " << behind.Text();
 }
-
-// With a clock that is set.
-struct CSetClock : CFaultySystemCalls
-{
-    int Now(struct timespec* time) override
-    {
-        const int result = CSystemCalls::Now(time);
-        time->tv_sec += seconds;
-        return result;
-    }
-    time_t seconds = 0;
-};
 
 TEST(PABPluginTest, OneWriterLosesNothingToAClockThatIsSetBack)
 {
     CBook book;
-    CSetClock clock;
+    CFollower follower(book);
+    CIntrusion clock;
     clock.seconds = 3600;
     book.New();
     book.New();
-    CReport report;
-    ASSERT_TRUE(report.Take(book.plugin, {}));
+    EXPECT_EQ(follower.Next(), "+1 +2 ");
     clock.seconds = 0;
-    const auto next = [&] {
-        CReport after;
-        EXPECT_TRUE(after.Take(book.plugin, report.version));
-        report.version = after.version;
-        return after.Text();
-    };
     EXPECT_TRUE(book.Change(1, u"Bob"));
-    EXPECT_EQ(next(), "*1 ");
+    EXPECT_EQ(follower.Next(), "*1 ");
     book.New();
-    EXPECT_EQ(next(), "+3 ");
+    EXPECT_EQ(follower.Next(), "+3 ");
     EXPECT_TRUE(book.plugin.DeleteContact(Number(3)));
-    EXPECT_EQ(next(), "-3 ");
+    EXPECT_EQ(follower.Next(), "-3 ");
 }
 
-TEST(PABPluginTest, ATimeSetByHandDoesNotMoveTheVersion)
+TEST(PABPluginTest, TimesSetByHandNeitherHideADeletionNorMoveTheVersion)
 {
-    CBook book;
-    CSetClock clock;
-    book.New();
-    CReport report;
     const auto now = std::filesystem::file_time_type::clock::now();
-    std::filesystem::last_write_time(book.root + "/80000000.vcf", now + std::chrono::hours(1));
-    clock.seconds = 20;
-    ASSERT_TRUE(report.Take(book.plugin, {}));
-    EXPECT_LT(std::filesystem::last_write_time(book.root), now + std::chrono::minutes(1));
-}
-
-TEST(PABPluginTest, RestoredTimesHideNoDeletion)
-{
-    const auto anHourAgo = std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
-    for (const bool isCopy : {false, true}) {
-        SCOPED_TRACE(isCopy);
+    for (const char* what : {"restored", "restored without attributes", "of the future"}) {
+        SCOPED_TRACE(what);
         CBook book;
         book.New();
-        CReport before, within, behind;
-        ASSERT_TRUE(before.Take(book.plugin, {}));
+        CFollower follower(book);
+        EXPECT_EQ(follower.Next(), "+1 ");
+        const FILETIME before = follower.version;
         const std::string file = book.root + "/80000000.vcf";
-        if (isCopy) {
+        const bool isAhead = std::string_view(what) == "of the future";
+        if (std::string_view(what).ends_with("attributes")) {
             const std::string text = book.temp.Read("Contacts/80000000.vcf");
             std::filesystem::remove(file);
             std::this_thread::sleep_for(std::chrono::milliseconds(20)); // a tick of its birth time
-            book.temp.Write("Contacts/80000000.vcf", text);             // without its attributes
+            book.temp.Write("Contacts/80000000.vcf", text);
         }
-        std::filesystem::last_write_time(file, anHourAgo);
-        std::filesystem::last_write_time(book.root, anHourAgo);
-        ASSERT_TRUE(within.Take(book.plugin, before.version));
-        EXPECT_GE(within.version, before.version);
+        std::filesystem::last_write_time(file, now + std::chrono::hours(isAhead ? 1 : -1));
+        std::filesystem::last_write_time(book.root, now - std::chrono::hours(1));
+        CIntrusion clock;
+        clock.seconds = 20;
+        EXPECT_EQ(follower.Next(), isAhead ? "*1 " : "");
+        EXPECT_EQ(follower.version, before);
         EXPECT_TRUE(book.plugin.DeleteContact(Number(1)));
-        ASSERT_TRUE(behind.Take(book.plugin, within.version));
-        EXPECT_EQ(behind.Text(), "-1 ");
+        EXPECT_EQ(follower.Next(), "-1 ");
     }
 }
 
 TEST(PABPluginTest, AMakerWhoHangsIsToldOfAndSoIsTheDeletion)
 {
     CBook book;
-    CReport within, behind;
-    struct CHanging : CSetClock
-    {
-        int Unlink(const char* path) override // the redo file, with the content in place
-        {
-            if (std::exchange(seconds, 20) == 0) {
-                intrude();
-            }
-            return CSystemCalls::Unlink(path);
-        }
-        std::function<void()> intrude;
-    } hanging;
-    hanging.intrude = [&] { EXPECT_TRUE(within.Take(book.plugin, {})); };
+    CFollower follower(book);
+    CIntrusion hanging;
+    hanging.name = "unlink"; // of the redo file, with the content in place
+    hanging.intrude = [&] {
+        hanging.seconds = 20;
+        EXPECT_EQ(follower.Next(), "+1 ");
+    };
     EXPECT_EQ(book.New(), 1u);
-    EXPECT_EQ(within.Text(), "+1 ");
     EXPECT_TRUE(book.plugin.DeleteContact(Number(1)));
-    ASSERT_TRUE(behind.Take(book.plugin, within.version));
-    EXPECT_EQ(behind.Text(), "-1 ");
+    EXPECT_EQ(follower.Next(), "-1 ");
 }
 
 using Operation = std::pair<const char*, bool (*)(CBook& book)>;
@@ -403,7 +331,7 @@ const Operation kOperations[] = {
     {"create", [](CBook& book) { return book.New() != 0; }},
     {"change", [](CBook& book) { return book.Change(1, u"New"); }},
     {"delete", [](CBook& book) { return book.plugin.DeleteContact(Number(1)); }},
-    {"report", [](CBook& book) { return CReport().Take(book.plugin, {}); }},
+    {"report", [](CBook& book) { return CFollower(book).Next()[0] != '!'; }},
 };
 
 TEST(PABPluginTest, WhatADeadProcessLeftIsReportedAndSoIsItsDeletion)
@@ -414,11 +342,9 @@ TEST(PABPluginTest, WhatADeadProcessLeftIsReportedAndSoIsItsDeletion)
             CBook book;
             book.New();
             book.New();
-            CReport report;
-            std::set<std::uint32_t> known, there;
-            ASSERT_TRUE(report.Take(book.plugin, {}));
-            report.Apply(&known);
-            CSetClock calls;
+            CFollower follower(book);
+            EXPECT_EQ(follower.Next(), "+1 +2 ");
+            CIntrusion calls;
             calls.DieAt(call);
             run(book);
             wasHit = calls.WasHit();
@@ -427,32 +353,30 @@ TEST(PABPluginTest, WhatADeadProcessLeftIsReportedAndSoIsItsDeletion)
             calls.Bury();
             // Asks for the folder's version first, and has a version of its own for that.
             bool isChanged = true;
-            FILETIME polled = report.version;
+            FILETIME polled = follower.version;
             const auto follow = [&] {
                 CPABContactEnumerator poll(book.root);
                 ASSERT_TRUE(poll.Start(&polled, &isChanged));
                 polled = poll.GetVersion();
-                CReport next;
-                ASSERT_TRUE(!isChanged || next.Take(book.plugin, report.version));
-                next.Apply(&known);
-                report.version = isChanged ? next.version : report.version;
+                EXPECT_NE((isChanged ? follower.Next() : "")[0], '!');
             };
             follow();
             EXPECT_NE(book.New(), 0u) << "a healthy one";
             follow();
             calls.seconds = 20; // the makers of contacts are given up
             follow();
+            Numbers there;
             for (std::uint32_t number = 1; number <= 4; ++number) {
                 if (book.plugin.OpenContact(Number(number), nullptr)) {
                     there.insert(number);
                 }
             }
-            EXPECT_EQ(known, there);
+            EXPECT_EQ(follower.known, there);
             for (const std::uint32_t number : there) {
                 EXPECT_TRUE(book.plugin.DeleteContact(Number(number)));
             }
             follow();
-            EXPECT_EQ(known, std::set<std::uint32_t>());
+            EXPECT_EQ(follower.known, Numbers());
             follow();
             follow();
             EXPECT_FALSE(isChanged) << "never comes to rest";

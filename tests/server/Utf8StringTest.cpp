@@ -77,19 +77,6 @@ TEST(Utf8StringTest, BytesThatAreNoUtf8AreRefusedOrReplaced)
     }
 }
 
-TEST(Utf8StringTest, UnpairedSurrogatesAreRefused)
-{
-    for (const char16_t* wide : {u"ab\xDBFF", u"\xDC00", u"\xD800z", u"\xD83D\xD83D\xDE00"}) {
-        SetLastError(0);
-        std::string out = "old";
-        EXPECT_FALSE(AppendUtf8(wide, &out));
-        EXPECT_EQ(GetLastError(), ERROR_INVALID_DATA);
-        CUtf8String text("old");
-        EXPECT_EQ(text.FromUnicode(wide), 0);
-        EXPECT_EQ(out + text, "oldold");
-    }
-}
-
 TEST(Utf8StringTest, AllocatedTextEndsWithAZeroThatIsNotCounted)
 {
     char16_t* text = nullptr;

@@ -32,41 +32,29 @@ struct CDeeds
     std::atomic<bool> isOver{false};
 };
 
-// Waits at random places between the clock, a stamp and the folder's time.
+// Waits at random places behind the clock and before every call.
 class CJitter : public CSystemCalls
 {
 public:
+    explicit CJitter(bool isOn) : m_isOn(isOn) {}
     int Now(struct timespec* time) override
     {
         const int result = CSystemCalls::Now(time);
         Pause();
         return result;
     }
-    int SetTimes(int file, const struct timespec times[2]) override
+
+protected:
+    int Begin(const char* /*call*/) override
     {
         Pause();
-        const int result = CSystemCalls::SetTimes(file, times);
-        Pause();
-        return result;
+        return 0;
     }
-    int Stat(int folder, const char* path, int flags, struct statx* status) override
-    {
-        const int result = CSystemCalls::Stat(folder, path, flags, status);
-        Pause();
-        return result;
-    }
-    int SetOpenAttribute(int file, const char* name, const void* value, std::size_t size) override
-    {
-        Pause();
-        Pause();
-        return CSystemCalls::SetOpenAttribute(file, name, value, size);
-    }
-    explicit CJitter(bool isOn) : m_isOn(isOn) {}
 
 private:
     void Pause() const
     {
-        if (m_isOn && RandomBelow(32) == 0) {
+        if (m_isOn && RandomBelow(64) == 0) {
             SleepMicroseconds(RandomBelow(300));
         }
     }
