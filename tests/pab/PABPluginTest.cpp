@@ -243,6 +243,27 @@ TEST(PABPluginTest, AReportInTheMiddleOfACreationLosesNothing)
     }
 }
 
+TEST(PABPluginTest, AStampThatComesLateIsGivenAnew)
+{
+    for (const int call : {1, 2}) { // a save stamps before and behind the redo file's end
+        SCOPED_TRACE(call);
+        CBook book;
+        book.New();
+        book.New();
+        CFollower follower(book);
+        EXPECT_EQ(follower.Next(), "+1 +2 ");
+        CIntrusion intrusion;
+        intrusion.name = "times";
+        intrusion.callsLeft = call;
+        intrusion.intrude = [&] {
+            EXPECT_TRUE(book.Change(2, u"Bob"));
+            follower.Next();
+        };
+        EXPECT_TRUE(book.Change(1, u"Ann"));
+        EXPECT_NE(follower.Next().find("*1 "), std::string::npos);
+    }
+}
+
 TEST(PABPluginTest, WhatHappensBehindALongWalkIsLeftToTheNextReport)
 {
     for (const std::uint32_t deleted : {1u, 2u}) { // one of them comes first in the walk
