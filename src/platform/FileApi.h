@@ -68,7 +68,7 @@ std::uint32_t GetFileSize(HANDLE file, std::uint32_t* sizeHigh);
 // process that dies at any point leaves the old or the new content, the half of it in the file
 // `path.redo~`, from which the next exclusive open completes it. On failure the file still has its
 // old content (the replacement could not be prepared) or is empty (writing over the old content
-// failed).
+// failed half-way).
 int RewriteFile(HANDLE file, std::string_view content);
 
 // Times of an open file. Each pointer may be null; creation time as GetEntryCreationTime tells it.

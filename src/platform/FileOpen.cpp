@@ -141,7 +141,7 @@ bool OpenExclusive(COpenFile& file, std::uint32_t access, std::uint32_t disposit
     if (!LockNow(file.descriptor)) {
         return FailWithErrno();
     }
-    if (!CheckRegularFile(file)) {
+    if (!CheckRegularFile(file) || !ReadNote(file.descriptor, &file.note)) {
         return false;
     }
     if (disposition == TRUNCATE_EXISTING) {

@@ -3,6 +3,7 @@
 #include "platform/FileStamp.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 namespace
@@ -11,6 +12,7 @@ namespace
 // No editor's backup has such a name.
 constexpr const char* kRedoSuffix = ".redo~";
 constexpr std::uint64_t kSmallestBlock = 1024;
+constexpr std::size_t kSmallestPage = 4096;
 constexpr std::size_t kLargestRedo = std::size_t{1} << 30;
 
 // Ends a redo file. All parts are of the machine's own byte order: writer and repairer stand on
@@ -45,10 +47,13 @@ std::string RedoPathOf(const COpenFile& file)
     return file.path + kRedoSuffix;
 }
 
-bool RemoveRedo(const char* path)
+bool RemoveRedo(COpenFile& file, const std::string& redoPath)
 {
-    return RetryInterrupted([&] { return CSystemCalls::Current().Unlink(path); }) == 0 ||
-           errno == ENOENT || FailWithErrno();
+    const bool isGone =
+        RetryInterrupted([&] { return CSystemCalls::Current().Unlink(redoPath.c_str()); }) == 0 ||
+        errno == ENOENT || FailWithErrno();
+    file.mayHaveRedo = file.mayHaveRedo && !isGone;
+    return isGone;
 }
 
 std::string RedoText(std::string_view content)
@@ -136,7 +141,7 @@ bool Reserve(COpenFile& file, std::uint64_t size)
 
 // What can be refused before anything is touched: a file that has been replaced under its name
 // since it was opened, or one that this process may not stamp.
-bool PrepareChange(const COpenFile& file)
+bool PrepareChange(COpenFile& file)
 {
     struct statx status = {};
     if (RetryInterrupted([&] {
@@ -150,7 +155,7 @@ bool PrepareChange(const COpenFile& file)
         return false;
     }
     return MayStamp(file.descriptor, status) &&
-           (file.isCreationOpen || MendCreation(file.descriptor, status));
+           (file.isCreationOpen || MendCreation(file.descriptor, status, &file.note));
 }
 
 bool Overwrite(COpenFile& file, std::string_view content)
@@ -178,11 +183,11 @@ bool StampAndMoveFolder(const COpenFile& file)
 
 // After a failed overwrite the content is neither old nor new. An empty file is the state that
 // everybody knows how to read; where even that fails, the redo file stays for the next open.
-void EmptyAfterFailure(COpenFile& file, const char* redoPath)
+void EmptyAfterFailure(COpenFile& file, const std::string& redoPath)
 {
     const CKeepLastError keep;
     if (Truncate(file, 0)) {
-        RemoveRedo(redoPath);
+        RemoveRedo(file, redoPath);
         StampAndMoveFolder(file);
     }
 }
@@ -208,38 +213,94 @@ bool ReadRedo(const char* path, std::string* text, bool* found)
     return ReadAll(redo.Get(), text->data(), text->size(), 0) || FailWithErrno();
 }
 
+// Whether the content is written whole or not at all, whenever its process dies. A kill is noticed
+// between pages, and on some file systems between blocks.
+bool FitsIntoOneWrite(const COpenFile& file, std::string_view content)
+{
+    if (IsFlushing() || file.mayHaveRedo || content.size() < file.size ||
+        content.size() > kSmallestPage) {
+        return false;
+    }
+    const long blockSize =
+        RetryInterrupted([&] { return CSystemCalls::Current().BlockSize(file.descriptor); });
+    return static_cast<long>(content.size()) <= blockSize;
+}
+
+bool WriteAtOnce(COpenFile& file, std::string_view content, const std::string& redoPath)
+{
+    // In one page of memory too, which is there as a whole or not at all.
+    alignas(kSmallestPage) std::array<char, kSmallestPage> page;
+    const std::string_view bytes(page.data(), content.copy(page.data(), page.size()));
+    const ssize_t written = RetryInterrupted([&] {
+        return CSystemCalls::Current().WriteAt(file.descriptor, bytes.data(), bytes.size(), 0);
+    });
+    if (written < 0) {
+        FailWithErrno();
+        const CKeepLastError keep;
+        CloseNote(file.descriptor, &file.note);
+        return false;
+    }
+    const std::size_t begun = static_cast<std::size_t>(written);
+    if (!WriteAll(file.descriptor, bytes.substr(begun), begun)) {
+        FailWithErrno();
+        EmptyAfterFailure(file, redoPath);
+        return false;
+    }
+    file.size = content.size();
+    return true;
+}
+
+bool WriteByRedo(COpenFile& file, std::string_view content, const std::string& redoPath,
+                 const std::string& folder)
+{
+    file.mayHaveRedo = true;
+    if (!WriteRedo(redoPath.c_str(), folder.c_str(), content) || !Reserve(file, content.size())) {
+        const CKeepLastError keep;
+        RemoveRedo(file, redoPath);
+        return false;
+    }
+    if (!Overwrite(file, content)) {
+        EmptyAfterFailure(file, redoPath);
+        return false;
+    }
+    // For the case that this process dies before the stamp behind it.
+    FILETIME stamp;
+    if (!StampFile(file.descriptor, folder.c_str(), &stamp)) {
+        const CKeepLastError keep;
+        RemoveRedo(file, redoPath);
+        return false;
+    }
+    return RemoveRedo(file, redoPath);
+}
+
 } // namespace
 
 bool RewriteOpenFile(COpenFile& file, std::string_view content)
 {
-    // From the redo file on nothing more may need memory.
+    // From the first write on nothing more may need memory.
     const std::string redoPath = RedoPathOf(file);
     const std::string folder = FolderOf(file.path);
     FILETIME begin;
     if (!PrepareChange(file) ||
-        (file.isCreationOpen && !BeginCreation(file.descriptor, folder.c_str(), &begin))) {
+        (file.isCreationOpen &&
+         !BeginCreation(file.descriptor, folder.c_str(), &file.note, &begin))) {
         return false;
     }
-    if (!WriteRedo(redoPath.c_str(), folder.c_str(), content) || !Reserve(file, content.size())) {
-        const CKeepLastError keep;
-        RemoveRedo(redoPath.c_str());
+    bool isAtOnce = FitsIntoOneWrite(file, content);
+    if (isAtOnce && !OpenNote(file.descriptor, &file.note)) {
         return false;
     }
-    if (!Overwrite(file, content)) {
-        EmptyAfterFailure(file, redoPath.c_str());
+    isAtOnce = isAtOnce && file.note.isOpen;
+    if (isAtOnce ? !WriteAtOnce(file, content, redoPath)
+                 : !WriteByRedo(file, content, redoPath, folder)) {
         return false;
     }
-    // The kernel stamps the folder as the redo file goes, with a clock that may lag behind stamps
-    // that others have put there. So the stamp that the folder gets comes last; the first one is
-    // for the case that this process dies in between.
+    // The kernel stamps the folder as a redo file goes, with a clock that may lag behind stamps
+    // that others have put there. So the stamp that the folder gets comes last.
     FILETIME stamp;
-    if (!StampFile(file.descriptor, folder.c_str(), &stamp)) {
-        const CKeepLastError keep;
-        RemoveRedo(redoPath.c_str());
-        return false;
-    }
-    if (!RemoveRedo(redoPath.c_str()) || !StampFile(file.descriptor, folder.c_str(), &stamp) ||
-        (file.isCreationOpen && !EndCreation(file.descriptor, begin, stamp))) {
+    if (!StampFile(file.descriptor, folder.c_str(), &stamp) ||
+        !(file.isCreationOpen ? EndCreation(file.descriptor, begin, stamp, &file.note)
+                              : CloseNote(file.descriptor, &file.note))) {
         return false;
     }
     file.isCreationOpen = false;
@@ -259,7 +320,7 @@ bool EmptyOpenFile(COpenFile& file)
     if (!Truncate(file, 0) || !SyncIfFlushing(file)) {
         return FailWithErrno();
     }
-    if (!RemoveRedo(redoPath.c_str()) || !StampFile(file.descriptor, folder.c_str(), &stamp)) {
+    if (!RemoveRedo(file, redoPath) || !StampFile(file.descriptor, folder.c_str(), &stamp)) {
         return false;
     }
     WaitForStamp(stamp);
@@ -269,19 +330,21 @@ bool EmptyOpenFile(COpenFile& file)
 bool RepairOpenFile(COpenFile& file)
 {
     const std::string redoPath = RedoPathOf(file);
+    const std::string folder = FolderOf(file.path);
     std::string content;
     bool found = false;
     if (!ReadRedo(redoPath.c_str(), &content, &found)) {
         return false;
     }
-    if (!found) {
-        return true;
-    }
-    if (file.size == 0 || !CheckRedo(&content)) {
-        return RemoveRedo(redoPath.c_str());
+    const bool isCut = found && file.size > 0 && CheckRedo(&content);
+    if (!isCut && (!file.note.isOpen || file.size == 0)) {
+        return !found || RemoveRedo(file, redoPath);
     }
     FILETIME stamp;
-    return PrepareChange(file) && Overwrite(file, content) &&
-           StampFile(file.descriptor, FolderOf(file.path).c_str(), &stamp) &&
-           RemoveRedo(redoPath.c_str()) && StampAndMoveFolder(file);
+    if (!PrepareChange(file) || (isCut && !Overwrite(file, content)) ||
+        !StampFile(file.descriptor, folder.c_str(), &stamp)) {
+        return false;
+    }
+    return (!found || RemoveRedo(file, redoPath)) && StampAndMoveFolder(file) &&
+           CloseNote(file.descriptor, &file.note);
 }

@@ -8,6 +8,10 @@
 // copies it once more, and removes it. A redo file that is not complete means that the old content
 // is untouched. An empty file stays empty: it was deleted, or its creator died before its first
 // content was there.
+//
+// Without flushing, a content that fills at most a page and a block, and is not shorter than the
+// old one, needs no redo file: the kernel moves it in one piece. The file's note tells the next
+// open if the writer died before the stamp.
 
 // Replaces the content of an exclusive file: RewriteFile of platform/FileApi.h.
 bool RewriteOpenFile(COpenFile& file, std::string_view content);

@@ -4,11 +4,9 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <chrono>
 #include <climits>
 #include <cstdio>
-#include <optional>
 #include <thread>
 
 #include <linux/magic.h>
@@ -18,13 +16,10 @@
 namespace
 {
 
-constexpr const char* kCreationAttribute = "user.contact.btime";
-
 // All in units of 100 ns.
 constexpr std::uint64_t kFirstLead = 50;
 constexpr std::uint64_t kLongestWait = 2 * kFileTimeUnitsPerSecond;
 constexpr std::uint64_t kSpinWait = 500;
-constexpr std::uint64_t kLongestFirstSave = 8 * kFileTimeUnitsPerSecond;
 constexpr std::uint64_t kMarkLead = 3600 * kFileTimeUnitsPerSecond;
 constexpr std::uint64_t kDay = 24 * kMarkLead;
 
@@ -167,56 +162,6 @@ private:
     const int m_locked;
 };
 
-std::optional<std::uint64_t> ParseCount(std::string_view text)
-{
-    std::uint64_t count = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), count);
-    if (error != std::errc() || end != text.data() + text.size()) {
-        return std::nullopt;
-    }
-    return count;
-}
-
-using AttributeText = std::array<char, 24>;
-
-std::optional<std::uint64_t> NotedCreation(ssize_t size, const AttributeText& text)
-{
-    if (size <= 0) {
-        return std::nullopt;
-    }
-    return ParseCount({text.data(), static_cast<std::size_t>(size)});
-}
-
-std::optional<std::uint64_t> NotedCreation(int file)
-{
-    AttributeText text = {};
-    const ssize_t size = RetryInterrupted([&] {
-        return CSystemCalls::Current().GetOpenAttribute(file, kCreationAttribute, text.data(),
-                                                        text.size());
-    });
-    return NotedCreation(size, text);
-}
-
-FILETIME TimeBefore(const FILETIME& time)
-{
-    const std::uint64_t count = FileTimeToCount(time);
-    return FileTimeFromCount(count == 0 ? 0 : count - 1);
-}
-
-// Notes a creation right before the time. File systems without user attributes are passed over.
-bool NoteCreation(int file, const FILETIME& time)
-{
-    AttributeText text = {};
-    const char* end =
-        std::to_chars(text.data(), text.data() + text.size(), FileTimeToCount(TimeBefore(time)))
-            .ptr;
-    const int result = RetryInterrupted([&] {
-        return CSystemCalls::Current().SetOpenAttribute(
-            file, kCreationAttribute, text.data(), static_cast<std::size_t>(end - text.data()));
-    });
-    return result == 0 || errno == EOPNOTSUPP || errno == EPERM || FailWithErrno();
-}
-
 } // namespace
 
 FILETIME FileTimeOf(const struct statx_timestamp& time)
@@ -229,6 +174,16 @@ FILETIME BirthTimeOf(const struct statx& status)
     return (status.stx_mask & STATX_BTIME) != 0 ? FileTimeOf(status.stx_btime) : FILETIME{};
 }
 
+bool LatestTimeOf(const char* folder, FILETIME* latest)
+{
+    struct statx status = {};
+    if (!Stat(AT_FDCWD, folder, AT_STATX_FORCE_SYNC, &status)) {
+        return FailWithErrno();
+    }
+    *latest = FileTimeFromCount(LatestOfFolder(status));
+    return true;
+}
+
 bool StampFile(int file, const char* folder, FILETIME* stamp)
 {
     std::uint64_t lead = kFirstLead;
@@ -237,12 +192,14 @@ bool StampFile(int file, const char* folder, FILETIME* stamp)
     for (int attempt = 0; attempt < kStampAttempts; ++attempt) {
         const std::uint64_t begin = ClockCount();
         const std::uint64_t wanted = std::max(begin + lead, least);
-        struct statx status = {};
-        if (!SetNotBefore(file, wanted, &last) ||
-            !Stat(AT_FDCWD, folder, AT_STATX_FORCE_SYNC, &status)) {
+        FILETIME latest;
+        if (!SetNotBefore(file, wanted, &last)) {
             return FailWithErrno();
         }
-        const std::uint64_t folderTime = LatestOfFolder(status);
+        if (!LatestTimeOf(folder, &latest)) {
+            return false;
+        }
+        const std::uint64_t folderTime = FileTimeToCount(latest);
         if (folderTime < last.stored && last.clock < last.stored) {
             break;
         }
@@ -307,52 +264,4 @@ bool SetLastWriteTime(int file, const FILETIME& time)
 {
     const std::uint64_t count = FileTimeToCount(time);
     return SetTimes(file, TimespecOf(count), count);
-}
-
-bool BeginCreation(int file, const char* folder, FILETIME* begin)
-{
-    struct statx status = {};
-    if (!Stat(AT_FDCWD, folder, AT_STATX_FORCE_SYNC, &status)) {
-        return FailWithErrno();
-    }
-    *begin = FileTimeFromCount(ClockCount());
-    const std::uint64_t latest = std::max(FileTimeToCount(*begin), LatestOfFolder(status));
-    return NoteCreation(file, FileTimeFromCount(latest + kDay));
-}
-
-bool EndCreation(int file, const FILETIME& begin, const FILETIME& stamp)
-{
-    const std::uint64_t count = FileTimeToCount(begin);
-    const bool isLate = ClockCount() > count + kLongestFirstSave;
-    return NoteCreation(file, isLate ? FileTimeFromCount(count - kFileTimeUnitsPerSecond) : stamp);
-}
-
-bool MendCreation(int file, const struct statx& status)
-{
-    errno = 0;
-    const auto noted = NotedCreation(file);
-    if (!noted && errno != 0 && errno != ENODATA && errno != EOPNOTSUPP && errno != ERANGE) {
-        return FailWithErrno();
-    }
-    const FILETIME lastWrite = FileTimeOf(status.stx_mtime);
-    const FILETIME creation = noted ? FileTimeFromCount(*noted) : BirthTimeOf(status);
-    return creation <= lastWrite || NoteCreation(file, lastWrite);
-}
-
-FILETIME CreationTime(int file, const struct statx& status)
-{
-    const auto noted = NotedCreation(file);
-    return noted ? FileTimeFromCount(*noted)
-                 : TimeBefore(std::min(BirthTimeOf(status), FileTimeOf(status.stx_mtime)));
-}
-
-FILETIME CreationTime(const char* path, const FILETIME& birth, const FILETIME& lastWrite)
-{
-    AttributeText text = {};
-    const ssize_t size = RetryInterrupted([&] {
-        return CSystemCalls::Current().GetAttribute(path, kCreationAttribute, text.data(),
-                                                    text.size());
-    });
-    const auto noted = NotedCreation(size, text);
-    return noted ? FileTimeFromCount(*noted) : TimeBefore(std::min(birth, lastWrite));
 }

@@ -31,26 +31,11 @@ bool MoveFolderTime(int folder, const char* path, const FILETIME& time);
 bool MoveFolderTime(const char* path, const FILETIME& time);
 bool MoveFolderTimeToNow(const char* path);
 
+// The latest time that a folder is known to have had.
+bool LatestTimeOf(const char* folder, FILETIME* latest);
+
 // Sets a file's last-write time as it is given. False with errno set.
 bool SetLastWriteTime(int file, const FILETIME& time);
-
-// The creation of a file, its first content, is noted as right before the stamp of that content:
-// not earlier than any version that was taken before, and earlier than the folder's time from then
-// on. Until the content is there and stamped, a time that lies ahead of every stamp is noted: a
-// report that sees the content must not take the file for an old one. BeginCreation gives the
-// moment; with one that lies back so far that reports have given the maker up, an earlier creation
-// is noted, as they have told it. File systems without user attributes are passed over.
-bool BeginCreation(int file, const char* folder, FILETIME* begin);
-bool EndCreation(int file, const FILETIME& begin, const FILETIME& stamp);
-
-// Where a creation later than the last write stands on a file with content, its maker has died or
-// the file is a copy: notes one right before the last write.
-bool MendCreation(int file, const struct statx& status);
-
-// The noted creation time, else one right before the birth time and the last write, else 0: what
-// may be old is never taken for new, or the report of its deletion would be left out.
-FILETIME CreationTime(int file, const struct statx& status);
-FILETIME CreationTime(const char* path, const FILETIME& birth, const FILETIME& lastWrite);
 
 FILETIME FileTimeOf(const struct statx_timestamp& time);
 FILETIME BirthTimeOf(const struct statx& status);

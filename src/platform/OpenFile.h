@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/FileApi.h"
+#include "platform/FileNote.h"
 #include "platform/SystemCalls.h"
 
 #include <string>
@@ -27,6 +28,8 @@ struct COpenFile
     bool isExclusive = false;
     bool isFolder = false;
     bool isCreationOpen = false; // was empty; its first content is its creation
+    bool mayHaveRedo = false;    // a redo file of this object, which could not be removed
+    FileNote note;               // kept for exclusive files only
 };
 
 // Null, with last error 6, for INVALID_HANDLE_VALUE.

@@ -88,6 +88,13 @@ long CSystemCalls::FileSystemType(int file)
                                                                 : -1;
 }
 
+long CSystemCalls::BlockSize(int file)
+{
+    struct statfs status = {};
+    return IsAllowed("statfs") && ::fstatfs(file, &status) == 0 ? static_cast<long>(status.f_bsize)
+                                                                : -1;
+}
+
 int CSystemCalls::Stat(int folder, const char* path, int flags, struct statx* status)
 {
     return IsAllowed("stat") ? ::statx(folder, path, flags, STATX_BASIC_STATS | STATX_BTIME, status)

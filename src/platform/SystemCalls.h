@@ -29,6 +29,8 @@ public:
     virtual int SyncFileSystem(int file);
     // The magic number of the file system (linux/magic.h), or -1.
     virtual long FileSystemType(int file);
+    // Of the file system, in bytes, or -1.
+    virtual long BlockSize(int file);
     // An empty path means the open file `folder` itself.
     virtual int Stat(int folder, const char* path, int flags, struct statx* status);
     virtual int SetTimes(int file, const struct timespec times[2]);

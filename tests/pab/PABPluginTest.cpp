@@ -245,8 +245,10 @@ TEST(PABPluginTest, AReportInTheMiddleOfACreationLosesNothing)
 
 TEST(PABPluginTest, AStampThatComesLateIsGivenAnew)
 {
-    for (const int call : {1, 2}) { // a save stamps before and behind the redo file's end
+    // With a redo file, as with flushing, a save stamps before its end and behind it.
+    for (const auto& [isFlushing, call] : {std::pair{false, 1}, {true, 1}, {true, 2}}) {
         SCOPED_TRACE(call);
+        SetFlushing(isFlushing);
         CBook book;
         book.New();
         book.New();
@@ -262,6 +264,7 @@ TEST(PABPluginTest, AStampThatComesLateIsGivenAnew)
         EXPECT_TRUE(book.Change(1, u"Ann"));
         EXPECT_NE(follower.Next().find("*1 "), std::string::npos);
     }
+    SetFlushing(false);
 }
 
 TEST(PABPluginTest, WhatHappensBehindALongWalkIsLeftToTheNextReport)
@@ -337,7 +340,8 @@ TEST(PABPluginTest, AMakerWhoHangsIsToldOfAndSoIsTheDeletion)
     CBook book;
     CFollower follower(book);
     CIntrusion hanging;
-    hanging.name = "unlink"; // of the redo file, with the content in place
+    hanging.name = "setxattr"; // of the creation, with the content in place
+    hanging.callsLeft = 2;
     hanging.intrude = [&] {
         hanging.seconds = 20;
         EXPECT_EQ(follower.Next(), "+1 ");

@@ -1,5 +1,6 @@
 #include "platform/FileApi.h"
 #include "platform/FileHandle.h"
+#include "platform/FileTime.h"
 #include "support/FaultySystemCalls.h"
 #include "support/TempFolder.h"
 
@@ -10,6 +11,8 @@
 #include <iterator>
 #include <set>
 #include <tuple>
+
+#include <sys/xattr.h>
 
 namespace
 {
@@ -31,10 +34,10 @@ void MakeFile(const std::string& path, const std::string& content)
 // Rewrites a file that an object of this process opens, and dies at that call. Gives what the
 // writer leaves beside it; false in *wasHit once it makes fewer calls.
 std::string LeftByDeadWriter(const std::string& path, const std::string& content, int call,
-                             bool* wasHit)
+                             bool* wasHit, bool isCutting = false)
 {
     CFaultySystemCalls calls;
-    calls.CutWrites(true);
+    calls.CutWrites(isCutting);
     calls.DieAt(call);
     {
         const CFileHandle file(OpenExclusive(path, OPEN_EXISTING));
@@ -48,12 +51,26 @@ std::string LeftByDeadWriter(const std::string& path, const std::string& content
     return {std::istreambuf_iterator<char>(redo), std::istreambuf_iterator<char>()};
 }
 
+FILETIME LastWriteOf(const std::string& path)
+{
+    WIN32_FILE_ATTRIBUTE_DATA data;
+    EXPECT_EQ(GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data), 1);
+    return data.ftLastWriteTime;
+}
+
+std::string NoteOf(const std::string& path)
+{
+    char text[64];
+    const ssize_t size = ::lgetxattr(path.c_str(), "user.contact.btime", text, sizeof(text));
+    return {text, size < 0 ? 0 : static_cast<std::size_t>(size)};
+}
+
 } // namespace
 
 TEST(FileRewriteTest, ProcessesThatDieAtAnyCallAndWhileTheyRepairLeaveAWholeFile)
 {
     for (const auto& [isFlushing, oldSize, newSize] :
-         {std::tuple{false, 6000u, 5000u}, {true, 100u, 9000u}}) {
+         {std::tuple{false, 6000u, 5000u}, {true, 100u, 3000u}}) {
         SetFlushing(isFlushing);
         const std::string before(oldSize, 'o');
         const std::string after(newSize, 'n');
@@ -68,7 +85,7 @@ TEST(FileRewriteTest, ProcessesThatDieAtAnyCallAndWhileTheyRepairLeaveAWholeFile
                 const CTempFolder folder;
                 const std::string path = folder / "file";
                 MakeFile(path, before);
-                repairs += LeftByDeadWriter(path, after, call, &isDying).empty() ? 0 : 1;
+                repairs += LeftByDeadWriter(path, after, call, &isDying, true).empty() ? 0 : 1;
                 CFaultySystemCalls calls;
                 calls.CutWrites(true);
                 calls.DieAt(repairCall);
@@ -88,11 +105,73 @@ TEST(FileRewriteTest, ProcessesThatDieAtAnyCallAndWhileTheyRepairLeaveAWholeFile
     SetFlushing(false);
 }
 
+TEST(FileRewriteTest, AWriterWhoDiesWithoutARedoFileHidesNoChange)
+{
+    for (const bool isNew : {true, false}) {
+        int whole = 0;
+        bool isDying = true;
+        for (int call = 1; isDying; ++call) {
+            SCOPED_TRACE(testing::Message() << (isNew ? "created" : "changed") << ", at " << call);
+            const CTempFolder folder;
+            const std::string path = folder / "file";
+            const std::string before(isNew ? 0 : 900, 'o');
+            const std::string after(1000, 'n');
+            if (isNew) {
+                ASSERT_TRUE(CFileHandle(OpenExclusive(path, CREATE_NEW)).IsOpen());
+            } else {
+                MakeFile(path, before);
+            }
+            EXPECT_EQ(LeftByDeadWriter(path, after, call, &isDying), "");
+            const bool isHanging = !folder.Read("file").empty() && NoteOf(path).ends_with('~');
+            // Somebody else saves, and a follower takes that version.
+            FILETIME version, lastWrite;
+            MakeFile(folder / "other", "text");
+            GetSystemTimeAsFileTime(&version);
+
+            const CFileHandle file(OpenExclusive(path, OPEN_EXISTING));
+            ASSERT_EQ(GetFileTime(file.Get(), nullptr, nullptr, &lastWrite), 1);
+            const std::string content = folder.Read("file");
+            EXPECT_TRUE(content == before || content == after);
+            EXPECT_TRUE(content.empty() || !NoteOf(path).ends_with('~'));
+            EXPECT_EQ(lastWrite > version, isHanging);
+            EXPECT_TRUE(!isHanging || LastWriteOf(folder.Path()) >= lastWrite);
+            whole += isHanging ? 1 : 0;
+        }
+        EXPECT_GE(whole, 4); // the calls that stamp it and close its note
+    }
+}
+
+TEST(FileRewriteTest, AFileThatCannotBearANoteIsRewrittenByARedoFile)
+{
+    struct : CFaultySystemCalls
+    {
+        int Begin(const char* call) override
+        {
+            redoFiles += std::string_view(call) == "unlink" ? 1 : 0;
+            const int error = CFaultySystemCalls::Begin(call);
+            return std::string_view(call) == "setxattr" ? EOPNOTSUPP : error;
+        }
+        int redoFiles = 0;
+    } calls;
+    const CTempFolder folder;
+    MakeFile(folder / "file", "text");
+    EXPECT_EQ(calls.redoFiles, 1);
+    const CFileHandle file(OpenExclusive(folder / "file", OPEN_EXISTING));
+    EXPECT_EQ(RewriteFile(file.Get(), "new text"), 1);
+    EXPECT_EQ(calls.redoFiles, 2);
+}
+
 TEST(FileRewriteTest, AFailedCallLeavesADefinedFileAndARetryWorks)
 {
     const std::string before(500, 'o');
-    for (const auto& [error, size] :
-         {std::pair{EIO, 400u}, {ENOSPC, 4000u}, {EDQUOT, 4000u}, {EMFILE, 400u}, {EINTR, 4000u}}) {
+    for (const auto& [error, size] : {std::pair{EIO, 400u},
+                                      {EIO, 4000u},
+                                      {ENOSPC, 9000u},
+                                      {ENOSPC, 4000u},
+                                      {EDQUOT, 9000u},
+                                      {EMFILE, 400u},
+                                      {EINTR, 9000u},
+                                      {EINTR, 4000u}}) {
         const std::string after(size, 'n');
         bool wasHit = true;
         for (int call = 1; wasHit; ++call) {
@@ -108,7 +187,7 @@ TEST(FileRewriteTest, AFailedCallLeavesADefinedFileAndARetryWorks)
             SCOPED_TRACE(testing::Message() << "errno " << error << " at " << calls.LastHit());
             EXPECT_EQ(calls.OpenFiles(), 1u);
             const std::string content = folder.Read("file");
-            EXPECT_EQ(isGood, !wasHit || error == EINTR);
+            EXPECT_EQ(isGood, !wasHit || error == EINTR || calls.LastHit() == "statfs");
             EXPECT_TRUE(isGood || GetLastError() == ErrorFromErrno(error));
             EXPECT_TRUE(content == after || (!isGood && (content == before || content.empty())));
             EXPECT_TRUE(isGood || content == before || calls.LastHit() != "allocate")
@@ -166,7 +245,7 @@ TEST(FileRewriteTest, WhatIsLeftBesideAFileIsUsedOnlyWhereItIsWhole)
 {
     const CTempFolder folder;
     const std::string path = folder / "file";
-    MakeFile(path, "old text");
+    MakeFile(path, "a text that is longer");
     std::string redo;
     bool isDying = true;
     for (int call = 1; redo.size() <= 16 + 16; ++call) {
@@ -180,12 +259,13 @@ TEST(FileRewriteTest, WhatIsLeftBesideAFileIsUsedOnlyWhereItIsWhole)
         const char* what;
         std::string file, left, expected;
     } kCases[] = {
-        {"whole", "old text", redo, "new text of 16 b"},
-        {"cut by one byte", "old text", redo.substr(0, redo.size() - 1), "old text"},
-        {"one bit flipped", "old text", flipped, "old text"},
-        {"empty", "old text", "", "old text"},
+        {"whole", "a text that is longer", redo, "new text of 16 b"},
+        {"cut by one byte", "a text that is longer", redo.substr(0, redo.size() - 1),
+         "a text that is longer"},
+        {"one bit flipped", "a text that is longer", flipped, "a text that is longer"},
+        {"empty", "a text that is longer", "", "a text that is longer"},
         {"beside a file that was emptied", "", redo, ""},
-        {"foreign", "old text", std::string(5000, 'x'), "old text"},
+        {"foreign", "a text that is longer", std::string(5000, 'x'), "a text that is longer"},
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.what);

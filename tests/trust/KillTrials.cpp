@@ -1,6 +1,7 @@
 #include "platform/FileHandle.h"
 #include "trust/Trial.h"
 
+#include <algorithm>
 #include <array>
 #include <filesystem>
 
@@ -9,6 +10,7 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 namespace
@@ -92,6 +94,20 @@ CIdentity IdentityOf(const std::string& path)
     return identity;
 }
 
+constexpr const char* kNoteName = "user.contact.btime";
+
+std::string NoteOf(const std::string& path)
+{
+    std::array<char, 64> text = {};
+    const ssize_t size = getxattr(path.c_str(), kNoteName, text.data(), text.size());
+    return {text.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0))};
+}
+
+bool IsOpenNote(const std::string& note)
+{
+    return note.ends_with('~');
+}
+
 class CKillTrial
 {
 public:
@@ -159,7 +175,9 @@ private:
 
     bool IsTidy()
     {
-        return !std::filesystem::exists(PathOf(m_book, m_number) + ".redo~") &&
+        const std::string path = PathOf(m_book, m_number);
+        return !std::filesystem::exists(path + ".redo~") &&
+               (ReadWhole(path).empty() || !IsOpenNote(NoteOf(path))) &&
                New(m_plugin, kOldSeed, 100) >= m_number && CountersIn(m_book).size() == 1;
     }
 
@@ -187,20 +205,28 @@ private:
             });
     }
 
-    // Half of the new text lies over the old one, and the redo file of the dead writer beside it.
+    // Half of the new text lies over the old one, and the redo file of the dead writer beside it;
+    // or, as without a redo file, all of it lies there without a stamp.
     void Repair(CRow& row)
     {
         const std::string path = PathOf(m_book, m_number);
         MakeOld();
         int writes = 0;
         RunAndKill([&] { return Change(m_plugin, m_number, kNewSeed, m_newSize); },
-                   [&](std::uint64_t call, int) { return call == SYS_pwrite64 && ++writes == 2; });
+                   [&](std::uint64_t call, int) {
+                       writes += call == SYS_pwrite64 ? 1 : 0;
+                       return writes == 2 || (writes == 1 && call == SYS_utimensat);
+                   });
         m_redo = ReadWhole(path + ".redo~");
         m_torn = ReadWhole(path);
-        if (!row.Try(!m_redo.empty() && !m_torn.empty(), "no redo file of a killed save")) {
+        m_note = NoteOf(path);
+        if (!row.Try((!m_redo.empty() || IsOpenNote(m_note)) && !m_torn.empty(),
+                     "neither redo file nor note of a killed save")) {
             return;
         }
-        m_torn.replace(0, m_newSize / 2, m_redo, 0, m_newSize / 2);
+        if (!m_redo.empty()) {
+            m_torn.replace(0, m_newSize / 2, m_redo, 0, m_newSize / 2);
+        }
         CIdentity before;
         Sweep(
             row, "repair",
@@ -214,8 +240,12 @@ private:
 
     void PlantTorn()
     {
-        WriteWhole(PathOf(m_book, m_number), m_torn);
-        WriteWhole(PathOf(m_book, m_number) + ".redo~", m_redo);
+        const std::string path = PathOf(m_book, m_number);
+        WriteWhole(path, m_torn);
+        if (!m_redo.empty()) {
+            WriteWhole(path + ".redo~", m_redo);
+        }
+        setxattr(path.c_str(), kNoteName, m_note.data(), m_note.size(), 0);
     }
 
     void Delete(CRow& row, bool isTorn)
@@ -260,6 +290,7 @@ private:
     std::uint32_t m_number = 0;
     std::string m_redo;
     std::string m_torn;
+    std::string m_note;
 };
 
 } // namespace

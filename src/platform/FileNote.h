@@ -1,0 +1,42 @@
+#pragma once
+
+#include "platform/Types.h"
+
+#include <optional>
+
+#include <sys/stat.h>
+
+// What the extended attribute "user.contact.btime" of a contact file tells. File systems without
+// user attributes note nothing.
+struct FileNote
+{
+    std::optional<FILETIME> creation;
+    // Its writer is at it, or has died without a redo file: the content is whole, but may not have
+    // been stamped.
+    bool isOpen = false;
+};
+
+// An attribute that is missing, or not one of ours, leaves an empty note.
+bool ReadNote(int file, FileNote* note);
+
+// The creation of a file, its first content, is noted as right before the stamp of that content:
+// not earlier than any version that was taken before, and earlier than the folder's time from then
+// on. Until the content is there and stamped, a time that lies ahead of every stamp is noted: a
+// report that sees the content must not take the file for an old one. BeginCreation gives the
+// moment; with one that lies back so far that reports have given the maker up, an earlier creation
+// is noted, as they have told it.
+bool BeginCreation(int file, const char* folder, FileNote* note, FILETIME* begin);
+bool EndCreation(int file, const FILETIME& begin, const FILETIME& stamp, FileNote* note);
+
+// Around a write that leaves no redo file. A file without a creation time gets no note.
+bool OpenNote(int file, FileNote* note);
+bool CloseNote(int file, FileNote* note);
+
+// Where a creation later than the last write stands on a file with content, its maker has died or
+// the file is a copy: notes one right before the last write.
+bool MendCreation(int file, const struct statx& status, FileNote* note);
+
+// The noted creation time, else one right before the birth time and the last write, else 0: what
+// may be old is never taken for new, or the report of its deletion would be left out.
+FILETIME CreationTime(int file, const struct statx& status);
+FILETIME CreationTime(const char* path, const FILETIME& birth, const FILETIME& lastWrite);
