@@ -363,6 +363,12 @@ bool CPABContact::TouchRootDir()
     if (CFileSystem::GetFileTime(m_file.Get(), nullptr, nullptr, &lastWrite) == 0) {
         return false;
     }
-    MoveFolderTimeForward(m_rootDirectory.c_str(), lastWrite);
+    // The rewrite has moved it as a rule.
+    WIN32_FILE_ATTRIBUTE_DATA folder;
+    if (CFileSystem::GetFileAttributesExA(m_rootDirectory.c_str(), GetFileExInfoStandard,
+                                          &folder) == 0 ||
+        folder.ftLastWriteTime < lastWrite) {
+        MoveFolderTimeForward(m_rootDirectory.c_str(), lastWrite);
+    }
     return true;
 }

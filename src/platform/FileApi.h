@@ -63,12 +63,13 @@ int SetEndOfFile(HANDLE file);
 // on failure.
 std::uint32_t GetFileSize(HANDLE file, std::uint32_t* sizeHigh);
 
-// Replaces the whole content of a file that is held exclusively for writing, and stamps it. Name,
-// lock and creation time stay; that of a file that was empty becomes the moment before its stamp. A
-// process that dies at any point leaves the old or the new content, the half of it in the file
-// `path.redo~`, from which the next exclusive open completes it. On failure the file still has its
-// old content (the replacement could not be prepared) or is empty (writing over the old content
-// failed half-way).
+// Replaces the whole content of a file that is held exclusively for writing, stamps it, and moves
+// its folder's time there, as far as that can be moved. Name, lock and creation time stay; that of
+// a file that was empty becomes the moment before its stamp. A process that dies at any point
+// leaves the old or the new content, or half of it and the file `path.redo~`, from which the next
+// exclusive open completes it. On failure the file has its old content (the replacement could not
+// be prepared, or the write was refused), is empty (writing over the old content failed half-way),
+// or has the new content (it could not be stamped); another call ends it.
 int RewriteFile(HANDLE file, std::string_view content);
 
 // Times of an open file. Each pointer may be null; creation time as GetEntryCreationTime tells it.

@@ -29,7 +29,7 @@ FileNote ParseNote(ssize_t size, const AttributeText& text)
     if (error != std::errc() || (end != textEnd && !isOpen)) {
         return {};
     }
-    return {FileTimeFromCount(count), isOpen};
+    return {.creation = FileTimeFromCount(count), .isOpen = isOpen};
 }
 
 // Empty, with errno set, where it cannot be read.
@@ -59,7 +59,7 @@ bool WriteNote(int file, const FILETIME& creation, bool isOpen, FileNote* note)
     if (!isNoted && errno != EOPNOTSUPP && errno != EPERM) {
         return FailWithErrno();
     }
-    *note = isNoted ? FileNote{creation, isOpen} : FileNote();
+    *note = isNoted ? FileNote{creation, isOpen, true} : FileNote{{}, false, true};
     return true;
 }
 
@@ -82,18 +82,19 @@ bool ReadNote(int file, FileNote* note)
 {
     errno = 0;
     *note = NoteOf(file);
-    return errno == 0 || errno == ENODATA || errno == EOPNOTSUPP || errno == ERANGE ||
-           FailWithErrno();
+    note->isRead = errno == 0 || errno == ENODATA || errno == EOPNOTSUPP || errno == ERANGE;
+    return note->isRead || FailWithErrno();
 }
 
-bool BeginCreation(int file, const char* folder, FileNote* note, FILETIME* begin)
+bool BeginCreation(int file, const char* folder, bool isFirst, FileNote* note, FILETIME* begin)
 {
     FILETIME latest;
     if (!LatestTimeOf(folder, &latest)) {
         return false;
     }
-    *begin = Now();
-    const std::uint64_t count = FileTimeToCount(std::max(*begin, latest));
+    const FILETIME now = Now();
+    *begin = isFirst ? now : *begin;
+    const std::uint64_t count = FileTimeToCount(std::max(now, latest));
     return WriteNote(file, FileTimeFromCount(count + kAhead), true, note);
 }
 
@@ -103,7 +104,7 @@ bool EndCreation(int file, const FILETIME& begin, const FILETIME& stamp, FileNot
     const bool isLate = FileTimeToCount(Now()) > count + kLongestFirstSave;
     const FILETIME creation =
         isLate ? FileTimeFromCount(count - kFileTimeUnitsPerSecond - 1) : TimeBefore(stamp);
-    return WriteNote(file, creation, false, note);
+    return WriteNote(file, creation, true, note);
 }
 
 bool OpenNote(int file, FileNote* note)

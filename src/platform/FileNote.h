@@ -11,9 +11,10 @@
 struct FileNote
 {
     std::optional<FILETIME> creation;
-    // Its writer is at it, or has died without a redo file: the content is whole, but may not have
-    // been stamped.
+    // A writer is at it, or has died or failed there: what content there is may not have been
+    // stamped, nor the folder's time been moved. Means nothing on an empty file.
     bool isOpen = false;
+    bool isRead = false;
 };
 
 // An attribute that is missing, or not one of ours, leaves an empty note.
@@ -23,12 +24,13 @@ bool ReadNote(int file, FileNote* note);
 // not earlier than any version that was taken before, and earlier than the folder's time from then
 // on. Until the content is there and stamped, a time that lies ahead of every stamp is noted: a
 // report that sees the content must not take the file for an old one. BeginCreation gives the
-// moment; with one that lies back so far that reports have given the maker up, an earlier creation
-// is noted, as they have told it.
-bool BeginCreation(int file, const char* folder, FileNote* note, FILETIME* begin);
+// moment, or with isFirst false keeps that of an earlier attempt; where it lies back so far that
+// reports have given the maker up, an earlier creation is noted, as they have told it. Both leave
+// the note open.
+bool BeginCreation(int file, const char* folder, bool isFirst, FileNote* note, FILETIME* begin);
 bool EndCreation(int file, const FILETIME& begin, const FILETIME& stamp, FileNote* note);
 
-// Around a write that leaves no redo file. A file without a creation time gets no note.
+// A file without a noted creation time gets no note.
 bool OpenNote(int file, FileNote* note);
 bool CloseNote(int file, FileNote* note);
 

@@ -127,8 +127,11 @@ bool CreateExclusive(COpenFile& file)
     if (!CreateLocked(file, &isSupported) && (isSupported || !CreateThenLock(file))) {
         return FailWithErrno(file.path.c_str());
     }
-    const CKeepLastError keep;
-    MoveFolderTimeToNow(folder.c_str());
+    {
+        const CKeepLastError keep;
+        MoveFolderTimeToNow(folder.c_str());
+        DropRedo(file);
+    }
     return CheckRegularFile(file);
 }
 
@@ -141,8 +144,12 @@ bool OpenExclusive(COpenFile& file, std::uint32_t access, std::uint32_t disposit
     if (!LockNow(file.descriptor)) {
         return FailWithErrno();
     }
-    if (!CheckRegularFile(file) || !ReadNote(file.descriptor, &file.note)) {
+    if (!CheckRegularFile(file)) {
         return false;
+    }
+    {
+        const CKeepLastError keep;
+        ReadNote(file.descriptor, &file.note); // whoever changes the file tries again
     }
     if (disposition == TRUNCATE_EXISTING) {
         return EmptyOpenFile(file);

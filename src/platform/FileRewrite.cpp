@@ -120,6 +120,17 @@ bool SyncIfFlushing(const COpenFile& file)
            RetryInterrupted([&] { return CSystemCalls::Current().Sync(file.descriptor); }) == 0;
 }
 
+bool StampAndMoveFolder(const COpenFile& file)
+{
+    const std::string folder = FolderOf(file.path);
+    FILETIME stamp;
+    if (!StampFile(file.descriptor, folder.c_str(), &stamp)) {
+        return false;
+    }
+    WaitForStamp(stamp);
+    return MoveFolderTime(folder.c_str(), stamp);
+}
+
 // Room for a longer text, so that a full disk is noticed before the old one is touched. Where room
 // cannot be reserved, the writing tells.
 bool Reserve(COpenFile& file, std::uint64_t size)
@@ -135,7 +146,9 @@ bool Reserve(COpenFile& file, std::uint64_t size)
         return true;
     }
     FailWithErrno();
-    Truncate(file, file.size); // gives back what was reserved
+    const CKeepLastError keep;
+    Truncate(file, file.size); // gives back what was reserved, and moves the file's time
+    StampAndMoveFolder(file);
     return false;
 }
 
@@ -155,34 +168,30 @@ bool PrepareChange(COpenFile& file)
         return false;
     }
     return MayStamp(file.descriptor, status) &&
+           (file.note.isRead || ReadNote(file.descriptor, &file.note)) &&
            (file.isCreationOpen || MendCreation(file.descriptor, status, &file.note));
+}
+
+// The length is unknown until a write has come to its end.
+void ExpectAtLeast(COpenFile& file, std::uint64_t size)
+{
+    file.size = std::max(file.size, size);
 }
 
 bool Overwrite(COpenFile& file, std::string_view content)
 {
+    ExpectAtLeast(file, content.size());
     if (!WriteAll(file.descriptor, content, 0)) {
         return FailWithErrno();
     }
     if (content.size() < file.size && !Truncate(file, content.size())) {
         return FailWithErrno();
     }
-    file.size = content.size();
     return SyncIfFlushing(file) || FailWithErrno();
 }
 
-bool StampAndMoveFolder(const COpenFile& file)
-{
-    const std::string folder = FolderOf(file.path);
-    FILETIME stamp;
-    if (!StampFile(file.descriptor, folder.c_str(), &stamp)) {
-        return false;
-    }
-    WaitForStamp(stamp);
-    return MoveFolderTime(folder.c_str(), stamp);
-}
-
 // After a failed overwrite the content is neither old nor new. An empty file is the state that
-// everybody knows how to read; where even that fails, the redo file stays for the next open.
+// everybody knows how to read; where even that fails, a redo file stays for the next open.
 void EmptyAfterFailure(COpenFile& file, const std::string& redoPath)
 {
     const CKeepLastError keep;
@@ -214,16 +223,17 @@ bool ReadRedo(const char* path, std::string* text, bool* found)
 }
 
 // Whether the content is written whole or not at all, whenever its process dies. A kill is noticed
-// between pages, and on some file systems between blocks.
+// between pages, on some file systems between blocks, and where the process's limit ends a write.
 bool FitsIntoOneWrite(const COpenFile& file, std::string_view content)
 {
     if (IsFlushing() || file.mayHaveRedo || content.size() < file.size ||
         content.size() > kSmallestPage) {
         return false;
     }
-    const long blockSize =
-        RetryInterrupted([&] { return CSystemCalls::Current().BlockSize(file.descriptor); });
-    return static_cast<long>(content.size()) <= blockSize;
+    CSystemCalls& calls = CSystemCalls::Current();
+    const long blockSize = RetryInterrupted([&] { return calls.BlockSize(file.descriptor); });
+    return static_cast<long>(content.size()) <= blockSize &&
+           content.size() <= calls.LargestFileSize();
 }
 
 bool WriteAtOnce(COpenFile& file, std::string_view content, const std::string& redoPath)
@@ -231,13 +241,17 @@ bool WriteAtOnce(COpenFile& file, std::string_view content, const std::string& r
     // In one page of memory too, which is there as a whole or not at all.
     alignas(kSmallestPage) std::array<char, kSmallestPage> page;
     const std::string_view bytes(page.data(), content.copy(page.data(), page.size()));
+    ExpectAtLeast(file, bytes.size());
     const ssize_t written = RetryInterrupted([&] {
         return CSystemCalls::Current().WriteAt(file.descriptor, bytes.data(), bytes.size(), 0);
     });
     if (written < 0) {
         FailWithErrno();
+        // Nothing was written, but the file's time may have been moved.
         const CKeepLastError keep;
-        CloseNote(file.descriptor, &file.note);
+        if (StampAndMoveFolder(file) && !file.isCreationOpen) {
+            CloseNote(file.descriptor, &file.note);
+        }
         return false;
     }
     const std::size_t begun = static_cast<std::size_t>(written);
@@ -246,7 +260,6 @@ bool WriteAtOnce(COpenFile& file, std::string_view content, const std::string& r
         EmptyAfterFailure(file, redoPath);
         return false;
     }
-    file.size = content.size();
     return true;
 }
 
@@ -263,31 +276,35 @@ bool WriteByRedo(COpenFile& file, std::string_view content, const std::string& r
         EmptyAfterFailure(file, redoPath);
         return false;
     }
-    // For the case that this process dies before the stamp behind it.
+    // The first of two stamps, for the case that this process dies before the other. Where it
+    // fails, the next open finds the redo file.
     FILETIME stamp;
-    if (!StampFile(file.descriptor, folder.c_str(), &stamp)) {
-        const CKeepLastError keep;
-        RemoveRedo(file, redoPath);
-        return false;
-    }
-    return RemoveRedo(file, redoPath);
+    return StampFile(file.descriptor, folder.c_str(), &stamp) && RemoveRedo(file, redoPath);
 }
 
 } // namespace
+
+bool DropRedo(COpenFile& file)
+{
+    file.mayHaveRedo = true;
+    return RemoveRedo(file, RedoPathOf(file));
+}
 
 bool RewriteOpenFile(COpenFile& file, std::string_view content)
 {
     // From the first write on nothing more may need memory.
     const std::string redoPath = RedoPathOf(file);
     const std::string folder = FolderOf(file.path);
-    FILETIME begin;
     if (!PrepareChange(file) ||
-        (file.isCreationOpen &&
-         !BeginCreation(file.descriptor, folder.c_str(), &file.note, &begin))) {
+        (file.isCreationOpen && !BeginCreation(file.descriptor, folder.c_str(), file.size == 0,
+                                               &file.note, &file.creationBegin))) {
         return false;
     }
     bool isAtOnce = FitsIntoOneWrite(file, content);
-    if (isAtOnce && !OpenNote(file.descriptor, &file.note)) {
+    // A redo file moves the folder's time as it comes and goes. Without one it is moved before, so
+    // that followers look even if this process dies right behind the write.
+    if (isAtOnce &&
+        (!MoveFolderTimeToNow(folder.c_str()) || !OpenNote(file.descriptor, &file.note))) {
         return false;
     }
     isAtOnce = isAtOnce && file.note.isOpen;
@@ -299,52 +316,64 @@ bool RewriteOpenFile(COpenFile& file, std::string_view content)
     // that others have put there. So the stamp that the folder gets comes last.
     FILETIME stamp;
     if (!StampFile(file.descriptor, folder.c_str(), &stamp) ||
-        !(file.isCreationOpen ? EndCreation(file.descriptor, begin, stamp, &file.note)
-                              : CloseNote(file.descriptor, &file.note))) {
+        (file.isCreationOpen &&
+         !EndCreation(file.descriptor, file.creationBegin, stamp, &file.note))) {
         return false;
     }
     file.isCreationOpen = false;
     WaitForStamp(stamp);
+    // Until the folder has the stamp, the next open tries it again.
+    const CKeepLastError keep;
+    if (MoveFolderTime(folder.c_str(), stamp)) {
+        CloseNote(file.descriptor, &file.note);
+    }
     return true;
 }
 
 bool EmptyOpenFile(COpenFile& file)
 {
     const std::string redoPath = RedoPathOf(file);
-    const std::string folder = FolderOf(file.path);
-    FILETIME stamp;
     // Before, so that followers look even if this process dies right behind it.
-    if (!PrepareChange(file) || !MoveFolderTimeToNow(folder.c_str())) {
+    if (!PrepareChange(file) || !MoveFolderTimeToNow(FolderOf(file.path).c_str())) {
         return false;
     }
-    if (!Truncate(file, 0) || !SyncIfFlushing(file)) {
+    // Once more would only move the file's time behind its stamp.
+    if (file.size > 0 && !Truncate(file, 0)) {
         return FailWithErrno();
     }
-    if (!RemoveRedo(file, redoPath) || !StampFile(file.descriptor, folder.c_str(), &stamp)) {
-        return false;
+    if ((SyncIfFlushing(file) || FailWithErrno()) && RemoveRedo(file, redoPath) &&
+        StampAndMoveFolder(file)) {
+        return true;
     }
-    WaitForStamp(stamp);
-    return true;
+    const CKeepLastError keep;
+    StampAndMoveFolder(file);
+    return false;
 }
 
 bool RepairOpenFile(COpenFile& file)
 {
     const std::string redoPath = RedoPathOf(file);
-    const std::string folder = FolderOf(file.path);
     std::string content;
     bool found = false;
     if (!ReadRedo(redoPath.c_str(), &content, &found)) {
         return false;
     }
-    const bool isCut = found && file.size > 0 && CheckRedo(&content);
-    if (!isCut && (!file.note.isOpen || file.size == 0)) {
-        return !found || RemoveRedo(file, redoPath);
+    if (found && file.size > 0 && CheckRedo(&content)) {
+        FILETIME stamp;
+        return PrepareChange(file) && Overwrite(file, content) &&
+               StampFile(file.descriptor, FolderOf(file.path).c_str(), &stamp) &&
+               RemoveRedo(file, redoPath) && StampAndMoveFolder(file) &&
+               CloseNote(file.descriptor, &file.note);
     }
-    FILETIME stamp;
-    if (!PrepareChange(file) || (isCut && !Overwrite(file, content)) ||
-        !StampFile(file.descriptor, folder.c_str(), &stamp)) {
+    if (found && !RemoveRedo(file, redoPath)) {
         return false;
     }
-    return (!found || RemoveRedo(file, redoPath)) && StampAndMoveFolder(file) &&
-           CloseNote(file.descriptor, &file.note);
+    if (file.note.isOpen && file.size > 0) {
+        // The content is whole; where this fails, the next open tries it again.
+        const CKeepLastError keep;
+        if (PrepareChange(file) && StampAndMoveFolder(file)) {
+            CloseNote(file.descriptor, &file.note);
+        }
+    }
+    return true;
 }

@@ -16,7 +16,11 @@
 // Replaces the content of an exclusive file: RewriteFile of platform/FileApi.h.
 bool RewriteOpenFile(COpenFile& file, std::string_view content);
 
-// Empties an exclusive file, drops a redo file that is left beside it, and stamps it.
+// Removes a redo file that lies beside a file that has just been made.
+bool DropRedo(COpenFile& file);
+
+// Empties an exclusive file, drops a redo file that is left beside it, stamps it, and
+// moves its folder's time.
 bool EmptyOpenFile(COpenFile& file);
 
 // Completes or drops what a dead writer left beside a file that has just been opened exclusively.

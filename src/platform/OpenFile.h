@@ -28,6 +28,7 @@ struct COpenFile
     bool isExclusive = false;
     bool isFolder = false;
     bool isCreationOpen = false; // was empty; its first content is its creation
+    FILETIME creationBegin;      // of the first save
     bool mayHaveRedo = false;    // a redo file of this object, which could not be removed
     FileNote note;               // kept for exclusive files only
 };

@@ -7,6 +7,7 @@
 
 #include <dirent.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/vfs.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -93,6 +94,12 @@ long CSystemCalls::BlockSize(int file)
     struct statfs status = {};
     return IsAllowed("statfs") && ::fstatfs(file, &status) == 0 ? static_cast<long>(status.f_bsize)
                                                                 : -1;
+}
+
+std::uint64_t CSystemCalls::LargestFileSize()
+{
+    struct rlimit limit = {};
+    return ::getrlimit(RLIMIT_FSIZE, &limit) == 0 ? limit.rlim_cur : 0;
 }
 
 int CSystemCalls::Stat(int folder, const char* path, int flags, struct statx* status)

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -31,6 +32,8 @@ public:
     virtual long FileSystemType(int file);
     // Of the file system, in bytes, or -1.
     virtual long BlockSize(int file);
+    // Of the process, in bytes.
+    virtual std::uint64_t LargestFileSize();
     // An empty path means the open file `folder` itself.
     virtual int Stat(int folder, const char* path, int flags, struct statx* status);
     virtual int SetTimes(int file, const struct timespec times[2]);

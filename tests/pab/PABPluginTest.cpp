@@ -351,6 +351,25 @@ TEST(PABPluginTest, AMakerWhoHangsIsToldOfAndSoIsTheDeletion)
     EXPECT_EQ(follower.Next(), "-1 ");
 }
 
+TEST(PABPluginTest, AFirstSaveThatIsTriedAgainLateIsToldOfAndSoIsItsDeletion)
+{
+    CBook book;
+    CFollower follower(book);
+    CIntrusion failing;
+    failing.name = "setxattr"; // of the creation, with the content in place
+    failing.callsLeft = 2;
+    failing.intrude = [&] { failing.FailAt(1, EIO); };
+    ContactPtr contact(book.plugin.CreateContact(nullptr));
+    EXPECT_TRUE(contact->SetProperty("FullName", u"Ann"));
+    EXPECT_FALSE(contact->Save());
+    failing.seconds = 20;
+    EXPECT_EQ(follower.Next(), "+1 ");
+    EXPECT_TRUE(contact->Save());
+    contact.reset();
+    EXPECT_TRUE(book.plugin.DeleteContact(Number(1)));
+    EXPECT_EQ(follower.Next(), "-1 ");
+}
+
 using Operation = std::pair<const char*, bool (*)(CBook& book)>;
 const Operation kOperations[] = {
     {"create", [](CBook& book) { return book.New() != 0; }},
