@@ -295,6 +295,10 @@ bool RewriteOpenFile(COpenFile& file, std::string_view content)
     // From the first write on nothing more may need memory.
     const std::string redoPath = RedoPathOf(file);
     const std::string folder = FolderOf(file.path);
+    const CDescriptor openFolder(OpenFolder(folder.c_str()));
+    if (!openFolder.IsOpen()) {
+        return FailWithErrno(folder.c_str());
+    }
     if (!PrepareChange(file) ||
         (file.isCreationOpen && !BeginCreation(file.descriptor, folder.c_str(), file.size == 0,
                                                &file.note, &file.creationBegin))) {
@@ -303,8 +307,8 @@ bool RewriteOpenFile(COpenFile& file, std::string_view content)
     bool isAtOnce = FitsIntoOneWrite(file, content);
     // A redo file moves the folder's time as it comes and goes. Without one it is moved before, so
     // that followers look even if this process dies right behind the write.
-    if (isAtOnce &&
-        (!MoveFolderTimeToNow(folder.c_str()) || !OpenNote(file.descriptor, &file.note))) {
+    if (isAtOnce && (!MoveFolderTimeToNow(openFolder.Get(), folder.c_str()) ||
+                     !OpenNote(file.descriptor, &file.note))) {
         return false;
     }
     isAtOnce = isAtOnce && file.note.isOpen;
@@ -324,7 +328,7 @@ bool RewriteOpenFile(COpenFile& file, std::string_view content)
     WaitForStamp(stamp);
     // Until the folder has the stamp, the next open tries it again.
     const CKeepLastError keep;
-    if (MoveFolderTime(folder.c_str(), stamp)) {
+    if (MoveFolderTime(openFolder.Get(), folder.c_str(), stamp)) {
         CloseNote(file.descriptor, &file.note);
     }
     return true;

@@ -98,12 +98,6 @@ CSearch* SearchOf(HANDLE handle) noexcept
     return reinterpret_cast<CSearch*>(static_cast<std::intptr_t>(handle));
 }
 
-int OpenFolder(const char* path)
-{
-    return RetryInterrupted(
-        [&] { return CSystemCalls::Current().Open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0); });
-}
-
 // Only a folder that is missing itself is 3 here, as the pattern's last part is no name of a file.
 bool FailToOpenFolder()
 {

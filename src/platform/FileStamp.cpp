@@ -239,9 +239,13 @@ bool MoveFolderTime(int folder, const char* path, const FILETIME& time)
 
 bool MoveFolderTime(const char* path, const FILETIME& time)
 {
-    const CDescriptor folder(RetryInterrupted(
-        [&] { return CSystemCalls::Current().Open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0); }));
+    const CDescriptor folder(OpenFolder(path));
     return folder.IsOpen() ? MoveFolderTime(folder.Get(), path, time) : FailWithErrno(path);
+}
+
+bool MoveFolderTimeToNow(int folder, const char* path)
+{
+    return MoveFolderTime(folder, path, FileTimeFromCount(ClockCount()));
 }
 
 bool MoveFolderTimeToNow(const char* path)

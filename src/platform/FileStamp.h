@@ -26,6 +26,7 @@ bool MayStamp(int file, const struct statx& status);
 // time's place as names come and go may be earlier than a change that callers were told of, so the
 // folder's access time keeps the latest one as well, and it is put back from there.
 bool MoveFolderTime(int folder, const char* path, const FILETIME& time);
+bool MoveFolderTimeToNow(int folder, const char* path);
 
 // The same for a folder that is not open.
 bool MoveFolderTime(const char* path, const FILETIME& time);

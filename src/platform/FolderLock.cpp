@@ -21,8 +21,7 @@ bool CFolderLock::Acquire(const char* folder, int operation)
 try {
     Release();
     CSystemCalls& calls = CSystemCalls::Current();
-    CDescriptor descriptor(RetryInterrupted(
-        [&] { return calls.Open(folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0); }));
+    CDescriptor descriptor(OpenFolder(folder));
     if (!descriptor.IsOpen()) {
         return FailWithErrno(folder);
     }

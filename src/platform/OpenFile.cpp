@@ -43,6 +43,12 @@ bool CDescriptor::Close() noexcept
     return CloseDescriptor(Release()) == 0;
 }
 
+int OpenFolder(const char* path) noexcept
+{
+    return RetryInterrupted(
+        [&] { return CSystemCalls::Current().Open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0); });
+}
+
 int CloseDescriptor(int descriptor) noexcept
 {
     const int result = CSystemCalls::Current().Close(descriptor);
@@ -117,8 +123,7 @@ bool ReadAll(int file, char* buffer, std::size_t size, std::uint64_t position)
 bool SyncFolder(const char* folder)
 {
     CSystemCalls& calls = CSystemCalls::Current();
-    CDescriptor descriptor(RetryInterrupted(
-        [&] { return calls.Open(folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0); }));
+    CDescriptor descriptor(OpenFolder(folder));
     if (!descriptor.IsOpen()) {
         return false;
     }

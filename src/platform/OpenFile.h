@@ -56,6 +56,9 @@ private:
     int m_descriptor;
 };
 
+// A folder's descriptor, or -1 with errno set.
+int OpenFolder(const char* path) noexcept;
+
 // Closes and gives the call's result; an interrupted close has closed.
 int CloseDescriptor(int descriptor) noexcept;
 
