@@ -182,7 +182,7 @@ try {
     file->size = file->position;
     FILETIME stamp;
     if (file->isExclusive) {
-        if (!StampFile(file->descriptor, FolderOf(file->path).c_str(), &stamp)) {
+        if (!StampFile(file->descriptor, file->folder.c_str(), &stamp)) {
             return 0;
         }
         WaitForStamp(stamp);

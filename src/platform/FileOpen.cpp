@@ -66,9 +66,9 @@ bool OpenPath(COpenFile& file, int flags)
 bool CreateLocked(COpenFile& file, bool* isSupported)
 {
     CSystemCalls& calls = CSystemCalls::Current();
-    const std::string folder = FolderOf(file.path);
-    CDescriptor unnamed(RetryInterrupted(
-        [&] { return calls.Open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, kFileMode); }));
+    CDescriptor unnamed(RetryInterrupted([&] {
+        return calls.Open(file.folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, kFileMode);
+    }));
     if (!unnamed.IsOpen()) {
         *isSupported = errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL;
         return false;
@@ -116,9 +116,8 @@ bool CheckRegularFile(COpenFile& file)
 // others have put there. So it is moved once more; that it can be, is found out before.
 bool CreateExclusive(COpenFile& file)
 {
-    const std::string folder = FolderOf(file.path);
     bool isSupported = true;
-    if (!MoveFolderTimeToNow(folder.c_str())) {
+    if (!MoveFolderTimeToNow(file.folder.c_str())) {
         if (GetLastError() == ERROR_FILE_NOT_FOUND) {
             SetLastError(ERROR_PATH_NOT_FOUND);
         }
@@ -129,7 +128,7 @@ bool CreateExclusive(COpenFile& file)
     }
     {
         const CKeepLastError keep;
-        MoveFolderTimeToNow(folder.c_str());
+        MoveFolderTimeToNow(file.folder.c_str());
         DropRedo(file);
     }
     return CheckRegularFile(file);
@@ -234,6 +233,8 @@ try {
     }
     auto file = std::make_unique<COpenFile>();
     file->path = path;
+    file->folder = FolderOf(path);
+    file->redoPath = file->path + kRedoSuffix;
     file->isFolder = isFolder;
     file->isExclusive = shareMode == 0 && !isFolder;
     if (!OpenByMode(*file, access, disposition)) {

@@ -9,8 +9,6 @@
 namespace
 {
 
-// No editor's backup has such a name.
-constexpr const char* kRedoSuffix = ".redo~";
 constexpr std::uint64_t kSmallestBlock = 1024;
 constexpr std::size_t kSmallestPage = 4096;
 constexpr std::size_t kLargestRedo = std::size_t{1} << 30;
@@ -42,18 +40,13 @@ std::uint64_t Checksum(std::string_view bytes)
     return sum;
 }
 
-std::string RedoPathOf(const COpenFile& file)
+bool RemoveRedo(COpenFile& file)
 {
-    return file.path + kRedoSuffix;
-}
-
-bool RemoveRedo(COpenFile& file, const std::string& redoPath)
-{
-    const bool isGone =
-        RetryInterrupted([&] { return CSystemCalls::Current().Unlink(redoPath.c_str()); }) == 0 ||
-        errno == ENOENT || FailWithErrno();
-    file.mayHaveRedo = file.mayHaveRedo && !isGone;
-    return isGone;
+    file.mayHaveRedo = RetryInterrupted([&] {
+                           return CSystemCalls::Current().Unlink(file.redoPath.c_str());
+                       }) != 0 &&
+                       errno != ENOENT;
+    return !file.mayHaveRedo || FailWithErrno();
 }
 
 std::string RedoText(std::string_view content)
@@ -83,12 +76,14 @@ bool CheckRedo(std::string* text)
            trailer.contentSize == contentSize && trailer.checksum == Checksum(*text);
 }
 
-bool WriteRedo(const char* path, const char* folder, std::string_view content)
+bool WriteRedo(COpenFile& file, std::string_view content)
 {
     CSystemCalls& calls = CSystemCalls::Current();
     const std::string text = RedoText(content);
+    file.mayHaveRedo = true;
     CDescriptor redo(RetryInterrupted([&] {
-        return calls.Open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
+        return calls.Open(file.redoPath.c_str(),
+                          O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
                           kFileMode);
     }));
     if (!redo.IsOpen() || !WriteAll(redo.Get(), text, 0)) {
@@ -100,7 +95,7 @@ bool WriteRedo(const char* path, const char* folder, std::string_view content)
     if (!redo.Close()) {
         return FailWithErrno();
     }
-    return !IsFlushing() || SyncFolder(folder) || FailWithErrno();
+    return !IsFlushing() || SyncFolder(file.folder.c_str()) || FailWithErrno();
 }
 
 bool Truncate(COpenFile& file, std::uint64_t size)
@@ -122,13 +117,30 @@ bool SyncIfFlushing(const COpenFile& file)
 
 bool StampAndMoveFolder(const COpenFile& file)
 {
-    const std::string folder = FolderOf(file.path);
     FILETIME stamp;
-    if (!StampFile(file.descriptor, folder.c_str(), &stamp)) {
+    if (!StampFile(file.descriptor, file.folder.c_str(), &stamp)) {
         return false;
     }
     WaitForStamp(stamp);
-    return MoveFolderTime(folder.c_str(), stamp);
+    return MoveFolderTime(file.folder.c_str(), stamp);
+}
+
+// The length is not known for sure from a write's beginning until it has come to a good end.
+void ExpectAtLeast(COpenFile& file, std::uint64_t size)
+{
+    file.size = std::max(file.size, size);
+}
+
+bool LearnSize(COpenFile& file)
+{
+    struct statx status = {};
+    if (RetryInterrupted([&] {
+            return CSystemCalls::Current().Stat(file.descriptor, "", AT_EMPTY_PATH, &status);
+        }) != 0) {
+        return false;
+    }
+    file.size = status.stx_size;
+    return true;
 }
 
 // Room for a longer text, so that a full disk is noticed before the old one is touched. Where room
@@ -147,8 +159,9 @@ bool Reserve(COpenFile& file, std::uint64_t size)
     }
     FailWithErrno();
     const CKeepLastError keep;
-    Truncate(file, file.size); // gives back what was reserved, and moves the file's time
-    StampAndMoveFolder(file);
+    if (LearnSize(file) && Truncate(file, file.size)) { // gives back what was reserved
+        StampAndMoveFolder(file);
+    }
     return false;
 }
 
@@ -172,12 +185,6 @@ bool PrepareChange(COpenFile& file)
            (file.isCreationOpen || MendCreation(file.descriptor, status, &file.note));
 }
 
-// The length is unknown until a write has come to its end.
-void ExpectAtLeast(COpenFile& file, std::uint64_t size)
-{
-    file.size = std::max(file.size, size);
-}
-
 bool Overwrite(COpenFile& file, std::string_view content)
 {
     ExpectAtLeast(file, content.size());
@@ -192,11 +199,11 @@ bool Overwrite(COpenFile& file, std::string_view content)
 
 // After a failed overwrite the content is neither old nor new. An empty file is the state that
 // everybody knows how to read; where even that fails, a redo file stays for the next open.
-void EmptyAfterFailure(COpenFile& file, const std::string& redoPath)
+void EmptyAfterFailure(COpenFile& file)
 {
     const CKeepLastError keep;
     if (Truncate(file, 0)) {
-        RemoveRedo(file, redoPath);
+        RemoveRedo(file);
         StampAndMoveFolder(file);
     }
 }
@@ -236,7 +243,7 @@ bool FitsIntoOneWrite(const COpenFile& file, std::string_view content)
            content.size() <= calls.LargestFileSize();
 }
 
-bool WriteAtOnce(COpenFile& file, std::string_view content, const std::string& redoPath)
+bool WriteAtOnce(COpenFile& file, std::string_view content)
 {
     // In one page of memory too, which is there as a whole or not at all.
     alignas(kSmallestPage) std::array<char, kSmallestPage> page;
@@ -247,9 +254,9 @@ bool WriteAtOnce(COpenFile& file, std::string_view content, const std::string& r
     });
     if (written < 0) {
         FailWithErrno();
-        // Nothing was written, but the file's time may have been moved.
+        // Nothing was written as a rule, but the file's time may have been moved.
         const CKeepLastError keep;
-        if (StampAndMoveFolder(file) && !file.isCreationOpen) {
+        if (LearnSize(file) && StampAndMoveFolder(file) && !file.isCreationOpen) {
             CloseNote(file.descriptor, &file.note);
         }
         return false;
@@ -257,69 +264,63 @@ bool WriteAtOnce(COpenFile& file, std::string_view content, const std::string& r
     const std::size_t begun = static_cast<std::size_t>(written);
     if (!WriteAll(file.descriptor, bytes.substr(begun), begun)) {
         FailWithErrno();
-        EmptyAfterFailure(file, redoPath);
+        EmptyAfterFailure(file);
         return false;
     }
     return true;
 }
 
-bool WriteByRedo(COpenFile& file, std::string_view content, const std::string& redoPath,
-                 const std::string& folder)
+bool WriteByRedo(COpenFile& file, std::string_view content)
 {
-    file.mayHaveRedo = true;
-    if (!WriteRedo(redoPath.c_str(), folder.c_str(), content) || !Reserve(file, content.size())) {
+    if (!WriteRedo(file, content) || !Reserve(file, content.size())) {
         const CKeepLastError keep;
-        RemoveRedo(file, redoPath);
+        RemoveRedo(file);
         return false;
     }
     if (!Overwrite(file, content)) {
-        EmptyAfterFailure(file, redoPath);
+        EmptyAfterFailure(file);
         return false;
     }
     // The first of two stamps, for the case that this process dies before the other. Where it
     // fails, the next open finds the redo file.
     FILETIME stamp;
-    return StampFile(file.descriptor, folder.c_str(), &stamp) && RemoveRedo(file, redoPath);
+    return StampFile(file.descriptor, file.folder.c_str(), &stamp) && RemoveRedo(file);
 }
 
 } // namespace
 
 bool DropRedo(COpenFile& file)
 {
-    file.mayHaveRedo = true;
-    return RemoveRedo(file, RedoPathOf(file));
+    return RemoveRedo(file);
 }
 
 bool RewriteOpenFile(COpenFile& file, std::string_view content)
 {
-    // From the first write on nothing more may need memory.
-    const std::string redoPath = RedoPathOf(file);
-    const std::string folder = FolderOf(file.path);
-    const CDescriptor openFolder(OpenFolder(folder.c_str()));
-    if (!openFolder.IsOpen()) {
-        return FailWithErrno(folder.c_str());
+    const char* const path = file.folder.c_str();
+    const CDescriptor folder(OpenFolder(path));
+    if (!folder.IsOpen()) {
+        return FailWithErrno(path);
     }
     if (!PrepareChange(file) ||
-        (file.isCreationOpen && !BeginCreation(file.descriptor, folder.c_str(), file.size == 0,
-                                               &file.note, &file.creationBegin))) {
+        (file.isCreationOpen &&
+         !BeginCreation(file.descriptor, path, file.size == 0, &file.note, &file.creationBegin))) {
         return false;
     }
     bool isAtOnce = FitsIntoOneWrite(file, content);
     // A redo file moves the folder's time as it comes and goes. Without one it is moved before, so
     // that followers look even if this process dies right behind the write.
-    if (isAtOnce && (!MoveFolderTimeToNow(openFolder.Get(), folder.c_str()) ||
-                     !OpenNote(file.descriptor, &file.note))) {
+    if (isAtOnce &&
+        (!MoveFolderTimeToNow(folder.Get(), path) || !OpenNote(file.descriptor, &file.note))) {
         return false;
     }
     isAtOnce = isAtOnce && file.note.isOpen;
-    if (isAtOnce ? !WriteAtOnce(file, content, redoPath)
-                 : !WriteByRedo(file, content, redoPath, folder)) {
+    if (isAtOnce ? !WriteAtOnce(file, content) : !WriteByRedo(file, content)) {
         return false;
     }
     // The kernel stamps the folder as a redo file goes, with a clock that may lag behind stamps
     // that others have put there. So the stamp that the folder gets comes last.
     FILETIME stamp;
-    if (!StampFile(file.descriptor, folder.c_str(), &stamp) ||
+    if (!StampFile(file.descriptor, path, &stamp) ||
         (file.isCreationOpen &&
          !EndCreation(file.descriptor, file.creationBegin, stamp, &file.note))) {
         return false;
@@ -328,7 +329,7 @@ bool RewriteOpenFile(COpenFile& file, std::string_view content)
     WaitForStamp(stamp);
     // Until the folder has the stamp, the next open tries it again.
     const CKeepLastError keep;
-    if (MoveFolderTime(openFolder.Get(), folder.c_str(), stamp)) {
+    if (MoveFolderTime(folder.Get(), path, stamp)) {
         CloseNote(file.descriptor, &file.note);
     }
     return true;
@@ -336,17 +337,15 @@ bool RewriteOpenFile(COpenFile& file, std::string_view content)
 
 bool EmptyOpenFile(COpenFile& file)
 {
-    const std::string redoPath = RedoPathOf(file);
     // Before, so that followers look even if this process dies right behind it.
-    if (!PrepareChange(file) || !MoveFolderTimeToNow(FolderOf(file.path).c_str())) {
+    if (!PrepareChange(file) || !MoveFolderTimeToNow(file.folder.c_str())) {
         return false;
     }
     // Once more would only move the file's time behind its stamp.
     if (file.size > 0 && !Truncate(file, 0)) {
         return FailWithErrno();
     }
-    if ((SyncIfFlushing(file) || FailWithErrno()) && RemoveRedo(file, redoPath) &&
-        StampAndMoveFolder(file)) {
+    if ((SyncIfFlushing(file) || FailWithErrno()) && RemoveRedo(file) && StampAndMoveFolder(file)) {
         return true;
     }
     const CKeepLastError keep;
@@ -356,20 +355,18 @@ bool EmptyOpenFile(COpenFile& file)
 
 bool RepairOpenFile(COpenFile& file)
 {
-    const std::string redoPath = RedoPathOf(file);
     std::string content;
     bool found = false;
-    if (!ReadRedo(redoPath.c_str(), &content, &found)) {
+    if (!ReadRedo(file.redoPath.c_str(), &content, &found)) {
         return false;
     }
     if (found && file.size > 0 && CheckRedo(&content)) {
         FILETIME stamp;
         return PrepareChange(file) && Overwrite(file, content) &&
-               StampFile(file.descriptor, FolderOf(file.path).c_str(), &stamp) &&
-               RemoveRedo(file, redoPath) && StampAndMoveFolder(file) &&
-               CloseNote(file.descriptor, &file.note);
+               StampFile(file.descriptor, file.folder.c_str(), &stamp) && RemoveRedo(file) &&
+               StampAndMoveFolder(file) && CloseNote(file.descriptor, &file.note);
     }
-    if (found && !RemoveRedo(file, redoPath)) {
+    if (found && !RemoveRedo(file)) {
         return false;
     }
     if (file.note.isOpen && file.size > 0) {

@@ -12,6 +12,9 @@
 // Contacts are private: the mail server's user and group, as far as the umask lets them.
 inline constexpr mode_t kFileMode = 0660;
 
+// Ends the name of a redo file (platform/FileRewrite.h). No editor's backup has such a name.
+inline constexpr const char* kRedoSuffix = ".redo~";
+
 // An open file or folder. A resource; CloseHandle ends it.
 struct COpenFile
 {
@@ -22,6 +25,8 @@ struct COpenFile
 
     int descriptor = -1;
     std::string path;
+    std::string folder;   // known from the start: where a write has begun, memory may be short
+    std::string redoPath; // likewise
     std::uint64_t position = 0;
     std::uint64_t size = 0;  // kept for exclusive files only
     std::uint64_t inode = 0; // likewise
@@ -29,7 +34,7 @@ struct COpenFile
     bool isFolder = false;
     bool isCreationOpen = false; // was empty; its first content is its creation
     FILETIME creationBegin;      // of the first save
-    bool mayHaveRedo = false;    // a redo file of this object, which could not be removed
+    bool mayHaveRedo = false;    // one of this object, or one that could not be removed
     FileNote note;               // kept for exclusive files only
 };
 

@@ -175,20 +175,28 @@ TEST(FileRewriteTest, AFileThatCannotBearANoteIsRewrittenByARedoFile)
     EXPECT_EQ(calls.writes, 7);
 }
 
-TEST(FileRewriteTest, ARefusedWriteHidesNoEarlierOne)
+TEST(FileRewriteTest, ARefusedWriteHidesNoEarlierOneAndSpoilsNoLaterOne)
 {
     // The kernel moves a file's time before it refuses the bytes, by a clock that lags behind.
     struct : CSystemCalls
     {
-        ssize_t WriteAt(int file, const void* /*bytes*/, std::size_t /*size*/,
-                        off_t /*position*/) override
+        ssize_t WriteAt(int file, const void* bytes, std::size_t size, off_t position) override
         {
+            if (isFull) {
+                return CSystemCalls::WriteAt(file, bytes, size, position);
+            }
             const struct timespec times[2] = {{.tv_sec = 1, .tv_nsec = 0},
                                               {.tv_sec = 1, .tv_nsec = 0}};
             SetTimes(file, times);
             errno = EIO;
             return -1;
         }
+        int Allocate(int /*file*/, off_t /*position*/, off_t /*length*/) override
+        {
+            errno = ENOSPC;
+            return -1;
+        }
+        bool isFull = false;
     } refusing;
     const CTempFolder folder;
     MakeFile(folder / "file", "text");
@@ -196,10 +204,13 @@ TEST(FileRewriteTest, ARefusedWriteHidesNoEarlierOne)
     CFileHandle file(OpenExclusive(folder / "file", OPEN_EXISTING));
     CSystemCalls::Replace(&refusing);
     EXPECT_EQ(RewriteFile(file.Get(), "new text"), 0);
-    CSystemCalls::Replace(nullptr);
-    EXPECT_EQ(folder.Read("file"), "text");
     EXPECT_GT(LastWriteOf(folder / "file"), lastWrite);
     EXPECT_FALSE(NoteOf(folder / "file").ends_with('~'));
+    refusing.isFull = true;
+    EXPECT_EQ(RewriteFile(file.Get(), std::string(9000, 'n')), 0);
+    EXPECT_EQ(GetLastError(), ERROR_DISK_FULL);
+    CSystemCalls::Replace(nullptr);
+    EXPECT_EQ(folder.Read("file"), "text");
 }
 
 TEST(FileRewriteTest, AFailedCallLeavesADefinedFileAndARetryWorks)
