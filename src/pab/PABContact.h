@@ -60,8 +60,9 @@ public:
 
     // Rewrites the file if the record was changed: REV is renewed, the write counter raised, and
     // the folder's time moved. On failure the record stays changed, to be saved again, and the file
-    // has its old content, or is empty where writing over it had begun (platform/FileApi.h,
-    // RewriteFile). Last error 13: an entry's text is no UTF-16; 223: more than Open reads.
+    // has its old content, is empty where writing over it had begun, or has the new content where
+    // that could not be stamped (platform/FileApi.h, RewriteFile). Last error 13: an entry's text
+    // is no UTF-16; 223: more than Open reads.
     bool Save() override;
 
     ContactMgr::CContactId GetId() override;

@@ -363,7 +363,7 @@ bool CPABContact::TouchRootDir()
     if (CFileSystem::GetFileTime(m_file.Get(), nullptr, nullptr, &lastWrite) == 0) {
         return false;
     }
-    // The rewrite has moved it as a rule.
+    // The rewrite has moved it as a rule; where it could not, it is tried once more.
     WIN32_FILE_ATTRIBUTE_DATA folder;
     if (CFileSystem::GetFileAttributesExA(m_rootDirectory.c_str(), GetFileExInfoStandard,
                                           &folder) == 0 ||

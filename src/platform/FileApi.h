@@ -69,7 +69,7 @@ std::uint32_t GetFileSize(HANDLE file, std::uint32_t* sizeHigh);
 // leaves the old or the new content, or half of it and the file `path.redo~`, from which the next
 // exclusive open completes it. On failure the file has its old content (the replacement could not
 // be prepared, or the write was refused), is empty (writing over the old content failed half-way),
-// or has the new content (it could not be stamped); another call ends it.
+// or has the new content (it could not be stamped); calling it again completes it.
 int RewriteFile(HANDLE file, std::string_view content);
 
 // Times of an open file. Each pointer may be null; creation time as GetEntryCreationTime tells it.

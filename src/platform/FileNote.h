@@ -12,7 +12,7 @@ struct FileNote
 {
     std::optional<FILETIME> creation;
     // A writer is at it, or has died or failed there: what content there is may not have been
-    // stamped, nor the folder's time been moved. Means nothing on an empty file.
+    // stamped, nor the folder's time been moved to that stamp. Means nothing on an empty file.
     bool isOpen = false;
     bool isRead = false;
 };

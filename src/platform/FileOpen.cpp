@@ -128,8 +128,7 @@ bool CreateExclusive(COpenFile& file)
     }
     {
         const CKeepLastError keep;
-        MoveFolderTimeToNow(file.folder.c_str());
-        DropRedo(file);
+        DropRedo(file); // of somebody who had the name before; moves the folder's time
     }
     return CheckRegularFile(file);
 }

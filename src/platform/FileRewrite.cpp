@@ -6,6 +6,8 @@
 #include <array>
 #include <cstring>
 
+#include <linux/magic.h>
+
 namespace
 {
 
@@ -229,52 +231,11 @@ bool ReadRedo(const char* path, std::string* text, bool* found)
     return ReadAll(redo.Get(), text->data(), text->size(), 0) || FailWithErrno();
 }
 
-// Whether the content is written whole or not at all, whenever its process dies. A kill is noticed
-// between pages, on some file systems between blocks, and where the process's limit ends a write.
-bool FitsIntoOneWrite(const COpenFile& file, std::string_view content)
-{
-    if (IsFlushing() || file.mayHaveRedo || content.size() < file.size ||
-        content.size() > kSmallestPage) {
-        return false;
-    }
-    CSystemCalls& calls = CSystemCalls::Current();
-    const long blockSize = RetryInterrupted([&] { return calls.BlockSize(file.descriptor); });
-    return static_cast<long>(content.size()) <= blockSize &&
-           content.size() <= calls.LargestFileSize();
-}
-
-bool WriteAtOnce(COpenFile& file, std::string_view content)
-{
-    // In one page of memory too, which is there as a whole or not at all.
-    alignas(kSmallestPage) std::array<char, kSmallestPage> page;
-    const std::string_view bytes(page.data(), content.copy(page.data(), page.size()));
-    ExpectAtLeast(file, bytes.size());
-    const ssize_t written = RetryInterrupted([&] {
-        return CSystemCalls::Current().WriteAt(file.descriptor, bytes.data(), bytes.size(), 0);
-    });
-    if (written < 0) {
-        FailWithErrno();
-        // Nothing was written as a rule, but the file's time may have been moved.
-        const CKeepLastError keep;
-        if (LearnSize(file) && StampAndMoveFolder(file) && !file.isCreationOpen) {
-            CloseNote(file.descriptor, &file.note);
-        }
-        return false;
-    }
-    const std::size_t begun = static_cast<std::size_t>(written);
-    if (!WriteAll(file.descriptor, bytes.substr(begun), begun)) {
-        FailWithErrno();
-        EmptyAfterFailure(file);
-        return false;
-    }
-    return true;
-}
-
 bool WriteByRedo(COpenFile& file, std::string_view content)
 {
     if (!WriteRedo(file, content) || !Reserve(file, content.size())) {
         const CKeepLastError keep;
-        RemoveRedo(file);
+        DropRedo(file);
         return false;
     }
     if (!Overwrite(file, content)) {
@@ -287,11 +248,57 @@ bool WriteByRedo(COpenFile& file, std::string_view content)
     return StampFile(file.descriptor, file.folder.c_str(), &stamp) && RemoveRedo(file);
 }
 
+// Whether a write of so many bytes is made whole or not at all, whenever its process dies. A kill
+// is noticed between pages and where the process's limit ends a write, on some file systems between
+// blocks; what happens behind a network or a FUSE server is not known.
+bool FitsIntoOneWrite(const COpenFile& file, std::size_t size)
+{
+    constexpr std::array<long, 5> kTried = {EXT4_SUPER_MAGIC, XFS_SUPER_MAGIC, BTRFS_SUPER_MAGIC,
+                                            TMPFS_MAGIC, OVERLAYFS_SUPER_MAGIC};
+    if (IsFlushing() || file.mayHaveRedo || size < file.size || size > kSmallestPage) {
+        return false;
+    }
+    CSystemCalls& calls = CSystemCalls::Current();
+    struct statfs status = {};
+    return RetryInterrupted([&] { return calls.StatFileSystem(file.descriptor, &status); }) == 0 &&
+           std::find(kTried.begin(), kTried.end(), status.f_type) != kTried.end() &&
+           static_cast<long>(size) <= status.f_bsize && size <= calls.LargestFileSize();
+}
+
+bool WriteAtOnce(COpenFile& file, std::string_view content)
+{
+    // In one page of memory too, which is there as a whole or not at all.
+    alignas(kSmallestPage) std::array<char, kSmallestPage> page;
+    const std::size_t size = content.copy(page.data(), page.size());
+    ExpectAtLeast(file, size);
+    const ssize_t written = RetryInterrupted(
+        [&] { return CSystemCalls::Current().WriteAt(file.descriptor, page.data(), size, 0); });
+    if (written < 0) {
+        FailWithErrno();
+        // Nothing was written as a rule, but the file's time may have been moved.
+        const CKeepLastError keep;
+        if (LearnSize(file) && StampAndMoveFolder(file) && !file.isCreationOpen) {
+            CloseNote(file.descriptor, &file.note);
+        }
+        return false;
+    }
+    if (static_cast<std::size_t>(written) == size || WriteByRedo(file, content)) {
+        return true;
+    }
+    EmptyAfterFailure(file);
+    return false;
+}
+
 } // namespace
 
+// The kernel stamps the folder as the redo file goes, with a clock that may lag behind stamps that
+// others have put there.
 bool DropRedo(COpenFile& file)
 {
-    return RemoveRedo(file);
+    const bool isGone = RemoveRedo(file);
+    const CKeepLastError keep;
+    MoveFolderTimeToNow(file.folder.c_str());
+    return isGone;
 }
 
 bool RewriteOpenFile(COpenFile& file, std::string_view content)
@@ -306,14 +313,15 @@ bool RewriteOpenFile(COpenFile& file, std::string_view content)
          !BeginCreation(file.descriptor, path, file.size == 0, &file.note, &file.creationBegin))) {
         return false;
     }
-    bool isAtOnce = FitsIntoOneWrite(file, content);
-    // A redo file moves the folder's time as it comes and goes. Without one it is moved before, so
-    // that followers look even if this process dies right behind the write.
-    if (isAtOnce &&
-        (!MoveFolderTimeToNow(folder.Get(), path) || !OpenNote(file.descriptor, &file.note))) {
-        return false;
+    bool isAtOnce = false;
+    {
+        const CKeepLastError keep;
+        // A redo file moves the folder's time as it comes and goes. Without one it is moved before
+        // the write, so that followers look even if this process dies right behind it.
+        isAtOnce = OpenNote(file.descriptor, &file.note) && file.note.isOpen &&
+                   FitsIntoOneWrite(file, content.size()) &&
+                   MoveFolderTimeToNow(folder.Get(), path);
     }
-    isAtOnce = isAtOnce && file.note.isOpen;
     if (isAtOnce ? !WriteAtOnce(file, content) : !WriteByRedo(file, content)) {
         return false;
     }
@@ -327,7 +335,7 @@ bool RewriteOpenFile(COpenFile& file, std::string_view content)
     }
     file.isCreationOpen = false;
     WaitForStamp(stamp);
-    // Until the folder has the stamp, the next open tries it again.
+    // Until the folder has the stamp, the next open that finds the note tries it again.
     const CKeepLastError keep;
     if (MoveFolderTime(folder.Get(), path, stamp)) {
         CloseNote(file.descriptor, &file.note);
@@ -337,7 +345,7 @@ bool RewriteOpenFile(COpenFile& file, std::string_view content)
 
 bool EmptyOpenFile(COpenFile& file)
 {
-    // Before, so that followers look even if this process dies right behind it.
+    // The folder first, so that followers look even if this process dies behind the truncation.
     if (!PrepareChange(file) || !MoveFolderTimeToNow(file.folder.c_str())) {
         return false;
     }
@@ -360,17 +368,18 @@ bool RepairOpenFile(COpenFile& file)
     if (!ReadRedo(file.redoPath.c_str(), &content, &found)) {
         return false;
     }
-    if (found && file.size > 0 && CheckRedo(&content)) {
+    const bool isCut = found && file.size > 0 && CheckRedo(&content);
+    if (isCut) {
         FILETIME stamp;
-        return PrepareChange(file) && Overwrite(file, content) &&
-               StampFile(file.descriptor, file.folder.c_str(), &stamp) && RemoveRedo(file) &&
-               StampAndMoveFolder(file) && CloseNote(file.descriptor, &file.note);
-    }
-    if (found && !RemoveRedo(file)) {
+        if (!PrepareChange(file) || !Overwrite(file, content) ||
+            !StampFile(file.descriptor, file.folder.c_str(), &stamp) || !RemoveRedo(file)) {
+            return false;
+        }
+    } else if (found && !DropRedo(file)) {
         return false;
     }
-    if (file.note.isOpen && file.size > 0) {
-        // The content is whole; where this fails, the next open tries it again.
+    if (isCut || (file.note.isOpen && file.size > 0)) {
+        // The content is whole; where this fails, the next open that finds the note tries it again.
         const CKeepLastError keep;
         if (PrepareChange(file) && StampAndMoveFolder(file)) {
             CloseNote(file.descriptor, &file.note);

@@ -9,14 +9,14 @@
 // is untouched. An empty file stays empty: it was deleted, or its creator died before its first
 // content was there.
 //
-// Without flushing, a content that fills at most a page and a block, and is not shorter than the
-// old one, needs no redo file: the kernel moves it in one piece. The file's note tells the next
-// open if the writer died before the stamp.
+// Without flushing, on local file systems, a content that is no longer than a page or a block and
+// not shorter than the old one needs no redo file: the kernel moves it in one piece. In both cases
+// the file's note tells the next open whether the writer died before the folder had the stamp.
 
 // Replaces the content of an exclusive file: RewriteFile of platform/FileApi.h.
 bool RewriteOpenFile(COpenFile& file, std::string_view content);
 
-// Removes a redo file that lies beside a file that has just been made.
+// Removes a redo file that is not to be used, and moves the folder's time to the clock.
 bool DropRedo(COpenFile& file);
 
 // Empties an exclusive file, drops a redo file that is left beside it, stamps it, and

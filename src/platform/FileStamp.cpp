@@ -111,9 +111,10 @@ bool SetNotBefore(int file, std::uint64_t wanted, Stamp* stamp)
 // A lock on a folder ends at this machine there.
 bool SharesOnlyFileLocks(int folder) noexcept
 {
-    const long type =
-        RetryInterrupted([&] { return CSystemCalls::Current().FileSystemType(folder); });
-    return type == FUSE_SUPER_MAGIC || type == NFS_SUPER_MAGIC;
+    struct statfs status = {};
+    return RetryInterrupted(
+               [&] { return CSystemCalls::Current().StatFileSystem(folder, &status); }) == 0 &&
+           (status.f_type == FUSE_SUPER_MAGIC || status.f_type == NFS_SUPER_MAGIC);
 }
 
 int OpenLockFile(const char* folder) noexcept

@@ -8,7 +8,6 @@
 #include <dirent.h>
 #include <sys/file.h>
 #include <sys/resource.h>
-#include <sys/vfs.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -82,18 +81,9 @@ int CSystemCalls::SyncFileSystem(int file)
     return IsAllowed("syncfs") ? ::syncfs(file) : -1;
 }
 
-long CSystemCalls::FileSystemType(int file)
+int CSystemCalls::StatFileSystem(int file, struct statfs* status)
 {
-    struct statfs status = {};
-    return IsAllowed("statfs") && ::fstatfs(file, &status) == 0 ? static_cast<long>(status.f_type)
-                                                                : -1;
-}
-
-long CSystemCalls::BlockSize(int file)
-{
-    struct statfs status = {};
-    return IsAllowed("statfs") && ::fstatfs(file, &status) == 0 ? static_cast<long>(status.f_bsize)
-                                                                : -1;
+    return IsAllowed("statfs") ? ::fstatfs(file, status) : -1;
 }
 
 std::uint64_t CSystemCalls::LargestFileSize()

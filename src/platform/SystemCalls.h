@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <sys/vfs.h>
 #include <time.h>
 
 // The system calls that the platform layer makes, one operation each, with the call's own result
@@ -28,11 +29,8 @@ public:
     virtual int Lock(int file, int operation);
     virtual int Sync(int file);
     virtual int SyncFileSystem(int file);
-    // The magic number of the file system (linux/magic.h), or -1.
-    virtual long FileSystemType(int file);
-    // Of the file system, in bytes, or -1.
-    virtual long BlockSize(int file);
-    // Of the process, in bytes.
+    virtual int StatFileSystem(int file, struct statfs* status);
+    // What the process may write, in bytes.
     virtual std::uint64_t LargestFileSize();
     // An empty path means the open file `folder` itself.
     virtual int Stat(int folder, const char* path, int flags, struct statx* status);

@@ -160,7 +160,11 @@ TEST(FileApiTest, AFoldersTimeOnlyMovesForward)
 // time at the worst moment.
 struct CTwoClients : CSystemCalls
 {
-    long FileSystemType(int /*file*/) override { return FUSE_SUPER_MAGIC; }
+    int StatFileSystem(int /*file*/, struct statfs* status) override
+    {
+        status->f_type = FUSE_SUPER_MAGIC;
+        return 0;
+    }
     int Lock(int file, int operation) override
     {
         struct stat status = {};

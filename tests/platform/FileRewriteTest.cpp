@@ -11,6 +11,7 @@
 #include <iterator>
 #include <set>
 #include <tuple>
+#include <utility>
 
 #include <sys/xattr.h>
 
@@ -146,7 +147,7 @@ TEST(FileRewriteTest, AWriterWhoDiesWithoutARedoFileHidesNoChange)
     }
 }
 
-TEST(FileRewriteTest, AFileThatCannotBearANoteIsRewrittenByARedoFile)
+TEST(FileRewriteTest, WhatOneWriteMayNotHoldIsRewrittenByARedoFile)
 {
     struct : CFaultySystemCalls
     {
@@ -157,7 +158,13 @@ TEST(FileRewriteTest, AFileThatCannotBearANoteIsRewrittenByARedoFile)
             return std::string_view(call) == "setxattr" && !bearsNotes ? EOPNOTSUPP : error;
         }
         std::uint64_t LargestFileSize() override { return largest; }
+        ssize_t WriteAt(int file, const void* bytes, std::size_t size, off_t position) override
+        {
+            const bool isCut = std::exchange(isCutting, false);
+            return CFaultySystemCalls::WriteAt(file, bytes, isCut ? size / 2 : size, position);
+        }
         int writes = 0;
+        bool isCutting = false;
         bool bearsNotes = false;
         std::uint64_t largest = 1000;
     } calls;
@@ -170,9 +177,13 @@ TEST(FileRewriteTest, AFileThatCannotBearANoteIsRewrittenByARedoFile)
     calls.bearsNotes = true;
     MakeFile(folder / "noted", "text");
     EXPECT_EQ(calls.writes, 5);
-    calls.largest = 3; // which ends a longer write in the middle
+    calls.isCutting = true; // goes on by a redo file
+    MakeFile(folder / "cut", "text");
+    EXPECT_EQ(calls.writes, 8);
+    EXPECT_EQ(folder.Read("cut"), "text");
+    calls.largest = 3; // which would end a longer write in the middle
     MakeFile(folder / "limited", "text");
-    EXPECT_EQ(calls.writes, 7);
+    EXPECT_EQ(calls.writes, 10);
 }
 
 TEST(FileRewriteTest, ARefusedWriteHidesNoEarlierOneAndSpoilsNoLaterOne)
@@ -299,11 +310,12 @@ TEST(FileRewriteTest, WhatIsLeftBesideAFileIsUsedOnlyWhereItIsWhole)
 {
     const CTempFolder folder;
     const std::string path = folder / "file";
-    MakeFile(path, "a text that is longer");
     std::string redo;
     bool isDying = true;
     for (int call = 1; redo.size() <= 16 + 16; ++call) {
-        redo = LeftByDeadWriter(path, "new text of 16 b", call, &isDying);
+        const CTempFolder dying;
+        MakeFile(dying / "file", "a text that is longer");
+        redo = LeftByDeadWriter(dying / "file", "new text of 16 b", call, &isDying);
         ASSERT_TRUE(isDying);
     }
     std::string flipped = redo;
