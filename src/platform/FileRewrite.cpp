@@ -231,11 +231,20 @@ bool ReadRedo(const char* path, std::string* text, bool* found)
     return ReadAll(redo.Get(), text->data(), text->size(), 0) || FailWithErrno();
 }
 
+// The old content has stayed, so the next open has nothing to stamp.
+void CloseUnused(COpenFile& file)
+{
+    if (!file.isCreationOpen) {
+        CloseNote(file.descriptor, &file.note);
+    }
+}
+
 bool WriteByRedo(COpenFile& file, std::string_view content)
 {
     if (!WriteRedo(file, content) || !Reserve(file, content.size())) {
         const CKeepLastError keep;
         DropRedo(file);
+        CloseUnused(file);
         return false;
     }
     if (!Overwrite(file, content)) {
@@ -277,8 +286,8 @@ bool WriteAtOnce(COpenFile& file, std::string_view content)
         FailWithErrno();
         // Nothing was written as a rule, but the file's time may have been moved.
         const CKeepLastError keep;
-        if (LearnSize(file) && StampAndMoveFolder(file) && !file.isCreationOpen) {
-            CloseNote(file.descriptor, &file.note);
+        if (LearnSize(file) && StampAndMoveFolder(file)) {
+            CloseUnused(file);
         }
         return false;
     }
@@ -303,14 +312,16 @@ bool DropRedo(COpenFile& file)
 
 bool RewriteOpenFile(COpenFile& file, std::string_view content)
 {
+    if (!PrepareChange(file)) {
+        return false;
+    }
     const char* const path = file.folder.c_str();
     const CDescriptor folder(OpenFolder(path));
     if (!folder.IsOpen()) {
-        return FailWithErrno(path);
+        return FailWithErrno(file.path.c_str());
     }
-    if (!PrepareChange(file) ||
-        (file.isCreationOpen &&
-         !BeginCreation(file.descriptor, path, file.size == 0, &file.note, &file.creationBegin))) {
+    if (file.isCreationOpen &&
+        !BeginCreation(file.descriptor, path, file.size == 0, &file.note, &file.creationBegin)) {
         return false;
     }
     bool isAtOnce = false;

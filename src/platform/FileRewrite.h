@@ -19,8 +19,8 @@ bool RewriteOpenFile(COpenFile& file, std::string_view content);
 // Removes a redo file that is not to be used, and moves the folder's time to the clock.
 bool DropRedo(COpenFile& file);
 
-// Empties an exclusive file, drops a redo file that is left beside it, stamps it, and
-// moves its folder's time.
+// Empties an exclusive file, drops a redo file that is left beside it, stamps it, and moves its
+// folder's time.
 bool EmptyOpenFile(COpenFile& file);
 
 // Completes or drops what a dead writer left beside a file that has just been opened exclusively.

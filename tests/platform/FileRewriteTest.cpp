@@ -255,6 +255,7 @@ TEST(FileRewriteTest, AFailedCallLeavesADefinedFileAndARetryWorks)
             const bool isVital = kVitalCalls.contains(calls.LastHit()) && error != EINTR;
             EXPECT_TRUE(isGood ? !wasHit || !isVital : GetLastError() == ErrorFromErrno(error));
             EXPECT_TRUE(content == after || (!isGood && (content == before || content.empty())));
+            EXPECT_TRUE(content != before || !NoteOf(folder / "file").ends_with('~'));
             EXPECT_TRUE(isGood || content == before || calls.LastHit() != "allocate")
                 << "full disk";
             calls.FailAt(0, 0);
