@@ -78,27 +78,6 @@ TEST(ContentLineSyntaxTest, ParametersAreReadAndWrittenInOneForm)
     }
 }
 
-TEST(ContentLineSyntaxTest, ParameterValuesOfAnyTextComeBack)
-{
-    const std::vector<std::u16string> values = {
-        u"",   u" ",      u"a, b; c: d", u"\"quoted\" and ^ caret",  u"^n is no break", u"^^'",
-        u"\t", u"two\n.", u"=",          std::u16string(u"a\0b", 3), u"\U0001F600,",    u"^"};
-    CParameters parameters;
-    for (const std::u16string& value : values) {
-        parameters.FindOrAdd("ALL")->AddTail(value);
-    }
-    parameters.FindOrAdd("BREAKS")->AddTail(u"a\r\nb\rc");
-    parameters.FindOrAdd("NOTHING");
-
-    CParsedLine parsed;
-    ASSERT_TRUE(parsed.Parse(LineText({"g", "X", parameters, u"value"})));
-    EXPECT_EQ(parsed.value, u"value");
-    EXPECT_EQ(parsed.parameters.GetCount(), 2U);
-    const CParameterValues& all = *parsed.parameters.FindOrAdd("ALL");
-    EXPECT_EQ(std::vector<std::u16string>(all.begin(), all.end()), values);
-    EXPECT_EQ(parsed.parameters.FindOrAdd("BREAKS")->GetHead(), u"a\nb\nc");
-}
-
 TEST(ContentLineSyntaxTest, TextThatIsNoUtf16IsNotWritten)
 {
     const std::u16string surrogate(1, u'\xD800');

@@ -1,6 +1,8 @@
 #include "fuzz/Fuzz.h"
 #include "server/Rfc822Address.h"
+#include "server/Utf8String.h"
 
+#include <algorithm>
 #include <string>
 
 namespace
@@ -16,8 +18,12 @@ void CheckForms(const CRfc822Address& address)
     FuzzCheck(again.Parse(address.RawFullAddress()) && raw == again.RawAddress() &&
                   comment == again.GetComment(),
               "RawFullAddress reads as the same address and comment");
-    const std::string encoded = std::string(address.EncodedComment()) + " <" +
-                                address.EncodedName() + "@" + address.EncodedDomain() + ">";
+    const std::string header = address.EncodedComment();
+    FuzzCheck(std::all_of(header.begin(), header.end(), [](char c) { return c >= 0; }) &&
+                  header.empty() != address.HasComment(),
+              "the header's form of a comment is ASCII");
+    const std::string encoded =
+        header + " <" + address.EncodedName() + "@" + address.EncodedDomain() + ">";
     FuzzCheck(again.Parse(encoded.c_str()) && raw == again.RawAddress() &&
                   comment == again.GetComment(),
               "the header's form reads as the same address and comment");
@@ -46,6 +52,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         CheckForms(list.GetNext(position));
     }
     if (address.SetName(text.c_str()) && address.SetDomain("example.org")) {
+        CheckForms(address);
+    }
+    // A comment that is set stands on one line of an address, without its control characters.
+    std::u16string comment;
+    if (Utf8ToWide(text, &comment) && address.Parse("\"a b\\\"@\"@[192.0.2.7]") &&
+        std::none_of(comment.begin(), comment.end(),
+                     [](char16_t c) { return (c < u' ' && c != u'\t') || c == u'\x7F'; })) {
+        FuzzCheck(address.SetComment(comment.c_str()), "any text is a comment");
         CheckForms(address);
     }
     return 0;

@@ -335,39 +335,27 @@ TEST(PABPluginTest, TimesSetByHandNeitherHideADeletionNorMoveTheVersion)
     }
 }
 
-TEST(PABPluginTest, AMakerWhoHangsIsToldOfAndSoIsTheDeletion)
+TEST(PABPluginTest, AFirstSaveThatTakesLongOrIsTriedAgainIsToldOfAndSoIsTheDeletion)
 {
-    CBook book;
-    CFollower follower(book);
-    CIntrusion hanging;
-    hanging.name = "setxattr"; // of the creation, with the content in place
-    hanging.callsLeft = 2;
-    hanging.intrude = [&] {
-        hanging.seconds = 20;
-        EXPECT_EQ(follower.Next(), "+1 ");
-    };
-    EXPECT_EQ(book.New(), 1u);
-    EXPECT_TRUE(book.plugin.DeleteContact(Number(1)));
-    EXPECT_EQ(follower.Next(), "-1 ");
-}
-
-TEST(PABPluginTest, AFirstSaveThatIsTriedAgainLateIsToldOfAndSoIsItsDeletion)
-{
-    CBook book;
-    CFollower follower(book);
-    CIntrusion failing;
-    failing.name = "setxattr"; // of the creation, with the content in place
-    failing.callsLeft = 2;
-    failing.intrude = [&] { failing.FailAt(1, EIO); };
-    ContactPtr contact(book.plugin.CreateContact(nullptr));
-    EXPECT_TRUE(contact->SetProperty("FullName", u"Ann"));
-    EXPECT_FALSE(contact->Save());
-    failing.seconds = 20;
-    EXPECT_EQ(follower.Next(), "+1 ");
-    EXPECT_TRUE(contact->Save());
-    contact.reset();
-    EXPECT_TRUE(book.plugin.DeleteContact(Number(1)));
-    EXPECT_EQ(follower.Next(), "-1 ");
+    for (const bool isFailing : {false, true}) {
+        CBook book;
+        CFollower follower(book);
+        CIntrusion save;
+        save.name = "setxattr"; // of the creation, with the content in place
+        save.callsLeft = 2;
+        save.intrude = [&] {
+            save.seconds = 20;
+            EXPECT_EQ(follower.Next(), "+1 ");
+            save.FailAt(isFailing ? 1 : 0, EIO);
+        };
+        ContactPtr contact(book.plugin.CreateContact(nullptr));
+        EXPECT_TRUE(contact->SetProperty("FullName", u"Ann"));
+        EXPECT_EQ(contact->Save(), !isFailing);
+        EXPECT_TRUE(contact->Save());
+        contact.reset();
+        EXPECT_TRUE(book.plugin.DeleteContact(Number(1)));
+        EXPECT_EQ(follower.Next(), "-1 ");
+    }
 }
 
 using Operation = std::pair<const char*, bool (*)(CBook& book)>;

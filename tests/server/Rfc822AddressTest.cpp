@@ -3,7 +3,6 @@
 #include "platform/LastError.h"
 #include "server/Utf8String.h"
 
-#include <algorithm>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -104,43 +103,6 @@ TEST(Rfc822AddressTest, CasesComeOutRightAndARefusalChangesNothing)
         EXPECT_EQ(Comment(address), isOne ? names : "Ann");
         EXPECT_EQ(LocalPart(address), isOne ? localParts : "ann");
         EXPECT_EQ(address.EncodedDomain(), isOne ? domains : "example.org");
-    }
-}
-
-TEST(Rfc822AddressTest, FullAddressParsesToTheSameAddressAndComment)
-{
-    const std::vector<std::u16string> comments = {u"",
-                                                  u"Ann Lee",
-                                                  u"John Q. Public",
-                                                  u"  Ann  Lee  ",
-                                                  u" ",
-                                                  u"a\"b\\c",
-                                                  u"(a) [b] <c@d>; e:",
-                                                  u"=?utf-8?q?x?= =?utf-8?q?y?=",
-                                                  u"P\u00EDa =?utf-8?q?x?=",
-                                                  u"\u5C71\u7530 \u00A0",
-                                                  u"\U0001F600",
-                                                  u"word\ttab",
-                                                  u"@",
-                                                  std::u16string(5000, u'\u00FC')};
-    for (const char* const plain :
-         {"ann@example.org", "\"a b\\\"@\"@[192.0.2.7]", "\"\"@b", "\u00E4@b\u00FCcher.example"}) {
-        for (const std::u16string& comment : comments) {
-            CRfc822Address address;
-            ASSERT_TRUE(address.Parse(plain) && address.SetComment(comment.c_str()));
-            ASSERT_STREQ(address.RawAddress(), plain);
-            CRfc822Address again;
-            ASSERT_TRUE(again.Parse(address.RawFullAddress())) << address.RawFullAddress();
-            EXPECT_STREQ(again.RawAddress(), plain);
-            EXPECT_EQ(again.GetComment(), comment) << address.RawFullAddress();
-            EXPECT_STREQ(again.RawFullAddress(), address.RawFullAddress());
-            // The encoded form is ASCII and says the same to a reader of mail headers.
-            const std::string encoded = address.EncodedComment();
-            EXPECT_TRUE(std::all_of(encoded.begin(), encoded.end(), [](char c) { return c >= 0; }));
-            ASSERT_TRUE(again.Parse((encoded + " <a@b>").c_str())) << encoded;
-            EXPECT_EQ(again.GetComment(), comment) << encoded;
-            EXPECT_EQ(address.HasComment(), !encoded.empty());
-        }
     }
 }
 
