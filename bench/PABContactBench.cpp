@@ -100,12 +100,9 @@ void TouchBare(const std::string& path)
 void WriteStamped(int file, std::size_t bytes, const std::string& folder)
 {
     WriteBare(file, bytes);
-    FILETIME stamp;
-    if (!StampFile(file, folder.c_str(), &stamp)) {
+    if (!StampAndMoveFolder(file, folder)) {
         std::abort();
     }
-    WaitForStamp(stamp);
-    MoveFolderTime(folder.c_str(), stamp);
 }
 
 void ReadBare(const std::string& path)
@@ -116,7 +113,7 @@ void ReadBare(const std::string& path)
     close(file);
 }
 
-// Of so many bytes: what fits a page needs no redo file.
+// Of so many bytes.
 void Save(benchmark::State& state)
 {
     const auto bytes = static_cast<std::size_t>(state.range(0));

@@ -72,13 +72,14 @@ Search ForEachFile(const std::string& folder, const char* suffix, Function funct
     return Search::Found;
 }
 
-// The highest counter. A file whose name is not written like a counter's is not the store's.
+// The highest counter. A file whose name is not written like a counter's, or whose number is none
+// that a counter can come to, is not the store's.
 Search FindCounter(const std::string& folder, std::uint32_t* number)
 {
     bool isThere = false;
     const Search result = ForEachFile(folder, ".nxt", [&](const std::string& name) {
         const auto counter = static_cast<std::uint32_t>(std::strtoul(name.c_str(), nullptr, 16));
-        if (CounterName(counter) == name) {
+        if (CounterName(counter) == name && counter <= kNumberLimit) {
             *number = isThere ? std::max(*number, counter) : counter;
             isThere = true;
         }

@@ -2,6 +2,7 @@
 
 #include "core/Contact.h"
 #include "directory/ContentLine.h"
+#include "platform/ChangeProtocol.h"
 #include "platform/FileHandle.h"
 
 #include <cstdint>
@@ -33,7 +34,7 @@ public:
 
     // A larger text is no contact: Open and FromString refuse it with 223. The bound on lines keeps
     // the memory of a text of nothing but tiny lines within half a gigabyte.
-    static constexpr std::uint32_t kMaxFileBytes = 64u << 20;
+    static constexpr std::uint32_t kMaxFileBytes = kLargestContent;
     static constexpr std::size_t kMaxLines = 2'000'000;
 
     CPABContact();
@@ -59,10 +60,12 @@ public:
     bool Delete(const char* rootDirectory, std::uint32_t number);
 
     // Rewrites the file if the record was changed: REV is renewed, the write counter raised, and
-    // the folder's time moved. On failure the record stays changed, to be saved again, and the file
-    // has its old content, is empty where writing over it had begun, or has the new content where
-    // that could not be stamped (platform/FileApi.h, RewriteFile). Last error 13: an entry's text
-    // is no UTF-16; 223: more than Open reads.
+    // the folder's time moved (platform/FileApi.h, RewriteFile). After a failure the record stays
+    // changed, to be saved again, and the file has its old content; or, where writing over it had
+    // begun, a part of the new one, which the next Save or the next open by anybody completes.
+    // Until it can be completed the contact does not open, with the code of what it failed for,
+    // such as 112. Last error 13: an entry's text is no UTF-16; 87: a VERSION or PROFILE that Open
+    // refuses; 223: more than Open reads.
     bool Save() override;
 
     ContactMgr::CContactId GetId() override;
@@ -114,12 +117,12 @@ private:
     bool OpenFile(std::uint32_t disposition);
     bool Read();
     bool Write();
-    bool TouchRootDir();
     bool ReadContentLines(CTextLines* lines);
     bool ReadContentLines(CTextLines* lines, std::string text);
     bool ParseContentLines(const CTextLines& lines);
     void ParseContentLine(std::string_view text);
     bool LinesHaveValue(const char* name, std::u16string_view value) const;
+    bool IsSupportedCard() const;
     void TakeNames();
     bool TakeRecord(const CTextLines& lines);
     void RenewRevision();

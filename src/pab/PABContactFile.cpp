@@ -127,7 +127,6 @@ try {
     if (!OpenFile(TRUNCATE_EXISTING)) {
         return false;
     }
-    TouchRootDir();
     return m_file.Close();
 } catch (const std::bad_alloc&) {
     return FailForMemory();
@@ -197,8 +196,7 @@ bool CPABContact::Read()
     if (!ReadContentLines(&lines) || !HasVCardEnvelope(lines)) {
         return false;
     }
-    if (!ParseContentLines(lines) || !LinesHaveValue("PROFILE", u"VCARD") ||
-        !LinesHaveValue("VERSION", u"3.0")) {
+    if (!ParseContentLines(lines) || !IsSupportedCard()) {
         return false;
     }
     TakeNames();
@@ -294,6 +292,11 @@ bool CPABContact::LinesHaveValue(const char* name, std::u16string_view value) co
     return true;
 }
 
+bool CPABContact::IsSupportedCard() const
+{
+    return LinesHaveValue("PROFILE", u"VCARD") && LinesHaveValue("VERSION", u"3.0");
+}
+
 void CPABContact::TakeNames()
 {
     if (const VCardUtils::CNameContentLine* name = GetName()) {
@@ -307,6 +310,11 @@ void CPABContact::TakeNames()
 bool CPABContact::Write()
 {
     const CFunctionDebugging scope("CPABContact::Write");
+    // What Open would refuse is not written: here, and where it is too long.
+    if (!IsSupportedCard()) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return false;
+    }
     RenewRevision();
     RaiseWriteCounter();
     std::string text = kVCardBegin;
@@ -318,16 +326,11 @@ bool CPABContact::Write()
         return false;
     }
     text += kVCardEnd;
-    // What Open would refuse is not written.
     if (text.size() > kMaxFileBytes || lineCount > kMaxLines) {
         SetLastError(ERROR_FILE_TOO_LARGE);
         return false;
     }
-    if (RewriteFile(m_file.Get(), text) == 0) {
-        return false;
-    }
-    TouchRootDir();
-    return true;
+    return RewriteFile(m_file.Get(), text) != 0;
 }
 
 void CPABContact::RenewRevision()
@@ -353,22 +356,4 @@ std::string CPABContact::GenerateRevValue()
     std::snprintf(text.data(), text.size(), "%04d-%02d-%02dT%02d:%02d:%02dZ", now.wYear, now.wMonth,
                   now.wDay, now.wHour, now.wMinute, now.wSecond);
     return text.data();
-}
-
-bool CPABContact::TouchRootDir()
-{
-    const CFunctionDebugging scope("CPABContact::TouchRootDir");
-    const CKeepLastError keep;
-    FILETIME lastWrite;
-    if (CFileSystem::GetFileTime(m_file.Get(), nullptr, nullptr, &lastWrite) == 0) {
-        return false;
-    }
-    // The rewrite has moved it as a rule; where it could not, it is tried once more.
-    WIN32_FILE_ATTRIBUTE_DATA folder;
-    if (CFileSystem::GetFileAttributesExA(m_rootDirectory.c_str(), GetFileExInfoStandard,
-                                          &folder) == 0 ||
-        folder.ftLastWriteTime < lastWrite) {
-        MoveFolderTimeForward(m_rootDirectory.c_str(), lastWrite);
-    }
-    return true;
 }

@@ -90,7 +90,7 @@ try {
 bool CPABContact::TakeRecord(const CTextLines& lines)
 {
     ParseContentLines(lines);
-    if (!LinesHaveValue("PROFILE", u"VCARD") || !LinesHaveValue("VERSION", u"3.0")) {
+    if (!IsSupportedCard()) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return false;
     }

@@ -1,68 +1,22 @@
 #include "pab/PABPlugin.h"
 
 #include "core/ContactProperties.h"
+#include "pab/ChangeReport.h"
 #include "pab/ContactNumber.h"
 #include "pab/PABContact.h"
 #include "pab/PABContactEnumerator.h"
-#include "platform/Ascii.h"
-#include "platform/FileHandle.h"
-#include "platform/FileTime.h"
 #include "server/FileSystem.h"
 #include "server/MailOwner.h"
 
-#include <algorithm>
 #include <array>
-#include <limits>
 #include <memory>
 #include <new>
 #include <utility>
-#include <vector>
-
-// One walk of the folder for a change report. A value.
-struct CChangeScan
-{
-    struct Creation
-    {
-        ContactMgr::CContactId id;
-        std::uint64_t time = 0;
-    };
-
-    std::uint64_t since = 0;
-    std::uint64_t version = 0; // the folder's, not earlier than the caller's
-    std::uint64_t begin = 0;   // by the clock
-    std::uint64_t latest = 0;  // the same, or of a file that is later for good
-    std::uint64_t next = 0;    // the version for the caller
-    bool isUnfinished = false; // somebody is making a contact
-    HANDLE search = INVALID_HANDLE_VALUE;
-    ContactMgr::CContactIdList* deleted = nullptr;
-    ContactMgr::CContactIdList* changed = nullptr;
-    std::vector<Creation> created;
-};
 
 namespace
 {
 
 constexpr std::uint32_t kPathRoom = 261;
-
-// A file that nothing has been done to for so long is in nobody's hands any more: its maker has
-// died in the first save, or a writer before moving the folder's time.
-constexpr std::uint64_t kFirstSaveUnits = 10 * kFileTimeUnitsPerSecond;
-constexpr std::uint64_t kSettlingUnits = kFileTimeUnitsPerSecond;
-
-// A file's time that lies further ahead was not given by a clock that was set wrong.
-constexpr std::uint64_t kFarthestAhead = 24 * 3600 * kFileTimeUnitsPerSecond;
-
-// By the clock of this moment: a walk may take long, and what is changed meanwhile lies behind its
-// beginning.
-bool IsFromBeforeClockWasSetBack(const CChangeScan& scan, std::uint64_t change)
-{
-    if (change < scan.begin + kSettlingUnits) {
-        return false;
-    }
-    FILETIME now;
-    GetSystemTimeAsFileTime(&now);
-    return change >= FileTimeToCount(now) + kSettlingUnits;
-}
 
 bool CopyProperties(CContact& from, CContact& to)
 {
@@ -224,110 +178,7 @@ try {
         SetLastError(ERROR_INVALID_PARAMETER);
         return false;
     }
-    FILETIME begin;
-    GetSystemTimeAsFileTime(&begin);
-    WIN32_FILE_ATTRIBUTE_DATA folder;
-    if (CFileSystem::GetFileAttributesExA(m_rootDirectory.c_str(), GetFileExInfoStandard,
-                                          &folder) == 0) {
-        if (!IsMissingFile(GetLastError())) {
-            return false;
-        }
-        *version = since;
-        return true;
-    }
-    *version = std::max(folder.ftLastWriteTime, since);
-    WIN32_FIND_DATA entry;
-    CFindHandle search(FindFirstFileA((m_rootDirectory + "/*.vcf").c_str(), &entry));
-    if (!search.IsOpen()) {
-        return IsMissingFile(GetLastError());
-    }
-    CChangeScan scan = {.since = FileTimeToCount(since),
-                        .version = FileTimeToCount(*version),
-                        .begin = FileTimeToCount(begin),
-                        .latest = FileTimeToCount(*version),
-                        .next = std::numeric_limits<std::uint64_t>::max(),
-                        .search = search.Get(),
-                        .deleted = deleted,
-                        .changed = changed,
-                        .created = {}};
-    const bool isWhole = ScanChanges(scan, entry);
-    FinishReport(scan, created);
-    const std::uint64_t moved = scan.isUnfinished ? std::max(scan.latest, scan.begin) : scan.latest;
-    if (isWhole && moved > scan.version) {
-        // So that whoever asks for the version alone hears of what dead processes left, and comes
-        // again as long as somebody is making a contact. Only tried.
-        const CKeepLastError keep;
-        MoveFolderTimeForward(m_rootDirectory.c_str(), FileTimeFromCount(moved));
-    }
-    if (isWhole) {
-        *version = FileTimeFromCount(scan.next);
-    }
-    const std::uint32_t error = GetLastError();
-    if (!search.Close()) {
-        return false;
-    }
-    SetLastError(error);
-    return isWhole;
+    return CChangeReport(m_rootDirectory, since, *deleted, *changed, *created).Draw(version);
 } catch (const std::bad_alloc&) {
     return FailForMemory();
-}
-
-bool CPABPlugin::ScanChanges(CChangeScan& scan, WIN32_FIND_DATA& entry)
-{
-    const CKeepLastError keep;
-    do {
-        if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
-            ClassifyChange(scan, entry);
-        }
-    } while (FindNextFileA(scan.search, &entry) != 0);
-    return GetLastError() == ERROR_NO_MORE_FILES;
-}
-
-void CPABPlugin::ClassifyChange(CChangeScan& scan, const WIN32_FIND_DATA& entry)
-{
-    const std::uint64_t lastWrite = FileTimeToCount(entry.ftLastWriteTime);
-    if (lastWrite <= scan.since) {
-        return;
-    }
-    const ContactMgr::CContactId id = CPABContact::FileNameToContactId(entry.cFileName);
-    if (!EqualIgnoringCase(CPABContact::ContactIdToFileName(id), entry.cFileName)) {
-        return;
-    }
-    std::uint64_t creation = FileTimeToCount(GetEntryCreationTime(scan.search, entry));
-    const bool isLive = entry.nFileSizeLow != 0;
-    const bool isAhead = creation > lastWrite; // as a maker notes it until the contact is there
-    const std::uint64_t change = FileTimeToCount(GetEntryChangeTime(scan.search));
-    const bool isSetBack = IsFromBeforeClockWasSetBack(scan, change);
-    const bool isSettled =
-        isSetBack || change + (isAhead ? kFirstSaveUnits : kSettlingUnits) <= scan.begin;
-    const bool isPast =
-        lastWrite <= scan.begin || (isSetBack && lastWrite < scan.begin + kFarthestAhead);
-    scan.isUnfinished = scan.isUnfinished || (isAhead && !isSettled);
-    if (isSettled && isAhead) {
-        creation = lastWrite - 1;
-    }
-    if (isSettled && isPast) {
-        scan.latest = std::max(scan.latest, lastWrite);
-    }
-    if (creation < scan.since) {
-        (isLive ? scan.changed : scan.deleted)->AddTail(id);
-    } else if (isLive && !isSettled && creation >= scan.version) {
-        // Its maker is at it. The stamp that is there may be the last one, so the next report must
-        // reach back to it.
-        scan.next = std::min(scan.next, lastWrite - 1);
-        scan.isUnfinished = true;
-    } else if (isLive) {
-        scan.created.push_back({id, creation});
-    }
-}
-
-void CPABPlugin::FinishReport(CChangeScan& scan, ContactMgr::CContactIdList* created)
-{
-    // A contact that the caller's version does not lie behind is left to the next report as well.
-    for (const CChangeScan::Creation& creation : scan.created) {
-        if (creation.time < scan.next) {
-            created->AddTail(creation.id);
-        }
-    }
-    scan.next = std::min(scan.next, scan.latest);
 }

@@ -1,12 +1,10 @@
 #pragma once
 
 #include "core/ContactPlg.h"
-#include "platform/FileApi.h"
 
 #include <string>
 
 class CMailbox;
-struct CChangeScan;
 
 // The personal address book of a mailbox: the contact files (pab/PABContact.h) in the folder
 // "Contacts" of its message store, and the only store where contacts are made. The folder's
@@ -43,15 +41,14 @@ public:
     // Empties the contact's file. Last errors as CPABContact::Delete.
     bool DeleteContact(ContactMgr::CContactId id) override;
 
-    // Compares file times and lengths and opens no contact file. *version is the folder's time as
-    // it was before the walk, and never earlier than since; the lists are appended to. Last error
-    // 87: a null pointer; after another failure the lists keep what was found so far.
+    // Compares file times and lengths and opens no contact file (pab/ChangeReport.h). *version is
+    // the folder's time as it was before the walk, and not earlier than since as long as that is
+    // not later than the clock; the lists are appended to. Last error 87: a null pointer; after
+    // another failure, with its code, the lists keep what was found so far.
     //
-    // Created and deleted since the version reads as never there, so a contact is told of as
-    // created only with a version behind its creation. One that is made while the report is drawn
-    // up is left to the next report, for which *version may reach a little further back than the
-    // folder's time. What a process has left that died before it moved the folder's time moves it
-    // here. A caller begins with version 0: what a walk shows may be newer than the walk's version.
+    // Created and deleted since the version reads as never there. One that is made while the report
+    // is drawn up may be left to the next report. A caller begins with version 0: what a walk shows
+    // may be newer than the walk's version.
     bool ChangesSince(FILETIME since, FILETIME* version, ContactMgr::CContactIdList* deleted,
                       ContactMgr::CContactIdList* changed,
                       ContactMgr::CContactIdList* created) override;
@@ -61,9 +58,6 @@ public:
 
 private:
     std::uint32_t AllocateContactNumber();
-    static bool ScanChanges(CChangeScan& scan, WIN32_FIND_DATA& entry);
-    static void ClassifyChange(CChangeScan& scan, const WIN32_FIND_DATA& entry);
-    static void FinishReport(CChangeScan& scan, ContactMgr::CContactIdList* created);
 
     const std::string m_rootDirectory;
 };

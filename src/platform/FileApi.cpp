@@ -1,9 +1,10 @@
 #include "platform/FileApi.h"
 
+#include "platform/CreationTime.h"
 #include "platform/FileRewrite.h"
 #include "platform/FileStamp.h"
 #include "platform/FileTime.h"
-#include "platform/OpenFile.h"
+#include "platform/NewFile.h"
 
 #include <algorithm>
 #include <atomic>
@@ -21,9 +22,7 @@ constexpr std::uint32_t kNanosecondsOfProbe = 123'456'700;
 
 bool StatOpenFile(const COpenFile& file, struct statx* status)
 {
-    return RetryInterrupted([&] {
-               return CSystemCalls::Current().Stat(file.descriptor, "", AT_EMPTY_PATH, status);
-           }) == 0 ||
+    return CSystemCalls::Current().Stat(file.descriptor, "", AT_EMPTY_PATH, status) == 0 ||
            FailWithErrno();
 }
 
@@ -48,35 +47,40 @@ void SetFlushing(bool on) noexcept
 int FlushFileSystem(const char* path)
 try {
     CSystemCalls& calls = CSystemCalls::Current();
-    const CDescriptor file(
-        RetryInterrupted([&] { return calls.Open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC, 0); }));
+    const CDescriptor file(calls.Open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC, 0));
     if (!file.IsOpen()) {
         return FailWithErrno(path);
     }
-    return RetryInterrupted([&] { return calls.SyncFileSystem(file.Get()); }) == 0 ||
-           FailWithErrno();
+    return calls.SyncFileSystem(file.Get()) == 0 || FailWithErrno();
 } catch (const std::bad_alloc&) {
     return FailForMemory();
 }
 
 bool KeepsFineFileTimes(const char* folder)
-{
+try {
     const CKeepLastError keep;
     CSystemCalls& calls = CSystemCalls::Current();
-    const CDescriptor file(
-        RetryInterrupted([&] { return calls.Open(folder, O_TMPFILE | O_RDWR | O_CLOEXEC, 0600); }));
     const FILETIME fraction = FileTimeFromUnix(0, kNanosecondsOfProbe);
-    struct statx status = {};
-    return !file.IsOpen() || !SetLastWriteTime(file.Get(), fraction) ||
-           calls.Stat(file.Get(), "", AT_EMPTY_PATH, &status) != 0 ||
-           FileTimeOf(status.stx_mtime) == fraction;
+    bool isFine = true;
+    const std::string probe = std::string(folder) + "/.times~";
+    const CDescriptor file(MakeFile(probe, std::nullopt, [&](int made) {
+        struct statx status = {};
+        isFine = !SetLastWriteTime(made, fraction) ||
+                 calls.Stat(made, "", AT_EMPTY_PATH, &status) != 0 ||
+                 FileTimeOf(status.stx_mtime) == fraction;
+        return true;
+    }));
+    if (file.IsOpen()) {
+        calls.Unlink(probe.c_str());
+    }
+    return isFine;
+} catch (const std::bad_alloc&) {
+    return true;
 }
 
 bool MayWriteFolder(const char* path)
 try {
-    return RetryInterrupted([&] { return CSystemCalls::Current().Access(path, W_OK | X_OK); }) ==
-               0 ||
-           FailWithErrno(path);
+    return CSystemCalls::Current().Access(path, W_OK | X_OK) == 0 || FailWithErrno(path);
 } catch (const std::bad_alloc&) {
     return FailForMemory();
 }
@@ -90,11 +94,9 @@ int ReadFile(HANDLE handle, void* buffer, std::uint32_t size, std::uint32_t* cou
     }
     std::uint32_t total = 0;
     while (total < size) {
-        const ssize_t moved = RetryInterrupted([&] {
-            return CSystemCalls::Current().ReadAt(file->descriptor,
-                                                  static_cast<char*>(buffer) + total, size - total,
-                                                  static_cast<off_t>(file->position));
-        });
+        const ssize_t moved =
+            CSystemCalls::Current().ReadAt(file->descriptor, static_cast<char*>(buffer) + total,
+                                           size - total, static_cast<off_t>(file->position));
         if (moved < 0) {
             return FailWithErrno();
         }
@@ -164,34 +166,6 @@ std::uint32_t SetFilePointer(HANDLE handle, std::int32_t distance, std::int32_t*
     return static_cast<std::uint32_t>(target);
 }
 
-int SetEndOfFile(HANDLE handle)
-try {
-    COpenFile* file = FileOf(handle);
-    if (file == nullptr) {
-        return 0;
-    }
-    if (file->isExclusive && file->position == 0) {
-        return EmptyOpenFile(*file);
-    }
-    if (RetryInterrupted([&] {
-            return CSystemCalls::Current().Truncate(file->descriptor,
-                                                    static_cast<off_t>(file->position));
-        }) != 0) {
-        return FailWithErrno();
-    }
-    file->size = file->position;
-    FILETIME stamp;
-    if (file->isExclusive) {
-        if (!StampFile(file->descriptor, file->folder.c_str(), &stamp)) {
-            return 0;
-        }
-        WaitForStamp(stamp);
-    }
-    return 1;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
-}
-
 std::uint32_t GetFileSize(HANDLE handle, std::uint32_t* sizeHigh)
 {
     const COpenFile* file = FileOf(handle);
@@ -212,17 +186,42 @@ std::uint32_t GetFileSize(HANDLE handle, std::uint32_t* sizeHigh)
     return static_cast<std::uint32_t>(size);
 }
 
+namespace
+{
+
+// Null, with the last error set, for what is not held exclusively.
+COpenFile* HeldFileOf(HANDLE handle)
+{
+    COpenFile* file = FileOf(handle);
+    if (file != nullptr && !file->isExclusive) {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return nullptr;
+    }
+    return file;
+}
+
+} // namespace
+
 int RewriteFile(HANDLE handle, std::string_view content)
 try {
-    COpenFile* file = FileOf(handle);
-    if (file == nullptr) {
-        return 0;
-    }
-    if (!file->isExclusive) {
-        SetLastError(ERROR_ACCESS_DENIED);
-        return 0;
-    }
-    return content.empty() ? EmptyOpenFile(*file) : RewriteOpenFile(*file, content);
+    COpenFile* file = HeldFileOf(handle);
+    return file != nullptr &&
+           (content.empty() ? EmptyOpenFile(*file) : RewriteOpenFile(*file, content));
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+int RestampFile(HANDLE handle)
+try {
+    COpenFile* file = HeldFileOf(handle);
+    return file != nullptr && RestampOpenFile(*file);
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+int MoveFolderTime(const char* folder, const FILETIME& time, FILETIME* latest)
+try {
+    return MoveFolder(folder, time, latest);
 } catch (const std::bad_alloc&) {
     return FailForMemory();
 }
@@ -258,7 +257,13 @@ int SetFileTime(HANDLE handle, const FILETIME* creation, const FILETIME* lastAcc
         return 0;
     }
     if (file->isFolder) {
-        return MoveFolderTime(file->descriptor, file->path.c_str(), *lastWrite);
+        struct statx status = {};
+        if (!StatOpenFile(*file, &status)) {
+            return 0;
+        }
+        if (FileTimeOf(status.stx_mtime) >= *lastWrite) {
+            return 1;
+        }
     }
     return SetLastWriteTime(file->descriptor, *lastWrite) || FailWithErrno();
 }
@@ -280,9 +285,7 @@ try {
         return 0;
     }
     struct statx status = {};
-    if (RetryInterrupted([&] {
-            return CSystemCalls::Current().Stat(AT_FDCWD, path, AT_STATX_FORCE_SYNC, &status);
-        }) != 0) {
+    if (CSystemCalls::Current().Stat(AT_FDCWD, path, AT_STATX_FORCE_SYNC, &status) != 0) {
         return FailWithErrno(path);
     }
     FillAttributes(status, static_cast<WIN32_FILE_ATTRIBUTE_DATA*>(data));

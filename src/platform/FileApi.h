@@ -35,9 +35,11 @@ inline constexpr std::uint32_t INVALID_FILE_SIZE = 0xFFFFFFFF;
 // in this process or any other, fails at once with 32. Any other share mode takes no lock and
 // respects none. CREATE_NEW fails with 183 if the name exists; a new file appears under its name
 // already locked.
-// TRUNCATE_EXISTING empties the file once the lock is held and stamps it; an empty file stays as
-// it is. An exclusive open for writing first completes a rewrite that a dead process left half
-// done. Symbolic links, devices and pipes are refused with 5 under share mode 0.
+// TRUNCATE_EXISTING empties the file once the lock is held and stamps it. An exclusive open of an
+// existing file for writing first completes a rewrite that did not come to its end, and fails with
+// the code of what it could not do for that, such as 112. Symbolic links, devices and pipes are
+// refused with 5 under share mode 0. A child process that was forked while a file is held, and has
+// not called exec, holds it too.
 HANDLE CreateFileA(const char* path, std::uint32_t access, std::uint32_t shareMode,
                    const void* securityAttributes, std::uint32_t disposition,
                    std::uint32_t flagsAndAttributes, HANDLE templateFile);
@@ -56,21 +58,23 @@ int WriteFile(HANDLE file, const void* buffer, std::uint32_t size, std::uint32_t
 std::uint32_t SetFilePointer(HANDLE file, std::int32_t distance, std::int32_t* distanceHigh,
                              std::uint32_t method);
 
-// Cuts or extends the file at the handle's position. A file held exclusively is stamped.
-int SetEndOfFile(HANDLE file);
-
 // The length's low 32 bits, the high ones through sizeHigh, which may be null; INVALID_FILE_SIZE
 // on failure.
 std::uint32_t GetFileSize(HANDLE file, std::uint32_t* sizeHigh);
 
 // Replaces the whole content of a file that is held exclusively for writing, stamps it, and moves
-// its folder's time there, as far as that can be moved. Name, lock and creation time stay; that of
-// a file that was empty becomes the moment before its stamp. A process that dies at any point
-// leaves the old or the new content, or half of it and the file `path.redo~`, from which the next
-// exclusive open completes it. On failure the file has its old content (the replacement could not
-// be prepared, or the write was refused), is empty (writing over the old content failed half-way),
-// or has the new content (it could not be stamped); calling it again completes it.
+// its folder's time there (platform/ChangeProtocol.h). Name, lock and creation time stay. A process
+// that dies at any point leaves the old or the new content, or a part of it that the next exclusive
+// open completes. A failure leaves the old content, or such a part: then calling it again, or that
+// open, completes it first. Content of more than 64 MiB is refused with 223.
 int RewriteFile(HANDLE file, std::string_view content);
+
+// Stamps a file that is held exclusively, and moves its folder's time there; the content stays.
+int RestampFile(HANDLE file);
+
+// Moves the time of a folder of such files forward to the given one, but never behind the latest
+// that it has had. *latest is where it then stands, also if this process may not move it (5).
+int MoveFolderTime(const char* folder, const FILETIME& time, FILETIME* latest);
 
 // Times of an open file. Each pointer may be null; creation time as GetEntryCreationTime tells it.
 int GetFileTime(HANDLE file, FILETIME* creation, FILETIME* lastAccess, FILETIME* lastWrite);
@@ -114,12 +118,9 @@ HANDLE FindFirstFileA(const char* pattern, WIN32_FIND_DATA* data);
 int FindNextFileA(HANDLE search, WIN32_FIND_DATA* data);
 int FindClose(HANDLE search);
 
-// The creation time of the entry that the search delivered last: when RewriteFile gave the file its
-// first content; for a file that came otherwise, what the entry says.
+// The creation time of the entry that the search delivered last: when an exclusive CREATE_NEW made
+// the file; for one that came otherwise, the earlier of its birth and its last write.
 FILETIME GetEntryCreationTime(HANDLE search, const WIN32_FIND_DATA& data);
-
-// When that entry's content, times or attributes were last changed, by the system's own clock.
-FILETIME GetEntryChangeTime(HANDLE search);
 
 // The names in a folder, in no order, without "." and ".."; times and sizes are not read.
 int ListFolder(const char* path, std::vector<std::string>* names);
@@ -133,13 +134,13 @@ int ListFiles(const char* path, std::vector<std::string>* names, std::string_vie
 // file does, and 32 says that somebody else held it for long.
 int MoveFileA(const char* from, const char* to);
 
-// Renames and replaces an existing target in one step.
+// Renames and replaces an existing target in one step. The file takes over owner, group and mode of
+// the target, as far as this process may set them.
 int ReplaceFileA(const char* from, const char* to);
 
 int DeleteFileA(const char* path);
 
-// Makes a file for its name alone: 183 if the name exists. Leaves the folder's time to the system's
-// clock, so that it may be used under the folder's lock.
+// Makes a file for its name alone: 183 if the name exists.
 int MakeEmptyFile(const char* path);
 
 // Makes one folder, not its parents: 183 if the name exists, 3 without the parent.
@@ -151,7 +152,7 @@ int CreateDirectoryA(const char* path, const void* securityAttributes);
 void SetFlushing(bool on) noexcept;
 
 // Whether file times in a folder keep fractions of a second, as followers of changes need. Tried on
-// a file without a name, which leaves nothing behind; true where such a file cannot be made.
+// a file without a name, or one that goes at once; true where none can be made.
 bool KeepsFineFileTimes(const char* folder);
 
 // Whether this process may make names in a folder; if not, the last error says why.

@@ -1,5 +1,5 @@
 #include "platform/Ascii.h"
-#include "platform/FileStamp.h"
+#include "platform/CreationTime.h"
 #include "platform/OpenFile.h"
 
 #include <algorithm>
@@ -43,8 +43,7 @@ void ForEachEntry(const char* buffer, std::size_t size, const EntryFunction& fun
 
 ssize_t List(int folder, char* buffer, std::size_t size)
 {
-    return RetryInterrupted(
-        [&] { return CSystemCalls::Current().ListEntries(folder, buffer, size); });
+    return CSystemCalls::Current().ListEntries(folder, buffer, size);
 }
 
 // Gives false with errno set. The function sees no entry before the listing is known to be whole,
@@ -86,7 +85,6 @@ struct CSearch
     std::string path;
     std::string names;
     std::size_t next = 0;
-    FILETIME change; // of the entry delivered last
 };
 
 CSearch* SearchOf(HANDLE handle) noexcept
@@ -116,9 +114,7 @@ bool IsFolderEntry(int folder, const char* name, unsigned char type)
         return type == DT_DIR;
     }
     struct statx status = {};
-    return RetryInterrupted([&] {
-               return CSystemCalls::Current().Stat(folder, name, AT_SYMLINK_NOFOLLOW, &status);
-           }) == 0 &&
+    return CSystemCalls::Current().Stat(folder, name, AT_SYMLINK_NOFOLLOW, &status) == 0 &&
            S_ISDIR(status.stx_mode);
 }
 
@@ -164,12 +160,9 @@ bool DeliverNext(CSearch& search, WIN32_FIND_DATA* data)
         const std::size_t length = std::strlen(name);
         search.next += length + 1;
         struct statx status = {};
-        if (RetryInterrupted([&] {
-                return CSystemCalls::Current().Stat(
-                    search.folder.Get(), name, AT_SYMLINK_NOFOLLOW | AT_STATX_FORCE_SYNC, &status);
-            }) == 0) {
+        if (CSystemCalls::Current().Stat(search.folder.Get(), name,
+                                         AT_SYMLINK_NOFOLLOW | AT_STATX_FORCE_SYNC, &status) == 0) {
             FillAttributes(status, data);
-            search.change = FileTimeOf(status.stx_ctime);
             std::memcpy(data->cFileName, name, length + 1);
             return true;
         }
@@ -240,12 +233,6 @@ try {
     return CreationTime(path.c_str(), data.ftCreationTime, data.ftLastWriteTime);
 } catch (const std::bad_alloc&) {
     return data.ftCreationTime;
-}
-
-FILETIME GetEntryChangeTime(HANDLE handle)
-{
-    const CSearch* search = SearchOf(handle);
-    return search == nullptr ? FILETIME() : search->change;
 }
 
 int ListFolder(const char* path, std::vector<std::string>* names)

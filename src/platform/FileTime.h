@@ -5,6 +5,7 @@
 // Times of the system's clock and of its file systems, which count nanoseconds since 1970, become
 // FILETIME here and nowhere else. The count is floored to 100 ns; flooring is monotone, so a file's
 // time copied to its folder stays equal to it.
+inline constexpr std::uint64_t kFileTimeUnitsPerMicrosecond = 10;
 inline constexpr std::uint64_t kFileTimeUnitsPerSecond = 10'000'000;
 
 FILETIME FileTimeFromUnix(std::int64_t seconds, std::uint32_t nanoseconds);

@@ -25,7 +25,7 @@ try {
     if (!descriptor.IsOpen()) {
         return FailWithErrno(folder);
     }
-    if (RetryInterrupted([&] { return calls.Lock(descriptor.Get(), operation | LOCK_NB); }) != 0) {
+    if (calls.Lock(descriptor.Get(), operation | LOCK_NB) != 0) {
         const bool isHeld = errno == EWOULDBLOCK;
         FailWithErrno();
         if (isHeld) {

@@ -1,11 +1,18 @@
 #include "platform/OpenFile.h"
 
+#include "platform/ChangeProtocol.h"
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
 #include <utility>
+
+#include <sys/file.h>
 
 COpenFile::~COpenFile()
 {
     if (descriptor >= 0) {
-        CloseDescriptor(descriptor);
+        CSystemCalls::Current().Close(descriptor);
     }
 }
 
@@ -28,7 +35,7 @@ CDescriptor::~CDescriptor()
     if (IsOpen()) {
         const CKeepLastError keep;
         const int error = errno;
-        CloseDescriptor(m_descriptor);
+        CSystemCalls::Current().Close(m_descriptor);
         errno = error;
     }
 }
@@ -40,19 +47,12 @@ int CDescriptor::Release() noexcept
 
 bool CDescriptor::Close() noexcept
 {
-    return CloseDescriptor(Release()) == 0;
+    return CSystemCalls::Current().Close(Release()) == 0;
 }
 
 int OpenFolder(const char* path) noexcept
 {
-    return RetryInterrupted(
-        [&] { return CSystemCalls::Current().Open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0); });
-}
-
-int CloseDescriptor(int descriptor) noexcept
-{
-    const int result = CSystemCalls::Current().Close(descriptor);
-    return result == -1 && errno == EINTR ? 0 : result;
+    return CSystemCalls::Current().Open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
 }
 
 std::string FolderOf(std::string_view path)
@@ -62,6 +62,31 @@ std::string FolderOf(std::string_view path)
         return ".";
     }
     return std::string(path.substr(0, slash == 0 ? 1 : slash));
+}
+
+std::string_view NameOf(std::string_view path) noexcept
+{
+    return path.substr(path.rfind('/') + 1);
+}
+
+bool LockPatiently(int file)
+{
+    constexpr int kAttemptsWithoutSleep = 20;
+    for (int attempt = 0; attempt < kLockAttempts; ++attempt) {
+        if (CSystemCalls::Current().Lock(file, LOCK_EX | LOCK_NB) == 0) {
+            return true;
+        }
+        if (errno != EWOULDBLOCK) {
+            return false;
+        }
+        if (attempt < kAttemptsWithoutSleep) {
+            std::this_thread::yield();
+        } else {
+            std::this_thread::sleep_for(std::chrono::microseconds(std::min(20 * attempt, 2000)));
+        }
+    }
+    errno = EWOULDBLOCK;
+    return false;
 }
 
 bool FailWithErrno() noexcept
@@ -77,8 +102,7 @@ bool FailWithErrno(const char* path)
     if (error == ENOENT) {
         struct statx status = {};
         const std::string folder = FolderOf(path);
-        const int found = RetryInterrupted(
-            [&] { return CSystemCalls::Current().Stat(AT_FDCWD, folder.c_str(), 0, &status); });
+        const int found = CSystemCalls::Current().Stat(AT_FDCWD, folder.c_str(), 0, &status);
         if (found != 0) {
             SetLastError(ERROR_PATH_NOT_FOUND);
         }
@@ -89,10 +113,8 @@ bool FailWithErrno(const char* path)
 bool WriteAll(int file, std::string_view bytes, std::uint64_t position)
 {
     while (!bytes.empty()) {
-        const ssize_t written = RetryInterrupted([&] {
-            return CSystemCalls::Current().WriteAt(file, bytes.data(), bytes.size(),
-                                                   static_cast<off_t>(position));
-        });
+        const ssize_t written = CSystemCalls::Current().WriteAt(file, bytes.data(), bytes.size(),
+                                                                static_cast<off_t>(position));
         if (written <= 0) {
             errno = written == 0 ? EIO : errno;
             return false;
@@ -106,9 +128,8 @@ bool WriteAll(int file, std::string_view bytes, std::uint64_t position)
 bool ReadAll(int file, char* buffer, std::size_t size, std::uint64_t position)
 {
     while (size > 0) {
-        const ssize_t count = RetryInterrupted([&] {
-            return CSystemCalls::Current().ReadAt(file, buffer, size, static_cast<off_t>(position));
-        });
+        const ssize_t count =
+            CSystemCalls::Current().ReadAt(file, buffer, size, static_cast<off_t>(position));
         if (count <= 0) {
             errno = count == 0 ? EIO : errno;
             return false;
@@ -122,10 +143,16 @@ bool ReadAll(int file, char* buffer, std::size_t size, std::uint64_t position)
 
 bool SyncFolder(const char* folder)
 {
-    CSystemCalls& calls = CSystemCalls::Current();
-    CDescriptor descriptor(OpenFolder(folder));
-    if (!descriptor.IsOpen()) {
-        return false;
-    }
-    return RetryInterrupted([&] { return calls.Sync(descriptor.Get()); }) == 0;
+    const CDescriptor descriptor(OpenFolder(folder));
+    return descriptor.IsOpen() && CSystemCalls::Current().Sync(descriptor.Get()) == 0;
+}
+
+FILETIME FileTimeOf(const struct statx_timestamp& time)
+{
+    return FileTimeFromUnix(time.tv_sec, time.tv_nsec);
+}
+
+FILETIME BirthTimeOf(const struct statx& status)
+{
+    return (status.stx_mask & STATX_BTIME) != 0 ? FileTimeOf(status.stx_btime) : FILETIME{};
 }

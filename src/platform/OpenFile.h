@@ -1,19 +1,12 @@
 #pragma once
 
 #include "platform/FileApi.h"
-#include "platform/FileNote.h"
 #include "platform/SystemCalls.h"
 
 #include <string>
 #include <string_view>
 
 // What stands behind a HANDLE, and the small pieces that the sources of this folder share.
-
-// Contacts are private: the mail server's user and group, as far as the umask lets them.
-inline constexpr mode_t kFileMode = 0660;
-
-// Ends the name of a redo file (platform/FileRewrite.h). No editor's backup has such a name.
-inline constexpr const char* kRedoSuffix = ".redo~";
 
 // An open file or folder. A resource; CloseHandle ends it.
 struct COpenFile
@@ -25,17 +18,13 @@ struct COpenFile
 
     int descriptor = -1;
     std::string path;
-    std::string folder;   // known from the start: where a write has begun, memory may be short
-    std::string redoPath; // likewise
+    std::string folder;
     std::uint64_t position = 0;
     std::uint64_t size = 0;  // kept for exclusive files only
     std::uint64_t inode = 0; // likewise
     bool isExclusive = false;
     bool isFolder = false;
-    bool isCreationOpen = false; // was empty; its first content is its creation
-    FILETIME creationBegin;      // of the first save
-    bool mayHaveRedo = false;    // one of this object, or one that could not be removed
-    FileNote note;               // kept for exclusive files only
+    bool isUnfinished = false; // a rewrite failed behind its redo file, which is to be used first
 };
 
 // Null, with last error 6, for INVALID_HANDLE_VALUE.
@@ -64,11 +53,13 @@ private:
 // A folder's descriptor, or -1 with errno set.
 int OpenFolder(const char* path) noexcept;
 
-// Closes and gives the call's result; an interrupted close has closed.
-int CloseDescriptor(int descriptor) noexcept;
-
-// The folder part of a path, "." where it has none.
+// The folder part of a path, "." where it has none; and what stands behind it.
 std::string FolderOf(std::string_view path);
+std::string_view NameOf(std::string_view path) noexcept;
+
+// Locks an open file exclusively, trying for about a second. False with errno set: EWOULDBLOCK
+// where somebody else holds it for longer.
+bool LockPatiently(int file);
 
 // Set the last error from errno and give false. The second tells a missing file (2) from a missing
 // folder on the way to it (3).
@@ -83,5 +74,9 @@ bool ReadAll(int file, char* buffer, std::size_t size, std::uint64_t position);
 bool SyncFolder(const char* folder);
 
 bool IsFlushing() noexcept;
+
+FILETIME FileTimeOf(const struct statx_timestamp& time);
+// 0 where the file system tells none.
+FILETIME BirthTimeOf(const struct statx& status);
 
 void FillAttributes(const struct statx& status, WIN32_FILE_ATTRIBUTE_DATA* data);

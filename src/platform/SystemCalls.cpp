@@ -7,7 +7,6 @@
 
 #include <dirent.h>
 #include <sys/file.h>
-#include <sys/resource.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -29,93 +28,147 @@ void CSystemCalls::Replace(CSystemCalls* calls) noexcept
     g_current.store(calls == nullptr ? &g_system : calls, std::memory_order_release);
 }
 
-bool CSystemCalls::IsAllowed(const char* call)
+template <class Call>
+auto CSystemCalls::Make(const char* name, Call call) -> decltype(call())
 {
-    const int error = Begin(call);
-    errno = error != 0 ? error : errno;
-    return error == 0;
+    for (;;) {
+        const int error = Begin(name);
+        if (error == 0) {
+            const auto result = call();
+            if (result != -1 || errno != EINTR) {
+                return result;
+            }
+        } else if (error != EINTR) {
+            errno = error;
+            return -1;
+        }
+    }
 }
 
 int CSystemCalls::Open(const char* path, int flags, mode_t mode)
 {
-    return IsAllowed("open") ? ::open(path, flags, mode) : -1;
-}
-
-int CSystemCalls::Close(int file)
-{
-    return IsAllowed("close") ? ::close(file) : -1;
+    return Make("open", [&] { return ::open(path, flags, mode); });
 }
 
 ssize_t CSystemCalls::ReadAt(int file, void* buffer, std::size_t size, off_t position)
 {
-    return IsAllowed("read") ? ::pread(file, buffer, size, position) : -1;
+    return Make("read", [&] { return ::pread(file, buffer, size, position); });
 }
 
 ssize_t CSystemCalls::WriteAt(int file, const void* buffer, std::size_t size, off_t position)
 {
-    return IsAllowed("write") ? ::pwrite(file, buffer, size, position) : -1;
+    return Make("write", [&] { return ::pwrite(file, buffer, size, position); });
 }
 
 int CSystemCalls::Truncate(int file, off_t length)
 {
-    return IsAllowed("truncate") ? ::ftruncate(file, length) : -1;
+    return Make("truncate", [&] { return ::ftruncate(file, length); });
 }
 
 int CSystemCalls::Allocate(int file, off_t position, off_t length)
 {
-    return IsAllowed("allocate") ? ::fallocate(file, FALLOC_FL_KEEP_SIZE, position, length) : -1;
+    return Make("allocate",
+                [&] { return ::fallocate(file, FALLOC_FL_KEEP_SIZE, position, length); });
 }
 
 int CSystemCalls::Lock(int file, int operation)
 {
-    return IsAllowed("lock") ? ::flock(file, operation) : -1;
+    return Make("lock", [&] { return ::flock(file, operation); });
 }
 
 int CSystemCalls::Sync(int file)
 {
-    return IsAllowed("sync") ? ::fsync(file) : -1;
+    return Make("sync", [&] { return ::fsync(file); });
 }
 
 int CSystemCalls::SyncFileSystem(int file)
 {
-    return IsAllowed("syncfs") ? ::syncfs(file) : -1;
-}
-
-int CSystemCalls::StatFileSystem(int file, struct statfs* status)
-{
-    return IsAllowed("statfs") ? ::fstatfs(file, status) : -1;
-}
-
-std::uint64_t CSystemCalls::LargestFileSize()
-{
-    struct rlimit limit = {};
-    return ::getrlimit(RLIMIT_FSIZE, &limit) == 0 ? limit.rlim_cur : 0;
+    return Make("syncfs", [&] { return ::syncfs(file); });
 }
 
 int CSystemCalls::Stat(int folder, const char* path, int flags, struct statx* status)
 {
-    return IsAllowed("stat") ? ::statx(folder, path, flags, STATX_BASIC_STATS | STATX_BTIME, status)
-                             : -1;
+    return Make("stat", [&] {
+        return ::statx(folder, path, flags, STATX_BASIC_STATS | STATX_BTIME, status);
+    });
 }
 
 int CSystemCalls::SetTimes(int file, const struct timespec times[2])
 {
-    return IsAllowed("times") ? ::futimens(file, times) : -1;
+    return Make("times", [&] { return ::futimens(file, times); });
+}
+
+int CSystemCalls::SetTimes(const char* path, const struct timespec times[2])
+{
+    return Make("times", [&] { return ::utimensat(AT_FDCWD, path, times, 0); });
+}
+
+int CSystemCalls::SetOwner(int file, uid_t user, gid_t group)
+{
+    return Make("chown", [&] { return ::fchown(file, user, group); });
+}
+
+int CSystemCalls::SetMode(int file, mode_t mode)
+{
+    return Make("chmod", [&] { return ::fchmod(file, mode); });
 }
 
 int CSystemCalls::Access(const char* path, int mode)
 {
-    return IsAllowed("access") ? ::faccessat(AT_FDCWD, path, mode, AT_EACCESS) : -1;
+    return Make("access", [&] { return ::faccessat(AT_FDCWD, path, mode, AT_EACCESS); });
 }
 
 int CSystemCalls::Rename(const char* from, const char* to, unsigned flags)
 {
-    return IsAllowed("rename") ? ::renameat2(AT_FDCWD, from, AT_FDCWD, to, flags) : -1;
+    return Make("rename", [&] { return ::renameat2(AT_FDCWD, from, AT_FDCWD, to, flags); });
 }
 
 int CSystemCalls::Unlink(const char* path)
 {
-    return IsAllowed("unlink") ? ::unlink(path) : -1;
+    return Make("unlink", [&] { return ::unlink(path); });
+}
+
+int CSystemCalls::MakeFolder(const char* path, mode_t mode)
+{
+    return Make("mkdir", [&] { return ::mkdir(path, mode); });
+}
+
+int CSystemCalls::RemoveFolder(const char* path)
+{
+    return Make("rmdir", [&] { return ::rmdir(path); });
+}
+
+ssize_t CSystemCalls::ListEntries(int folder, void* buffer, std::size_t size)
+{
+    return Make("list", [&] { return ::getdents64(folder, buffer, size); });
+}
+
+off_t CSystemCalls::Rewind(int folder)
+{
+    return Make("rewind", [&] { return ::lseek(folder, 0, SEEK_SET); });
+}
+
+ssize_t CSystemCalls::GetAttribute(const char* path, const char* name, void* value,
+                                   std::size_t size)
+{
+    return Make("getxattr", [&] { return ::lgetxattr(path, name, value, size); });
+}
+
+ssize_t CSystemCalls::GetOpenAttribute(int file, const char* name, void* value, std::size_t size)
+{
+    return Make("getxattr", [&] { return ::fgetxattr(file, name, value, size); });
+}
+
+int CSystemCalls::AddOpenAttribute(int file, const char* name, const void* value, std::size_t size)
+{
+    return Make("setxattr", [&] { return ::fsetxattr(file, name, value, size, XATTR_CREATE); });
+}
+
+int CSystemCalls::Close(int file)
+{
+    const int error = Begin("close");
+    errno = error != 0 ? error : errno;
+    return (error == 0 && ::close(file) == 0) || errno == EINTR ? 0 : -1;
 }
 
 int CSystemCalls::LinkOpenFile(int file, const char* path)
@@ -124,39 +177,9 @@ int CSystemCalls::LinkOpenFile(int file, const char* path)
     std::array<char, 40> source{"/proc/self/fd/"};
     const std::size_t prefix = std::strlen(source.data());
     std::to_chars(source.data() + prefix, source.data() + source.size() - 1, file);
-    return IsAllowed("link") ? ::linkat(AT_FDCWD, source.data(), AT_FDCWD, path, AT_SYMLINK_FOLLOW)
-                             : -1;
-}
-
-int CSystemCalls::MakeFolder(const char* path, mode_t mode)
-{
-    return IsAllowed("mkdir") ? ::mkdir(path, mode) : -1;
-}
-
-ssize_t CSystemCalls::ListEntries(int folder, void* buffer, std::size_t size)
-{
-    return IsAllowed("list") ? ::getdents64(folder, buffer, size) : -1;
-}
-
-off_t CSystemCalls::Rewind(int folder)
-{
-    return IsAllowed("rewind") ? ::lseek(folder, 0, SEEK_SET) : -1;
-}
-
-ssize_t CSystemCalls::GetAttribute(const char* path, const char* name, void* value,
-                                   std::size_t size)
-{
-    return IsAllowed("getxattr") ? ::lgetxattr(path, name, value, size) : -1;
-}
-
-ssize_t CSystemCalls::GetOpenAttribute(int file, const char* name, void* value, std::size_t size)
-{
-    return IsAllowed("getxattr") ? ::fgetxattr(file, name, value, size) : -1;
-}
-
-int CSystemCalls::SetOpenAttribute(int file, const char* name, const void* value, std::size_t size)
-{
-    return IsAllowed("setxattr") ? ::fsetxattr(file, name, value, size, 0) : -1;
+    return Make("link", [&] {
+        return ::linkat(AT_FDCWD, source.data(), AT_FDCWD, path, AT_SYMLINK_FOLLOW);
+    });
 }
 
 int CSystemCalls::Now(struct timespec* time)

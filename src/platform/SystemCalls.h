@@ -7,19 +7,19 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/types.h>
-#include <sys/vfs.h>
 #include <time.h>
 
 // The system calls that the platform layer makes, one operation each, with the call's own result
 // and errno. All calls go through the instance that is current, so that a test can put a derived
-// one in its place and count, fail or cut short the Nth call. EINTR is retried by the callers in
-// this folder and nowhere else.
+// one in its place and count, fail or cut short the Nth call. A call that a signal interrupted is
+// repeated here and nowhere else.
 class CSystemCalls
 {
 public:
     virtual ~CSystemCalls() = default;
 
     virtual int Open(const char* path, int flags, mode_t mode);
+    // An interrupted close has closed, and counts as done.
     virtual int Close(int file);
     virtual ssize_t ReadAt(int file, void* buffer, std::size_t size, off_t position);
     virtual ssize_t WriteAt(int file, const void* buffer, std::size_t size, off_t position);
@@ -29,23 +29,25 @@ public:
     virtual int Lock(int file, int operation);
     virtual int Sync(int file);
     virtual int SyncFileSystem(int file);
-    virtual int StatFileSystem(int file, struct statfs* status);
-    // What the process may write, in bytes.
-    virtual std::uint64_t LargestFileSize();
     // An empty path means the open file `folder` itself.
     virtual int Stat(int folder, const char* path, int flags, struct statx* status);
     virtual int SetTimes(int file, const struct timespec times[2]);
+    virtual int SetTimes(const char* path, const struct timespec times[2]);
+    virtual int SetOwner(int file, uid_t user, gid_t group);
+    virtual int SetMode(int file, mode_t mode);
     virtual int Access(const char* path, int mode);
     virtual int Rename(const char* from, const char* to, unsigned flags);
     virtual int Unlink(const char* path);
     // Gives a file that was opened without a name one.
     virtual int LinkOpenFile(int file, const char* path);
     virtual int MakeFolder(const char* path, mode_t mode);
+    virtual int RemoveFolder(const char* path);
     virtual ssize_t ListEntries(int folder, void* buffer, std::size_t size);
     virtual off_t Rewind(int folder);
     virtual ssize_t GetAttribute(const char* path, const char* name, void* value, std::size_t size);
     virtual ssize_t GetOpenAttribute(int file, const char* name, void* value, std::size_t size);
-    virtual int SetOpenAttribute(int file, const char* name, const void* value, std::size_t size);
+    // EEXIST where the file has the attribute.
+    virtual int AddOpenAttribute(int file, const char* name, const void* value, std::size_t size);
     virtual int Now(struct timespec* time);
 
     static CSystemCalls& Current() noexcept;
@@ -60,16 +62,6 @@ protected:
     virtual int Begin(const char* /*call*/) { return 0; }
 
 private:
-    bool IsAllowed(const char* call);
+    template <class Call>
+    auto Make(const char* name, Call call) -> decltype(call());
 };
-
-// Repeats a call that a signal interrupted.
-template <class Call>
-auto RetryInterrupted(Call call)
-{
-    auto result = call();
-    while (result == -1 && errno == EINTR) {
-        result = call();
-    }
-    return result;
-}

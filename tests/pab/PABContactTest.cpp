@@ -167,9 +167,16 @@ TEST(PABContactTest, FilesThatAreNoContactAreRefusedAndStayAsTheyAre)
         EXPECT_EQ(folder.Read(kFirstFile), c.text);
         CPABContact target;
         ASSERT_TRUE(target.Create(folder.Path().c_str(), 2));
+        ASSERT_TRUE(target.SetProperty("FullName", u"Ann") && target.Save());
+        const std::string saved = folder.Read("40000000.vcf");
         SetLastError(ERROR_SUCCESS);
         EXPECT_EQ(target.FromString(c.text), c.importError == 0);
         EXPECT_EQ(GetLastError(), c.importError);
+        const bool isRefused = c.importError == ERROR_INVALID_PARAMETER;
+        EXPECT_TRUE(target.SetProperty("Comment", u"x"));
+        EXPECT_EQ(target.Save(), !isRefused) << "what Open would refuse is not written";
+        EXPECT_EQ(GetLastError(), c.importError);
+        EXPECT_EQ(folder.Read("40000000.vcf") == saved, isRefused);
     }
 }
 

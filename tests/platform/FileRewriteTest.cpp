@@ -6,13 +6,17 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <map>
 #include <set>
+#include <thread>
 #include <tuple>
 #include <utility>
 
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <sys/xattr.h>
 
 namespace
@@ -24,6 +28,12 @@ HANDLE OpenExclusive(const std::string& path, std::uint32_t disposition)
                        FILE_ATTRIBUTE_NORMAL, INVALID_HANDLE_VALUE);
 }
 
+bool Rewrite(const std::string& path, const std::string& content)
+{
+    const CFileHandle file(OpenExclusive(path, OPEN_EXISTING));
+    return file.IsOpen() && RewriteFile(file.Get(), content) == 1;
+}
+
 // Makes the file with the old content, as its creator would.
 void MakeFile(const std::string& path, const std::string& content)
 {
@@ -32,24 +42,27 @@ void MakeFile(const std::string& path, const std::string& content)
     ASSERT_EQ(RewriteFile(file.Get(), content), 1);
 }
 
-// Rewrites a file that an object of this process opens, and dies at that call. Gives what the
-// writer leaves beside it; false in *wasHit once it makes fewer calls.
-std::string LeftByDeadWriter(const std::string& path, const std::string& content, int call,
-                             bool* wasHit, bool isCutting = false)
+// Rewrites the file and dies at that call; false once the rewrite makes fewer.
+bool DiesWhileRewriting(const std::string& path, const std::string& content, int call)
 {
     CFaultySystemCalls calls;
-    calls.CutWrites(isCutting);
+    calls.CutWrites(true);
     calls.DieAt(call);
-    {
-        const CFileHandle file(OpenExclusive(path, OPEN_EXISTING));
-        if (file.IsOpen()) {
-            RewriteFile(file.Get(), content);
-        }
-    }
-    *wasHit = calls.WasHit();
+    Rewrite(path, content);
+    const bool wasHit = calls.WasHit();
     calls.Bury();
-    std::ifstream redo(path + ".redo~", std::ios::binary);
-    return {std::istreambuf_iterator<char>(redo), std::istreambuf_iterator<char>()};
+    return wasHit;
+}
+
+// The file beside which a writer has died with a whole redo file and half of the new content.
+void MakeTorn(const CTempFolder& folder, const std::string& before, const std::string& after)
+{
+    MakeFile(folder / "file", before);
+    for (int call = 1; folder.Read("file") == before; ++call) {
+        std::filesystem::remove(folder / ".redo/file");
+        ASSERT_TRUE(DiesWhileRewriting(folder / "file", after, call));
+    }
+    ASSERT_NE(folder.Read("file"), after);
 }
 
 FILETIME LastWriteOf(const std::string& path)
@@ -59,12 +72,35 @@ FILETIME LastWriteOf(const std::string& path)
     return data.ftLastWriteTime;
 }
 
-std::string NoteOf(const std::string& path)
+bool IsTidy(const CTempFolder& folder)
 {
-    char text[64];
-    const ssize_t size = ::lgetxattr(path.c_str(), "user.contact.btime", text, sizeof(text));
-    return {text, size < 0 ? 0 : static_cast<std::size_t>(size)};
+    return !std::filesystem::exists(folder / ".redo/file") &&
+           !std::filesystem::exists(folder / ".redo.new~") &&
+           LastWriteOf(folder.Path()) >= LastWriteOf(folder / "file");
 }
+
+// A disk without room for what is written over other files than redo files.
+struct CFullDisk : CSystemCalls
+{
+    CFullDisk() { Replace(this); }
+    ~CFullDisk() override { Replace(nullptr); }
+    ssize_t WriteAt(int file, const void* bytes, std::size_t size, off_t position) override
+    {
+        const auto path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file));
+        if (isFull && path.parent_path().filename() != ".redo") {
+            errno = ENOSPC;
+            return position > 0 ? -1 : CSystemCalls::WriteAt(file, bytes, size / 2, position);
+        }
+        return CSystemCalls::WriteAt(file, bytes, size, position);
+    }
+    int Allocate(int /*file*/, off_t /*position*/, off_t /*length*/) override
+    {
+        errno = mayReserve ? EOPNOTSUPP : ENOSPC;
+        return -1;
+    }
+    bool isFull = true;
+    bool mayReserve = true;
+};
 
 } // namespace
 
@@ -86,7 +122,8 @@ TEST(FileRewriteTest, ProcessesThatDieAtAnyCallAndWhileTheyRepairLeaveAWholeFile
                 const CTempFolder folder;
                 const std::string path = folder / "file";
                 MakeFile(path, before);
-                repairs += LeftByDeadWriter(path, after, call, &isDying, true).empty() ? 0 : 1;
+                isDying = DiesWhileRewriting(path, after, call);
+                repairs += std::filesystem::exists(folder / ".redo/file") ? 1 : 0;
                 CFaultySystemCalls calls;
                 calls.CutWrites(true);
                 calls.DieAt(repairCall);
@@ -96,7 +133,7 @@ TEST(FileRewriteTest, ProcessesThatDieAtAnyCallAndWhileTheyRepairLeaveAWholeFile
                 EXPECT_TRUE(CFileHandle(OpenExclusive(path, OPEN_EXISTING)).IsOpen());
                 const std::string content = folder.Read("file");
                 ASSERT_TRUE(content == before || content == after);
-                ASSERT_FALSE(std::filesystem::exists(path + ".redo~"));
+                ASSERT_TRUE(IsTidy(folder));
                 seen.insert(content);
             }
         }
@@ -106,137 +143,132 @@ TEST(FileRewriteTest, ProcessesThatDieAtAnyCallAndWhileTheyRepairLeaveAWholeFile
     SetFlushing(false);
 }
 
-TEST(FileRewriteTest, AWriterWhoDiesWithoutARedoFileHidesNoChange)
+TEST(FileRewriteTest, AChangeOfADeadProcessIsStampedBehindEveryVersionTakenSince)
 {
-    for (const bool isNew : {true, false}) {
-        int whole = 0;
-        bool isDying = true;
-        for (int call = 1; isDying; ++call) {
-            SCOPED_TRACE(testing::Message() << (isNew ? "created" : "changed") << ", at " << call);
-            const CTempFolder folder;
-            const std::string path = folder / "file";
-            const std::string before(isNew ? 0 : 900, 'o');
-            const std::string after(1000, 'n');
-            if (isNew) {
-                ASSERT_TRUE(CFileHandle(OpenExclusive(path, CREATE_NEW)).IsOpen());
-            } else {
-                MakeFile(path, before);
-            }
-            const FILETIME folderTime = LastWriteOf(folder.Path());
-            EXPECT_EQ(LeftByDeadWriter(path, after, call, &isDying), "");
-            const bool isHanging = !folder.Read("file").empty() && NoteOf(path).ends_with('~');
-            if (folder.Read("file") == after) {
-                EXPECT_GT(LastWriteOf(folder.Path()), folderTime);
-                EXPECT_TRUE(isHanging || LastWriteOf(folder.Path()) >= LastWriteOf(path));
-            }
-            // Somebody else saves, and a follower takes that version.
-            FILETIME version, lastWrite;
-            MakeFile(folder / "other", "text");
-            GetSystemTimeAsFileTime(&version);
+    const CTempFolder folder;
+    MakeTorn(folder, std::string(900, 'o'), std::string(1000, 'n'));
+    FILETIME version;
+    MakeFile(folder / "other", "text");
+    GetSystemTimeAsFileTime(&version);
+    EXPECT_TRUE(CFileHandle(OpenExclusive(folder / "file", OPEN_EXISTING)).IsOpen());
+    EXPECT_EQ(folder.Read("file"), std::string(1000, 'n'));
+    EXPECT_GT(LastWriteOf(folder / "file"), version);
+    EXPECT_TRUE(IsTidy(folder));
+}
 
-            const CFileHandle file(OpenExclusive(path, OPEN_EXISTING));
-            ASSERT_EQ(GetFileTime(file.Get(), nullptr, nullptr, &lastWrite), 1);
-            const std::string content = folder.Read("file");
-            EXPECT_TRUE(content == before || content == after);
-            EXPECT_TRUE(content.empty() || !NoteOf(path).ends_with('~'));
-            EXPECT_EQ(lastWrite > version, isHanging);
-            EXPECT_TRUE(!isHanging || LastWriteOf(folder.Path()) >= lastWrite);
-            whole += isHanging ? 1 : 0;
+TEST(FileRewriteTest, AFullDiskLosesNothingAndTheNextSaveOrOpenCompletesIt)
+{
+    const std::string before(6000, 'o');
+    for (const bool isSameObject : {true, false}) {
+        const CTempFolder folder;
+        MakeFile(folder / "file", before);
+        CFullDisk disk;
+        CFileHandle file(OpenExclusive(folder / "file", OPEN_EXISTING));
+        for (const char text : {'a', 'b'}) {
+            EXPECT_EQ(RewriteFile(file.Get(), std::string(9000, text)), 0);
+            EXPECT_EQ(GetLastError(), ERROR_DISK_FULL);
         }
-        EXPECT_GE(whole, 4); // the calls that stamp it and close its note
+        if (isSameObject) {
+            disk.isFull = false;
+            EXPECT_EQ(RewriteFile(file.Get(), std::string(5000, 'c')), 1);
+            EXPECT_EQ(folder.Read("file"), std::string(5000, 'c'));
+        } else {
+            file.Reset();
+            SetLastError(ERROR_SUCCESS);
+            EXPECT_FALSE(CFileHandle(OpenExclusive(folder / "file", OPEN_EXISTING)).IsOpen());
+            EXPECT_EQ(GetLastError(), ERROR_DISK_FULL);
+            disk.isFull = false;
+            EXPECT_TRUE(CFileHandle(OpenExclusive(folder / "file", OPEN_EXISTING)).IsOpen());
+            EXPECT_EQ(folder.Read("file"), std::string(9000, 'a'))
+                << "the first is completed first";
+        }
+        EXPECT_TRUE(IsTidy(folder));
     }
 }
 
-TEST(FileRewriteTest, WhatOneWriteMayNotHoldIsRewrittenByARedoFile)
+TEST(FileRewriteTest, ALongerTextThatHasNoRoomLeavesTheOldOneWhole)
 {
-    struct : CFaultySystemCalls
-    {
-        int Begin(const char* call) override
-        {
-            writes += std::string_view(call) == "write" ? 1 : 0;
-            const int error = CFaultySystemCalls::Begin(call);
-            return std::string_view(call) == "setxattr" && !bearsNotes ? EOPNOTSUPP : error;
-        }
-        std::uint64_t LargestFileSize() override { return largest; }
-        ssize_t WriteAt(int file, const void* bytes, std::size_t size, off_t position) override
-        {
-            const bool isCut = std::exchange(isCutting, false);
-            return CFaultySystemCalls::WriteAt(file, bytes, isCut ? size / 2 : size, position);
-        }
-        int writes = 0;
-        bool isCutting = false;
-        bool bearsNotes = false;
-        std::uint64_t largest = 1000;
-    } calls;
     const CTempFolder folder;
     MakeFile(folder / "file", "text");
-    EXPECT_EQ(calls.writes, 2);
-    const CFileHandle file(OpenExclusive(folder / "file", OPEN_EXISTING));
-    EXPECT_EQ(RewriteFile(file.Get(), "new text"), 1);
-    EXPECT_EQ(calls.writes, 4);
-    calls.bearsNotes = true;
-    MakeFile(folder / "noted", "text");
-    EXPECT_EQ(calls.writes, 5);
-    calls.isCutting = true; // goes on by a redo file
-    MakeFile(folder / "cut", "text");
-    EXPECT_EQ(calls.writes, 8);
-    EXPECT_EQ(folder.Read("cut"), "text");
-    calls.largest = 3; // which would end a longer write in the middle
-    MakeFile(folder / "limited", "text");
-    EXPECT_EQ(calls.writes, 10);
+    CFullDisk disk;
+    disk.isFull = disk.mayReserve = false;
+    EXPECT_FALSE(Rewrite(folder / "file", std::string(9000, 'n')));
+    EXPECT_EQ(GetLastError(), ERROR_DISK_FULL);
+    EXPECT_EQ(folder.Read("file"), "text");
+    EXPECT_TRUE(IsTidy(folder));
 }
 
-TEST(FileRewriteTest, ARefusedWriteHidesNoEarlierOneAndSpoilsNoLaterOne)
+// The disk as a power cut leaves it: names in the order in which they came, bytes only where they
+// were flushed. Holds the rules of flushing against every call.
+struct CPowerCut : CSystemCalls
 {
-    // The kernel moves a file's time before it refuses the bytes, by a clock that lags behind.
-    struct : CSystemCalls
+    CPowerCut() { Replace(this); }
+    ~CPowerCut() override { Replace(nullptr); }
+    static std::string PathOf(int file)
     {
-        ssize_t WriteAt(int file, const void* bytes, std::size_t size, off_t position) override
-        {
-            if (isFull) {
-                return CSystemCalls::WriteAt(file, bytes, size, position);
-            }
-            const struct timespec times[2] = {{.tv_sec = 1, .tv_nsec = 0},
-                                              {.tv_sec = 1, .tv_nsec = 0}};
-            SetTimes(file, times);
-            errno = EIO;
-            return -1;
+        return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file));
+    }
+    ssize_t WriteAt(int file, const void* bytes, std::size_t size, off_t position) override
+    {
+        const std::string path = PathOf(file);
+        unflushed.insert(path);
+        unflushed.insert(std::filesystem::path(path).parent_path());
+        const bool isRedo = path.find("/.redo/") != std::string::npos;
+        hasRedo = hasRedo || isRedo;
+        if (!isRedo) {
+            EXPECT_EQ(unflushed, (std::set<std::string>{path, folder})) << "redo file not flushed";
+            unflushed.erase(folder);
         }
-        int Allocate(int /*file*/, off_t /*position*/, off_t /*length*/) override
-        {
-            errno = ENOSPC;
-            return -1;
-        }
-        bool isFull = false;
-    } refusing;
+        return CSystemCalls::WriteAt(file, bytes, size, position);
+    }
+    int Sync(int file) override
+    {
+        unflushed.erase(PathOf(file));
+        hasFlushedFolder = hasFlushedFolder || PathOf(file) == folder;
+        return CSystemCalls::Sync(file);
+    }
+    int Unlink(const char* path) override
+    {
+        EXPECT_FALSE(unflushed.contains(folder + "/file")) << "redo file removed too early";
+        return CSystemCalls::Unlink(path);
+    }
+    std::string folder;
+    std::set<std::string> unflushed;
+    bool hasRedo = false;
+    bool hasFlushedFolder = false;
+};
+
+TEST(FileRewriteTest, AFlushedSaveAndEveryRepairAreOnTheDiskBeforeTheRedoFileGoes)
+{
+    {
+        const CTempFolder folder;
+        MakeFile(folder / "file", "text");
+        CPowerCut disk;
+        disk.folder = folder.Path();
+        SetFlushing(true);
+        EXPECT_TRUE(Rewrite(folder / "file", std::string(3000, 'n')));
+        SetFlushing(false);
+        EXPECT_TRUE(disk.hasRedo && disk.hasFlushedFolder);
+    }
     const CTempFolder folder;
-    MakeFile(folder / "file", "text");
-    const FILETIME lastWrite = LastWriteOf(folder / "file");
-    CFileHandle file(OpenExclusive(folder / "file", OPEN_EXISTING));
-    CSystemCalls::Replace(&refusing);
-    EXPECT_EQ(RewriteFile(file.Get(), "new text"), 0);
-    EXPECT_GT(LastWriteOf(folder / "file"), lastWrite);
-    EXPECT_FALSE(NoteOf(folder / "file").ends_with('~'));
-    refusing.isFull = true;
-    EXPECT_EQ(RewriteFile(file.Get(), std::string(9000, 'n')), 0);
-    EXPECT_EQ(GetLastError(), ERROR_DISK_FULL);
-    CSystemCalls::Replace(nullptr);
-    EXPECT_EQ(folder.Read("file"), "text");
+    MakeTorn(folder, "text", std::string(3000, 'n'));
+    CPowerCut disk;
+    disk.folder = folder.Path();
+    EXPECT_TRUE(CFileHandle(OpenExclusive(folder / "file", OPEN_EXISTING)).IsOpen());
+    EXPECT_TRUE(IsTidy(folder));
 }
 
 TEST(FileRewriteTest, AFailedCallLeavesADefinedFileAndARetryWorks)
 {
-    // The others choose the way, or move the folder's time at last, and a save is whole without.
+    // The others move the folder's time or lock its stamps, and a save is whole without.
     const std::set<std::string> kVitalCalls = {"write", "truncate", "unlink", "allocate"};
     const std::string before(500, 'o');
     for (const auto& [error, size] : {std::pair{EIO, 400u},
                                       {EIO, 4000u},
                                       {ENOSPC, 9000u},
-                                      {ENOSPC, 4000u},
                                       {EDQUOT, 9000u},
                                       {EMFILE, 400u},
-                                      {EINTR, 9000u},
-                                      {EINTR, 4000u}}) {
+                                      {EINTR, 9000u}}) {
         const std::string after(size, 'n');
         bool wasHit = true;
         for (int call = 1; wasHit; ++call) {
@@ -251,19 +283,16 @@ TEST(FileRewriteTest, AFailedCallLeavesADefinedFileAndARetryWorks)
             wasHit = calls.WasHit();
             SCOPED_TRACE(testing::Message() << "errno " << error << " at " << calls.LastHit());
             EXPECT_EQ(calls.OpenFiles(), 1u);
-            const std::string content = folder.Read("file");
             const bool isVital = kVitalCalls.contains(calls.LastHit()) && error != EINTR;
             EXPECT_TRUE(isGood ? !wasHit || !isVital : GetLastError() == ErrorFromErrno(error));
-            EXPECT_TRUE(content == after || (!isGood && (content == before || content.empty())));
-            EXPECT_TRUE(content != before || !NoteOf(folder / "file").ends_with('~'));
-            EXPECT_TRUE(isGood || content == before || calls.LastHit() != "allocate")
-                << "full disk";
+            const bool isUnfinished = std::filesystem::exists(folder / ".redo/file");
+            EXPECT_TRUE(isUnfinished || folder.Read("file") == (isGood ? after : before));
             calls.FailAt(0, 0);
             ASSERT_EQ(RewriteFile(file.Get(), after), 1);
             EXPECT_EQ(folder.Read("file"), after);
             EXPECT_EQ(GetFileTime(file.Get(), &creationAfter, nullptr, nullptr), 1);
             EXPECT_EQ(creationAfter, creation);
-            EXPECT_FALSE(std::filesystem::exists(folder / "file.redo~"));
+            EXPECT_TRUE(IsTidy(folder));
         }
     }
 }
@@ -284,6 +313,11 @@ TEST(FileRewriteTest, AChangeThatCannotBeHeldIsRefusedBeforeItIsMade)
             errno = EPERM;
             return -1;
         }
+        int SetTimes(const char* /*path*/, const struct timespec* /*times*/) override
+        {
+            errno = EPERM;
+            return -1;
+        }
     } groupMember;
     const CTempFolder folder;
     MakeFile(folder / "file", "text");
@@ -291,7 +325,7 @@ TEST(FileRewriteTest, AChangeThatCannotBeHeldIsRefusedBeforeItIsMade)
     CSystemCalls::Replace(&groupMember);
     EXPECT_EQ(RewriteFile(file.Get(), "new text"), 0);
     EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(SetEndOfFile(file.Get()), 0);
+    EXPECT_EQ(RewriteFile(file.Get(), ""), 0);
     EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
     EXPECT_EQ(OpenExclusive(folder / "new", CREATE_NEW), INVALID_HANDLE_VALUE);
     EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
@@ -304,45 +338,75 @@ TEST(FileRewriteTest, AChangeThatCannotBeHeldIsRefusedBeforeItIsMade)
     EXPECT_EQ(RewriteFile(file.Get(), "new text"), 0);
     EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
     EXPECT_EQ(folder.Read("file"), "restored");
-    EXPECT_FALSE(std::filesystem::exists(folder / "file.redo~"));
+    EXPECT_FALSE(std::filesystem::exists(folder / ".redo/file"));
 }
 
 TEST(FileRewriteTest, WhatIsLeftBesideAFileIsUsedOnlyWhereItIsWhole)
 {
-    const CTempFolder folder;
-    const std::string path = folder / "file";
-    std::string redo;
-    bool isDying = true;
-    for (int call = 1; redo.size() <= 16 + 16; ++call) {
-        const CTempFolder dying;
-        MakeFile(dying / "file", "a text that is longer");
-        redo = LeftByDeadWriter(dying / "file", "new text of 16 b", call, &isDying);
-        ASSERT_TRUE(isDying);
-    }
+    // As it lies on the disks of users.
+    const std::string text = "new text of 16 b";
+    const std::string redo = text + "\ncontactmgr-redo" + std::string("\x10\0\0\0\0\0\0\0", 8) +
+                             std::string("\x5C\xE6\xEB\xCE\x78\xC5\x4E\x88", 8);
     std::string flipped = redo;
     flipped[3] ^= 1;
+    const std::string old = "a text that is longer";
     const struct
     {
         const char* what;
         std::string file, left, expected;
     } kCases[] = {
-        {"whole", "a text that is longer", redo, "new text of 16 b"},
-        {"cut by one byte", "a text that is longer", redo.substr(0, redo.size() - 1),
-         "a text that is longer"},
-        {"one bit flipped", "a text that is longer", flipped, "a text that is longer"},
-        {"empty", "a text that is longer", "", "a text that is longer"},
+        {"whole", old, redo, text},
+        {"cut by one byte", old, redo.substr(0, redo.size() - 1), old},
+        {"one bit flipped", old, flipped, old},
+        {"empty", old, "", old},
         {"beside a file that was emptied", "", redo, ""},
-        {"foreign", "a text that is longer", std::string(5000, 'x'), "a text that is longer"},
+        {"foreign", old, std::string(5000, 'x'), old},
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.what);
+        const CTempFolder folder;
         folder.Write("file", c.file);
-        folder.Write("file.redo~", c.left);
-        EXPECT_TRUE(CFileHandle(OpenExclusive(path, OPEN_EXISTING)).IsOpen());
+        folder.Write(".redo/file", c.left);
+        EXPECT_TRUE(CFileHandle(OpenExclusive(folder / "file", OPEN_EXISTING)).IsOpen());
         EXPECT_EQ(folder.Read("file"), c.expected);
-        EXPECT_FALSE(std::filesystem::exists(path + ".redo~"));
+        EXPECT_FALSE(std::filesystem::exists(folder / ".redo/file"));
     }
-    folder.Write("new.redo~", redo); // of somebody who had the name before
-    MakeFile(folder / "new", "text");
-    EXPECT_FALSE(std::filesystem::exists(folder / "new.redo~"));
+}
+
+TEST(FileRewriteTest, NoMoreThanAContactMayHoldIsWrittenOrReadFromARedoFile)
+{
+    struct : CSystemCalls
+    {
+        ssize_t ReadAt(int file, void* bytes, std::size_t size, off_t position) override
+        {
+            read += size;
+            return CSystemCalls::ReadAt(file, bytes, size, position);
+        }
+        std::size_t read = 0;
+    } calls;
+    constexpr std::size_t kLargest = std::size_t{64} << 20;
+    const CTempFolder folder;
+    MakeFile(folder / "file", "text");
+    folder.Write(".redo/file", "x");
+    std::filesystem::resize_file(folder / ".redo/file", std::size_t{1} << 30);
+    CSystemCalls::Replace(&calls);
+    EXPECT_TRUE(CFileHandle(OpenExclusive(folder / "file", OPEN_EXISTING)).IsOpen());
+    CSystemCalls::Replace(nullptr);
+    EXPECT_LT(calls.read, 1000u);
+    EXPECT_FALSE(Rewrite(folder / "file", std::string(kLargest + 1, 'n')));
+    EXPECT_EQ(GetLastError(), ERROR_FILE_TOO_LARGE);
+    struct : CSystemCalls
+    {
+        int Unlink(const char* /*path*/) override
+        {
+            errno = EIO;
+            return -1;
+        }
+    } keepingRedo;
+    CSystemCalls::Replace(&keepingRedo);
+    EXPECT_FALSE(Rewrite(folder / "file", std::string(kLargest, 'n')));
+    CSystemCalls::Replace(nullptr);
+    folder.Write("file", "torn");
+    EXPECT_TRUE(CFileHandle(OpenExclusive(folder / "file", OPEN_EXISTING)).IsOpen());
+    EXPECT_EQ(std::filesystem::file_size(folder / "file"), kLargest);
 }

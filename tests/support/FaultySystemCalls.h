@@ -71,7 +71,7 @@ public:
             ::close(file);
         }
         errno = error;
-        return error == 0 ? 0 : -1;
+        return error == 0 || error == EINTR ? 0 : -1;
     }
     ssize_t WriteAt(int file, const void* buffer, std::size_t size, off_t position) override
     {

@@ -130,13 +130,6 @@ bool CreateAndDelete(const std::string& book, CDeeds& deeds)
     return true;
 }
 
-std::uint64_t LastWriteOf(const std::string& path)
-{
-    WIN32_FILE_ATTRIBUTE_DATA data;
-    GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data);
-    return FileTimeToCount(data.ftLastWriteTime);
-}
-
 // Follows the store as a mail client does, and holds it against the deeds.
 class CFollower
 {

@@ -1,7 +1,6 @@
 #include "platform/FileHandle.h"
 #include "trust/Trial.h"
 
-#include <algorithm>
 #include <array>
 #include <filesystem>
 
@@ -10,7 +9,6 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
-#include <sys/xattr.h>
 #include <unistd.h>
 
 namespace
@@ -94,20 +92,6 @@ CIdentity IdentityOf(const std::string& path)
     return identity;
 }
 
-constexpr const char* kNoteName = "user.contact.btime";
-
-std::string NoteOf(const std::string& path)
-{
-    std::array<char, 64> text = {};
-    const ssize_t size = getxattr(path.c_str(), kNoteName, text.data(), text.size());
-    return {text.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0))};
-}
-
-bool IsOpenNote(const std::string& note)
-{
-    return note.ends_with('~');
-}
-
 class CKillTrial
 {
 public:
@@ -176,8 +160,8 @@ private:
     bool IsTidy()
     {
         const std::string path = PathOf(m_book, m_number);
-        return !std::filesystem::exists(path + ".redo~") &&
-               (ReadWhole(path).empty() || !IsOpenNote(NoteOf(path))) &&
+        return !std::filesystem::exists(RedoPathOf(m_book, m_number)) &&
+               LastWriteOf(m_book) >= LastWriteOf(path) &&
                New(m_plugin, kOldSeed, 100) >= m_number && CountersIn(m_book).size() == 1;
     }
 
@@ -205,8 +189,7 @@ private:
             });
     }
 
-    // Half of the new text lies over the old one, and the redo file of the dead writer beside it;
-    // or, as without a redo file, all of it lies there without a stamp.
+    // Half of the new text lies over the old one, and the redo file of the dead writer beside it.
     void Repair(CRow& row)
     {
         const std::string path = PathOf(m_book, m_number);
@@ -215,18 +198,14 @@ private:
         RunAndKill([&] { return Change(m_plugin, m_number, kNewSeed, m_newSize); },
                    [&](std::uint64_t call, int) {
                        writes += call == SYS_pwrite64 ? 1 : 0;
-                       return writes == 2 || (writes == 1 && call == SYS_utimensat);
+                       return writes == 2;
                    });
-        m_redo = ReadWhole(path + ".redo~");
+        m_redo = ReadWhole(RedoPathOf(m_book, m_number));
         m_torn = ReadWhole(path);
-        m_note = NoteOf(path);
-        if (!row.Try((!m_redo.empty() || IsOpenNote(m_note)) && !m_torn.empty(),
-                     "neither redo file nor note of a killed save")) {
+        if (!row.Try(!m_redo.empty() && !m_torn.empty(), "no redo file of a killed save")) {
             return;
         }
-        if (!m_redo.empty()) {
-            m_torn.replace(0, m_newSize / 2, m_redo, 0, m_newSize / 2);
-        }
+        m_torn.replace(0, m_newSize / 2, m_redo, 0, m_newSize / 2);
         CIdentity before;
         Sweep(
             row, "repair",
@@ -240,12 +219,8 @@ private:
 
     void PlantTorn()
     {
-        const std::string path = PathOf(m_book, m_number);
-        WriteWhole(path, m_torn);
-        if (!m_redo.empty()) {
-            WriteWhole(path + ".redo~", m_redo);
-        }
-        setxattr(path.c_str(), kNoteName, m_note.data(), m_note.size(), 0);
+        WriteWhole(PathOf(m_book, m_number), m_torn);
+        WriteWhole(RedoPathOf(m_book, m_number), m_redo);
     }
 
     void Delete(CRow& row, bool isTorn)
@@ -265,6 +240,9 @@ private:
                 const std::string path = PathOf(m_book, m_number);
                 const std::uint32_t seed = Seed();
                 const bool isGone = seed == 0 && std::filesystem::file_size(path) == 0;
+                if (isGone) {
+                    m_plugin.DeleteContact(IdOf(m_number)); // nobody opens it, which would repair
+                }
                 const bool isThere = seed == (isTorn ? kNewSeed : kOldSeed) && end == End::Killed;
                 return (isGone || isThere) && before == IdentityOf(path) && IsTidy();
             });
@@ -290,7 +268,6 @@ private:
     std::uint32_t m_number = 0;
     std::string m_redo;
     std::string m_torn;
-    std::string m_note;
 };
 
 } // namespace
@@ -312,11 +289,12 @@ bool TryKills(const CTrialOptions& options)
 bool TryRandomKills(const CTrialOptions& options)
 {
     CRow row("killed at any time: contact whole, acknowledged save there");
-    CPABPlugin plugin(options.folder + "/Contacts");
+    const std::string book = options.folder + "/Contacts";
+    CPABPlugin plugin(book);
     for (const std::uint32_t size : {1000u, 20'000u, 200'000u}) {
         const CShared<std::atomic<std::uint32_t>> acknowledged;
         const std::uint32_t number = New(plugin, 1, size);
-        const std::string path = PathOf(options.folder + "/Contacts", number);
+        const std::string path = PathOf(book, number);
         const CIdentity before = IdentityOf(path);
         *acknowledged = 1;
         for (int kill = 0; kill < (options.count + 2) / 3; ++kill) {
@@ -341,7 +319,7 @@ bool TryRandomKills(const CTrialOptions& options)
             const auto seed = contact == nullptr ? std::nullopt : SeedOf(*contact);
             const bool isWhole = seed == *acknowledged || seed == *acknowledged + 1;
             row.Try(isWhole && *acknowledged > first && before == IdentityOf(path) &&
-                        !std::filesystem::exists(path + ".redo~"),
+                        !std::filesystem::exists(RedoPathOf(book, number)),
                     std::to_string(size) + " bytes");
             *acknowledged = seed.value_or(*acknowledged);
         }

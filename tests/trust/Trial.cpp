@@ -70,6 +70,18 @@ std::string PathOf(const std::string& book, std::uint32_t number)
     return book + '/' + CPABContact::ContactIdToFileName(IdOf(number));
 }
 
+std::string RedoPathOf(const std::string& book, std::uint32_t number)
+{
+    return PathOf(book + "/.redo", number);
+}
+
+std::uint64_t LastWriteOf(const std::string& path)
+{
+    WIN32_FILE_ATTRIBUTE_DATA data;
+    GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data);
+    return FileTimeToCount(data.ftLastWriteTime);
+}
+
 void SetText(CContact& contact, std::uint32_t seed, std::size_t size)
 {
     contact.SetProperty("FullName", Wide(std::to_string(seed) + ' ' + std::to_string(size)));

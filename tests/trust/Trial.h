@@ -65,6 +65,8 @@ using ContactPtr = std::unique_ptr<CContact>;
 
 ContactMgr::CContactId IdOf(std::uint32_t number);
 std::string PathOf(const std::string& book, std::uint32_t number);
+std::string RedoPathOf(const std::string& book, std::uint32_t number);
+std::uint64_t LastWriteOf(const std::string& path);
 
 // A text in which every character depends on the seed, so that two of them cannot be mixed
 // unnoticed; the seed that a contact holds, nothing if its text is not whole.

@@ -1,0 +1,94 @@
+#include "pab/ChangeReport.h"
+
+#include "pab/PABContact.h"
+#include "platform/Ascii.h"
+#include "platform/FileHandle.h"
+#include "platform/FileTime.h"
+#include "server/FileSystem.h"
+
+#include <algorithm>
+
+CChangeReport::CChangeReport(const std::string& folder, const FILETIME& since,
+                             ContactMgr::CContactIdList& deleted,
+                             ContactMgr::CContactIdList& changed,
+                             ContactMgr::CContactIdList& created)
+    : m_folder(folder), m_since(since), m_deleted(deleted), m_changed(changed), m_created(created)
+{}
+
+bool CChangeReport::Draw(FILETIME* version)
+{
+    GetSystemTimeAsFileTime(&m_begin);
+    WIN32_FILE_ATTRIBUTE_DATA folder;
+    if (CFileSystem::GetFileAttributesExA(m_folder.c_str(), GetFileExInfoStandard, &folder) == 0) {
+        if (!IsMissingFile(GetLastError())) {
+            return false;
+        }
+        *version = m_since;
+        return true;
+    }
+    ReadVersion(folder.ftLastWriteTime);
+    *version = m_version;
+    WIN32_FIND_DATA entry;
+    CFindHandle search(FindFirstFileA((m_folder + "/*.vcf").c_str(), &entry));
+    if (!search.IsOpen()) {
+        return IsMissingFile(GetLastError());
+    }
+    if (!Walk(entry, search.Get())) {
+        return false;
+    }
+    if (m_latest > m_version) {
+        // I5: a dead process left that. Only tried.
+        const CKeepLastError keep;
+        MoveFolderTime(m_folder.c_str(), m_latest, &m_latest);
+    }
+    return search.Close();
+}
+
+// When names change, the system sets the folder's time from a coarse clock, which may be earlier
+// than a version that the caller got. A version that the clock has not come to yet was taken with a
+// clock that was wrong, or the clock was set back; only the latest that the folder has had tells.
+void CChangeReport::ReadVersion(const FILETIME& folderTime)
+{
+    m_version = std::max(folderTime, m_since);
+    if (m_since > folderTime && m_since > m_begin) {
+        const CKeepLastError keep;
+        m_version = folderTime;
+        MoveFolderTime(m_folder.c_str(), folderTime, &m_version);
+    }
+}
+
+bool CChangeReport::Walk(WIN32_FIND_DATA& entry, HANDLE search)
+{
+    const std::uint32_t before = GetLastError();
+    do {
+        if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
+            Classify(entry, search);
+        }
+    } while (FindNextFileA(search, &entry) != 0);
+    if (GetLastError() != ERROR_NO_MORE_FILES) {
+        return false;
+    }
+    SetLastError(before);
+    return true;
+}
+
+void CChangeReport::Classify(const WIN32_FIND_DATA& entry, HANDLE search)
+{
+    if (entry.ftLastWriteTime <= m_since) {
+        return;
+    }
+    const ContactMgr::CContactId id = CPABContact::FileNameToContactId(entry.cFileName);
+    if (!EqualIgnoringCase(CPABContact::ContactIdToFileName(id), entry.cFileName)) {
+        return;
+    }
+    if (entry.ftLastWriteTime <= m_begin) {
+        m_latest = std::max(m_latest, entry.ftLastWriteTime);
+    }
+    const FILETIME creation = GetEntryCreationTime(search, entry);
+    const bool isLive = (entry.nFileSizeLow | entry.nFileSizeHigh) != 0;
+    if (creation < m_since) {
+        (isLive ? m_changed : m_deleted).AddTail(id);
+    } else if (isLive && creation < m_version) { // I7
+        m_created.AddTail(id);
+    }
+}

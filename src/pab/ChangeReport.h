@@ -1,0 +1,40 @@
+#pragma once
+
+#include "core/ContactId.h"
+#include "platform/FileApi.h"
+
+#include <string>
+
+// What became of the contacts of an address book folder since a version: one walk of the folder
+// that compares the times and lengths of its files and opens none (platform/ChangeProtocol.h, I5 to
+// I7). A resource, for one report.
+class CChangeReport
+{
+public:
+    // The lists are appended to; they and the folder's path must outlive the report.
+    CChangeReport(const std::string& folder, const FILETIME& since,
+                  ContactMgr::CContactIdList& deleted, ContactMgr::CContactIdList& changed,
+                  ContactMgr::CContactIdList& created);
+    CChangeReport(const CChangeReport&) = delete;
+    CChangeReport& operator=(const CChangeReport&) = delete;
+
+    // *version is where the next report is to begin: the folder's time before the walk. It is
+    // `since` where the folder's time lies before that, unless that is later than the clock, and
+    // where there is no folder. After false, with the last error set, the lists keep what was found
+    // so far.
+    bool Draw(FILETIME* version);
+
+private:
+    void ReadVersion(const FILETIME& folderTime);
+    bool Walk(WIN32_FIND_DATA& entry, HANDLE search);
+    void Classify(const WIN32_FIND_DATA& entry, HANDLE search);
+
+    const std::string& m_folder;
+    const FILETIME m_since;
+    ContactMgr::CContactIdList& m_deleted;
+    ContactMgr::CContactIdList& m_changed;
+    ContactMgr::CContactIdList& m_created;
+    FILETIME m_begin; // by the clock
+    FILETIME m_version;
+    FILETIME m_latest; // of the files that the clock had passed
+};

@@ -1,0 +1,250 @@
+#include "platform/RedoFile.h"
+
+#include "platform/ChangeProtocol.h"
+#include "platform/NewFile.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <optional>
+#include <vector>
+
+#include <sys/file.h>
+
+namespace
+{
+
+// Ends a redo file. All parts are of the machine's own byte order: writer and repairer stand on
+// the same store, and a trailer that does not fit only means that the old content stays.
+struct RedoTrailer
+{
+    char magic[16];
+    std::uint64_t contentSize;
+    std::uint64_t checksum;
+};
+
+constexpr char kRedoMagic[16] = {'\n', 'c', 'o', 'n', 't', 'a', 'c', 't',
+                                 'm',  'g', 'r', '-', 'r', 'e', 'd', 'o'};
+
+// The folder that this thread last saw to have a redo folder, and who gets what root makes there.
+struct CKnownFolder
+{
+    std::string path;
+    std::optional<COwner> owner;
+};
+thread_local CKnownFolder t_known;
+
+std::uint64_t Checksum(std::string_view bytes)
+{
+    constexpr std::uint64_t kPrime = 0x9E3779B97F4A7C15;
+    std::uint64_t sum = bytes.size() * kPrime;
+    while (!bytes.empty()) {
+        std::uint64_t word = 0;
+        const std::size_t size = std::min(bytes.size(), sizeof(word));
+        std::memcpy(&word, bytes.data(), size);
+        sum = (sum ^ word) * kPrime;
+        sum ^= sum >> 29;
+        bytes.remove_prefix(size);
+    }
+    return sum;
+}
+
+std::string RedoText(std::string_view content)
+{
+    RedoTrailer trailer = {};
+    std::memcpy(trailer.magic, kRedoMagic, sizeof(kRedoMagic));
+    trailer.contentSize = content.size();
+    trailer.checksum = Checksum(content);
+    std::string text;
+    text.reserve(content.size() + sizeof(trailer));
+    text.append(content);
+    text.append(reinterpret_cast<const char*>(&trailer), sizeof(trailer));
+    return text;
+}
+
+std::string RedoPath(const COpenFile& file)
+{
+    std::string path = file.folder + kRedoFolder;
+    return path.append(1, '/').append(NameOf(file.path));
+}
+
+// The trailer comes first, so that a large file that is not ours costs nothing. False with errno
+// set.
+bool ReadComplete(int redo, std::string* content, bool* isComplete)
+{
+    struct statx status = {};
+    RedoTrailer trailer = {};
+    *isComplete = false;
+    if (CSystemCalls::Current().Stat(redo, "", AT_EMPTY_PATH, &status) != 0) {
+        return false;
+    }
+    if (!S_ISREG(status.stx_mode) || status.stx_size < sizeof(trailer) ||
+        status.stx_size > kLargestContent + sizeof(trailer)) {
+        return true;
+    }
+    const std::uint64_t size = status.stx_size - sizeof(trailer);
+    if (!ReadAll(redo, reinterpret_cast<char*>(&trailer), sizeof(trailer), size)) {
+        return false;
+    }
+    if (std::memcmp(trailer.magic, kRedoMagic, sizeof(kRedoMagic)) != 0 ||
+        trailer.contentSize != size) {
+        return true;
+    }
+    content->resize(size);
+    if (!ReadAll(redo, content->data(), size, 0)) {
+        return false;
+    }
+    *isComplete = trailer.checksum == Checksum(*content);
+    return true;
+}
+
+bool WriteAndClose(int file, std::string_view text)
+{
+    CDescriptor redo(file);
+    return redo.IsOpen() && WriteAll(redo.Get(), text, 0) &&
+           (!IsFlushing() || CSystemCalls::Current().Sync(redo.Get()) == 0) && redo.Close();
+}
+
+int OpenOrMake(const std::string& path, int flags, const std::optional<COwner>& owner)
+{
+    CSystemCalls& calls = CSystemCalls::Current();
+    flags |= O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    if (!owner) {
+        return calls.Open(path.c_str(), flags | O_CREAT, kFileMode);
+    }
+    const int file = calls.Open(path.c_str(), flags, 0);
+    return file >= 0 || errno != ENOENT ? file : MakeFile(path, owner, [](int) { return true; });
+}
+
+bool IsMarkedUnfinished(const std::string& path)
+{
+    std::array<char, 24> text = {};
+    const ssize_t size = CSystemCalls::Current().GetAttribute(path.c_str(), kCreationAttribute,
+                                                              text.data(), text.size());
+    return size > 0 && text[static_cast<std::size_t>(size) - 1] == kOldUnfinishedMark;
+}
+
+// A file that somebody holds is left to him.
+bool CopyToRedo(const std::string& path, const std::string& redoPath)
+{
+    CSystemCalls& calls = CSystemCalls::Current();
+    const CDescriptor file(
+        calls.Open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0));
+    struct statx status = {};
+    if (!file.IsOpen() || calls.Lock(file.Get(), LOCK_EX | LOCK_NB) != 0 ||
+        calls.Stat(file.Get(), "", AT_EMPTY_PATH, &status) != 0 || status.stx_size == 0 ||
+        status.stx_size > kLargestContent) {
+        return true;
+    }
+    std::string content(status.stx_size, '\0');
+    return ReadAll(file.Get(), content.data(), content.size(), 0) &&
+           WriteAndClose(OpenOrMake(redoPath, O_WRONLY | O_TRUNC, NewOwner(status)),
+                         RedoText(content));
+}
+
+bool TakeOldMarks(const std::string& folder, const std::string& redoFolder)
+{
+    std::vector<std::string> names;
+    if (ListFiles(folder.c_str(), &names) == 0) {
+        errno = EIO;
+        return false;
+    }
+    for (const std::string& name : names) {
+        const std::string path = folder + '/' + name;
+        if (name.ends_with(kOldRedoSuffix)) {
+            const std::size_t suffix = name.rfind(kOldRedoSuffix);
+            const std::string to = redoFolder + '/' + name.substr(0, suffix);
+            if (CSystemCalls::Current().Rename(path.c_str(), to.c_str(), 0) != 0 &&
+                errno != ENOENT) {
+                return false;
+            }
+        } else if (IsMarkedUnfinished(path) && !CopyToRedo(path, redoFolder + '/' + name)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// The lock keeps two makers apart, as far as it reaches.
+bool MakeRedoFolder(const std::string& folder)
+{
+    const CDescriptor locked(OpenFolder(folder.c_str()));
+    if (!locked.IsOpen()) {
+        return false;
+    }
+    LockPatiently(locked.Get());
+    return MakeFolder(folder + kRedoFolder,
+                      [&](const std::string& made) { return TakeOldMarks(folder, made); }) ||
+           errno == EEXIST;
+}
+
+} // namespace
+
+bool EnsureRedoFolder(const std::string& folder)
+{
+    if (t_known.path == folder) {
+        return true;
+    }
+    std::optional<COwner> owner;
+    if (!NewOwnerIn(folder, &owner) ||
+        (CSystemCalls::Current().Access((folder + kRedoFolder).c_str(), F_OK) != 0 &&
+         !MakeRedoFolder(folder))) {
+        return false;
+    }
+    t_known = {folder, owner};
+    return true;
+}
+
+int OpenInRedoFolder(const std::string& folder, std::string_view name, int flags)
+{
+    const std::string path = folder + kRedoFolder + '/' + std::string(name);
+    for (int attempt = 0; attempt < 2 && EnsureRedoFolder(folder); ++attempt) {
+        const int file = OpenOrMake(path, flags, t_known.owner);
+        if (file >= 0 || errno != ENOENT) {
+            return file;
+        }
+        t_known = {};
+    }
+    return -1;
+}
+
+bool WriteRedo(const COpenFile& file, std::string_view content)
+{
+    const std::string text = RedoText(content);
+    const std::string& folder = file.folder;
+    const int redo = OpenInRedoFolder(folder, NameOf(file.path), O_WRONLY | O_TRUNC);
+    return (WriteAndClose(redo, text) &&
+            (!IsFlushing() ||
+             (SyncFolder((folder + kRedoFolder).c_str()) && SyncFolder(folder.c_str())))) ||
+           FailWithErrno();
+}
+
+bool ReadRedo(const COpenFile& file, ERedo* state, std::string* content)
+{
+    *state = ERedo::None;
+    if (!EnsureRedoFolder(file.folder)) {
+        // On a full disk, or one that is mounted read-only, a whole file can still be read.
+        const int error = errno;
+        const std::string old = file.path + kOldRedoSuffix;
+        const bool isCut = CSystemCalls::Current().Access(old.c_str(), F_OK) == 0;
+        errno = error;
+        return !isCut || FailWithErrno();
+    }
+    const CDescriptor redo(CSystemCalls::Current().Open(
+        RedoPath(file).c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0));
+    bool isComplete = false;
+    if (!redo.IsOpen()) {
+        return errno == ENOENT || FailWithErrno();
+    }
+    if (!ReadComplete(redo.Get(), content, &isComplete)) {
+        return FailWithErrno();
+    }
+    *state = isComplete ? ERedo::Complete : ERedo::Incomplete;
+    return true;
+}
+
+bool RemoveRedo(const COpenFile& file)
+{
+    return CSystemCalls::Current().Unlink(RedoPath(file).c_str()) == 0 || errno == ENOENT ||
+           FailWithErrno();
+}
