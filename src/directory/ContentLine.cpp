@@ -4,8 +4,6 @@
 #include "platform/LastError.h"
 
 #include <algorithm>
-#include <bit>
-#include <functional>
 #include <new>
 
 namespace DirectoryUtils
@@ -15,7 +13,7 @@ namespace
 
 constexpr char kTag[] = "CParameterValues";
 
-// More entries than this are looked up by hash. Real lines have one to three parameters.
+// More entries than this are looked up in the index. Real lines have one to three parameters.
 constexpr std::size_t kMaxWalked = 16;
 
 } // namespace
@@ -41,7 +39,7 @@ void CRecordAllocation::operator delete(void* memory, const char*, std::uint32_t
     CMemoryDebugging::TraceDeallocate(memory);
 }
 
-CParameters::CParameters(const CParameters& other) : m_slots(other.m_slots)
+CParameters::CParameters(const CParameters& other) : m_index(other.m_index)
 {
     m_entries.reserve(other.m_entries.size());
     for (const CEntry& entry : other) {
@@ -56,14 +54,14 @@ CParameters::CParameters(const CParameters& other) : m_slots(other.m_slots)
 CParameters& CParameters::operator=(CParameters other) noexcept
 {
     m_entries.swap(other.m_entries);
-    m_slots.swap(other.m_slots);
+    m_index.swap(other.m_index);
     return *this;
 }
 
 void CParameters::RemoveAll() noexcept
 {
     m_entries.clear();
-    m_slots.clear();
+    m_index.clear();
 }
 
 bool CParameters::Lookup(std::string_view name, CParameterValues*& values) const
@@ -87,10 +85,14 @@ try {
         m_entries[index].values.reset(values);
         return true;
     }
-    MakeSlotsFor(index + 1);
     m_entries.push_back({std::string(name), nullptr});
+    try {
+        Index(index);
+    } catch (const std::bad_alloc&) {
+        m_entries.pop_back();
+        throw;
+    }
     m_entries.back().values.reset(values);
-    FillSlot(index);
     return true;
 } catch (const std::bad_alloc&) {
     return FailForMemory();
@@ -109,45 +111,30 @@ CParameterValues* CParameters::FindOrAdd(std::string_view name)
 // The number of the entry, or the count where there is none.
 std::size_t CParameters::IndexOf(std::string_view name) const
 {
-    if (m_slots.empty()) {
+    if (m_index.empty()) {
         const auto found = std::find_if(m_entries.begin(), m_entries.end(),
                                         [name](const CEntry& e) { return e.name == name; });
         return static_cast<std::size_t>(found - m_entries.begin());
     }
-    const std::size_t mask = m_slots.size() - 1;
-    std::size_t slot = std::hash<std::string_view>()(name) & mask;
-    while (m_slots[slot] != 0) {
-        if (m_entries[m_slots[slot] - 1].name == name) {
-            return m_slots[slot] - 1;
-        }
-        slot = (slot + 1) & mask;
-    }
-    return m_entries.size();
+    const auto found = m_index.find(name);
+    return found == m_index.end() ? m_entries.size() : found->second;
 }
 
-// Half of the slots stay free, so that a search ends soon.
-void CParameters::MakeSlotsFor(std::size_t count)
+// The first that is too many for a walk brings those before it along.
+void CParameters::Index(std::size_t added)
 {
-    if (count <= kMaxWalked || count * 2 <= m_slots.size()) {
+    if (added < kMaxWalked) {
         return;
     }
-    m_slots = std::vector<std::uint32_t>(std::bit_ceil(count * 4));
-    for (std::size_t index = 0; index < m_entries.size(); ++index) {
-        FillSlot(index);
-    }
-}
-
-void CParameters::FillSlot(std::size_t index) noexcept
-{
-    if (m_slots.empty()) {
+    if (!m_index.empty()) {
+        m_index.emplace(m_entries[added].name, added);
         return;
     }
-    const std::size_t mask = m_slots.size() - 1;
-    std::size_t slot = std::hash<std::string_view>()(m_entries[index].name) & mask;
-    while (m_slots[slot] != 0) {
-        slot = (slot + 1) & mask;
+    CIndex made;
+    for (std::size_t index = 0; index <= added; ++index) {
+        made.emplace(m_entries[index].name, index);
     }
-    m_slots[slot] = static_cast<std::uint32_t>(index + 1);
+    m_index.swap(made);
 }
 
 CContentLine::CContentLine(std::string group, std::string name, CParameters parameters,

@@ -7,6 +7,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -90,12 +92,13 @@ public:
 
 private:
     std::size_t IndexOf(std::string_view name) const;
-    void MakeSlotsFor(std::size_t count);
-    void FillSlot(std::size_t index) noexcept;
+    void Index(std::size_t added);
 
     std::vector<CEntry> m_entries;
-    // Hash table of entry numbers plus 1; empty while there are so few that a walk is faster.
-    std::vector<std::uint32_t> m_slots;
+    // Names with the numbers of their entries; empty while there are so few that a walk is faster.
+    // Ordered, since a stranger can choose names that collide in any hash.
+    using CIndex = std::map<std::string, std::size_t, std::less<>>;
+    CIndex m_index;
 };
 
 // One line: group, name, parameters and main value. The main value is the raw text behind the
