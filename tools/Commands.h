@@ -29,4 +29,4 @@ void AddReadCommands(CLI::App& app, CCommands* commands);     // list, show, que
 void AddEditCommands(CLI::App& app, CCommands* commands);     // new, set, delete
 void AddExchangeCommands(CLI::App& app, CCommands* commands); // export, import
 void AddChangeCommands(CLI::App& app, CCommands* commands);   // changes, poll
-void AddMailboxCommands(CLI::App& app, CCommands* commands);  // mailbox add, list, set
+void AddMailboxCommands(CLI::App& app, CCommands* commands);  // mailbox add, list, set, renew

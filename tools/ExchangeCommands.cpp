@@ -180,7 +180,7 @@ private:
     {
         std::string path;
         return Try([&] {
-                   return m_session.ContactsLocation(&path) && FlushFileSystem(path.c_str()) != 0;
+                   return m_session.MailboxFolder(&path) && FlushFileSystem(path.c_str()) != 0;
                }) ||
                m_session.Report().Failure("flush the contacts of " + m_session.MailboxName());
     }

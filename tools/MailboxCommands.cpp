@@ -1,6 +1,8 @@
 #include "Commands.h"
 
 #include "Session.h"
+#include "pab/BookRenewal.h"
+#include "pab/PABContact.h"
 #include "server/MailStoreAdmin.h"
 
 #include <CLI/CLI.hpp>
@@ -101,6 +103,37 @@ bool SetMailbox(CSession& session, const CSetMailboxOptions& options)
     return true;
 }
 
+// The identifier of the contact that a file in the redo folder belongs to, or its name.
+std::string RedoFileText(const std::string& name)
+{
+    const ContactMgr::CContactId id = CPABContact::FileNameToContactId(name);
+    return CPABContact::ContactIdToFileName(id) == name ? id.ToString() : name;
+}
+
+bool RenewMailbox(CSession& session, const std::string& mailbox)
+{
+    const std::string what = "renew " + mailbox;
+    std::string folder;
+    CBookRenewal renewal;
+    if (!session.OpenMailbox(mailbox)) {
+        return false;
+    }
+    if (!Try([&] {
+            return session.AddressBookFolder(&folder) && RenewAddressBook(folder, &renewal);
+        })) {
+        return session.Report().Failure(what);
+    }
+    for (const std::string& name : renewal.dropped) {
+        Print("dropped " + ToField(RedoFileText(name)) + '\n');
+    }
+    Print("renewed " + std::to_string(renewal.renewed) + '\n');
+    for (const auto& [id, error] : renewal.failed) {
+        SetLastError(error);
+        session.Report().Failure(what + ": " + id.ToString());
+    }
+    return true;
+}
+
 } // namespace
 
 void AddMailboxCommands(CLI::App& app, CCommands* commands)
@@ -126,4 +159,12 @@ void AddMailboxCommands(CLI::App& app, CCommands* commands)
     command->add_option("SETTINGS", set->settings, "PROPERTY=VALUE; an empty value removes")
         ->required();
     commands->push_back({command, [set](CSession& session) { return SetMailbox(session, *set); }});
+
+    const auto renewed = std::make_shared<std::string>();
+    command = family->add_subcommand(
+        "renew", "After files were put back from a backup: drop unfinished saves, and let "
+                 "everybody who follows the address book hear of every contact");
+    command->add_option("MAILBOX", *renewed, "NAME@DOMAIN")->required();
+    commands->push_back(
+        {command, [renewed](CSession& session) { return RenewMailbox(session, *renewed); }});
 }

@@ -39,14 +39,8 @@ bool CSession::OpenAddressBook(EAccess access)
     if (m_options.mailbox.empty()) {
         throw CUsageError("--mailbox or CONTACTMGR_MAILBOX is required");
     }
-    m_name = ParseMailboxName(m_options.mailbox);
-    if (!OpenStore()) {
+    if (!OpenMailbox(m_options.mailbox)) {
         return false;
-    }
-    m_activeName.emplace(m_name.name, m_name.domain);
-    if (!Try(
-            [&] { return m_mailbox.Open(m_server, m_name.name.c_str(), m_name.domain.c_str()); })) {
-        return m_report.Failure("open mailbox " + m_options.mailbox);
     }
     if (!CheckProperties() && access == EAccess::Write) {
         return false;
@@ -58,7 +52,20 @@ bool CSession::OpenAddressBook(EAccess access)
     return true;
 }
 
-bool CSession::ContactsLocation(std::string* path)
+bool CSession::OpenMailbox(const std::string& mailbox)
+{
+    m_name = ParseMailboxName(mailbox);
+    if (!OpenStore()) {
+        return false;
+    }
+    m_activeName.emplace(m_name.name, m_name.domain);
+    return Try([&] {
+               return m_mailbox.Open(m_server, m_name.name.c_str(), m_name.domain.c_str());
+           }) ||
+           m_report.Failure("open mailbox " + mailbox);
+}
+
+bool CSession::MailboxFolder(std::string* path)
 {
     CMailboxMailOwner owner;
     path->assign(kLongestPath, '\0');
@@ -67,6 +74,15 @@ bool CSession::ContactsLocation(std::string* path)
         return false;
     }
     path->resize(size);
+    return true;
+}
+
+bool CSession::AddressBookFolder(std::string* path)
+{
+    if (!MailboxFolder(path)) {
+        return false;
+    }
+    path->append("/Contacts");
     return true;
 }
 
@@ -79,10 +95,10 @@ bool CSession::ListAddressBook(std::vector<std::string>* ids)
         SetLastError(ERROR_NOT_FOUND);
         return m_report.Failure(what);
     }
-    if (!ContactsLocation(&folder)) {
+    if (!AddressBookFolder(&folder)) {
         return m_report.Failure(what);
     }
-    const CFindHandle search(FindFirstFileA((folder + "/Contacts/*.vcf").c_str(), &entry));
+    const CFindHandle search(FindFirstFileA((folder + "/*.vcf").c_str(), &entry));
     if (!search.IsOpen()) {
         return IsMissingFile(GetLastError()) || m_report.Failure(what);
     }
@@ -108,8 +124,8 @@ bool CSession::ListAddressBook(std::vector<std::string>* ids)
 bool CSession::FailCreation(const std::string& what)
 {
     std::string folder;
-    if (GetLastError() == ERROR_INVALID_PARAMETER && ContactsLocation(&folder) &&
-        MayWriteFolder((folder + "/Contacts").c_str())) {
+    if (GetLastError() == ERROR_INVALID_PARAMETER && AddressBookFolder(&folder) &&
+        MayWriteFolder(folder.c_str())) {
         SetLastError(ERROR_INVALID_PARAMETER);
     }
     return m_report.Failure(what);
@@ -118,7 +134,7 @@ bool CSession::FailCreation(const std::string& what)
 void CSession::CheckFileSystem()
 {
     std::string path;
-    if (ContactsLocation(&path) && !KeepsFineFileTimes(path.c_str())) {
+    if (AddressBookFolder(&path) && !KeepsFineFileTimes(path.substr(0, path.rfind('/')).c_str())) {
         m_report.Note("mailbox " + m_options.mailbox,
                       "its file system keeps times in whole seconds, which is not supported: "
                       "changes may go unreported");
@@ -180,8 +196,8 @@ std::unique_ptr<CContact> CSession::OpenListed(const std::string& what, const st
     std::string path;
     WIN32_FILE_ATTRIBUTE_DATA file;
     const bool isThere =
-        ContactsLocation(&path) &&
-        GetFileAttributesExA((path + "/Contacts/" + CPABContact::ContactIdToFileName(id)).c_str(),
+        AddressBookFolder(&path) &&
+        GetFileAttributesExA((path + '/' + CPABContact::ContactIdToFileName(id)).c_str(),
                              GetFileExInfoStandard, &file) != 0 &&
         HasContent(file);
     return isThere ? OpenContact(what, id) : nullptr;

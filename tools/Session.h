@@ -44,14 +44,19 @@ public:
     };
     bool OpenAddressBook(EAccess access);
 
+    // The mailbox alone; NAME@DOMAIN.
+    bool OpenMailbox(const std::string& mailbox);
+
     // After OpenStore.
     _tMailServer* Server() const { return m_server; }
 
     // After OpenAddressBook.
     CContactMgr& Manager() { return *m_manager; }
     CMailbox& Mailbox() { return m_mailbox; }
-    // The folder of the mailbox, below which the address book lies. False as the mailbox leaves it.
-    bool ContactsLocation(std::string* path);
+    // After OpenMailbox: the folder of the mailbox, and that of the address book in it. False as
+    // the mailbox leaves it.
+    bool MailboxFolder(std::string* path);
+    bool AddressBookFolder(std::string* path);
     const std::string& MailboxName() const { return m_options.mailbox; }
 
     // The identifiers of the personal address book, in order, as its files have them: a walk passes

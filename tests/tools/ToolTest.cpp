@@ -284,6 +284,29 @@ TEST(ToolTest, ChangesAndPollsFollowAVersion)
         << json;
 }
 
+TEST(ToolTest, RenewDropsUnfinishedSavesAndTellsFollowersOfAllThatWasPutBack)
+{
+    const CTool tool;
+    const CArguments renew = {"mailbox", "renew", "alice@example.org"};
+    EXPECT_EQ(tool.Run(renew).out, "renewed 0\n");
+    const string book = tool.StorePath() + "/example.org/alice/Contacts";
+    const auto run = [&](const string& command) {
+        ASSERT_EQ(std::system(("cd '" + book + "' && " + command).c_str()), 0) << command;
+    };
+    tool.Run({"new", "FullName=Backup"});
+    tool.Run({"new", "FullName=Gone"});
+    run("cp -a . ../saved");
+    tool.Run({"set", "VCARDPAB-1", "FullName=Newer"});
+    tool.Run({"delete", "VCARDPAB-2"});
+    const string version = tool.Run({"poll"}).out.substr(8, 18);
+    run("cp -a ../saved/*.vcf . && touch .redo/40000000.vcf .redo/c0000000.vcf");
+    EXPECT_EQ(tool.Run(renew).out, "dropped VCARDPAB-2\ndropped VCARDPAB-3\nrenewed 2\n");
+    const string report = tool.Run({"changes", "--since", version}).out;
+    EXPECT_TRUE(Contains(report, "changed VCARDPAB-1\n") &&
+                Contains(report, "changed VCARDPAB-2\n"))
+        << report;
+}
+
 TEST(ToolTest, IdentifiersOfOthersAreRefusedUnlessTheyAreAskedFor)
 {
     const CTool tool;
