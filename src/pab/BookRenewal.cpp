@@ -35,7 +35,7 @@ try {
         ListFiles(redoFolder.c_str(), &redoNames) == 0) {
         return false;
     }
-    std::erase(redoNames, kStampLock + 1); // behind its slash
+    std::erase(redoNames, kStampLock);
     std::sort(redoNames.begin(), redoNames.end());
     for (const std::string& name : names) {
         const ContactMgr::CContactId id = CPABContact::FileNameToContactId(name);

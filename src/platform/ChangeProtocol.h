@@ -45,7 +45,7 @@
 
 // Names in the folder of the files.
 inline constexpr const char* kRedoFolder = "/.redo";
-inline constexpr const char* kStampLock = "/.lock"; // in the redo folder
+inline constexpr const char* kStampLock = ".lock"; // in the redo folder
 inline constexpr const char* kCreationAttribute = "user.contact.btime";
 
 // What stores of the first release have in their place, see platform/RedoFile.h.
