@@ -8,7 +8,8 @@
 set -uo pipefail
 
 effort=100
-only='ext4 xfs btrfs tmpfs overlay bindfs ramfs gluster ext4-power-cut xfs-power-cut'
+only='ext4 xfs btrfs tmpfs overlay bindfs ramfs gluster full-btrfs full-xfs ext4-power-cut
+xfs-power-cut'
 while [ $# -gt 1 ]; do
     case $1 in
         --quick) effort=15 ;;
@@ -186,10 +187,39 @@ try_gluster() {
     trials gluster "$work/gluster1" 1 100 100 3000 4000 "$work/gluster2"
 }
 
+try_full-btrfs() {
+    image "$work/full-btrfs.img" 400M mkfs.btrfs -q -f &&
+        mounted "$work/full-btrfs" mount -o loop "$work/full-btrfs.img" "$work/full-btrfs" ||
+        return 1
+    trial btrfs full-disk "$work/full-btrfs" --count "$(scaled 100)" --share \
+        "btrfs subvolume snapshot -r '$work/full-btrfs' '$work/full-btrfs/before' >&2"
+}
+
+try_full-xfs() {
+    image "$work/full-xfs.img" 400M mkfs.xfs -q -f -m reflink=1 &&
+        mounted "$work/full-xfs" mount -o loop "$work/full-xfs.img" "$work/full-xfs" || return 1
+    trial xfs full-disk "$work/full-xfs" --count "$(scaled 100)"
+}
+
+# read_copy IMAGE MOUNT OPTIONS [SECOND_IMAGE]: adds what is left in a copy to the power cuts' row.
+# With a second image all contacts are opened first, and the power is cut again right behind that.
+read_copy() {
+    local row=''
+    if mounted "$2" mount -o "loop$3" "$1" "$2"; then
+        [ $# -lt 4 ] || { "$program" repair "$2" >&3 2>&3 && cp --reflink=always "$1" "$4"; } &&
+            row=$("$program" read "$2" --log "$work/log.cut" 2>&3)
+        unmount_last
+    fi
+    row=${row:-'| 1 | 1 | a copy cannot be mounted or repaired'}
+    tried=$((tried + $(cut -d'|' -f2 <<<"$row")))
+    broken=$((broken + $(cut -d'|' -f3 <<<"$row")))
+    note+=$(cut -d'|' -f4 <<<"$row")
+}
+
 # A disk image on a file system that copies by reference: a copy taken while contacts are being
 # saved is the disk as a power cut leaves it.
 power_cuts() { # FILESYSTEM MOUNT_OPTIONS MKFS...
-    local name=$1-power-cut options=$2 cut row tried=0 broken=0 note='' host="$work/$1-host"
+    local options=$2 cut tried=0 broken=0 note='' host="$work/$1-host"
     image "$host.img" 3G mkfs.xfs -q -f -m reflink=1 &&
         mounted "$host" mount -o loop "$host.img" "$host" &&
         image "$host/disk.img" 400M "${@:3}" &&
@@ -204,23 +234,17 @@ power_cuts() { # FILESYSTEM MOUNT_OPTIONS MKFS...
         sleep "0.0$((RANDOM % 90 + 10))"
         cp "$work/log" "$work/log.cut"
         cp --reflink=always "$host/disk.img" "$host/cut.img" || break
-        if mounted "$host-cut" mount -o "loop$options" "$host/cut.img" "$host-cut"; then
-            row=$("$program" read "$host-cut" --log "$work/log.cut" 2>&3)
-            unmount_last
-        else
-            row='| 1 | 1 | the copy does not mount'
-        fi
-        tried=$((tried + $(cut -d'|' -f2 <<<"$row")))
-        broken=$((broken + $(cut -d'|' -f3 <<<"$row")))
-        note+=$(cut -d'|' -f4 <<<"$row")
+        read_copy "$host/cut.img" "$host-cut" "$options" "$host/again.img"
+        read_copy "$host/again.img" "$host-cut" "$options"
     done
     kill -0 "$saver" 2>&3 || { broken=$((broken + 1)); note+=' the saver ended'; }
+    [ "$cut" -eq "$cuts" ] || { broken=$((broken + 1)); note+=' not all copied'; }
     kill "$saver" 2>&3
     wait "$saver" 2>&3
     saver=
     sleep 1
     [ "$broken" -eq 0 ] || is_broken=1
-    add_row "$1" "power cuts with flushing: whole, none acknowledged lost | $tried | $broken | $cut cuts ${note:0:200}"
+    add_row "$1" "power cuts with flushing, each twice: whole, none acknowledged lost | $tried | $broken | $cut cuts ${note:0:200}"
 }
 
 try_ext4-power-cut() { power_cuts ext4 '' mkfs.ext4 -q -F; }

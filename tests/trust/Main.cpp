@@ -20,17 +20,24 @@ const struct
     Trial run;
     bool ownFolder;
 } kTrials[] = {
-    {"kill", TryKills, true},           {"random-kill", TryRandomKills, true},
-    {"numbers", TryNumbers, true},      {"changes", TryChanges, true},
-    {"handles", TryHandles, true},      {"save", SaveUntilKilled, false},
+    {"kill", TryKills, true},
+    {"random-kill", TryRandomKills, true},
+    {"numbers", TryNumbers, true},
+    {"changes", TryChanges, true},
+    {"handles", TryHandles, true},
+    {"full-disk", TryFullDisk, true},
+    {"root", TryRoot, true},
+    {"save", SaveUntilKilled, false},
+    {"repair", RepairAfterPowerCut, false},
     {"read", ReadAfterPowerCut, false},
 };
 
 int ShowUsage()
 {
-    std::fputs("usage: contactmgr_trust kill|random-kill|numbers|changes|handles FOLDER\n"
-               "           [--count N] [--second FOLDER] [--jitter]\n"
-               "       contactmgr_trust save|read FOLDER --log FILE\n",
+    std::fputs("usage: contactmgr_trust\n"
+               "           kill|random-kill|numbers|changes|handles|full-disk|root FOLDER\n"
+               "           [--count N] [--second FOLDER] [--jitter] [--share COMMAND]\n"
+               "       contactmgr_trust save|repair|read FOLDER --log FILE\n",
                stderr);
     return 2;
 }
@@ -60,7 +67,7 @@ int main(int count, char** arguments)
         return ShowUsage();
     }
     CTrialOptions options;
-    options.folder = arguments[2];
+    options.folder = std::filesystem::absolute(arguments[2]);
     for (int index = 3; index < count; ++index) {
         const std::string_view option = arguments[index];
         if (option == "--jitter") {
@@ -71,6 +78,8 @@ int main(int count, char** arguments)
             options.count = std::atoi(arguments[index]);
         } else if (option == "--second") {
             options.second = arguments[index];
+        } else if (option == "--share") {
+            options.share = arguments[index];
         } else if (option == "--log") {
             options.log = arguments[index];
         } else {

@@ -1,3 +1,4 @@
+#include "pab/PABContactEnumerator.h"
 #include "trust/Trial.h"
 
 #include <cstdio>
@@ -11,6 +12,7 @@ namespace
 
 constexpr std::uint32_t kWriters = 4;
 constexpr std::uint32_t kContactsOfWriter = 5;
+constexpr std::uint32_t kCutMicroseconds = 50'000; // time for a power cut before the repair
 
 // One line for each thing that was acknowledged: contact and seed, or 0 where it was deleted. The
 // log lies on another disk, which keeps its power.
@@ -20,6 +22,19 @@ void Tell(int log, std::uint32_t number, std::uint32_t seed)
     if (write(log, line.data(), line.size()) != static_cast<ssize_t>(line.size())) {
         std::perror("log");
     }
+}
+
+// Ends this process in the middle of a save: behind the redo file, with half of the new text over
+// the old one, and all of that on the disk.
+bool DieHalfWay(CPABPlugin& plugin, const std::string& path, std::uint32_t number,
+                std::uint32_t seed)
+{
+    const CBeforeOverwrite death(path, [](int file, const void* buffer, std::size_t size) {
+        const bool isHalf = pwrite(file, buffer, size / 2, 0) > 0 && fsync(file) == 0;
+        _exit(isHalf ? 0 : 1);
+    });
+    Change(plugin, number, seed, 20'000);
+    return false;
 }
 
 bool SaveForEver(const std::string& book, int log)
@@ -37,6 +52,13 @@ bool SaveForEver(const std::string& book, int log)
         if (seed % 50 == 0 && plugin.DeleteContact(IdOf(numbers[index]))) {
             Tell(log, numbers[index], 0);
             numbers.erase(numbers.begin() + static_cast<std::ptrdiff_t>(index));
+        } else if (seed % 10 == 1) {
+            const std::uint32_t number = numbers[index];
+            if (!HasSucceeded(StartWorker(
+                    [&] { return DieHalfWay(plugin, PathOf(book, number), number, seed); }))) {
+                return false;
+            }
+            SleepMicroseconds(kCutMicroseconds);
         } else if (Change(plugin, numbers[index], seed, size)) {
             Tell(log, numbers[index], seed);
         } else {
@@ -59,6 +81,22 @@ bool SaveUntilKilled(const CTrialOptions& options)
         HasSucceeded(writer);
     }
     return false;
+}
+
+bool RepairAfterPowerCut(const CTrialOptions& options)
+{
+    CRow row("contacts opened after a power cut");
+    const std::string book = options.folder + "/Cut";
+    CPABContactEnumerator walk(book);
+    row.Try(walk.Start(nullptr, nullptr) && walk.MoveNext(), "no contact");
+    while (walk.MoveNext()) {
+    }
+    // Brings what happened to the folder to the disk, but no text of a contact.
+    const int other =
+        open((options.folder + "/other").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    row.Try(write(other, "x", 1) == 1 && fsync(other) == 0, "no other file");
+    close(other);
+    return row.Print();
 }
 
 bool ReadAfterPowerCut(const CTrialOptions& options)

@@ -143,6 +143,15 @@ std::uint32_t New(CPABPlugin& plugin, std::uint32_t seed, std::size_t size)
     return contact->Save() ? contact->GetId().ToNumber() : 0;
 }
 
+ssize_t CBeforeOverwrite::WriteAt(int file, const void* buffer, std::size_t size, off_t position)
+{
+    std::error_code ignored;
+    if (std::filesystem::equivalent("/proc/self/fd/" + std::to_string(file), m_path, ignored)) {
+        m_step(file, buffer, size);
+    }
+    return CSystemCalls::WriteAt(file, buffer, size, position);
+}
+
 std::string ReadWhole(const std::string& path)
 {
     std::ifstream file(path, std::ios::binary);

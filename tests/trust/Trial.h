@@ -2,6 +2,7 @@
 
 #include "pab/PABContact.h"
 #include "pab/PABPlugin.h"
+#include "platform/SystemCalls.h"
 
 #include <atomic>
 #include <cstdint>
@@ -26,6 +27,7 @@ struct CTrialOptions
     int count = 1;
     bool withJitter = false;
     std::string log;
+    std::string share = "true"; // a shell command that shares the blocks of what is there
 
     const std::string& Second() const { return second.empty() ? folder : second; }
 };
@@ -56,9 +58,13 @@ bool TryRandomKills(const CTrialOptions& options);
 bool TryNumbers(const CTrialOptions& options);
 bool TryChanges(const CTrialOptions& options);
 bool TryHandles(const CTrialOptions& options);
-// Saves with flushing on and logs what was acknowledged, until it is killed; and the reader of a
-// copy of the disk that was taken meanwhile.
+bool TryFullDisk(const CTrialOptions& options); // fills the folder's disk
+bool TryRoot(const CTrialOptions& options);
+// Saves with flushing on and logs what was acknowledged, until it is killed; one who opens all
+// contacts in a copy of the disk that was taken meanwhile, without flushing; and the reader of such
+// a copy, or of a copy of that.
 bool SaveUntilKilled(const CTrialOptions& options);
+bool RepairAfterPowerCut(const CTrialOptions& options);
 bool ReadAfterPowerCut(const CTrialOptions& options);
 
 using ContactPtr = std::unique_ptr<CContact>;
@@ -78,6 +84,24 @@ ContactPtr Open(CPABPlugin& plugin, std::uint32_t number);
 ContactPtr OpenPatiently(CPABPlugin& plugin, std::uint32_t number);
 bool Change(CPABPlugin& plugin, std::uint32_t number, std::uint32_t seed, std::size_t size);
 std::uint32_t New(CPABPlugin& plugin, std::uint32_t seed, std::size_t size);
+
+// While it lives, takes a step before each write to one file: in a save, behind the redo file.
+class CBeforeOverwrite : public CSystemCalls
+{
+public:
+    using Step = std::function<void(int file, const void* buffer, std::size_t size)>;
+
+    CBeforeOverwrite(const std::string& path, Step step) : m_path(path), m_step(std::move(step))
+    {
+        Replace(this);
+    }
+    ~CBeforeOverwrite() override { Replace(nullptr); }
+    ssize_t WriteAt(int file, const void* buffer, std::size_t size, off_t position) override;
+
+private:
+    const std::string m_path;
+    const Step m_step;
+};
 
 // The bytes of a file as they are; written in place, by the kernel's stamp alone.
 std::string ReadWhole(const std::string& path);
