@@ -8,7 +8,7 @@
 set -uo pipefail
 
 effort=100
-only='ext4 xfs btrfs tmpfs overlay bindfs ramfs gluster full-btrfs full-xfs ext4-power-cut
+only='ext4 xfs btrfs tmpfs overlay bindfs ramfs gluster ceph full-btrfs full-xfs ext4-power-cut
 xfs-power-cut'
 while [ $# -gt 1 ]; do
     case $1 in

@@ -5,6 +5,9 @@
 namespace
 {
 
+// Makers of one folder may take the unfinished one from each other, so often at most.
+constexpr int kMakers = 10;
+
 bool IsRoot() noexcept
 {
     return ::geteuid() == 0;
@@ -25,10 +28,13 @@ int MakeNamed(const std::string& path, const std::optional<COwner>& owner,
     return isReady ? file.Release() : -1;
 }
 
-// A folder with that name may be one that a dead process began.
+// A folder with that name was begun by a process that died. It goes, since it may be root's own;
+// one with something in it has its owner.
 bool BeginFolder(const std::string& path, const std::optional<COwner>& owner)
 {
-    if (CSystemCalls::Current().MakeFolder(path.c_str(), kFolderMode) != 0 && errno != EEXIST) {
+    CSystemCalls& calls = CSystemCalls::Current();
+    calls.RemoveFolder(path.c_str());
+    if (calls.MakeFolder(path.c_str(), kFolderMode) != 0 && errno != EEXIST) {
         return false;
     }
     const CDescriptor folder(OpenFolder(path.c_str()));
@@ -99,16 +105,18 @@ bool MakeFolder(const std::string& path,
         return calls.MakeFolder(path.c_str(), kFolderMode) == 0;
     }
     const std::string unfinished = path + ".new~";
-    if (IsThere(path)) {
-        errno = EEXIST;
-        return false;
+    int error = EEXIST;
+    for (int attempt = 0; attempt < kMakers && !IsThere(path); ++attempt) {
+        if (BeginFolder(unfinished, owner) && (prepare == nullptr || prepare(unfinished)) &&
+            GiveName(unfinished, path)) {
+            return true;
+        }
+        error = errno;
+        calls.RemoveFolder(unfinished.c_str());
+        if (error != ENOENT) {
+            break;
+        }
     }
-    if (BeginFolder(unfinished, owner) && (prepare == nullptr || prepare(unfinished)) &&
-        GiveName(unfinished, path)) {
-        return true;
-    }
-    const int error = errno;
-    calls.RemoveFolder(unfinished.c_str());
     errno = IsThere(path) ? EEXIST : error;
     return false;
 }

@@ -79,9 +79,12 @@ bool TryRoot(const CTrialOptions& options)
         for (const auto& entry : std::filesystem::recursive_directory_iterator(".")) {
             const std::filesystem::path& path = entry.path();
             struct stat entryStatus = {};
-            row.Try(lstat(path.c_str(), &entryStatus) == 0 && entryStatus.st_uid == kMailServer &&
-                        entryStatus.st_gid == kMailServer,
-                    path.string() + " is another's" + what);
+            row.Try(
+                lstat(path.c_str(), &entryStatus) == 0 &&
+                    ((entryStatus.st_uid == kMailServer && entryStatus.st_gid == kMailServer) ||
+                     path.extension() == ".new~"), // has no name yet, and the next maker drops it
+
+                path.string() + " is another's" + what);
             if (path.parent_path() == "./" + book && path.extension() == ".vcf" &&
                 entryStatus.st_size > 0) {
                 live.push_back(CPABContact::FileNameToContactId(path.filename()).ToNumber());
