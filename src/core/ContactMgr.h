@@ -21,8 +21,10 @@ class CMailbox;
 //
 // The mailbox stays the caller's and outlives the manager; enumerators and contacts end before the
 // manager. A manager and all that came from it are used by one thread at a time; different threads
-// may use managers of their own over one mailbox. A false or null result leaves its reason in the
-// last error; 8 means exhausted memory everywhere.
+// may use managers of their own over one mailbox. A contact of the personal address book is locked
+// while its object lives. A child process that was forked meanwhile keeps it locked until it ends
+// or calls exec. A false or null result leaves its reason in the last error; 8 means exhausted
+// memory everywhere.
 //
 // An identifier of the older web client's store names its mailbox itself, and one of the domain's
 // mailboxes names its domain. A caller who takes identifiers from outside checks them.

@@ -19,7 +19,8 @@ class CNameContentLine;
 
 // A contact of the personal address book: one vCard 3.0 file (RFC 2426) in the address book folder,
 // and one exclusive handle on it, held from Open or Create to destruction, so that a second object
-// for the same contact fails to open at once (32), in this process or any other.
+// for the same contact fails to open at once (32), in this process or any other. A child process
+// that was forked meanwhile and did not call exec holds it too, until it ends.
 //
 // A caller constructs it, calls exactly one of Open, Create and Delete, works on the record, and
 // saves; destruction saves a changed record too. The file is emptied, never removed: one of length

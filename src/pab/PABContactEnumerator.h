@@ -8,9 +8,10 @@
 #include <string>
 
 // Walks the contact files of an address book folder and offers each as an open contact, in the
-// order of the directory search. A file that does not open, because somebody holds it, because it
-// is damaged or because it is no contact, is passed over and stays as it is. The version is the
-// folder's last-write time; a poll costs one look at the folder and opens nothing.
+// order of the directory search. A file that does not open is passed over and stays as it is:
+// somebody holds it, it is damaged or no contact, or there is no room to complete a save that was
+// cut short. The version is the folder's last-write time; a poll costs one look at the folder and
+// opens nothing.
 //
 // The current contact is held exclusively while it lives, and one that was changed is saved when
 // the walk moves on. A resource; used by one thread at a time.

@@ -61,18 +61,16 @@ try {
     const CKeepLastError keep;
     CSystemCalls& calls = CSystemCalls::Current();
     const FILETIME fraction = FileTimeFromUnix(0, kNanosecondsOfProbe);
-    bool isFine = true;
     const std::string probe = std::string(folder) + "/.times~";
-    const CDescriptor file(MakeFile(probe, std::nullopt, [&](int made) {
+    bool isFine = true;
+    MakeFile(probe, std::nullopt, [&](int made) {
         struct statx status = {};
         isFine = !SetLastWriteTime(made, fraction) ||
                  calls.Stat(made, "", AT_EMPTY_PATH, &status) != 0 ||
                  FileTimeOf(status.stx_mtime) == fraction;
-        return true;
-    }));
-    if (file.IsOpen()) {
-        calls.Unlink(probe.c_str());
-    }
+        return false; // no name for it
+    });
+    calls.Unlink(probe.c_str()); // where it had to have one
     return isFine;
 } catch (const std::bad_alloc&) {
     return true;
