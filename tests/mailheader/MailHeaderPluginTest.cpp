@@ -1,68 +1,64 @@
 #include "mailheader/MailHeaderPlugin.h"
 
+#include "support/ContactText.h"
 #include "support/StoreContract.h"
-#include "support/TestMailStore.h"
 
 #include <gtest/gtest.h>
-
-#include <memory>
 
 namespace
 {
 
-using ContactMgr::CContactId;
-
-struct CMailHeaderPluginTest : testing::Test
-{
-    CTestMailStore store;
-    CMailbox alice = store.OpenAlice();
-    CMailHeaderPlugin plugin{alice};
-};
+using CMailHeaderPluginTest = CStoreTest<CMailHeaderPlugin>;
 
 TEST_F(CMailHeaderPluginTest, KeepsTheContractOfAStore)
 {
     store.Deliver("cur/1");
-    ExpectOpenKeepsItsContract(plugin, CContactId("INBOX-Ann-Marie <a-b@example.org>"),
-                               CContactId("INBOX-Ann"));
-    ExpectWalkKeepsItsContract(plugin);
-    ExpectNeitherCreatesNorReports(plugin);
-    EXPECT_FALSE(plugin.OwnsContact(CContactId("Inbox-a@example.org")));
-    EXPECT_FALSE(plugin.OwnsContact(CContactId("INBOXES-a@example.org")));
+    ExpectKeepsTheContract(plugin, "INBOX-Ann-Marie <a-b@example.org>", "INBOX-Ann");
+    EXPECT_FALSE(plugin.OwnsContact("Inbox-a@example.org"));
+    EXPECT_FALSE(plugin.OwnsContact("INBOXES-a@example.org"));
 }
 
+// A sender's comment is the full name, and its last word the last name.
 TEST_F(CMailHeaderPluginTest, WalkGivesTheSenderOfEachMessageThatHasOne)
 {
     static const struct
     {
-        const char *what, *message, *id;
+        const char* from;
+        const char16_t *full, *first, *last; // null: no contact
     } kCases[] = {
-        {"name and address", "From: Ann Lee <a@example.org>\n\n", "INBOX-Ann Lee <a@example.org>"},
-        {"the same sender again", "From: a@example.org\n\nFrom: x@example.org\n",
-         "INBOX-a@example.org"},
-        {"encoded words", "From: =?ISO-8859-1?Q?J=F6rg?= <j@example.org>\n\n",
-         "INBOX-Jörg <j@example.org>"},
-        {"several addresses", "From: a@example.org, b@example.org\n\n", ""},
-        {"a name alone", "From: Ann\n\n", ""},
+        {"j@example.org\nFrom: x@example.org", u"", u"", u""},
+        {"\"John Q. Public\" <j@example.org>", u"John Q. Public", u"John Q.", u"Public"},
+        {"a@example.org, b@example.org", nullptr, nullptr, nullptr},
+        {"Ann", nullptr, nullptr, nullptr},
+        {"\"  John Smith  \" <j@example.org>", u"  John Smith  ", u"John", u"Smith"},
+        {"\"John\tSmith\" <j@example.org>", u"John\tSmith", u"John\tSmith", u""},
+        {"\"John \tSmith\" <j@example.org>", u"John \tSmith", u"John", u"Smith"},
+        {"=?utf-8?b?44CA5bGx55SwIOWkqumDjsKg?= <j@example.org>", u"\u3000山田 太郎\u00a0", u"山田",
+         u"太郎"},
     };
-    std::string expected;
-    char messageId[] = "a";
+    char file[] = "cur/a";
     for (const auto& c : kCases) {
-        store.Deliver(std::string("cur/") + messageId, c.message);
-        ++*messageId;
-        expected += *c.id == '\0' ? "" : std::string(c.id) + "\n";
+        store.Deliver(file, std::string("From: ") + c.from + "\n\n");
+        ++file[4];
     }
-
-    const std::unique_ptr<CContactPlg::CContactEnumerator> walk(plugin.GetEnumerator());
-    const std::unique_ptr<CContactPlg::CContactEnumerator> second(plugin.GetEnumerator());
     EXPECT_TRUE(walk->Start(nullptr, nullptr));
-    EXPECT_TRUE(second->Start(nullptr, nullptr)) << "readers share the lock of the folder";
-    std::string senders, last;
-    while (walk->MoveNext()) {
-        last = walk->GetCurrent()->GetId().ToString();
-        senders += last + "\n";
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.from);
+        if (c.full == nullptr) {
+            continue;
+        }
+        ASSERT_TRUE(walk->MoveNext());
+        CContact& contact = *walk->GetCurrent();
+        EXPECT_EQ(TextOf(contact, "FULLNAME"), c.full);
+        EXPECT_EQ(TextOf(contact, "GivenName"), c.first);
+        EXPECT_EQ(TextOf(contact, "surname"), c.last);
+        EXPECT_EQ(EmailsOf(contact), "5 j@example.org; ");
+        const auto again = Open(contact.GetId());
+        ASSERT_NE(again, nullptr) << contact.GetId().ToString();
+        EXPECT_EQ(TextOf(*again, "FullName"), c.full);
     }
-    EXPECT_EQ(senders, expected);
-    EXPECT_EQ(walk->GetCurrent()->GetId().ToString(), last) << "stays until Finish";
+    EXPECT_FALSE(walk->MoveNext());
+    EXPECT_EQ(TextOf(*walk->GetCurrent(), "Surname"), u"太郎") << "stays until Finish";
 }
 
 } // namespace

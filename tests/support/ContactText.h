@@ -1,11 +1,19 @@
 #pragma once
 
-#include "core/Contact.h"
+#include "core/ContactPlg.h"
 
 #include <string>
 
-// The entries of a contact's lists in one text, for tables of cases: "TYPE VALUE; " each.
+// Contacts as texts, for tables of cases.
 
+// A property's text.
+inline std::u16string TextOf(CContact& contact, const char* property)
+{
+    std::u16string text;
+    return contact.GetProperty(property, &text) ? text : u"(refused)";
+}
+
+// The entries of a list: "TYPE VALUE; " each.
 inline std::string EmailsOf(CContact& contact)
 {
     std::string text;
@@ -39,4 +47,14 @@ inline std::u16string AddressesOf(CContact& contact)
         text += u"; ";
     }
     return text;
+}
+
+// The identifiers of the contacts that a walk has still to give: "ID; " each.
+inline std::string IdsOf(CContactPlg::CContactEnumerator& walk)
+{
+    std::string ids;
+    while (walk.MoveNext()) {
+        ids += walk.GetCurrent()->GetId().ToString() + "; ";
+    }
+    return ids;
 }
