@@ -3,6 +3,7 @@
 #include "support/ContentLines.h"
 
 #include <algorithm>
+#include <sstream>
 
 namespace
 {
@@ -55,6 +56,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::string folded;
     const auto width = static_cast<std::uint32_t>(size % 100);
     FuzzCheck(line.Line().AppendFolded(&folded, width), "it can be folded");
+    std::istringstream physicalLines(folded);
+    for (std::string part; std::getline(physicalLines, part);) {
+        FuzzCheck(part.ends_with('\r') && part != "\t\r" &&
+                      part.size() - 1 <= std::max<std::size_t>(width, 5) &&
+                      (IsUtf8(part) || !IsUtf8(text)),
+                  "no physical line is empty or too long, and no character is cut");
+    }
     const CTextLines lines(folded);
     FuzzCheck(lines.Lines().size() == 1, "a folded line is one line");
     FuzzCheck(text.find_first_of("\r\n") != text.npos ||

@@ -22,8 +22,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const CUtf8String text{std::string(bytes)};
     FuzzCheck(isUtf8 == (text.ToUnicode(&buffer, &length) == 1), "both forms decode the same");
     const std::unique_ptr<char16_t, decltype(&std::free)> owner(buffer, std::free);
-    FuzzCheck(!isUtf8 || std::u16string_view(buffer, static_cast<std::size_t>(length)) == wide,
-              "both forms decode to the same");
+    FuzzCheck(!isUtf8 || (std::u16string_view(buffer, static_cast<std::size_t>(length)) == wide &&
+                          buffer[length] == u'\0'),
+              "both forms decode to the same, with a zero behind it");
 
     std::u16string lossy;
     FuzzCheck(Utf8ToWideLossy(bytes, &lossy) && (!isUtf8 || lossy == wide), "lossy always decodes");

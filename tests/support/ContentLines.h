@@ -61,19 +61,11 @@ CKeptLine KeepEntry(const CParsedLine& line, const Entry& (Typed::*get)() const)
 inline CKeptLine Keep(const CParsedLine& line)
 {
     using namespace VCardUtils;
-    if (line.name == "ADR") {
-        return KeepEntry(line, &CAddressContentLine::GetAddress);
-    }
-    if (line.name == "EMAIL") {
-        return KeepEntry(line, &CEmailContentLine::GetEmail);
-    }
-    if (line.name == "IMPP") {
-        return KeepEntry(line, &CIMContentLine::GetIM);
-    }
-    if (line.name == "TEL") {
-        return KeepEntry(line, &CTelephoneContentLine::GetTelephone);
-    }
-    return {0, LineText(line.Line())};
+    return line.name == "ADR"     ? KeepEntry(line, &CAddressContentLine::GetAddress)
+           : line.name == "EMAIL" ? KeepEntry(line, &CEmailContentLine::GetEmail)
+           : line.name == "IMPP"  ? KeepEntry(line, &CIMContentLine::GetIM)
+           : line.name == "TEL"   ? KeepEntry(line, &CTelephoneContentLine::GetTelephone)
+                                  : CKeptLine{0, LineText(line.Line())};
 }
 
 inline CKeptLine Keep(std::string_view text)
