@@ -1,6 +1,5 @@
 #include "server/Dependancy.h"
 
-#include "platform/LastError.h"
 #include "server/MailServer.h"
 
 #include <gtest/gtest.h>
@@ -11,17 +10,14 @@ namespace
 // Writes down which hooks are called; they answer what the test says.
 struct CRecordingDependancy : CDependancy<CMailServer>
 {
-    bool DoInitWork(CMailServer&) override
+    bool DoInitWork(CMailServer&) override { return Call('i'); }
+    bool DoTermWork() override { return Call('t'); }
+    void ReportInitError(CMailServer&) override { Call('e'); }
+    bool Call(char hook)
     {
-        calls += 'i';
+        calls += hook;
         return answer;
     }
-    bool DoTermWork() override
-    {
-        calls += 't';
-        return answer;
-    }
-    void ReportInitError(CMailServer&) override { calls += 'e'; }
 
     std::string calls;
     bool answer = true;
@@ -35,14 +31,12 @@ TEST(DependancyTest, LibraryIsStartedAndEndedOnce)
     library.answer = false;
     EXPECT_FALSE(library.Init(server));
     library.answer = true;
-    EXPECT_TRUE(library.Init(server));
-    EXPECT_TRUE(library.Init(server));
+    EXPECT_TRUE(library.Init(server) && library.Init(server));
     library.answer = false;
     EXPECT_FALSE(library.Term());
     EXPECT_TRUE(library.Init(server)); // still up
     library.answer = true;
-    EXPECT_TRUE(library.Term());
-    EXPECT_TRUE(library.Term());
+    EXPECT_TRUE(library.Term() && library.Term());
     EXPECT_EQ(library.calls, "ieitt");
 }
 

@@ -34,15 +34,9 @@ protected:
     Lines m_lines;
 };
 
-int CapturedBits(const char* function)
+TEST_F(FunctionDebuggingTest, RulesChooseScopesAndBitsAndMalformedOnesLeaveTheOldOnes)
 {
-    const CFunctionDebugging scope(function);
-    return (scope.DebugParameters() != 0 ? 2 : 0) | (scope.DebugReturnValues() != 0 ? 4 : 0) |
-           (scope.DebugLargeBuffers() != 0 ? 32 : 0);
-}
-
-TEST_F(FunctionDebuggingTest, RulesChooseScopesAndBits)
-{
+    constexpr int kRefused = 4; // what the rules of before give
     static const struct
     {
         const char *rules, *scope;
@@ -56,23 +50,26 @@ TEST_F(FunctionDebuggingTest, RulesChooseScopesAndBits)
         {"*:Save:*:*:2", "A::B::Save", 2},
         {":Save:*:*:2", "Save", 2},
         {"*:Save:*:*:2; *:S*:*:*:4\r\n\n*:Load:*:*:32", "Save", 6},
+        {"", "", kRefused},
+        {" ; ", "", kRefused},
+        {"*:*:*:7", "", kRefused},
+        {"*:*:*:*:*:7", "", kRefused},
+        {"*:*:*:*:0x", "", kRefused},
+        {"*:*:*:*:7a", "", kRefused},
+        {"*:*:*:*:4294967296", "", kRefused},
+        {"*:*:*:*:2;*", "", kRefused},
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(std::string(c.rules) + " " + c.scope);
-        ASSERT_TRUE(CFunctionDebugging::SetEventCaptureRules(c.rules));
-        EXPECT_EQ(CapturedBits(c.scope), c.bits);
-    }
-}
-
-TEST_F(FunctionDebuggingTest, MalformedRulesAreRefusedAndTheOldOnesStay)
-{
-    ASSERT_TRUE(CFunctionDebugging::SetEventCaptureRules("*:*:*:*:4"));
-    for (const char* const rules : {"", " ; ", "*:*:*:7", "*:*:*:*:*:7", "*:*:*:*:0x", "*:*:*:*:7a",
-                                    "*:*:*:*:4294967296", "*:*:*:*:2;*"}) {
-        SCOPED_TRACE(rules);
-        EXPECT_FALSE(CFunctionDebugging::SetEventCaptureRules(rules));
-        EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
-        EXPECT_EQ(CapturedBits("Save"), 4);
+        ASSERT_TRUE(CFunctionDebugging::SetEventCaptureRules("*:*:*:*:4"));
+        SetLastError(0);
+        EXPECT_EQ(CFunctionDebugging::SetEventCaptureRules(c.rules), c.bits != kRefused);
+        EXPECT_EQ(GetLastError(), c.bits != kRefused ? 0 : ERROR_INVALID_PARAMETER);
+        const CFunctionDebugging scope(c.scope);
+        EXPECT_EQ((scope.DebugParameters() != 0 ? 2 : 0) |
+                      (scope.DebugReturnValues() != 0 ? 4 : 0) |
+                      (scope.DebugLargeBuffers() != 0 ? 32 : 0),
+                  c.bits);
     }
 }
 

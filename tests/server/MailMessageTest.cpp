@@ -8,26 +8,20 @@
 namespace
 {
 
-CMailMessage Open(const CTestMailStore& store)
+// The header "From" of the store's one message, or "!" and the last error.
+std::string FromOf(const CTestMailStore& store)
 {
     CMailFolder folder = store.OpenFolder();
     CMailMessage message;
     EXPECT_TRUE(message.Open(folder, "1", 0));
-    return message;
-}
-
-// A header's value, or "!" and the last error.
-std::string Header(const CMailMessage& message, const char* name)
-{
     const char* value = nullptr;
-    return message.GetHeader(name, &value) ? value : "!" + std::to_string(GetLastError());
+    return message.GetHeader("From", &value) ? value : "!" + std::to_string(GetLastError());
 }
 
 TEST(MailMessageTest, FirstFieldOfTheNameIsUnfoldedTrimmedUtf8)
 {
     const std::pair<std::string, std::string> cases[] = {
         {"To: b\nFROM : a@example.org\n\nx", "a@example.org"},
-        {"From: a@example.org\r\n\r\nx", "a@example.org"},
         {"From: Ann\r\n Lee\r\n\t<a@b> \r\nTo: b\r\n\r\n", "Ann Lee\t<a@b>"},
         {"From: a\nFrom: b\n\n", "a"},
         {"From-Line: a\nFrom: b\n\n", "b"},
@@ -40,11 +34,11 @@ TEST(MailMessageTest, FirstFieldOfTheNameIsUnfoldedTrimmedUtf8)
         {"From: J\xF6\n\n", "J\u00F6"},
         {std::string("From: a\0b\n\n", 11), "a\uFFFDb"},
     };
+    const CTestMailStore store;
     for (const auto& [text, expected] : cases) {
         SCOPED_TRACE(text);
-        const CTestMailStore store;
         store.Deliver("cur/1", text);
-        EXPECT_EQ(Header(Open(store), "From"), expected);
+        EXPECT_EQ(FromOf(store), expected);
     }
 }
 
@@ -57,11 +51,11 @@ TEST(MailMessageTest, HeaderIsReadInPiecesUpToItsCap)
             SCOPED_TRACE(start);
             const std::string filler = "X: " + std::string(start - 4, 'x') + "\n";
             store.Deliver("cur/1", filler + "From: a@b\r\n (c)\r\nTo: b\r\n\r\n");
-            EXPECT_EQ(Header(Open(store), "From"), "a@b (c)");
+            EXPECT_EQ(FromOf(store), "a@b (c)");
         }
     }
     store.Deliver("cur/1", "From: a@b" + std::string(300'000, 'x') + "\nFrom: a\n\n");
-    EXPECT_EQ(Header(Open(store), "From"), "!1168");
+    EXPECT_EQ(FromOf(store), "!1168");
 }
 
 } // namespace

@@ -8,7 +8,7 @@
 namespace
 {
 
-TEST(MailServerTest, LocationSaysWhereMailboxesAre)
+TEST(MailServerTest, LocationSaysWhereMailboxesAreAndHowMuchRoomTheirPathsTake)
 {
     static const struct
     {
@@ -39,11 +39,17 @@ TEST(MailServerTest, LocationSaysWhereMailboxesAre)
         const std::string path = folder.Path() + c.mailbox;
         std::filesystem::create_directories(path + "/cur");
         CMailOwner owner;
-        char buffer[261];
-        std::uint32_t size = sizeof(buffer);
         ASSERT_TRUE(owner.Open(server, "alice", "example.org", 0));
-        ASSERT_TRUE(owner.GetMessageStoreLocation(buffer, &size));
-        EXPECT_EQ(std::string(buffer), path);
+        const auto length = static_cast<std::uint32_t>(path.size());
+        std::vector<char> buffer(path.size() + 1, 'x');
+        std::uint32_t size = length;
+        EXPECT_FALSE(owner.GetMessageStoreLocation(buffer.data(), &size));
+        EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+        EXPECT_EQ(size, length + 1);
+        EXPECT_EQ(buffer.back(), 'x');
+        EXPECT_TRUE(owner.GetMessageStoreLocation(buffer.data(), &size));
+        EXPECT_EQ(buffer.data(), path);
+        EXPECT_EQ(size, length);
 
         _tMailboxEnumeration* walk = StartMailboxEnumeration(server, "example.org");
         char name[65];
@@ -83,25 +89,6 @@ TEST(MailServerTest, RegisteredDefaultAnswersWhereNoFileDoes)
     EXPECT_EQ(value, 11u);
     EXPECT_EQ(RegisterMailServerPropertyFamily("Other", kOtherType), -1);
     EXPECT_EQ(RegisterMailServerPropertyFamily("Other", nullptr), -1);
-}
-
-TEST(MailOwnerTest, LocationFitsOrSaysHowMuchRoomItTakes)
-{
-    const CTestMailStore store;
-    CMailbox mailbox = store.OpenAlice();
-    CMailboxMailOwner owner;
-    ASSERT_TRUE(owner.Open(mailbox));
-    const std::string path = store.folder / "example.org/alice";
-    const auto length = static_cast<std::uint32_t>(path.size());
-    std::vector<char> buffer(path.size() + 1, 'x');
-    std::uint32_t size = length;
-    EXPECT_FALSE(owner.GetMessageStoreLocation(buffer.data(), &size));
-    EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
-    EXPECT_EQ(size, length + 1);
-    EXPECT_EQ(buffer.back(), 'x');
-    EXPECT_TRUE(owner.GetMessageStoreLocation(buffer.data(), &size));
-    EXPECT_EQ(buffer.data(), path);
-    EXPECT_EQ(size, length);
 }
 
 } // namespace

@@ -9,16 +9,12 @@
 namespace
 {
 
-using Settings = std::vector<CMailboxPropertySetting>;
+constexpr const char* kFile = "example.org/alice/properties.json";
 
-bool Set(const CTestMailStore& store, const Settings& settings)
+bool Set(const CTestMailStore& store, const std::string& name, const std::string& value)
 {
-    return SetMailboxProperties(store.server, "alice", "example.org", settings);
-}
-
-std::string Properties(const CTestMailStore& store)
-{
-    return store.folder.Read("example.org/alice/properties.json");
+    return SetMailboxProperties(store.server, "alice", "example.org",
+                                std::vector{CMailboxPropertySetting{name.c_str(), value.c_str()}});
 }
 
 TEST(MailStoreAdminTest, MailboxIsMadeOnceAndOneThatFailedCanBeMadeAgain)
@@ -78,9 +74,9 @@ TEST(MailStoreAdminTest, SettingKeepsAllElseAndTheTypes)
             store.Deliver("properties.json", c.before);
         }
         SetLastError(0);
-        EXPECT_EQ(Set(store, {{c.name.c_str(), c.value.c_str()}}), c.error == 0);
+        EXPECT_EQ(Set(store, c.name, c.value), c.error == 0);
         EXPECT_EQ(GetLastError(), c.error);
-        std::string after = Properties(store);
+        std::string after = store.folder.Read(kFile);
         std::erase_if(after, [](char byte) { return byte == ' ' || byte == '\n'; });
         EXPECT_EQ(after, c.after);
         EXPECT_TRUE(std::filesystem::is_empty(store / "tmp"));
@@ -98,17 +94,17 @@ TEST(MailStoreAdminTest, FaultOrDeathLeavesTheOldOrTheNewProperties)
             store.Deliver("properties.json", before);
             CFaultySystemCalls calls;
             isDying ? calls.DieAt(call) : calls.FailAt(call, EIO);
-            const bool isSet = Set(store, {{"City", "Basel"}});
+            const bool isSet = Set(store, "City", "Basel");
             wasHit = calls.WasHit();
             isDying ? calls.Bury() : calls.FailAt(0, 0);
-            const std::string after = Properties(store);
+            const std::string after = store.folder.Read(kFile);
             EXPECT_TRUE(after == before || after.find("\"Basel\"\n}") != after.npos) << after;
             if (!isDying && !isSet) {
                 EXPECT_EQ(GetLastError(), ERROR_IO_DEVICE);
                 EXPECT_EQ(after, before);
                 EXPECT_EQ(calls.OpenFiles(), 0u);
             }
-            EXPECT_TRUE(Set(store, {{"City", "Basel"}})); // whatever was left behind
+            EXPECT_TRUE(Set(store, "City", "Basel")); // whatever was left behind
         }
     }
 }

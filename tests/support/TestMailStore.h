@@ -11,7 +11,6 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
-#include <vector>
 
 // An open mail store in a temporary folder, with the mailbox alice@example.org.
 class CTestMailStore
@@ -62,22 +61,6 @@ public:
     CTempFolder folder;
     CMailServer server;
 };
-
-// All ids of a new walk; "!" and the last error where it doesn't start.
-inline std::vector<std::string> WalkFolder(CMailFolder& folder, FILETIME version = {})
-{
-    if (!folder.StartMessageEnumeration(0, &version)) {
-        return {"!" + std::to_string(GetLastError())};
-    }
-    std::vector<std::string> ids;
-    _tMailFolderMessageInfo info{sizeof(info), {}};
-    while (folder.FindNextMessage(&info)) {
-        ids.emplace_back(info.szMessageId);
-        info = {sizeof(info), {}};
-    }
-    folder.CloseMessageEnumeration();
-    return ids;
-}
 
 inline FILETIME LastWriteTime(const std::string& path)
 {
