@@ -4,33 +4,48 @@
 #include "mailheader/MailHeaderContact.h"
 #include "platform/LastError.h"
 #include "support/AllocationFault.h"
+#include "support/ContactText.h"
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <vector>
 
 namespace
 {
 
-constexpr bool kWritable = false;
-constexpr bool kReadOnly = true;
-constexpr const char* kAnn = "ann@x.y";
-constexpr const char* kBob = "bob@x.y";
+constexpr bool kWritable = false, kReadOnly = true;
+constexpr const char *kAnn = "ann@x.y", *kBob = "bob@x.y";
 
-// A contact of a fake store. One without a name stands for a contact that found no memory.
-struct FakeEntry
+// One without a name stands for a contact that found no memory.
+struct CFakeContact : CMailHeaderContact
 {
-    std::string name;
-    bool isReadOnly;
-    std::vector<const char*> emails;
+    CFakeContact(const char* name, bool isReadOnly, std::initializer_list<const char*> emails)
+        : CMailHeaderContact({}), m_name(name), m_isReadOnly(isReadOnly)
+    {
+        m_emails.RemoveAll();
+        for (const char* text : emails) {
+            m_emails.AddTail(CContactEmail());
+            m_emails.GetTail().GetAddress().Parse(text);
+        }
+    }
+    ContactMgr::CContactId GetId() override { return m_name; }
+    bool IsReadOnly() override { return m_isReadOnly; }
+
+    const char* const m_name;
+    const bool m_isReadOnly;
 };
-using Entries = std::vector<FakeEntry>;
+using Contacts = std::vector<std::shared_ptr<CFakeContact>>;
+
+std::shared_ptr<CFakeContact> Fake(const char* name, bool isReadOnly,
+                                   std::initializer_list<const char*> emails)
+{
+    return std::shared_ptr<CFakeContact>(new CFakeContact(name, isReadOnly, emails));
+}
 
 // What a fake store holds, the call that it refuses, and in `calls` what was asked of it.
 struct FakeStore
 {
-    Entries entries;
+    Contacts contacts;
     FILETIME version = FileTimeFromCount(1);
     std::string failing, calls;
 
@@ -42,23 +57,6 @@ struct FakeStore
     }
 };
 
-struct CFakeContact : CMailHeaderContact
-{
-    explicit CFakeContact(const FakeEntry& content) : CMailHeaderContact({}), entry(content)
-    {
-        m_emails.RemoveAll();
-        for (const char* text : entry.emails) {
-            m_emails.AddTail(CContactEmail());
-            m_emails.GetTail().GetAddress().Parse(text);
-        }
-    }
-    ContactMgr::CContactId GetId() override { return entry.name; }
-    bool IsReadOnly() override { return entry.isReadOnly; }
-
-    const FakeEntry entry;
-};
-
-// Makes its contacts at Start, so that MoveNext allocates nothing.
 class CFakeEnumerator : public CContactPlg::CContactEnumerator
 {
 public:
@@ -66,7 +64,6 @@ public:
 
     bool Start(const FILETIME* version, bool* changed) override
     {
-        m_contacts.clear();
         m_reached = 0;
         const bool isPoll = version != nullptr;
         const bool isDone =
@@ -74,9 +71,6 @@ public:
         m_isStarted = isDone && (!isPoll || m_store.version > *version);
         if (isPoll) {
             *changed = m_isStarted;
-        }
-        for (const FakeEntry& entry : m_store.entries) {
-            m_contacts.push_back(std::make_unique<CFakeContact>(entry));
         }
         return isDone;
     }
@@ -90,36 +84,37 @@ public:
     bool MoveNext() override
     {
         SetLastError(ERROR_NO_MORE_FILES);
-        return m_isStarted && ++m_reached <= m_contacts.size();
+        return m_isStarted && ++m_reached <= m_store.contacts.size();
     }
     CContact* GetCurrent() override
     {
-        CFakeContact* found = m_reached == 0 ? nullptr : m_contacts.at(m_reached - 1).get();
-        return found == nullptr || found->entry.name.empty() ? nullptr : found;
+        CFakeContact* found = m_reached == 0 ? nullptr : m_store.contacts.at(m_reached - 1).get();
+        return found == nullptr || *found->m_name == '\0' ? nullptr : found;
     }
 
 private:
     FakeStore& m_store;
     bool m_isStarted = false;
     std::size_t m_reached = 0; // contacts that were current, with the present one
-    std::vector<std::unique_ptr<CFakeContact>> m_contacts;
 };
 
-// A store that has nothing but an enumerator.
+// A store that has nothing but an enumerator; none without a fake store.
 class CFakePlugin final : public CContactPlg
 {
 public:
-    using Maker = std::function<CContactEnumerator*()>;
-    explicit CFakePlugin(Maker make) : m_make(std::move(make)) {}
+    explicit CFakePlugin(FakeStore* store) : m_store(store) {}
     static void Release(CContactPlg* plugin) { delete static_cast<CFakePlugin*>(plugin); }
 
     std::string GetPluginType() override { return "FAKE"; }
     bool OwnsContact(ContactMgr::CContactId) override { return false; }
     bool OpenContact(ContactMgr::CContactId, CContact**) override { return false; }
-    CContactEnumerator* GetEnumerator() override { return m_make(); }
+    CContactEnumerator* GetEnumerator() override
+    {
+        return m_store == nullptr ? nullptr : new CFakeEnumerator(*m_store);
+    }
 
 private:
-    const Maker m_make;
+    FakeStore* const m_store;
 };
 
 // Three fake stores, one without an enumerator between them, and the enumerator over them.
@@ -127,26 +122,11 @@ struct CCollatedContactEnumeratorTest : testing::Test
 {
     CCollatedContactEnumeratorTest()
     {
-        Add([this] { return new CFakeEnumerator(stores[0]); });
-        Add([] { return nullptr; });
-        Add([this] { return new CFakeEnumerator(stores[1]); });
-        Add([this] { return new CFakeEnumerator(stores[2]); });
-        walk = std::make_unique<CCollatedContactEnumerator>(plugins);
-    }
-    void Add(CFakePlugin::Maker make)
-    {
-        plugins.AddTail(CContactPlgOwner(new CFakePlugin(std::move(make)), CFakePlugin::Release));
-    }
-
-    // All names of a new walk.
-    std::string Names()
-    {
-        std::string names;
-        EXPECT_TRUE(walk->Start(nullptr, nullptr));
-        while (walk->MoveNext()) {
-            names += walk->GetCurrent()->GetId().ToString() + ' ';
+        for (FakeStore* store :
+             {&stores[0], static_cast<FakeStore*>(nullptr), &stores[1], &stores[2]}) {
+            plugins.AddTail(CContactPlgOwner(new CFakePlugin(store), CFakePlugin::Release));
         }
-        return names;
+        walk = std::make_unique<CCollatedContactEnumerator>(plugins);
     }
 
     FakeStore stores[3];
@@ -159,51 +139,48 @@ TEST_F(CCollatedContactEnumeratorTest, ReadOnlyContactIsShownOnlyWithANewFirstAd
     static const struct
     {
         const char* what;
-        Entries first, second;
+        Contacts first, second;
         const char* shown;
     } kCases[] = {
         {"the book's entry hides the mailbox",
-         {{"book", kWritable, {kAnn}}},
-         {{"box", kReadOnly, {kAnn}}, {"other", kReadOnly, {kBob}}},
-         "book other "},
+         {Fake("book", kWritable, {kAnn})},
+         {Fake("box", kReadOnly, {kAnn}), Fake("other", kReadOnly, {kBob})},
+         "book; other; "},
         {"writable ones are never hidden",
-         {{"a", kReadOnly, {kAnn}}},
-         {{"b", kWritable, {kAnn}}, {"c", kWritable, {kAnn}}},
-         "a b c "},
-        {"without an address", {{"a", kWritable, {}}, {"b", kReadOnly, {}}}, {}, "a "},
-        {"only the second address was seen",
-         {{"a", kWritable, {kAnn}}},
-         {{"b", kReadOnly, {kBob, kAnn}}},
-         "a b "},
-        {"further addresses of a shown one are remembered",
-         {{"a", kReadOnly, {kAnn, kBob}}},
-         {{"b", kReadOnly, {kBob}}},
-         "a "},
-        {"no memory for one", {{"", kWritable, {}}, {"b", kWritable, {}}}, {}, "b "},
+         {Fake("a", kReadOnly, {kAnn})},
+         {Fake("b", kWritable, {kAnn}), Fake("c", kWritable, {kAnn})},
+         "a; b; c; "},
+        {"without an address", {Fake("a", kWritable, {}), Fake("b", kReadOnly, {})}, {}, "a; "},
+        {"further addresses of a shown one alone are remembered",
+         {Fake("a", kReadOnly, {kAnn, kBob})},
+         {Fake("b", kReadOnly, {kBob}), Fake("c", kReadOnly, {"c@x.y", kAnn})},
+         "a; c; "},
+        {"no memory for one", {Fake("", kWritable, {}), Fake("b", kWritable, {})}, {}, "b; "},
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.what);
-        stores[0].entries = c.first;
-        stores[2].entries = c.second;
-        EXPECT_EQ(Names(), c.shown);
-        EXPECT_EQ(Names(), c.shown) << "the second walk remembers the first";
+        stores[0].contacts = c.first;
+        stores[2].contacts = c.second;
+        for (int round = 0; round < 2; ++round) { // the second remembers nothing of the first
+            EXPECT_TRUE(walk->Start(nullptr, nullptr));
+            EXPECT_EQ(IdsOf(*walk), c.shown);
+        }
     }
 }
 
 TEST_F(CCollatedContactEnumeratorTest, VersionIsTheLargestAndOnlyGrows)
 {
-    static const struct
-    {
-        std::uint64_t first, last, expected;
-    } kCases[] = {{9, 7, 9},
-                  {7, 10, 10},
-                  {0x1'0000'0000, 0xFFFF'FFFF, 0x1'0000'0000},
-                  {5, 0x8000'0000'0000'0000, 0x1'0000'0000}}; // the high half is signed
-    for (const auto& c : kCases) {
-        stores[0].version = FileTimeFromCount(c.first);
-        stores[2].version = FileTimeFromCount(c.last);
+    static constexpr std::uint64_t kCases[][3] = {
+        {9, 7, 9},
+        {7, 10, 10},
+        {0x1'0000'0000, 0xFFFF'FFFF, 0x1'0000'0000},
+        {5, 0x8000'0000'0000'0000, 0x1'0000'0000}, // the high half is signed
+    };
+    for (const auto& [first, last, expected] : kCases) {
+        stores[0].version = FileTimeFromCount(first);
+        stores[2].version = FileTimeFromCount(last);
         EXPECT_TRUE(walk->Start(nullptr, nullptr));
-        EXPECT_EQ(FileTimeToCount(walk->GetVersion()), c.expected);
+        EXPECT_EQ(FileTimeToCount(walk->GetVersion()), expected);
     }
 }
 
@@ -249,9 +226,9 @@ TEST_F(CCollatedContactEnumeratorTest, AStoresFailureEndsTheCall)
 TEST_F(CCollatedContactEnumeratorTest, LosesNoContactWhenMemoryIsExhausted)
 {
     const char* longAddress = "somebody-with-a-long-name@a-long-domain.example.org";
-    stores[0].entries = {{"a", kReadOnly, {longAddress, kAnn, kBob}},
-                         {"b", kReadOnly, {kAnn}},
-                         {"c", kReadOnly, {"c@example.org", longAddress}}};
+    stores[0].contacts = {Fake("a", kReadOnly, {longAddress, kAnn, kBob}),
+                          Fake("b", kReadOnly, {kAnn}),
+                          Fake("c", kReadOnly, {"c@example.org", longAddress})};
     int hits = 1;
     for (int number = 1; hits > 0; ++number) {
         SCOPED_TRACE(number);

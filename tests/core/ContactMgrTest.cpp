@@ -3,11 +3,11 @@
 #include "platform/LastError.h"
 #include "server/MemoryDebugging.h"
 #include "support/AllocationFault.h"
+#include "support/ContactText.h"
 #include "support/TestMailStore.h"
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -47,37 +47,33 @@ TEST_F(CContactMgrTest, MaskOfTheMailboxSaysWhichStoresThereAreInOneOrder)
         "VCARDPAB-1; TRELLISV7-1 alice example.org; INBOX-bob@example.org; ";
     const struct
     {
-        const char *what, *properties, *shown, *permanent;
+        const char *properties, *shown, *permanent;
     } kCases[] = {
-        {"missing", "{}", kDefault, "VCARDPAB"},
-        {"unreadable", "{", kDefault, "VCARDPAB"},
-        {"none", R"({"EnabledContactPlugins": 0})", "", ""},
-        {"all bits", R"({"EnabledContactPlugins": 4294967295})",
+        {"{}", kDefault, "VCARDPAB"},
+        {"{", kDefault, "VCARDPAB"},
+        {R"({"EnabledContactPlugins": 0})", "", ""},
+        {R"({"EnabledContactPlugins": 4294967295})",
          "VCARDPAB-1; TRELLISV7-1 alice example.org; UserStore-alice@example.org; "
          "INBOX-bob@example.org; ",
          "VCARDPAB"},
     };
     for (const auto& c : kCases) {
-        SCOPED_TRACE(c.what);
+        SCOPED_TRACE(c.properties);
         CMailbox alice = Open(c.properties);
         const std::size_t before = CMemoryDebugging::LiveBlocks();
         SetLastError(4711);
-        auto manager = std::make_unique<CContactMgr>(alice);
-        EXPECT_EQ(GetLastError(), 4711u);
-        EXPECT_EQ(manager->GetPermanentPluginType(), c.permanent);
-
-        std::unique_ptr<CContactPlg::CContactEnumerator> walk(manager->GetEnumerator());
-        bool isNew = false;
-        std::string ids;
-        EXPECT_TRUE(walk->Start(nullptr, &isNew));
-        EXPECT_EQ(isNew, *c.shown != '\0');
-        while (walk->MoveNext()) {
-            ids += walk->GetCurrent()->GetId().ToString() + "; ";
+        {
+            const CContactMgr manager(alice);
+            EXPECT_EQ(GetLastError(), 4711u);
+            EXPECT_EQ(manager.GetPermanentPluginType(), c.permanent);
+            std::unique_ptr<CContactPlg::CContactEnumerator> walk(manager.GetEnumerator());
+            bool isNew = false;
+            EXPECT_TRUE(walk->Start(nullptr, &isNew));
+            EXPECT_EQ(isNew, *c.shown != '\0');
+            EXPECT_EQ(IdsOf(*walk), c.shown);
+            walk.reset();
+            SetLastError(4711);
         }
-        EXPECT_EQ(ids, c.shown);
-        walk.reset();
-        SetLastError(4711);
-        manager.reset();
         EXPECT_EQ(GetLastError(), 4711u);
         EXPECT_EQ(CMemoryDebugging::LiveBlocks(), before) << "a store was not released";
     }
@@ -85,32 +81,21 @@ TEST_F(CContactMgrTest, MaskOfTheMailboxSaysWhichStoresThereAreInOneOrder)
 
 TEST_F(CContactMgrTest, TheStoreThatIsNamedTakesTheCallAndItsFailureEndsIt)
 {
-    CMailbox alice = Open(R"({"EnabledContactPlugins": 14})");
+    CMailbox alice = Open(R"({"EnabledContactPlugins": 14})"); // no address book
     CContactMgr manager(alice);
     const auto changes = [&](const char* type) {
         return manager.ChangesSince(type, {}, &version, &deleted, &changed, &created);
     };
-    const struct
-    {
-        const char* what;
-        std::function<bool()> call;
-        std::uint32_t error; // 0: true
-    } kCases[] = {
-        {"open", [&] { return manager.OpenContact("UserStore-bob@x.y", nullptr); }, 0},
-        {"open in no book", [&] { return manager.OpenContact("VCARDPAB-1", nullptr); },
-         ERROR_NOT_FOUND},
-        {"create in no book", [&] { return manager.CreateContact(nullptr) != nullptr; },
-         ERROR_NOT_SUPPORTED},
-        {"delete", [&] { return manager.DeleteContact("TRELLISV7-1 alice example.org"); }, 0},
-        {"changes refused", [&] { return changes("UserStore"); }, ERROR_NOT_SUPPORTED},
-        {"type in another case", [&] { return changes("USERSTORE"); }, ERROR_NOT_FOUND},
-    };
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.what);
-        SetLastError(0);
-        EXPECT_EQ(c.call(), c.error == 0);
-        EXPECT_TRUE(c.error == 0 || GetLastError() == c.error) << GetLastError();
-    }
+    EXPECT_TRUE(manager.OpenContact("UserStore-bob@x.y", nullptr));
+    EXPECT_FALSE(manager.OpenContact("VCARDPAB-1", nullptr));
+    EXPECT_EQ(GetLastError(), ERROR_NOT_FOUND);
+    EXPECT_EQ(manager.CreateContact(nullptr), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_NOT_SUPPORTED);
+    EXPECT_TRUE(manager.DeleteContact("TRELLISV7-1 alice example.org"));
+    EXPECT_FALSE(changes("USERSTORE"));
+    EXPECT_EQ(GetLastError(), ERROR_NOT_FOUND);
+    EXPECT_FALSE(changes("UserStore"));
+    EXPECT_EQ(GetLastError(), ERROR_NOT_SUPPORTED);
 }
 
 TEST_F(CContactMgrTest, EveryOperationSaysThatMemoryWasExhaustedAtTheStart)
@@ -131,12 +116,9 @@ TEST_F(CContactMgrTest, EveryOperationSaysThatMemoryWasExhaustedAtTheStart)
             continue;
         }
         ++exhausted;
-        for (const bool isDone :
-             {manager.CreateContact(nullptr) != nullptr, manager.DeleteContact("VCARDPAB-1"),
-              manager.ChangesSince("VCARDPAB", {}, &version, &deleted, &changed, &created),
-              !manager.GetPermanentPluginType().empty(), manager.GetEnumerator() != nullptr}) {
-            EXPECT_FALSE(isDone);
-        }
+        EXPECT_FALSE(manager.CreateContact(nullptr) || manager.DeleteContact("VCARDPAB-1") ||
+                     manager.ChangesSince("VCARDPAB", {}, &version, &deleted, &changed, &created) ||
+                     !manager.GetPermanentPluginType().empty() || manager.GetEnumerator());
         EXPECT_EQ(GetLastError(), ERROR_NOT_ENOUGH_MEMORY);
     }
     EXPECT_GE(exhausted, 5) << "the implementation object and the four places of the stores";

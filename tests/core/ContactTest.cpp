@@ -40,10 +40,8 @@ static_assert(!IsPropertyValue<int> && !IsPropertyValue<std::uint64_t>);
 TEST(ContactTest, LiteralIsSetAsText)
 {
     CPABContact contact;
-    std::u16string text;
     EXPECT_TRUE(contact.SetProperty("URL", u"http://x/"));
-    EXPECT_TRUE(contact.GetProperty("URL", &text));
-    EXPECT_EQ(text, u"http://x/");
+    EXPECT_EQ(TextOf(contact, "URL"), u"http://x/");
     EXPECT_FALSE(contact.SetProperty("URL", static_cast<const char16_t*>(nullptr)));
     EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
 }
