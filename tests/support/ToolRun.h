@@ -35,18 +35,13 @@ public:
     const CTempFolder& Folder() const { return m_folder; }
     std::string StorePath() const { return m_folder / "store"; }
 
-    CToolRun Run(const std::vector<std::string>& arguments, const std::string& input = "") const
+    CToolRun Run(const std::vector<std::string>& arguments, const std::string& input = "",
+                 std::string outPath = "") const
     {
         std::vector<std::string> words = {CONTACTMGR_TEST_TOOL, "--store", StorePath(), "--mailbox",
                                           "alice@example.org"};
         words.insert(words.end(), arguments.begin(), arguments.end());
-        return RunWords(words, input, m_folder / "out");
-    }
-
-    // The words as they are, with the output into that file.
-    CToolRun RunWords(std::vector<std::string> words, const std::string& input,
-                      const std::string& outPath) const
-    {
+        outPath = outPath.empty() ? m_folder / "out" : outPath;
         m_folder.Write("in", input);
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);

@@ -56,17 +56,11 @@ TEST(ToolTest, EachRunEndsWithItsStatusAndOneLineForEachFailure)
         {"unknown property", {"new", "Shoe=44"}, 2, "no property of a contact: Shoe"},
         {"six components", {"new", "--adr", "a;b;c;d;e;f"}, 2, "seven components"},
         {"entries and none", {"new", "--tel", "1", "--no-tel"}, 2, "--no-tel"},
-        {"missing mailbox",
-         {"--mailbox", "eve@example.org", "list"},
-         1,
-         "open mailbox eve@example.org: folder not found (3)"},
+        {"missing mailbox", {"--mailbox", "e@f.g", "list"}, 1, "e@f.g: folder not found (3)"},
         {"missing contact", {"show", "VCARDPAB-9"}, 1, "open VCARDPAB-9: not found (2)"},
         {"nobody's identifier", {"delete", "x"}, 1, "delete x: "},
         {"read-only contact", {"set", "INBOX-bob@example.org", "FullName=x"}, 1, "INBOX-"},
-        {"store without changes",
-         {"changes", "--since", "0", "--type", "INBOX"},
-         1,
-         "changes of store INBOX: not supported (50)"},
+        {"no such report", {"changes", "--since", "0", "--type", "INBOX"}, 1, "not supported (50)"},
         {"refused address", {"new", "--email", "nobody"}, 1, "address nobody: "},
         {"file that is not there", {"import", "/nowhere"}, 1, "import /nowhere: not found (2)"},
         {"no match", {"query", "zebra"}, 1, ""},
@@ -84,58 +78,40 @@ TEST(ToolTest, EachRunEndsWithItsStatusAndOneLineForEachFailure)
     EXPECT_EQ(tool.Run({"new", "Nickname=x"}).out, "VCARDPAB-2\n");
 }
 
-TEST(ToolTest, FieldsReachTheRecord)
+TEST(ToolTest, FieldsReachTheRecordWhichIsOneObjectInTheDocumentedOrder)
 {
-    const struct
-    {
-        const char* what;
-        CArguments fields;
-        const char* json;
-    } kCases[] = {
-        {"types in any case",
-         {"--tel", "Home,FAX=+1 555"},
-         R"("telephones":[{"number":"+1 555","types":["home","fax"]}])"},
-        {"no type name in front",
-         {"--im", "xmpp:a?x=1"},
-         R"("ims":[{"address":"xmpp:a?x=1","types":[]}])"},
-        {"address with a name",
-         {"--email", "internet=Ann Lee <ann@example.org>"},
-         R"("emails":[{"address":"ann@example.org","comment":"Ann Lee","types":["internet"]}])"},
-        {"postal address",
-         {"--adr", "home=;;1 Main St;Town;;12345;USA"},
-         R"("addresses":[{"postOfficeBox":"","extendedAddress":"","street":"1 Main St",)"
-         R"("locality":"Town","region":"","postalCode":"12345","country":"USA","types":["home"]}])"},
-        {"line breaks", {"Comment=a\r\nb\rc"}, R"("Comment":"a\nb\nc")"},
-        {"behind the options", {"--", "Nickname=--x"}, R"("Nickname":"--x")"},
-    };
     const CTool tool;
-    tool.Run({"new", "FullName=Ann", "--tel", "1", "--email", "a@example.org"});
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.what);
-        CArguments arguments = {"set", "VCARDPAB-1"};
-        arguments.insert(arguments.end(), c.fields.begin(), c.fields.end());
-        const CToolRun run = tool.Run(arguments);
-        EXPECT_EQ(run.status, 0) << run.err;
-        EXPECT_TRUE(Contains(tool.Run({"show", "VCARDPAB-1", "--json"}).out, c.json))
-            << tool.Run({"show", "VCARDPAB-1", "--json"}).out;
+    tool.Run({"new", "FullName=Ann Lee", "GivenName=Ann", "Surname=Lee", "Comment=a\r\nb\rc"});
+    for (const auto& [option, field] : {std::pair{"--tel", "Home,FAX=+1 555"},
+                                        {"--im", "xmpp:a?x=1"},
+                                        {"--email", "internet=Ann Lee <ann@example.org>"},
+                                        {"--adr", "home=;;1 Main St;Town;;12345;USA"},
+                                        {"--", "Nickname=--x"}}) {
+        EXPECT_EQ(tool.Run({"set", "VCARDPAB-1", option, field}).err, "");
     }
-    EXPECT_EQ(tool.Run({"set", "VCARDPAB-1", "Comment=", "--no-tel", "--no-email"}).status, 0);
-    const string record = tool.Run({"show", "VCARDPAB-1", "--json"}).out;
-    EXPECT_FALSE(Contains(record, "Comment"));
-    EXPECT_TRUE(Contains(record, R"("emails":[],"telephones":[],"addresses":[{)"));
-}
-
-TEST(ToolTest, ARecordIsOneObjectInTheDocumentedOrder)
-{
-    const CTool tool;
-    tool.Run({"new", "FullName=Ann Lee", "GivenName=Ann", "Surname=Lee"});
-    const string record = tool.Run({"list", "--json"}).out;
-    EXPECT_EQ(std::regex_replace(record, std::regex("\"[0-9]{15,20}\""), "\"N\""),
-              R"({"id":"VCARDPAB-1","type":"VCARDPAB","readOnly":false,"modified":"N",)"
-              R"("firstName":"Ann","lastName":"Lee","properties":{"FullName":"Ann Lee",)"
-              R"("GivenName":"Ann","Surname":"Lee","WssVersion":"1"},"emails":[],)"
-              R"("telephones":[],"addresses":[],"ims":[]})"
-              "\n");
+    const auto record = [&tool](const CArguments& command) {
+        return std::regex_replace(tool.Run(command).out, std::regex("\"[0-9]{15,20}\""), "\"N\"");
+    };
+    const string head = R"({"id":"VCARDPAB-1","type":"VCARDPAB","readOnly":false,"modified":"N",)"
+                        R"("firstName":"Ann","lastName":"Lee","properties":{)";
+    const string addresses =
+        R"("addresses":[{"postOfficeBox":"","extendedAddress":"","street":"1 Main St",)"
+        R"("locality":"Town","region":"","postalCode":"12345","country":"USA","types":["home"]}],)"
+        R"("ims":[{"address":"xmpp:a?x=1","types":[]}]})"
+        "\n";
+    EXPECT_EQ(record({"list", "--json"}),
+              head +
+                  R"("Comment":"a\nb\nc","FullName":"Ann Lee","GivenName":"Ann",)"
+                  R"("Nickname":"--x","Surname":"Lee","WssVersion":"6"},"emails":[)"
+                  R"({"address":"ann@example.org","comment":"Ann Lee","types":["internet"]}],)"
+                  R"("telephones":[{"number":"+1 555","types":["home","fax"]}],)" +
+                  addresses);
+    tool.Run({"set", "VCARDPAB-1", "Comment=", "Nickname=", "--no-tel", "--no-email"});
+    EXPECT_EQ(record({"show", "VCARDPAB-1", "--json"}),
+              head +
+                  R"("FullName":"Ann Lee","GivenName":"Ann","Surname":"Lee",)"
+                  R"("WssVersion":"7"},"emails":[],"telephones":[],)" +
+                  addresses);
 }
 
 TEST(ToolTest, AQueryFindsNamesAndAddressesWithoutRegardToCase)
@@ -147,10 +123,7 @@ TEST(ToolTest, AQueryFindsNamesAndAddressesWithoutRegardToCase)
     tool.Run({"new", "GivenName=No", "Surname=Address"});
     tool.Run({"new", "FullName=a\tb\nc\x1B[1m\xC2\x85\xE2\x80\xA8.", "--email", "x@y.z"});
     EXPECT_TRUE(Contains(tool.Run({"list"}).out, "\ta b c [1m  .\tx@y.z\n"));
-    const struct
-    {
-        const char *text, *status;
-    } kCases[] = {
+    static const std::pair<const char*, const char*> kCases[] = {
         {"J\xC3\x96RG", "2 matches\n"},                              // Ö
         {"\xCF\x83\xCF\x85\xCE\xA6\xCE\x9F\xCE\xA3", "2 matches\n"}, // final sigma
         {"jojo", "2 matches\n"},
@@ -158,41 +131,36 @@ TEST(ToolTest, AQueryFindsNamesAndAddressesWithoutRegardToCase)
         {"", "3 matches\n"},
         {"address", "0 matches\n"},
     };
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.text);
-        const string out = tool.Run({"query", c.text}).out;
-        EXPECT_EQ(out.substr(0, out.find('\n') + 1), c.status) << out;
+    for (const auto& [text, status] : kCases) {
+        SCOPED_TRACE(text);
+        const string out = tool.Run({"query", text}).out;
+        EXPECT_EQ(out.substr(0, out.find('\n') + 1), status) << out;
     }
 }
 
-TEST(ToolTest, DeleteAndExportGoOnAfterAFailure)
+TEST(ToolTest, CommandsGoOnAfterAFailureAndNameTheContact)
 {
     const CTool tool;
     for (const char* name : {"FullName=a", "FullName=b", "FullName=c"}) {
-        tool.Run({"new", name});
+        tool.Run({"new", name, "--email", "a@example.org"});
     }
     const CToolRun removed = tool.Run({"delete", "VCARDPAB-1", "VCARDPAB-7", "VCARDPAB-3"});
     EXPECT_EQ(removed.status, 1);
     EXPECT_EQ(removed.err, "contactmgr: delete VCARDPAB-7: not found (2)\n");
-
     const CToolRun exported = tool.Run({"export", "VCARDPAB-1", "VCARDPAB-2"});
     EXPECT_EQ(exported.status, 1);
     EXPECT_TRUE(Contains(exported.out, "FN:b\r\n")) << exported.out;
     EXPECT_TRUE(Contains(exported.err, "export VCARDPAB-1: deleted")) << exported.err;
     EXPECT_EQ(tool.Run({"export"}).out, exported.out);
-}
 
-TEST(ToolTest, WhoeverShowsTheWholeAddressBookNamesADamagedContact)
-{
-    const CTool tool;
-    tool.Run({"new", "FullName=a", "--email", "a@example.org"});
-    tool.Folder().Write("store/example.org/alice/Contacts/40000000.vcf", "BEGIN:VCARD\r\n");
-    tool.Folder().Write("store/example.org/alice/Contacts/c0000000.vcf/x", "no contact");
+    tool.Folder().Write("store/example.org/alice/Contacts/20000000.vcf", "BEGIN:VCARD\r\n");
+    tool.Folder().Write("store/example.org/alice/Contacts/a0000000.vcf/x", "no contact");
     for (const CArguments& arguments : {CArguments{"export"}, {"list"}, {"query", "a@"}}) {
         const CToolRun run = tool.Run(arguments);
         EXPECT_EQ(run.status, 1);
-        EXPECT_TRUE(Contains(run.out, arguments[0] == "export" ? "FN:a\r\n" : "a@example.org"));
-        EXPECT_TRUE(Contains(run.err, arguments[0] + " VCARDPAB-2: ")) << run.err;
+        EXPECT_TRUE(Contains(run.out, arguments[0] == "export" ? "FN:b\r\n" : "a@example.org"))
+            << run.out;
+        EXPECT_TRUE(Contains(run.err, arguments[0] + " VCARDPAB-4: ")) << run.err;
         EXPECT_EQ(LineCount(run.err), 1u) << run.err;
     }
 }
@@ -218,11 +186,7 @@ TEST(ToolTest, ImportTakesEachCardOrSaysWhyNot)
          "card 1: not version 3.0: 3.1 (87)"},
         {"other profile", "BEGIN:VCARD\nVERSION:3.0\nPROFILE:x\nEND:VCARD\n" + a, 1, "PROFILE"},
         {"no end, then another", "BEGIN:VCARD\nFN:x\n" + a + "BEGIN:VCARD\n", 1, "card 1: no END"},
-        {"UTF-16",
-         string("\xFF\xFE"
-                "B\0E\0",
-                6),
-         0, "UTF-16"},
+        {"UTF-16", {"\xFF\xFE\x42\0E\0", 6}, 0, "UTF-16"},
         {"lines that are none", "BEGIN:VCARD\nTEL;HOME:1\nFN:\xE9\nEND:VCARD\n", 1,
          "left out 2 lines that cannot be read, the first: TEL;HOME:1"},
     };
@@ -265,7 +229,6 @@ TEST(ToolTest, ChangesAndPollsFollowAVersion)
     const string polled = tool.Run({"poll"}).out;
     ASSERT_EQ(polled.substr(0, 8), "changed ");
     const string version = polled.substr(8, polled.size() - 9);
-    EXPECT_EQ(tool.Run({"poll", "--since", version}).out, "unchanged " + version + "\n");
     EXPECT_EQ(tool.Run({"poll", "--since", version, "--json"}).out,
               "{\"changed\":false,\"version\":\"" + version + "\"}\n");
     EXPECT_EQ(tool.Run({"list", "--since", version}).out, "");
@@ -311,22 +274,17 @@ TEST(ToolTest, IdentifiersOfOthersAreRefusedUnlessTheyAreAskedFor)
 {
     const CTool tool;
     tool.Run({"mailbox", "set", "alice@example.org", "EnabledContactPlugins=15"});
-    const struct
-    {
-        const char* id;
-        bool isRefused;
-    } kCases[] = {
+    static const std::pair<const char*, bool> kRefusals[] = {
         {"TRELLISV7-1 alice example.org", false}, {"TRELLISV7-1 bob example.org", true},
         {"TRELLISV7x-1 bob example.org", true},   {"TRELLISV7-1 alice example.org x", true},
         {"UserStore-bob@example.org", false},     {"UserStore-bob@example.net", true},
         {"UserStore-<bob@example.net>", true},    {"VCARDPAB-1", false},
     };
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.id);
+    for (const auto& [id, isRefused] : kRefusals) {
+        SCOPED_TRACE(id);
         for (const char* command : {"show", "delete", "export"}) {
-            const bool isRefused = Contains(tool.Run({command, c.id}).err, "--any-mailbox allows");
-            EXPECT_EQ(isRefused, c.isRefused) << command;
-            EXPECT_FALSE(Contains(tool.Run({"--any-mailbox", command, c.id}).err, "--any-mailbox"));
+            EXPECT_EQ(Contains(tool.Run({command, id}).err, "--any-mailbox allows"), isRefused);
+            EXPECT_FALSE(Contains(tool.Run({"--any-mailbox", command, id}).err, "--any-mailbox"));
         }
     }
 }
@@ -369,9 +327,7 @@ TEST(ToolTest, OutputThatCannotBeWrittenIsAFailure)
 {
     const CTool tool;
     tool.Run({"new", "FullName=a"});
-    const CToolRun run = tool.RunWords({CONTACTMGR_TEST_TOOL, "--store", tool.StorePath(),
-                                        "--mailbox", "alice@example.org", "list"},
-                                       "", "/dev/full");
+    const CToolRun run = tool.Run({"list"}, "", "/dev/full");
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.err, "contactmgr: write standard output: disk full (112)\n");
 }
