@@ -58,12 +58,24 @@ TEST(FuzzCorpusTest, EveryTargetTakesEveryBeginningOfItsCorpus)
     }
 }
 
-// With CONTACTMGR_LONG_TESTS set, every value of every byte, which takes a minute.
-TEST(FuzzCorpusTest, AContactWithADamagedByteOpensOrStaysAsItIs)
+// The card of the corpus with lines added up to that size.
+std::string CardOf(std::size_t size)
+{
+    constexpr std::string_view kEnd = "END:VCARD\r\n";
+    std::string card = ContentOf(kCorpus / "Contact/card");
+    EXPECT_TRUE(card.ends_with(kEnd));
+    while (card.size() < size) {
+        card.insert(card.size() - kEnd.size(), "NOTE;LANGUAGE=en:one\\, two\\n\r\n and a fold\r\n");
+    }
+    return card;
+}
+
+// With CONTACTMGR_LONG_TESTS set, every value of every byte of 1 KB and every beginning of 20 KB,
+// which takes a minute.
+TEST(FuzzCorpusTest, AContactWithADamagedByteOrAnEarlyEndOpensOrStaysAsItIs)
 {
     const bool isLong = std::getenv("CONTACTMGR_LONG_TESTS") != nullptr;
-    std::string card = ContentOf(kCorpus / "Contact/card");
-    ASSERT_FALSE(card.empty());
+    std::string card = CardOf(isLong ? 1000 : 0);
     for (char& byte : card) {
         const char before = byte;
         for (int change = 1; change < 256; change += isLong ? 1 : change) {
@@ -71,6 +83,10 @@ TEST(FuzzCorpusTest, AContactWithADamagedByteOpensOrStaysAsItIs)
             RunTarget(ContactFileFuzz, card);
         }
         byte = before;
+    }
+    card = CardOf(isLong ? 20'000 : 0);
+    for (std::size_t size = 0; size < card.size(); ++size) {
+        RunTarget(ContactFileFuzz, std::string_view(card).substr(0, size));
     }
 }
 
