@@ -16,7 +16,7 @@ check: dependencies
 # The long trials on every file system that can be mounted here; wants root. EFFORT=--quick is short.
 trust:
 	@scripts/install-dependencies.sh xfsprogs btrfs-progs e2fsprogs bindfs fuse3 \
-	    glusterfs-server glusterfs-client ceph-mon ceph-mgr ceph-osd ceph-mds ceph-fuse ceph-common
+	    glusterfs-server glusterfs-client ceph-mon ceph-osd ceph-mds ceph-fuse ceph-common
 	cmake --preset release
 	cmake --build --preset release --target contactmgr_trust
 	scripts/trust.sh $(EFFORT) build/release/tests/contactmgr_trust

@@ -107,6 +107,7 @@ try_ext4() {
         mounted "$work/ext4-again" mount --bind "$work/ext4" "$work/ext4-again" ||
         return 1
     trials ext4 "$work/ext4" 10 3000 1000 600000 100000 "$work/ext4-again"
+    trial ext4 root "$work/ext4"
 }
 
 try_xfs() {
@@ -185,6 +186,59 @@ start_gluster() {
 try_gluster() {
     start_gluster || return 1
     trials gluster "$work/gluster1" 1 100 100 3000 4000 "$work/gluster2"
+}
+
+# A cluster of one machine: one monitor, one disk in a file, one metadata server; two clients.
+start_ceph() {
+    local home=$work/ceph osd
+    osd=$(cat /proc/sys/kernel/random/uuid)
+    command -v ceph-fuse >&3 && mkdir -p "$home"/{mon,osd,mds,run} || return 1
+    cat >"$home/ceph.conf" <<-EOF
+	[global]
+	fsid = $(cat /proc/sys/kernel/random/uuid)
+	mon host = 127.0.0.1:6790
+	auth cluster required = none
+	auth service required = none
+	auth client required = none
+	run dir = $home/run
+	log file = $home/\$name.log
+	mon data = $home/mon
+	osd data = $home/osd
+	mds data = $home/mds
+	mon allow pool size one = true
+	osd pool default size = 1
+	osd crush chooseleaf type = 0
+	bluestore block size = 2147483648
+	osd memory target = 1073741824
+	mds tick interval = 0.1
+	[client]
+	fuse disable pagecache = true
+	EOF
+    export CEPH_CONF=$home/ceph.conf
+    cleanups+=("pkill -f 'ceph-(mon|osd|mds).*$home/ceph.conf'; sleep 1")
+    monmaptool --create --fsid "$(ceph-conf fsid)" --add a 127.0.0.1:6790 "$home/monmap" >&3 2>&3 &&
+        ceph-mon -c "$CEPH_CONF" -i a --mkfs --monmap "$home/monmap" >&3 2>&3 &&
+        ceph-mon -c "$CEPH_CONF" -i a >&3 2>&3 &&
+        timeout 60 ceph osd new "$osd" >&3 2>&3 || return 1
+    ceph-osd -c "$CEPH_CONF" -i 0 --mkfs --osd-uuid "$osd" >&3 2>&3 &&
+        ceph-osd -c "$CEPH_CONF" -i 0 >&3 2>&3 &&
+        ceph-mds -c "$CEPH_CONF" -i a >&3 2>&3 || return 1
+    local pool
+    for pool in metadata data; do
+        timeout 60 ceph osd pool create $pool 8 >&3 2>&3 || return 1
+    done
+    timeout 60 ceph fs new trust metadata data >&3 2>&3 || return 1
+    timeout 60 bash -c 'until ceph mds stat | grep -q up:active; do sleep 0.5; done' 2>&3 ||
+        return 1
+    local mount
+    for mount in 1 2; do
+        mounted "$work/ceph$mount" timeout 60 ceph-fuse -c "$CEPH_CONF" "$work/ceph$mount" || return 1
+    done
+}
+
+try_ceph() {
+    start_ceph || return 1
+    trials ceph "$work/ceph1" 1 100 100 3000 20000 "$work/ceph2"
 }
 
 try_full-btrfs() {
