@@ -215,7 +215,7 @@ start_ceph() {
 	fuse disable pagecache = true
 	EOF
     export CEPH_CONF=$home/ceph.conf
-    cleanups+=("pkill -f 'ceph-(mon|osd|mds).*$home/ceph.conf'; sleep 1")
+    cleanups+=("pkill -KILL -f 'ceph-(mon|osd|mds).*$home/ceph.conf'; sleep 1")
     monmaptool --create --fsid "$(ceph-conf fsid)" --add a 127.0.0.1:6790 "$home/monmap" >&3 2>&3 &&
         ceph-mon -c "$CEPH_CONF" -i a --mkfs --monmap "$home/monmap" >&3 2>&3 &&
         ceph-mon -c "$CEPH_CONF" -i a >&3 2>&3 &&
