@@ -188,7 +188,8 @@ try_gluster() {
     trials gluster "$work/gluster1" 1 100 100 3000 4000 "$work/gluster2"
 }
 
-# A cluster of one machine: one monitor, one disk in a file, one metadata server; two clients.
+# A cluster of one machine: one monitor, one disk in a file, one metadata server; two clients. A
+# machine that is busy must not look like a dead server: its clients would be shut out for good.
 start_ceph() {
     local home=$work/ceph osd
     osd=$(cat /proc/sys/kernel/random/uuid)
@@ -211,6 +212,8 @@ start_ceph() {
 	bluestore block size = 2147483648
 	osd memory target = 1073741824
 	mds tick interval = 0.1
+	mds beacon grace = 3600
+	osd heartbeat grace = 3600
 	[client]
 	fuse disable pagecache = true
 	EOF
