@@ -119,9 +119,13 @@ bool RenewMailbox(CSession& session, const std::string& mailbox)
         return false;
     }
     if (!Try([&] {
-            return session.AddressBookFolder(&folder) && RenewAddressBook(folder, &renewal);
+            return session.AddressBookFolder(&folder) && RenewAddressBook(folder, &renewal) &&
+                   FlushFileSystem(folder.substr(0, folder.rfind('/')).c_str()) != 0;
         })) {
         return session.Report().Failure(what);
+    }
+    for (const std::string& name : renewal.completed) {
+        Print("completed " + ToField(RedoFileText(name)) + '\n');
     }
     for (const std::string& name : renewal.dropped) {
         Print("dropped " + ToField(RedoFileText(name)) + '\n');
@@ -162,8 +166,8 @@ void AddMailboxCommands(CLI::App& app, CCommands* commands)
 
     const auto renewed = std::make_shared<std::string>();
     command = family->add_subcommand(
-        "renew", "After files were put back from a backup: drop unfinished saves, and let "
-                 "everybody who follows the address book hear of every contact");
+        "renew", "After files were put back from a backup: complete or drop unfinished saves, and "
+                 "let everybody who follows the address book hear of every contact");
     command->add_option("MAILBOX", *renewed, "NAME@DOMAIN")->required();
     commands->push_back(
         {command, [renewed](CSession& session) { return RenewMailbox(session, *renewed); }});

@@ -10,12 +10,23 @@
 namespace
 {
 
-// For reading only, which completes nothing; nobody else is at the file or its redo file then.
-bool Renew(const std::string& path, const std::string& redoPath, bool hasRedo)
+bool IsOlder(const std::string& path, const std::string& than)
 {
-    const CFileHandle file(CreateFileA(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING,
-                                       FILE_ATTRIBUTE_NORMAL, INVALID_HANDLE_VALUE));
-    return file.IsOpen() && (!hasRedo || DeleteFileA(redoPath.c_str()) != 0) &&
+    WIN32_FILE_ATTRIBUTE_DATA file;
+    WIN32_FILE_ATTRIBUTE_DATA other;
+    return GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &file) != 0 &&
+           GetFileAttributesExA(than.c_str(), GetFileExInfoStandard, &other) != 0 &&
+           file.ftLastWriteTime < other.ftLastWriteTime;
+}
+
+// Opening a file for writing completes it, for reading only does not. Nobody else is at it or at
+// its redo file then.
+bool Renew(const std::string& path, const std::string& redoPath, bool isDropped)
+{
+    const CFileHandle file(
+        CreateFileA(path.c_str(), isDropped ? GENERIC_READ : GENERIC_READ | GENERIC_WRITE, 0,
+                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, INVALID_HANDLE_VALUE));
+    return file.IsOpen() && (!isDropped || DeleteFileA(redoPath.c_str()) != 0) &&
            RestampFile(file.Get()) != 0;
 }
 
@@ -27,37 +38,43 @@ try {
     std::vector<std::string> names;
     std::vector<std::string> redoNames;
     FILETIME latest;
-    // Makes the redo folder too, which then has what the first release left.
     if (MoveFolderTime(folder.c_str(), FILETIME(), &latest) == 0) {
         return IsMissingFile(GetLastError());
     }
-    if (ListFiles(folder.c_str(), &names, ".vcf") == 0 ||
+    if (TakeOldRedoFiles(folder.c_str()) == 0 || ListFiles(folder.c_str(), &names, ".vcf") == 0 ||
         ListFiles(redoFolder.c_str(), &redoNames) == 0) {
         return false;
     }
     std::erase(redoNames, kStampLock);
+    std::sort(names.begin(), names.end());
     std::sort(redoNames.begin(), redoNames.end());
     for (const std::string& name : names) {
         const ContactMgr::CContactId id = CPABContact::FileNameToContactId(name);
         if (CPABContact::ContactIdToFileName(id) != name) {
             continue;
         }
-        const auto redo = std::lower_bound(redoNames.begin(), redoNames.end(), name);
-        const bool hasRedo = redo != redoNames.end() && *redo == name;
-        if (!Renew(folder + '/' + name, redoFolder + '/' + name, hasRedo)) {
+        const std::string path = folder + '/' + name;
+        const std::string redoPath = redoFolder + '/' + name;
+        const bool hasRedo = std::binary_search(redoNames.begin(), redoNames.end(), name);
+        const bool isDropped = hasRedo && IsOlder(path, redoPath);
+        if (!Renew(path, redoPath, isDropped)) {
             renewal->failed.emplace_back(id, GetLastError());
             continue;
         }
         ++renewal->renewed;
         if (hasRedo) {
-            renewal->dropped.push_back(name);
+            (isDropped ? renewal->dropped : renewal->completed).push_back(name);
         }
     }
     // Those of contacts that are not there any more.
     for (const std::string& name : redoNames) {
-        const bool isThere = std::find(names.begin(), names.end(), name) != names.end();
-        if (!isThere && DeleteFileA((redoFolder + '/' + name).c_str()) != 0) {
+        if (std::binary_search(names.begin(), names.end(), name)) {
+            continue;
+        }
+        if (DeleteFileA((redoFolder + '/' + name).c_str()) != 0) {
             renewal->dropped.push_back(name);
+        } else {
+            renewal->failed.emplace_back(CPABContact::FileNameToContactId(name), GetLastError());
         }
     }
     return true;

@@ -36,6 +36,9 @@ bool CChangeReport::Draw(FILETIME* version)
     if (!Walk(entry, search.Get())) {
         return false;
     }
+    if (!m_atVersion.IsEmpty()) {
+        MoveBehindCreations(version);
+    }
     if (m_latest > m_version) {
         // I5: a dead process left that. Only tried.
         const CKeepLastError keep;
@@ -54,6 +57,21 @@ void CChangeReport::ReadVersion(const FILETIME& folderTime)
         const CKeepLastError keep;
         m_version = folderTime;
         MoveFolderTime(m_folder.c_str(), folderTime, &m_version);
+    }
+}
+
+// I7: what another program made in the tick of the folder's time. The version goes one unit on, if
+// the clock has passed that; otherwise the caller's next one begins in front of those files.
+void CChangeReport::MoveBehindCreations(FILETIME* version)
+{
+    const CKeepLastError keep;
+    const FILETIME next = FileTimeFromCount(FileTimeToCount(m_version) + 1);
+    FILETIME latest;
+    if (next <= m_begin && MoveFolderTime(m_folder.c_str(), next, &latest) != 0) {
+        m_created.AddTail(m_atVersion);
+        *version = next;
+    } else {
+        *version = std::max(m_since, FileTimeFromCount(FileTimeToCount(m_version) - 1));
     }
 }
 
@@ -85,10 +103,24 @@ void CChangeReport::Classify(const WIN32_FIND_DATA& entry, HANDLE search)
         m_latest = std::max(m_latest, entry.ftLastWriteTime);
     }
     const FILETIME creation = GetEntryCreationTime(search, entry);
-    const bool isLive = (entry.nFileSizeLow | entry.nFileSizeHigh) != 0;
+    const bool isLive = HasLength(entry);
     if (creation < m_since) {
         (isLive ? m_changed : m_deleted).AddTail(id);
-    } else if (isLive && creation < m_version) { // I7
-        m_created.AddTail(id);
+    } else if (isLive && creation <= m_version) { // I7
+        (creation < m_version ? m_created : m_atVersion).AddTail(id);
     }
+}
+
+// A first save moves the file's time an instant before its length, so an empty file is looked at
+// once more.
+bool CChangeReport::HasLength(const WIN32_FIND_DATA& entry) const
+{
+    const auto isLong = [](const WIN32_FILE_ATTRIBUTE_DATA& file) {
+        return (file.nFileSizeLow | file.nFileSizeHigh) != 0;
+    };
+    WIN32_FILE_ATTRIBUTE_DATA now;
+    return isLong(entry) ||
+           (CFileSystem::GetFileAttributesExA((m_folder + '/' + entry.cFileName).c_str(),
+                                              GetFileExInfoStandard, &now) != 0 &&
+            isLong(now));
 }

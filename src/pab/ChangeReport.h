@@ -28,13 +28,16 @@ private:
     void ReadVersion(const FILETIME& folderTime);
     bool Walk(WIN32_FIND_DATA& entry, HANDLE search);
     void Classify(const WIN32_FIND_DATA& entry, HANDLE search);
+    bool HasLength(const WIN32_FIND_DATA& entry) const;
+    void MoveBehindCreations(FILETIME* version);
 
     const std::string& m_folder;
     const FILETIME m_since;
     ContactMgr::CContactIdList& m_deleted;
     ContactMgr::CContactIdList& m_changed;
     ContactMgr::CContactIdList& m_created;
-    FILETIME m_begin; // by the clock
+    ContactMgr::CContactIdList m_atVersion; // created at the very version
+    FILETIME m_begin;                       // by the clock
     FILETIME m_version;
     FILETIME m_latest; // of the files that the clock had passed
 };

@@ -5,6 +5,7 @@
 #include "platform/FileStamp.h"
 #include "platform/FileTime.h"
 #include "platform/NewFile.h"
+#include "platform/RedoFile.h"
 
 #include <algorithm>
 #include <atomic>
@@ -213,6 +214,13 @@ int RestampFile(HANDLE handle)
 try {
     COpenFile* file = HeldFileOf(handle);
     return file != nullptr && RestampOpenFile(*file);
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+int TakeOldRedoFiles(const char* folder)
+try {
+    return TakeOldRedoFiles(std::string(folder));
 } catch (const std::bad_alloc&) {
     return FailForMemory();
 }

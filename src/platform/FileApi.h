@@ -35,9 +35,11 @@ inline constexpr std::uint32_t INVALID_FILE_SIZE = 0xFFFFFFFF;
 // in this process or any other, fails at once with 32. Any other share mode takes no lock and
 // respects none. CREATE_NEW fails with 183 if the name exists; a new file appears under its name
 // already locked.
-// TRUNCATE_EXISTING empties the file once the lock is held and stamps it. An exclusive open of an
+// TRUNCATE_EXISTING empties the file once the lock is held and stamps it; where only the stamp
+// failed the file is empty after the failure, and asking again stamps it. An exclusive open of an
 // existing file for writing first completes a rewrite that did not come to its end, and fails with
-// the code of what it could not do for that, such as 112. Symbolic links, devices and pipes are
+// the code of what it could not do for that, such as 112. It makes the folder ".redo" where that is
+// missing, if it can. Symbolic links, devices and pipes are
 // refused with 5 under share mode 0. A child process that was forked while a file is held, and has
 // not called exec, holds it too.
 HANDLE CreateFileA(const char* path, std::uint32_t access, std::uint32_t shareMode,
@@ -66,14 +68,21 @@ std::uint32_t GetFileSize(HANDLE file, std::uint32_t* sizeHigh);
 // its folder's time there (platform/ChangeProtocol.h). Name, lock and creation time stay. A process
 // that dies at any point leaves the old or the new content, or a part of it that the next exclusive
 // open completes. A failure leaves the old content, or such a part: then calling it again, or that
-// open, completes it first. Content of more than 64 MiB is refused with 223.
+// open, completes it first. Last error 223: more than 64 MiB; 2: another file has the name by now;
+// 5: the file belongs to another user; 112: disk full; 170: no stamp could be given in time.
 int RewriteFile(HANDLE file, std::string_view content);
 
-// Stamps a file that is held exclusively, and moves its folder's time there; the content stays.
+// Stamps a file that is held exclusively, and moves its folder's time there; the content and a redo
+// file stay. Last errors as RewriteFile.
 int RestampFile(HANDLE file);
 
+// Moves the redo files of the first release, "NAME.redo~" beside NAME in the folder, to where the
+// next open completes NAME from them. Last error of the listing or the first failed rename.
+int TakeOldRedoFiles(const char* folder);
+
 // Moves the time of a folder of such files forward to the given one, but never behind the latest
-// that it has had. *latest is where it then stands, also if this process may not move it (5).
+// that it has had. *latest is where it then stands, also if this process may not move it (5). Last
+// error 2 or 3: there is no such folder.
 int MoveFolderTime(const char* folder, const FILETIME& time, FILETIME* latest);
 
 // Times of an open file. Each pointer may be null; creation time as GetEntryCreationTime tells it.
@@ -135,7 +144,8 @@ int ListFiles(const char* path, std::vector<std::string>* names, std::string_vie
 int MoveFileA(const char* from, const char* to);
 
 // Renames and replaces an existing target in one step. The file takes over owner, group and mode of
-// the target, as far as this process may set them.
+// the target, as far as this process may set them. Root is refused (5) where the file has a second
+// name, which somebody may have given it.
 int ReplaceFileA(const char* from, const char* to);
 
 int DeleteFileA(const char* path);
@@ -146,9 +156,9 @@ int MakeEmptyFile(const char* path);
 // Makes one folder, not its parents: 183 if the name exists, 3 without the parent.
 int CreateDirectoryA(const char* path, const void* securityAttributes);
 
-// Whether rewrites, new files and removals by this process are flushed to the disk before they
-// count as done, which protects them from a power cut. Off at start. Set it before other threads
-// use the library.
+// Whether what RewriteFile and TRUNCATE_EXISTING do in this process is flushed to the disk before
+// it counts as done, which protects it from a power cut. A new file is flushed by its first
+// rewrite. Off at start. Set it before other threads use the library.
 void SetFlushing(bool on) noexcept;
 
 // Whether file times in a folder keep fractions of a second, as followers of changes need. Tried on
@@ -158,5 +168,6 @@ bool KeepsFineFileTimes(const char* folder);
 // Whether this process may make names in a folder; if not, the last error says why.
 bool MayWriteFolder(const char* path);
 
-// Writes everything that stands unflushed on the file system of the path to its disk.
+// Writes everything that stands unflushed on the file system of the path to its disk. Last error 2
+// or 3: there is no such path; 112, 1117: what the disk refused.
 int FlushFileSystem(const char* path);

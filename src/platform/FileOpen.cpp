@@ -52,7 +52,10 @@ bool CheckRegularFile(COpenFile& file)
 int MakeLocked(const COpenFile& file, const std::optional<COwner>& owner, const FILETIME& creation)
 {
     return MakeFile(file.path, owner, [&](int made) {
-        return LockPatiently(made) && NoteCreation(made, creation); // I6
+        // I6. The last write likewise: an empty file that is later than a version would read as
+        // deleted behind it.
+        return LockPatiently(made) && NoteCreation(made, creation) &&
+               SetLastWriteTime(made, creation);
     });
 }
 
@@ -220,9 +223,11 @@ try {
 int ReplaceFileA(const char* from, const char* to)
 try {
     CSystemCalls& calls = CSystemCalls::Current();
-    const CDescriptor replaced(calls.Open(to, O_RDONLY | O_NONBLOCK | O_CLOEXEC, 0));
+    // What somebody else has put there in the meantime is not given away.
+    constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    const CDescriptor replaced(calls.Open(to, kFlags, 0));
     if (replaced.IsOpen()) {
-        const CDescriptor file(calls.Open(from, O_RDONLY | O_NONBLOCK | O_CLOEXEC, 0));
+        const CDescriptor file(calls.Open(from, kFlags, 0));
         if (!file.IsOpen() || !CopyOwner(replaced.Get(), file.Get())) {
             return FailWithErrno(from);
         }

@@ -135,8 +135,11 @@ bool RepairOpenFile(COpenFile& file)
     if (!ReadRedo(file, &state, &content)) {
         return false;
     }
+    if (state != ERedo::None && !PrepareChange(file)) {
+        return false;
+    }
     if (state == ERedo::Complete && file.size > 0) {
-        return PrepareChange(file) && Complete(file, content, true); // I8
+        return Complete(file, content, true); // I8
     }
     if (state != ERedo::None && !RemoveRedo(file)) {
         return false;

@@ -65,12 +65,13 @@ bool StampFile(int file, std::uint64_t latest, std::uint64_t* stamp)
         }
         const std::uint64_t clock = ClockCount();
         if (clock < *stamp) {
-            break;
+            return true;
         }
         // A loaded network file system takes long to set it.
         lead = 2 * std::max(lead, clock - std::min(begin, clock));
     }
-    return true;
+    errno = EBUSY;
+    return false;
 }
 
 void WaitForClock(std::uint64_t until)
@@ -151,7 +152,8 @@ bool StampAndMoveFolder(int file, const std::string& folder)
     const CStampLock lock(folder);
     FolderTimes times;
     std::uint64_t stamp = 0;
-    if (!ReadFolderTimes(folder, &times) || !StampFile(file, times.latest, &stamp)) {
+    ReadFolderTimes(folder, &times);
+    if (!StampFile(file, times.latest, &stamp)) {
         return FailWithErrno();
     }
     WaitForClock(stamp);

@@ -37,7 +37,9 @@ bool BeginFolder(const std::string& path, const std::optional<COwner>& owner)
     if (calls.MakeFolder(path.c_str(), kFolderMode) != 0 && errno != EEXIST) {
         return false;
     }
-    const CDescriptor folder(OpenFolder(path.c_str()));
+    // A link is not followed: what it leads to belongs to somebody else.
+    const CDescriptor folder(
+        calls.Open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC, 0));
     return folder.IsOpen() && GiveTo(folder.Get(), owner);
 }
 
@@ -125,7 +127,14 @@ bool CopyOwner(int from, int to)
 {
     CSystemCalls& calls = CSystemCalls::Current();
     struct statx status = {};
-    if (calls.Stat(from, "", AT_EMPTY_PATH, &status) != 0) {
+    struct statx own = {};
+    if (calls.Stat(from, "", AT_EMPTY_PATH, &status) != 0 ||
+        calls.Stat(to, "", AT_EMPTY_PATH, &own) != 0) {
+        return false;
+    }
+    // Another name of the file may be one that is nobody else's business.
+    if (IsRoot() && (!S_ISREG(own.stx_mode) || own.stx_nlink != 1)) {
+        errno = EACCES;
         return false;
     }
     // The mode last: a change of the owner may take bits from it.

@@ -70,16 +70,19 @@ std::string RedoPath(const COpenFile& file)
 
 // The trailer comes first, so that a large file that is not ours costs nothing. False with errno
 // set.
-bool ReadComplete(int redo, std::string* content, bool* isComplete)
+bool ReadState(int redo, ERedo* state, std::string* content)
 {
     struct statx status = {};
     RedoTrailer trailer = {};
-    *isComplete = false;
     if (CSystemCalls::Current().Stat(redo, "", AT_EMPTY_PATH, &status) != 0) {
         return false;
     }
-    if (!S_ISREG(status.stx_mode) || status.stx_size < sizeof(trailer) ||
-        status.stx_size > kLargestContent + sizeof(trailer)) {
+    if (!S_ISREG(status.stx_mode)) {
+        *state = ERedo::None;
+        return true;
+    }
+    *state = ERedo::Incomplete;
+    if (status.stx_size < sizeof(trailer) || status.stx_size > kLargestContent + sizeof(trailer)) {
         return true;
     }
     const std::uint64_t size = status.stx_size - sizeof(trailer);
@@ -94,7 +97,9 @@ bool ReadComplete(int redo, std::string* content, bool* isComplete)
     if (!ReadAll(redo, content->data(), size, 0)) {
         return false;
     }
-    *isComplete = trailer.checksum == Checksum(*content);
+    if (trailer.checksum == Checksum(*content)) {
+        *state = ERedo::Complete;
+    }
     return true;
 }
 
@@ -112,8 +117,13 @@ int OpenOrMake(const std::string& path, int flags, const std::optional<COwner>& 
     if (!owner) {
         return calls.Open(path.c_str(), flags | O_CREAT, kFileMode);
     }
-    const int file = calls.Open(path.c_str(), flags, 0);
-    return file >= 0 || errno != ENOENT ? file : MakeFile(path, owner, [](int) { return true; });
+    int file = calls.Open(path.c_str(), flags, 0);
+    if (file < 0 && errno == ENOENT) {
+        file = MakeFile(path, owner, [](int) { return true; });
+        // Somebody else may have made it by now.
+        return file < 0 && errno == EEXIST ? calls.Open(path.c_str(), flags, 0) : file;
+    }
+    return file;
 }
 
 bool IsMarkedUnfinished(const std::string& path)
@@ -142,27 +152,35 @@ bool CopyToRedo(const std::string& path, const std::string& redoPath)
                          RedoText(content));
 }
 
-bool TakeOldMarks(const std::string& folder, const std::string& redoFolder)
+// The redo files that stand beside their contacts.
+bool TakeOldRedoFiles(const std::string& folder, const std::string& redoFolder)
 {
     std::vector<std::string> names;
-    if (ListFiles(folder.c_str(), &names) == 0) {
+    if (ListFiles(folder.c_str(), &names, kOldRedoSuffix) == 0) {
         errno = EIO;
         return false;
     }
     for (const std::string& name : names) {
         const std::string path = folder + '/' + name;
-        if (name.ends_with(kOldRedoSuffix)) {
-            const std::size_t suffix = name.rfind(kOldRedoSuffix);
-            const std::string to = redoFolder + '/' + name.substr(0, suffix);
-            if (CSystemCalls::Current().Rename(path.c_str(), to.c_str(), 0) != 0 &&
-                errno != ENOENT) {
-                return false;
-            }
-        } else if (IsMarkedUnfinished(path) && !CopyToRedo(path, redoFolder + '/' + name)) {
+        const std::string to = redoFolder + '/' + name.substr(0, name.rfind(kOldRedoSuffix));
+        if (CSystemCalls::Current().Rename(path.c_str(), to.c_str(), 0) != 0 && errno != ENOENT) {
             return false;
         }
     }
     return true;
+}
+
+bool TakeOldMarks(const std::string& folder, const std::string& redoFolder)
+{
+    std::vector<std::string> names;
+    if (ListFiles(folder.c_str(), &names, ".vcf") == 0) {
+        errno = EIO;
+        return false;
+    }
+    return std::ranges::all_of(names, [&](const std::string& name) {
+        const std::string path = folder + '/' + name;
+        return !IsMarkedUnfinished(path) || CopyToRedo(path, redoFolder + '/' + name);
+    });
 }
 
 // The lock keeps two makers apart, as far as it reaches.
@@ -174,7 +192,9 @@ bool MakeRedoFolder(const std::string& folder)
     }
     LockPatiently(locked.Get());
     return MakeFolder(folder + kRedoFolder,
-                      [&](const std::string& made) { return TakeOldMarks(folder, made); }) ||
+                      [&](const std::string& made) {
+                          return TakeOldRedoFiles(folder, made) && TakeOldMarks(folder, made);
+                      }) ||
            errno == EEXIST;
 }
 
@@ -185,14 +205,27 @@ bool EnsureRedoFolder(const std::string& folder)
     if (t_known.path == folder) {
         return true;
     }
-    std::optional<COwner> owner;
-    if (!NewOwnerIn(folder, &owner) ||
-        (CSystemCalls::Current().Access((folder + kRedoFolder).c_str(), F_OK) != 0 &&
-         !MakeRedoFolder(folder))) {
+    const std::string redoFolder = folder + kRedoFolder;
+    struct statx status = {};
+    const auto look = [&] {
+        return CSystemCalls::Current().Stat(AT_FDCWD, redoFolder.c_str(), AT_SYMLINK_NOFOLLOW,
+                                            &status) == 0;
+    };
+    if (!look() && (errno != ENOENT || !MakeRedoFolder(folder) || !look())) {
         return false;
     }
-    t_known = {folder, owner};
+    // A link could lead root into a folder that is not the store's.
+    if (!S_ISDIR(status.stx_mode)) {
+        errno = ENOTDIR;
+        return false;
+    }
+    t_known = {folder, NewOwner(status)};
     return true;
+}
+
+bool TakeOldRedoFiles(const std::string& folder)
+{
+    return TakeOldRedoFiles(folder, folder + kRedoFolder) || FailWithErrno();
 }
 
 int OpenInRedoFolder(const std::string& folder, std::string_view name, int flags)
@@ -232,15 +265,10 @@ bool ReadRedo(const COpenFile& file, ERedo* state, std::string* content)
     }
     const CDescriptor redo(CSystemCalls::Current().Open(
         RedoPath(file).c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0));
-    bool isComplete = false;
     if (!redo.IsOpen()) {
-        return errno == ENOENT || FailWithErrno();
+        return errno == ENOENT || errno == ELOOP || FailWithErrno();
     }
-    if (!ReadComplete(redo.Get(), content, &isComplete)) {
-        return FailWithErrno();
-    }
-    *state = isComplete ? ERedo::Complete : ERedo::Incomplete;
-    return true;
+    return ReadState(redo.Get(), state, content) || FailWithErrno();
 }
 
 bool RemoveRedo(const COpenFile& file)

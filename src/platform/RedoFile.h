@@ -14,6 +14,10 @@
 // present content is put there; so the next open of those files completes them.
 bool EnsureRedoFolder(const std::string& folder);
 
+// Does the former in a folder that has a redo folder, for files that came back from a backup. False
+// with the last error set.
+bool TakeOldRedoFiles(const std::string& folder);
+
 // Opens a file in the redo folder; both are made where they are missing. -1 with errno set.
 int OpenInRedoFolder(const std::string& folder, std::string_view name, int flags);
 
@@ -23,7 +27,7 @@ bool WriteRedo(const COpenFile& file, std::string_view content);
 
 enum class ERedo
 {
-    None,
+    None,       // or what is no file
     Incomplete, // or not one of ours
     Complete
 };

@@ -1,5 +1,6 @@
 #include "pab/PABPlugin.h"
 
+#include "pab/BookRenewal.h"
 #include "pab/PABContact.h"
 #include "pab/PABContactEnumerator.h"
 #include "support/FaultySystemCalls.h"
@@ -390,6 +391,33 @@ TEST(PABPluginTest, WhatTheFirstReleaseLeftUnfinishedIsCompletedOnce)
     EXPECT_NE(book.temp.Read("Contacts/80000000.vcf").find("New"), std::string::npos);
     EXPECT_EQ(book.temp.Read("Contacts/c0000000.vcf"), done);
     EXPECT_FALSE(std::filesystem::exists(file("80000000.vcf.redo~")));
+}
+
+TEST(PABPluginTest, RenewalCompletesWhatWasCutShortAndDropsWhatLiesOverARestoredFile)
+{
+    CBook book;
+    const auto file = [&](const char* name) { return book.root + '/' + name; };
+    for (const std::uint32_t number : {1u, 2u, 3u}) {
+        ASSERT_EQ(book.New(u"Old"), number);
+        const std::string copy = "cp -a '" + book.root + "'/*.vcf '" + book.temp.Path() + "'";
+        ASSERT_EQ(std::system(copy.c_str()), 0);
+        CIntrusion calls; // dies behind the overwriting
+        calls.name = "times";
+        calls.intrude = [&] { calls.DieAt(1); };
+        book.Change(number, u"New");
+        calls.Bury();
+    }
+    std::filesystem::rename(book.temp / "c0000000.vcf", file("c0000000.vcf"));
+    std::filesystem::rename(file(".redo/40000000.vcf"), file("40000000.vcf.redo~"));
+    CBookRenewal renewal;
+    EXPECT_TRUE(RenewAddressBook(book.root, &renewal));
+    EXPECT_EQ(renewal.completed, (std::vector<std::string>{"40000000.vcf", "80000000.vcf"}));
+    EXPECT_EQ(renewal.dropped, std::vector<std::string>{"c0000000.vcf"});
+    for (const char* name : {"80000000.vcf", "40000000.vcf", "c0000000.vcf"}) {
+        const bool isNew =
+            book.temp.Read(std::string("Contacts/") + name).find("FN:New") != std::string::npos;
+        EXPECT_EQ(isNew, name[0] != 'c') << name;
+    }
 }
 
 using Operation = std::pair<const char*, bool (*)(CBook& book)>;

@@ -221,8 +221,25 @@ TEST(FileApiTest, WhatRootMakesBelongsToTheOwnerOfItsFolderBeforeItHasItsName)
     temp.Write("old", "old");
     ASSERT_EQ(chown((temp / "old").c_str(), kUser, kUser - 1), 0);
     ASSERT_EQ(chmod((temp / "old").c_str(), 0604), 0);
-    ASSERT_EQ(ReplaceFileA((temp / "new").c_str(), (temp / "old").c_str()), 1);
+    // What the store's user points at something else is not given away.
+    const std::string book = temp / "Contacts";
+    std::filesystem::create_directories(book + "/elsewhere");
+    ASSERT_EQ(chown(book.c_str(), kUser, kUser), 0);
+    std::filesystem::create_directory_symlink("elsewhere", book + "/inner.new~");
+    EXPECT_EQ(CreateDirectoryA((book + "/inner").c_str(), nullptr), 0);
+    std::filesystem::create_directory_symlink("elsewhere", book + "/.redo");
+    EXPECT_FALSE(CFileHandle(OpenExclusive(book + "/file", CREATE_NEW)).IsOpen() &&
+                 std::filesystem::exists(book + "/elsewhere/.lock"));
+    std::filesystem::create_hard_link(temp / "new", temp / "other name");
+    EXPECT_EQ(ReplaceFileA((temp / "new").c_str(), (temp / "old").c_str()), 0);
+    std::filesystem::remove(temp / "other name");
     struct stat status = {};
+    for (const std::string& path : {book + "/elsewhere", temp / "new"}) {
+        EXPECT_EQ(stat(path.c_str(), &status), 0);
+        EXPECT_EQ(status.st_uid, 0u) << path;
+    }
+
+    ASSERT_EQ(ReplaceFileA((temp / "new").c_str(), (temp / "old").c_str()), 1);
     EXPECT_EQ(stat((temp / "old").c_str(), &status), 0);
     EXPECT_EQ(status.st_uid, kUser);
     EXPECT_EQ(status.st_gid, kUser - 1);
