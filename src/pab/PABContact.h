@@ -50,14 +50,17 @@ public:
 
     // Opens and reads an existing contact. Last error 87: no folder given, or number 0; 2: no such
     // contact; 32: somebody holds it; else as the file operation left it. A file that is no vCard
-    // 3.0 is refused without a code of its own and stays as it is.
+    // 3.0 is refused without a code of its own and stays as it is. A save that was cut short is
+    // completed first, which writes the file; where that fails, its code, such as 112 or, on a
+    // read-only file system, 5.
     bool Open(const char* rootDirectory, std::uint32_t number);
 
     // Makes the file, empty until the first Save, and a record of an empty N line, an empty FN line
     // and VERSION 3.0. Last error 87 as above; 183: the number was used before; 3: no folder.
     bool Create(const char* rootDirectory, std::uint32_t number);
 
-    // Empties the file without reading it. Last errors as Open.
+    // Empties the file without reading it. Last errors as Open. After another failure than 2, 3, 32
+    // and 87 the contact may be gone, but not reported as deleted; deleting it again does that.
     bool Delete(const char* rootDirectory, std::uint32_t number);
 
     // Rewrites the file if the record was changed: REV is renewed, the write counter raised, and

@@ -47,8 +47,11 @@ public:
     // another failure, with its code, the lists keep what was found so far.
     //
     // Created and deleted since the version reads as never there. One that is made while the report
-    // is drawn up may be left to the next report. A caller begins with version 0: what a walk shows
-    // may be newer than the walk's version.
+    // is drawn up may be left to the next report. One that was made before the version and first
+    // saved behind it is changed: a caller takes a changed contact that it does not know for a new
+    // one, and passes over a deleted one that it does not know. It begins with version 0, since
+    // what a walk shows may be newer than the walk's version. The report may move the folder's
+    // time, if this process has the right to.
     bool ChangesSince(FILETIME since, FILETIME* version, ContactMgr::CContactIdList* deleted,
                       ContactMgr::CContactIdList* changed,
                       ContactMgr::CContactIdList* created) override;

@@ -6,40 +6,53 @@
 #include <cstdint>
 
 // How a change of a contact file survives the death of its process, a power cut and a full disk,
-// and how everybody who follows the folder hears of it. Everything that takes part is here:
+// and how everybody who follows the folder hears of it. NAME is locked from its open to its close,
+// and only who has that lock writes it or its redo file.
 //
-//   Mark                   Written by               Read by         Death before / after it
-//   bytes of NAME          save, repair, deletion   opens           as before / the redo file tells
-//   .redo/NAME, complete   save, before NAME        next open       NAME is old / NAME is made new
-//   last write of NAME     save, repair, deletion   change reports  as the redo file tells / the
-//   (the stamp)                                                     folder is behind: I5
-//   last write of folder   the same, creation       followers       the folder is behind: I5 / the
-//   (the version)                                                   change is reported once more
-//   access time of folder  with the version         stamps          as the version
-//   user.contact.btime     creation, before NAME    change reports  no such file / an empty file
-//                          has its name
-//   .redo/.lock, locked    stamps                   stamps          the system gives up the lock
+// The steps of a save, and what stands if the process dies behind each:
 //
-// NAME is locked from its open to its close, and only who has that lock writes it or its redo file.
-// Code: platform/FileRewrite (the order of steps), RedoFile, FileStamp, CreationTime;
-// pab/ChangeReport.
+//   1. .redo/NAME gets the new text            NAME is old; the next open makes it new
+//   2. the new text goes over NAME             NAME is new, or old and new mixed; likewise
+//   3. NAME gets its stamp                     likewise
+//   4. the folder gets its version             likewise, and the change is reported once more
+//   5. .redo/NAME is removed                   done
+//
+// Who dies within step 1 leaves the old text and a redo file that the next open drops. A deletion
+// moves the version, empties NAME, removes a redo file, and does steps 3 and 4. A creation notes
+// its time on a file that has no name yet, gives it the name and moves the version.
+//
+//   Mark                                    Written by              Read by
+//   .redo/NAME, complete or not             save, repair            every open for writing, renewal
+//   last write of NAME, the stamp           save, repair, deletion  change reports
+//   last write of the folder, the version   the same, and creation  followers
+//   access time of the folder               with the version        stamps: the latest version
+//   user.contact.btime, the creation time   creation, first change  change reports
+//   .redo/.lock, locked                     stamps                  stamps
+//
+// Code: platform/FileRewrite (the steps), FileOpen (creation), RedoFile, FileStamp, CreationTime,
+// NewFile; pab/ChangeReport, BookRenewal, and PABContactEnumerator, which gives the version of a
+// walk.
 //
 // I1  A file is overwritten only beside a complete redo file, which holds the new text. That goes
 //     last, when text, stamp and version stand. Whoever opens the file beside it does all steps
 //     from the overwriting on once more. An incomplete one is dropped.
 // I2  A failure that comes later changes nothing of that: the redo file stays, nothing is emptied.
-// I3  An empty file was deleted or never saved. No redo file brings it back.
+// I3  An empty file was deleted or never saved. A redo file beside it is dropped.
 // I4  A stamp is later than every version that anybody took before the change could be seen. It is
 //     later than the clock once it is on the file, and the folder gets it when the clock has passed
 //     it, so no version is ahead of the clock. It is also later than all stamps before it, which
 //     counts where the clock was set back.
-// I5  The version never stays behind a stamp. Where a process died in between, the next open of the
-//     file stamps anew, and a report moves the version to what the clock has passed.
-// I6  A creation time is noted once, not earlier than any version taken before and not later than
-//     the first stamp. A file without one counts as created at its birth or its last write,
+// I5  The version does not stay behind a stamp. Where a process died in between, the next open of
+//     the file stamps anew, and a report moves the version to what the clock has passed. One gap
+//     is left: who dies between emptying a file and its stamp leaves the system's own time there,
+//     which a version of the same tick may hide.
+// I6  A creation time is noted once, not earlier than any version taken before; the file's last
+//     write is set to it. So until the first save the file is not later than any version that is
+//     taken behind it. A file without one counts as created at its birth or its last write,
 //     whichever is earlier; who changes it notes that first, if the change would move it.
 // I7  A report tells of a creation only together with a later version, so that it tells of the
-//     deletion too: created and deleted behind one version reads as never there.
+//     deletion too: created and deleted behind one version reads as never there. A contact made
+//     before a version and first saved behind it is reported as changed.
 // I8  A repair is flushed before the redo file goes, whoever makes it. Otherwise a second power cut
 //     could lose a save that was flushed.
 

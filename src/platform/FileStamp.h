@@ -9,8 +9,8 @@
 // Stamps, and the time of the folder that follows them (platform/ChangeProtocol.h, I4 and I5).
 
 // Stamps an exclusively held file, waits until the clock has passed the stamp, and moves the
-// folder's time there. False with the last error set where the file could not be stamped; whether
-// the folder could be moved does not count.
+// folder's time there. False with the last error set where the file could not be stamped; what the
+// folder refuses does not count.
 bool StampAndMoveFolder(int file, const std::string& folder);
 
 // Moves the folder's time forward to the given one, and to the latest that it has had. *latest is

@@ -10,7 +10,8 @@ inline constexpr std::uint64_t kFileTimeUnitsPerSecond = 10'000'000;
 
 FILETIME FileTimeFromUnix(std::int64_t seconds, std::uint32_t nanoseconds);
 
-// The way back; nanoseconds is a multiple of 100. Times before 1970 give negative seconds.
+// The way back; nanoseconds is a multiple of 100. Times from 1601 to
+// 1970 give negative seconds; the type has none before 1601.
 void FileTimeToUnix(const FILETIME& time, std::int64_t* seconds, std::uint32_t* nanoseconds);
 
 // The present UTC time: in calendar fields, and as a count.
