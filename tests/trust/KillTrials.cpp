@@ -1,48 +1,24 @@
 #include "platform/FileHandle.h"
-#include "trust/Trial.h"
+#include "trust/Book.h"
 
-#include <array>
-#include <filesystem>
-
-#include <signal.h>
 #include <sys/ptrace.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace
 {
 
-constexpr std::uint32_t kOldSeed = 1;
-constexpr std::uint32_t kNewSeed = 14; // half an alphabet away
+constexpr std::uint32_t kOld = 1;
+constexpr std::uint32_t kNew = 14; // half an alphabet away
 
-constexpr std::array<std::array<std::size_t, 2>, 10> kSizePairs = {{{200, 200},
-                                                                    {1000, 20'000},
-                                                                    {20'000, 1000},
-                                                                    {1000, 900},
-                                                                    {900, 1000},
-                                                                    {100, 4000},
-                                                                    {4000, 100},
-                                                                    {4096, 4096},
-                                                                    {20'000, 19'000},
-                                                                    {3000, 200'000}}};
+using Sizes = std::pair<std::size_t, std::size_t>;
 
-enum class End
-{
-    Killed,
-    Succeeded,
-    Failed
-};
+constexpr Sizes kSizes[] = {{200, 200},       {1000, 20'000}, {20'000, 1000}, {1000, 900},
+                            {900, 1000},      {100, 4000},    {4000, 100},    {4096, 4096},
+                            {20'000, 19'000}, {3000, 200'000}};
 
-// Which system call a traced process is not to live to make: told its number and how many came.
-using Moment = std::function<bool(std::uint64_t call, int count)>;
-
-// The last call that was begun.
-std::uint64_t g_lastCall = 0;
-
-// Runs the work in a child and kills that child when it enters the chosen system call.
-End RunAndKill(const std::function<bool()>& work, const Moment& isMoment)
+// Runs the work in a child and kills that child when it enters the system call of that number,
+// counted from 1. Gives how the child ended.
+int RunAndKill(const std::function<bool()>& work, int number)
 {
     const pid_t child = StartWorker([&] {
         ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
@@ -52,281 +28,164 @@ End RunAndKill(const std::function<bool()>& work, const Moment& isMoment)
     int status = 0;
     waitpid(child, &status, 0);
     ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
-    for (int count = 0;;) {
+    while (number > 0 && WIFSTOPPED(status)) {
         ptrace(PTRACE_SYSCALL, child, nullptr, nullptr);
         waitpid(child, &status, 0);
-        if (!WIFSTOPPED(status)) {
-            return WIFEXITED(status) && WEXITSTATUS(status) == 0 ? End::Succeeded : End::Failed;
-        }
         __ptrace_syscall_info info = {};
         ptrace(PTRACE_GET_SYSCALL_INFO, child, sizeof(info), &info);
-        if (info.op == PTRACE_SYSCALL_INFO_ENTRY) {
-            g_lastCall = info.entry.nr;
-            if (isMoment(info.entry.nr, ++count)) {
-                Kill(child);
-                return End::Killed;
-            }
-        }
+        number -= info.op == PTRACE_SYSCALL_INFO_ENTRY ? 1 : 0;
     }
+    return WIFSTOPPED(status) ? Kill(child) : status;
 }
 
-// What must not change while a contact is rewritten.
-struct CIdentity
-{
-    ino_t inode = 0;
-    std::uint64_t creation = 0;
-    bool operator==(const CIdentity&) const = default;
-};
+// What must not change while a contact is rewritten: inode and creation time.
+using Identity = std::pair<ino_t, std::uint64_t>;
 
-CIdentity IdentityOf(const std::string& path)
+Identity IdentityOf(const std::string& path)
 {
-    CIdentity identity;
     struct stat status = {};
     FILETIME creation;
     const CFileHandle file(CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
                                        OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, INVALID_HANDLE_VALUE));
-    if (stat(path.c_str(), &status) == 0 &&
-        GetFileTime(file.Get(), &creation, nullptr, nullptr) != 0) {
-        identity = {status.st_ino, FileTimeToCount(creation)};
-    }
-    return identity;
+    const bool isThere = stat(path.c_str(), &status) == 0 &&
+                         GetFileTime(file.Get(), &creation, nullptr, nullptr) != 0;
+    return isThere ? Identity(status.st_ino, FileTimeToCount(creation)) : Identity();
 }
+
+// An operation, and the seed of the text that the contact holds before and after it; 0 for none.
+struct COperation
+{
+    const char* name;
+    std::function<void()> prepare;
+    std::function<bool()> run;
+    std::uint32_t before;
+    std::uint32_t after;
+};
 
 class CKillTrial
 {
 public:
-    CKillTrial(const std::string& book, bool isFlushing)
-        : m_book(book), m_plugin(book), m_isFlushing(isFlushing)
+    CKillTrial(const std::string& path, bool isFlushing, CRow& row)
+        : m_book(path), m_isFlushing(isFlushing), m_row(row)
     {}
 
-    void Run(std::size_t oldSize, std::size_t newSize, CRow& row)
+    void Run(const Sizes& sizes)
     {
-        m_what = std::to_string(oldSize) + " to " + std::to_string(newSize) +
-                 (m_isFlushing ? " flushed" : "");
-        m_oldSize = oldSize;
-        m_newSize = newSize;
-        m_number = New(m_plugin, kOldSeed, oldSize);
-        Save(row);
-        Repair(row);
-        Delete(row, false);
-        Delete(row, true);
-        Create(row);
-    }
-
-    // The folder is made by its first contact; that moment is tried once for each switch.
-    void Begin(CRow& row)
-    {
-        const std::string fresh = m_book + "-first";
-        m_what = "first contact";
-        Sweep(
-            row, "begin", [&] { std::filesystem::remove_all(fresh); },
-            [&] {
-                CPABPlugin plugin(fresh);
-                return New(plugin, kNewSeed, 1000) != 0;
-            },
-            [&](End) {
-                CPABPlugin plugin(fresh);
-                return New(plugin, kNewSeed, 100) != 0 && CountersIn(fresh).size() == 1;
-            });
-    }
-
-private:
-    using Step = std::function<void()>;
-
-    void Sweep(CRow& row, const char* operation, const Step& prepare,
-               const std::function<bool()>& work, const std::function<bool(End)>& isWhole)
-    {
-        End end = End::Killed;
-        for (int kill = 1; end == End::Killed; ++kill) {
-            prepare();
-            SetFlushing(m_isFlushing);
-            end = RunAndKill(work, [&](std::uint64_t, int count) { return count == kill; });
-            SetFlushing(false);
-            const bool isKept = end != End::Failed && isWhole(end);
-            row.Try(isKept, std::string(operation) + ' ' + m_what + ", call " +
-                                std::to_string(g_lastCall) + " at " + std::to_string(kill));
+        const auto makeOld = [&] {
+            if (m_book.Seed(m_number) != kOld && !m_book.Change(m_number, kOld, sizes.first)) {
+                m_number = m_book.New(kOld, sizes.first);
+            }
+        };
+        const auto tear = [&] {
+            makeOld();
+            m_book.ChangeHalfWay(m_number, kNew, sizes.second);
+        };
+        const auto create = [&] { return m_book.New(kNew, sizes.second) != 0; };
+        const auto change = [&] { return m_book.Change(m_number, kNew, sizes.second); };
+        const auto open = [&] { return m_book.Open(m_number) != nullptr; };
+        const auto remove = [&] { return m_book.Delete(m_number); };
+        const auto makeNoFolder = [&] {
+            std::filesystem::remove_all(m_book.path);
+            m_number = 1;
+        };
+        const auto goOn = [&] { m_number = m_book.New(kOld, 100) + 1; };
+        const COperation operations[] = {
+            {"first of all", makeNoFolder, create, 0, kNew},
+            {"save", makeOld, change, kOld, kNew},
+            {"repair", tear, open, kNew, kNew},
+            {"delete", makeOld, remove, kOld, 0},
+            {"delete torn", tear, remove, kNew, 0},
+            {"create", goOn, create, 0, kNew},
+        };
+        const std::string what = ' ' + std::to_string(sizes.first) + " to " +
+                                 std::to_string(sizes.second) + (m_isFlushing ? " flushed" : "");
+        for (const COperation& operation : operations) {
+            Sweep(operation, operation.name + what);
         }
     }
 
-    // The seed of the contact as a fresh object reads it; 0 where it does not open. A network file
-    // system gives up a dead process's lock a little later.
-    std::uint32_t Seed()
+private:
+    void Sweep(const COperation& operation, const std::string& what)
     {
-        const ContactPtr contact = OpenPatiently(m_plugin, m_number);
-        const auto seed = contact == nullptr ? 0 : SeedOf(*contact);
-        return seed.value_or(~0u);
+        bool isKilled = true;
+        for (int call = 1; isKilled; ++call) {
+            operation.prepare();
+            const Identity before = IdentityOf(m_book.File(m_number));
+            SetFlushing(m_isFlushing);
+            const int status = RunAndKill(operation.run, call);
+            SetFlushing(false);
+            isKilled = WIFSIGNALED(status);
+            const std::uint32_t seed = m_book.Seed(m_number);
+            const bool isIntact = seed == operation.after || (isKilled && seed == operation.before);
+            m_row.Try((isKilled || status == 0) && isIntact &&
+                          (seed != 0 || IsNoContact(operation.after == 0)) &&
+                          (before == Identity() || before == IdentityOf(m_book.File(m_number))) &&
+                          IsTidy(),
+                      what + " at call " + std::to_string(call));
+        }
     }
 
-    bool IsClear()
+    // One that was deleted is opened by nobody, which would repair it.
+    bool IsNoContact(bool isDeleted)
     {
-        return !std::filesystem::exists(RedoPathOf(m_book, m_number)) &&
-               New(m_plugin, kOldSeed, 100) >= m_number && CountersIn(m_book).size() == 1;
+        std::error_code ignored;
+        const bool isEmpty = std::filesystem::file_size(m_book.File(m_number), ignored) == 0;
+        return (isEmpty && (!isDeleted || m_book.Delete(m_number))) || ignored;
     }
 
     bool IsTidy()
     {
-        return LastWriteOf(m_book) >= LastWriteOf(PathOf(m_book, m_number)) && IsClear();
+        return !m_book.HasRedoFile(m_number) &&
+               LastWriteOf(m_book.path) >= LastWriteOf(m_book.File(m_number)) &&
+               m_book.New(kOld, 100) >= m_number && m_book.Counters() == 1;
     }
 
-    void MakeOld()
-    {
-        if (Seed() != kOldSeed && !Change(m_plugin, m_number, kOldSeed, m_oldSize)) {
-            m_number = New(m_plugin, kOldSeed, m_oldSize);
-        }
-    }
-
-    void Save(CRow& row)
-    {
-        CIdentity before;
-        Sweep(
-            row, "save",
-            [&] {
-                MakeOld();
-                before = IdentityOf(PathOf(m_book, m_number));
-            },
-            [&] { return Change(m_plugin, m_number, kNewSeed, m_newSize); },
-            [&](End end) {
-                const std::uint32_t seed = Seed();
-                return (seed == kNewSeed || (end == End::Killed && seed == kOldSeed)) &&
-                       before == IdentityOf(PathOf(m_book, m_number)) && IsTidy();
-            });
-    }
-
-    // Half of the new text lies over the old one, and the redo file of the dead writer beside it.
-    void Repair(CRow& row)
-    {
-        const std::string path = PathOf(m_book, m_number);
-        MakeOld();
-        int writes = 0;
-        RunAndKill([&] { return Change(m_plugin, m_number, kNewSeed, m_newSize); },
-                   [&](std::uint64_t call, int) {
-                       writes += call == SYS_pwrite64 ? 1 : 0;
-                       return writes == 2;
-                   });
-        m_redo = ReadWhole(RedoPathOf(m_book, m_number));
-        m_torn = ReadWhole(path);
-        if (!row.Try(!m_redo.empty() && !m_torn.empty(), "no redo file of a killed save")) {
-            return;
-        }
-        m_torn.replace(0, m_newSize / 2, m_redo, 0, m_newSize / 2);
-        CIdentity before;
-        Sweep(
-            row, "repair",
-            [&] {
-                PlantTorn();
-                before = IdentityOf(path);
-            },
-            [&] { return Open(m_plugin, m_number) != nullptr; },
-            [&](End) { return Seed() == kNewSeed && before == IdentityOf(path) && IsTidy(); });
-    }
-
-    void PlantTorn()
-    {
-        WriteWhole(PathOf(m_book, m_number), m_torn);
-        WriteWhole(RedoPathOf(m_book, m_number), m_redo);
-    }
-
-    void Delete(CRow& row, bool isTorn)
-    {
-        CIdentity before;
-        Sweep(
-            row, isTorn ? "delete torn" : "delete",
-            [&] {
-                MakeOld();
-                if (isTorn) {
-                    PlantTorn();
-                }
-                before = IdentityOf(PathOf(m_book, m_number));
-            },
-            [&] { return m_plugin.DeleteContact(IdOf(m_number)); },
-            [&](End end) {
-                const std::string path = PathOf(m_book, m_number);
-                const std::uint32_t seed = Seed();
-                const bool isGone = seed == 0 && std::filesystem::file_size(path) == 0;
-                if (isGone) {
-                    m_plugin.DeleteContact(IdOf(m_number)); // nobody opens it, which would repair
-                }
-                const bool isThere = seed == (isTorn ? kNewSeed : kOldSeed) && end == End::Killed;
-                return (isGone || isThere) && before == IdentityOf(path) && IsTidy();
-            });
-    }
-
-    void Create(CRow& row)
-    {
-        Sweep(
-            row, "create", [&] { m_number = CountersIn(m_book).front(); },
-            [&] { return New(m_plugin, kNewSeed, m_newSize) != 0; },
-            [&](End end) {
-                const std::uint32_t seed = Seed();
-                // On CephFS an empty file may be some milliseconds later than its folder.
-                return seed == kNewSeed ? IsTidy() : end == End::Killed && seed == 0 && IsClear();
-            });
-    }
-
-    const std::string m_book;
-    CPABPlugin m_plugin;
+    CBook m_book;
     const bool m_isFlushing;
-    std::string m_what;
-    std::size_t m_oldSize = 0;
-    std::size_t m_newSize = 0;
+    CRow& m_row;
     std::uint32_t m_number = 0;
-    std::string m_redo;
-    std::string m_torn;
 };
 
 } // namespace
 
-bool TryKills(const CTrialOptions& options)
+void TryKills(const CTrialOptions& options, CRow& row)
 {
-    CRow row("killed at every system call: contact whole, old or new");
     for (const bool isFlushing : {false, true}) {
-        CKillTrial trial(options.folder + (isFlushing ? "/flushed" : "/plain"), isFlushing);
-        trial.Begin(row);
-        for (int pair = 0; pair < options.count && pair < std::ssize(kSizePairs); ++pair) {
-            const auto [oldSize, newSize] = kSizePairs[static_cast<std::size_t>(pair)];
-            trial.Run(oldSize, newSize, row);
+        CKillTrial trial(options.folder + (isFlushing ? "/flushed" : "/plain"), isFlushing, row);
+        for (int pair = 0; pair < options.count && pair < std::ssize(kSizes); ++pair) {
+            trial.Run(kSizes[pair]);
         }
     }
-    return row.Print();
 }
 
-bool TryRandomKills(const CTrialOptions& options)
+void TryRandomKills(const CTrialOptions& options, CRow& row)
 {
-    CRow row("killed at any time: contact whole, acknowledged save there");
-    const std::string book = options.folder + "/Contacts";
-    CPABPlugin plugin(book);
+    CBook book(options.folder + "/Contacts");
     for (const std::uint32_t size : {1000u, 20'000u, 200'000u}) {
-        const CShared<std::atomic<std::uint32_t>> acknowledged;
-        const std::uint32_t number = New(plugin, 1, size);
-        const std::string path = PathOf(book, number);
-        const CIdentity before = IdentityOf(path);
-        *acknowledged = 1;
+        auto& acknowledged = Share<std::atomic<std::uint32_t>>();
+        acknowledged = 1;
+        const std::uint32_t number = book.New(1, size);
+        const Identity before = IdentityOf(book.File(number));
         for (int kill = 0; kill < (options.count + 2) / 3; ++kill) {
-            const std::uint32_t first = *acknowledged;
+            const std::uint32_t first = acknowledged;
             const pid_t saver = StartWorker([&] {
-                const ContactPtr contact = Open(plugin, number);
-                while (contact != nullptr) {
-                    SetText(*contact, *acknowledged + 1, size - RandomBelow(size / 2));
-                    if (!contact->Save()) {
-                        return false;
-                    }
-                    ++*acknowledged;
+                const ContactPtr contact = book.Open(number);
+                while (contact != nullptr &&
+                       SaveText(*contact, acknowledged + 1, size - RandomBelow(size / 2))) {
+                    ++acknowledged;
                 }
                 return false;
             });
-            for (int wait = 0; wait < 20'000 && *acknowledged == first; ++wait) {
+            for (int wait = 0; wait < 20'000 && acknowledged == first; ++wait) {
                 SleepMicroseconds(50);
             }
             SleepMicroseconds(RandomBelow(size > 100'000 ? 6000 : 1500));
             Kill(saver);
-            const ContactPtr contact = OpenPatiently(plugin, number);
-            const auto seed = contact == nullptr ? std::nullopt : SeedOf(*contact);
-            const bool isWhole = seed == *acknowledged || seed == *acknowledged + 1;
-            row.Try(isWhole && *acknowledged > first && before == IdentityOf(path) &&
-                        !std::filesystem::exists(RedoPathOf(book, number)),
+            const std::uint32_t seed = book.Seed(number);
+            row.Try((seed == acknowledged || seed == acknowledged + 1) && acknowledged > first &&
+                        before == IdentityOf(book.File(number)) && !book.HasRedoFile(number),
                     std::to_string(size) + " bytes");
-            *acknowledged = seed.value_or(*acknowledged);
+            acknowledged = seed != 0 ? seed : acknowledged.load();
         }
     }
-    return row.Print();
 }

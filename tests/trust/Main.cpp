@@ -5,58 +5,42 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 #include <string_view>
-
-#include <unistd.h>
 
 namespace
 {
 
-constexpr unsigned kLongestSeconds = 3 * 3600;
-
-const struct
+struct CTrial
 {
     std::string_view name;
-    Trial run;
-    bool ownFolder;
-} kTrials[] = {
-    {"kill", TryKills, true},
-    {"random-kill", TryRandomKills, true},
-    {"numbers", TryNumbers, true},
-    {"changes", TryChanges, true},
-    {"handles", TryHandles, true},
-    {"full-disk", TryFullDisk, true},
-    {"root", TryRoot, true},
-    {"save", SaveUntilKilled, false},
-    {"repair", RepairAfterPowerCut, false},
-    {"read", ReadAfterPowerCut, false},
+    Trial* run;
+    const char* promise;
+    bool hasOwnFolder = true;
+};
+
+constexpr CTrial kTrials[] = {
+    {"kill", TryKills, "killed at every system call: contact whole, old or new"},
+    {"random-kill", TryRandomKills, "killed at any time: contact whole, acknowledged save there"},
+    {"numbers", TryNumbers, "numbers: none twice, none failed, one counter"},
+    {"changes", TryChanges, "changes: every one reported, once"},
+    {"handles", TryHandles, "handles: second opens refused, no save lost to another"},
+    {"full-disk", TryFullDisk,
+     "full disk, blocks shared: no contact lost, whole once there is room"},
+    {"root", TryRoot, "what root made or left half done: the mail server goes on with it"},
+    {"save", SaveUntilKilled, "saves that go on until a power cut", false},
+    {"repair", RepairAfterPowerCut, "contacts opened after a power cut", false},
+    {"read", ReadAfterPowerCut,
+     "power cut while saving with flushing on: whole, nothing acknowledged lost", false},
 };
 
 int ShowUsage()
 {
-    std::fputs("usage: contactmgr_trust\n"
-               "           kill|random-kill|numbers|changes|handles|full-disk|root FOLDER\n"
-               "           [--count N] [--second FOLDER] [--jitter] [--share COMMAND]\n"
-               "       contactmgr_trust save|repair|read FOLDER --log FILE\n",
-               stderr);
+    std::cerr << "usage: contactmgr_trust\n"
+                 "           kill|random-kill|numbers|changes|handles|full-disk|root FOLDER\n"
+                 "           [--count N] [--second FOLDER] [--jitter] [--share COMMAND]\n"
+                 "       contactmgr_trust save|repair|read FOLDER --log FILE\n";
     return 2;
-}
-
-bool RunInOwnFolder(Trial run, CTrialOptions options)
-{
-    std::string name = options.folder + "/trust-XXXXXX";
-    if (mkdtemp(name.data()) == nullptr) {
-        std::perror(options.folder.c_str());
-        return false;
-    }
-    if (!options.second.empty()) {
-        options.second += name.substr(options.folder.size());
-    }
-    options.folder = name;
-    const bool isKept = run(options);
-    std::error_code ignored;
-    std::filesystem::remove_all(name, ignored);
-    return isKept;
 }
 
 } // namespace
@@ -67,32 +51,40 @@ int main(int count, char** arguments)
         return ShowUsage();
     }
     CTrialOptions options;
-    options.folder = std::filesystem::absolute(arguments[2]);
+    options.folder = options.second = std::filesystem::absolute(arguments[2]);
+    std::string times = "1";
+    const std::map<std::string_view, std::string*> values = {{"--count", &times},
+                                                             {"--second", &options.second},
+                                                             {"--share", &options.share},
+                                                             {"--log", &options.log}};
     for (int index = 3; index < count; ++index) {
-        const std::string_view option = arguments[index];
-        if (option == "--jitter") {
+        const auto value = values.find(arguments[index]);
+        if (arguments[index] == std::string_view("--jitter")) {
             options.withJitter = true;
-        } else if (++index == count) {
+        } else if (value == values.end() || ++index == count) {
             return ShowUsage();
-        } else if (option == "--count") {
-            options.count = std::atoi(arguments[index]);
-        } else if (option == "--second") {
-            options.second = arguments[index];
-        } else if (option == "--share") {
-            options.share = arguments[index];
-        } else if (option == "--log") {
-            options.log = arguments[index];
         } else {
-            return ShowUsage();
+            *value->second = arguments[index];
         }
     }
-    alarm(kLongestSeconds);
-    for (const auto& trial : kTrials) {
-        if (trial.name == arguments[1]) {
-            const bool isKept =
-                trial.ownFolder ? RunInOwnFolder(trial.run, options) : trial.run(options);
-            return isKept ? 0 : 1;
-        }
+    options.count = std::atoi(times.c_str());
+    const auto trial = std::ranges::find(kTrials, std::string_view(arguments[1]), &CTrial::name);
+    if (trial == std::end(kTrials)) {
+        return ShowUsage();
     }
-    return ShowUsage();
+    std::string own = options.folder + "/trust-XXXXXX";
+    if (trial->hasOwnFolder) {
+        if (mkdtemp(own.data()) == nullptr) {
+            std::perror(own.c_str());
+            return 1;
+        }
+        options.second += own.substr(options.folder.size());
+        options.folder = own;
+    }
+    alarm(3 * 3600); // seconds: a trial that takes longer hangs
+    CRow row;
+    trial->run(options, row);
+    std::error_code ignored;
+    std::filesystem::remove_all(own, ignored);
+    return row.Print(trial->promise + std::string(options.withJitter ? " (jitter)" : "")) ? 0 : 1;
 }
