@@ -24,8 +24,7 @@ inline std::uint64_t LastWriteOf(const std::string& path)
     return FileTimeToCount(data.ftLastWriteTime);
 }
 
-// A text in which every character depends on the seed, so that two of them cannot be mixed
-// unnoticed.
+// A text in which every character depends on the seed, so that no mixture of two goes unnoticed.
 inline std::u16string TextOf(std::uint32_t seed, std::size_t size)
 {
     const std::string head = std::to_string(seed) + ' ' + std::to_string(size) + ' ';
@@ -55,8 +54,7 @@ inline std::uint32_t SeedOf(const ContactPtr& contact)
     return text == TextOf(seed, std::strtoul(end, nullptr, 10)) ? seed : 0;
 }
 
-// While it lives, takes a step before each write over a contact's text: in a save, behind the redo
-// file.
+// Takes a step before each write over a contact's text: in a save, behind the redo file.
 struct CBeforeOverwrite : CSystemCalls
 {
     using Step = std::function<void(int file, const void* bytes, std::size_t size)>;
@@ -83,10 +81,6 @@ struct CBook
     std::string File(std::uint32_t number, const char* folder = "/") const
     {
         return path + folder + CPABContact::ContactIdToFileName(IdOf(number));
-    }
-    bool HasRedoFile(std::uint32_t number) const
-    {
-        return std::filesystem::exists(File(number, "/.redo/"));
     }
 
     std::ptrdiff_t Counters() const

@@ -32,15 +32,14 @@ bool Fill(const std::string& path, std::atomic<int>& rounds)
     }
 }
 
-class CFullDiskTrial
+struct CFullDiskTrial
 {
-public:
-    CFullDiskTrial(const CTrialOptions& options, CRow& row)
-        : m_book(options.folder + "/Contacts"), m_filler(options.folder + "/filler"), m_row(row)
+    CFullDiskTrial(const CTrialOptions& options, CRow& counted)
+        : book(options.folder + "/Contacts"), filler(options.folder + "/filler"), row(counted)
     {
         for (int index = 0; index < options.count; ++index) {
             for (const std::uint32_t size : {1000u, 20'000u, 200'000u}) {
-                m_subjects.push_back({m_book.New(1, size), size});
+                subjects.push_back({book.New(1, size), size});
             }
         }
     }
@@ -49,40 +48,37 @@ public:
     {
         ContactMgr::CContactIdList deleted, other;
         FILETIME version;
-        CPABPlugin& plugin = m_book.plugin;
-        m_row.Try(plugin.ChangesSince({}, &version, &deleted, &other, &other), "no report");
-        m_process = StartWorker([&] { return Fill(m_filler, m_rounds); });
-        for (std::size_t index = 0; index < m_subjects.size(); ++index) {
+        row.Try(book.plugin.ChangesSince({}, &version, &deleted, &other, &other), "no report");
+        process = StartWorker([&] { return Fill(filler, rounds); });
+        for (std::size_t index = 0; index < subjects.size(); ++index) {
             SetFlushing(index % 2 == 1);
-            Change(m_subjects[index], m_subjects[index].size);
-            Change(m_subjects[index], m_subjects[index].size * 3 / 2);
+            Change(subjects[index], subjects[index].size);
+            Change(subjects[index], subjects[index].size * 3 / 2);
         }
-        const bool isReported = plugin.ChangesSince(version, &version, &deleted, &other, &other);
-        m_row.Try((isReported || IsForRoom(GetLastError())) && deleted.IsEmpty(),
-                  "reported as deleted");
+        const bool isTold = book.plugin.ChangesSince(version, &version, &deleted, &other, &other);
+        row.Try((isTold || IsForRoom(GetLastError())) && deleted.IsEmpty(), "reported as deleted");
         const auto opened =
-            std::ranges::count_if(m_subjects, [&](const CSubject& one) { return IsWhole(one); });
-        m_row.Try(std::cmp_greater_equal(m_book.Walk(), opened), "a walk ends too early");
-        Kill(m_process);
-        std::filesystem::remove(m_filler);
-        FlushFileSystem(m_book.path.c_str());
-        for (CSubject& subject : m_subjects) {
-            m_row.Try(IsWhole(subject), std::to_string(subject.size) + ", with room again");
+            std::ranges::count_if(subjects, [&](const CSubject& one) { return IsWhole(one); });
+        row.Try(std::cmp_greater_equal(book.Walk(), opened), "a walk ends too early");
+        Kill(process);
+        std::filesystem::remove(filler);
+        FlushFileSystem(book.path.c_str());
+        for (CSubject& subject : subjects) {
+            row.Try(IsWhole(subject), std::to_string(subject.size) + ", with room again");
             subject.saved = ++subject.tried;
-            m_row.Try(m_book.Change(subject.number, subject.saved, 1000) && IsWhole(subject),
-                      std::to_string(subject.size) + ", saved with room again");
+            row.Try(book.Change(subject.number, subject.saved, 1000) && IsWhole(subject),
+                    std::to_string(subject.size) + ", saved with room again");
         }
-        m_row.Try(m_refused > 0, "the disk was never full");
-        m_row.Note(std::to_string(m_refused) + " of " + std::to_string(2 * m_subjects.size()) +
-                   " saves refused, " + std::to_string(m_shut) + " left to be repaired");
+        row.Try(refused > 0, "the disk was never full");
+        row.Note(std::to_string(refused) + " of " + std::to_string(2 * subjects.size()) +
+                 " saves refused, " + std::to_string(shut) + " left to be repaired");
     }
 
-private:
     // The first of the two rounds may have begun before.
     void WaitUntilFull()
     {
-        kill(m_process, SIGCONT);
-        for (const int begin = m_rounds; m_rounds < begin + 2;) {
+        kill(process, SIGCONT);
+        for (const int begin = rounds; rounds < begin + 2;) {
             SleepMicroseconds(50);
         }
     }
@@ -90,7 +86,7 @@ private:
     // Whether the contact has the last acknowledged text or a later one.
     bool IsWhole(const CSubject& subject)
     {
-        const std::uint32_t seed = SeedOf(m_book.Open(subject.number));
+        const std::uint32_t seed = SeedOf(book.Open(subject.number));
         return seed >= subject.saved && seed <= subject.tried;
     }
 
@@ -99,36 +95,35 @@ private:
     {
         const std::string what = std::to_string(subject.size) + " to " + std::to_string(size);
         WaitUntilFull();
-        kill(m_process, SIGSTOP);
-        std::filesystem::resize_file(m_filler, std::filesystem::file_size(m_filler) -
-                                                   RandomBelow(2 * size + kFreeBytes));
-        const bool isWorst = RandomBelow(2) == 0;
-        const CBeforeOverwrite filling([&](int, const void*, std::size_t) {
-            if (isWorst) {
-                WaitUntilFull();
-            }
-        });
+        kill(process, SIGSTOP);
+        std::filesystem::resize_file(filler, std::filesystem::file_size(filler) -
+                                                 RandomBelow(2 * size + kFreeBytes));
+        const CBeforeOverwrite filling(
+            [&, isWorst = RandomBelow(2) == 0](int, const void*, std::size_t) {
+                if (isWorst) {
+                    WaitUntilFull();
+                }
+            });
         ++subject.tried;
-        const bool isSaved = m_book.Change(subject.number, subject.tried, size);
-        m_row.Try(isSaved || IsForRoom(GetLastError()), what + ": wrong error");
-        m_row.Try(std::filesystem::file_size(m_book.File(subject.number)) > 0, what + ": empty");
+        const bool isSaved = book.Change(subject.number, subject.tried, size);
+        row.Try(isSaved || IsForRoom(GetLastError()), what + ": wrong error");
         WaitUntilFull();
         subject.saved = isSaved ? subject.tried : subject.saved;
         const bool isWhole = IsWhole(subject);
         const bool isShut = !isWhole && !isSaved && IsForRoom(GetLastError());
-        m_row.Try(isWhole || isShut, what + ": lost");
-        m_refused += !isSaved;
-        m_shut += isShut;
+        row.Try(isWhole || isShut, what + ": lost");
+        refused += !isSaved;
+        shut += isShut;
     }
 
-    CBook m_book;
-    const std::string m_filler;
-    CRow& m_row;
-    std::vector<CSubject> m_subjects;
-    std::atomic<int>& m_rounds = Share<std::atomic<int>>();
-    pid_t m_process = 0;
-    int m_refused = 0;
-    int m_shut = 0;
+    CBook book;
+    const std::string filler;
+    CRow& row;
+    std::vector<CSubject> subjects;
+    std::atomic<int>& rounds = Share<std::atomic<int>>();
+    pid_t process = 0;
+    int refused = 0;
+    int shut = 0;
 };
 
 } // namespace

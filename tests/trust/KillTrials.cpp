@@ -16,8 +16,7 @@ constexpr Sizes kSizes[] = {{200, 200},       {1000, 20'000}, {20'000, 1000}, {1
                             {900, 1000},      {100, 4000},    {4000, 100},    {4096, 4096},
                             {20'000, 19'000}, {3000, 200'000}};
 
-// Runs the work in a child and kills that child when it enters the system call of that number,
-// counted from 1. Gives how the child ended.
+// Works in a process, and kills it where it enters its Nth system call. Gives how it ended.
 int RunAndKill(const std::function<bool()>& work, int number)
 {
     const pid_t child = StartWorker([&] {
@@ -62,88 +61,74 @@ struct COperation
     std::uint32_t after;
 };
 
-class CKillTrial
+struct CKillTrial
 {
-public:
-    CKillTrial(const std::string& path, bool isFlushing, CRow& row)
-        : m_book(path), m_isFlushing(isFlushing), m_row(row)
-    {}
-
     void Run(const Sizes& sizes)
     {
         const auto makeOld = [&] {
-            if (m_book.Seed(m_number) != kOld && !m_book.Change(m_number, kOld, sizes.first)) {
-                m_number = m_book.New(kOld, sizes.first);
+            if (book.Seed(number) != kOld && !book.Change(number, kOld, sizes.first)) {
+                number = book.New(kOld, sizes.first);
             }
         };
         const auto tear = [&] {
             makeOld();
-            m_book.ChangeHalfWay(m_number, kNew, sizes.second);
+            book.ChangeHalfWay(number, kNew, sizes.second);
         };
-        const auto create = [&] { return m_book.New(kNew, sizes.second) != 0; };
-        const auto change = [&] { return m_book.Change(m_number, kNew, sizes.second); };
-        const auto open = [&] { return m_book.Open(m_number) != nullptr; };
-        const auto remove = [&] { return m_book.Delete(m_number); };
+        const auto create = [&] { return book.New(kNew, sizes.second) != 0; };
+        const auto remove = [&] { return book.Delete(number); };
         const auto makeNoFolder = [&] {
-            std::filesystem::remove_all(m_book.path);
-            m_number = 1;
+            std::filesystem::remove_all(book.path);
+            number = 1;
         };
-        const auto goOn = [&] { m_number = m_book.New(kOld, 100) + 1; };
         const COperation operations[] = {
             {"first of all", makeNoFolder, create, 0, kNew},
-            {"save", makeOld, change, kOld, kNew},
-            {"repair", tear, open, kNew, kNew},
+            {"save", makeOld, [&] { return book.Change(number, kNew, sizes.second); }, kOld, kNew},
+            {"repair", tear, [&] { return book.Open(number) != nullptr; }, kNew, kNew},
             {"delete", makeOld, remove, kOld, 0},
             {"delete torn", tear, remove, kNew, 0},
-            {"create", goOn, create, 0, kNew},
+            {"create", [&] { number = book.New(kOld, 100) + 1; }, create, 0, kNew},
         };
         const std::string what = ' ' + std::to_string(sizes.first) + " to " +
-                                 std::to_string(sizes.second) + (m_isFlushing ? " flushed" : "");
+                                 std::to_string(sizes.second) + (isFlushing ? " flushed" : "");
         for (const COperation& operation : operations) {
             Sweep(operation, operation.name + what);
         }
     }
 
-private:
     void Sweep(const COperation& operation, const std::string& what)
     {
         bool isKilled = true;
         for (int call = 1; isKilled; ++call) {
             operation.prepare();
-            const Identity before = IdentityOf(m_book.File(m_number));
-            SetFlushing(m_isFlushing);
+            const std::string file = book.File(number);
+            const Identity before = IdentityOf(file);
+            SetFlushing(isFlushing);
             const int status = RunAndKill(operation.run, call);
             SetFlushing(false);
             isKilled = WIFSIGNALED(status);
-            const std::uint32_t seed = m_book.Seed(m_number);
-            const bool isIntact = seed == operation.after || (isKilled && seed == operation.before);
-            m_row.Try((isKilled || status == 0) && isIntact &&
-                          (seed != 0 || IsNoContact(operation.after == 0)) &&
-                          (before == Identity() || before == IdentityOf(m_book.File(m_number))) &&
-                          IsTidy(),
-                      what + " at call " + std::to_string(call));
+            const std::uint32_t seed = book.Seed(number);
+            const bool isThere = std::filesystem::exists(file) && !std::filesystem::is_empty(file);
+            if (seed == 0 && operation.after == 0) {
+                book.Delete(number); // nobody opens it, which would repair it
+            }
+            row.Try((status == 0 || isKilled) && isThere == (seed != 0) &&
+                        (seed == operation.after || (isKilled && seed == operation.before)) &&
+                        (before == Identity() || before == IdentityOf(file)) && IsTidy(),
+                    what + " at call " + std::to_string(call));
         }
-    }
-
-    // One that was deleted is opened by nobody, which would repair it.
-    bool IsNoContact(bool isDeleted)
-    {
-        std::error_code ignored;
-        const bool isEmpty = std::filesystem::file_size(m_book.File(m_number), ignored) == 0;
-        return (isEmpty && (!isDeleted || m_book.Delete(m_number))) || ignored;
     }
 
     bool IsTidy()
     {
-        return !m_book.HasRedoFile(m_number) &&
-               LastWriteOf(m_book.path) >= LastWriteOf(m_book.File(m_number)) &&
-               m_book.New(kOld, 100) >= m_number && m_book.Counters() == 1;
+        return !std::filesystem::exists(book.File(number, "/.redo/")) &&
+               LastWriteOf(book.path) >= LastWriteOf(book.File(number)) &&
+               book.New(kOld, 100) >= number && book.Counters() == 1;
     }
 
-    CBook m_book;
-    const bool m_isFlushing;
-    CRow& m_row;
-    std::uint32_t m_number = 0;
+    CBook book;
+    CRow& row;
+    bool isFlushing;
+    std::uint32_t number = 0;
 };
 
 } // namespace
@@ -151,7 +136,8 @@ private:
 void TryKills(const CTrialOptions& options, CRow& row)
 {
     for (const bool isFlushing : {false, true}) {
-        CKillTrial trial(options.folder + (isFlushing ? "/flushed" : "/plain"), isFlushing, row);
+        CKillTrial trial{CBook(options.folder + (isFlushing ? "/flushed" : "/plain")), row,
+                         isFlushing};
         for (int pair = 0; pair < options.count && pair < std::ssize(kSizes); ++pair) {
             trial.Run(kSizes[pair]);
         }
@@ -183,7 +169,8 @@ void TryRandomKills(const CTrialOptions& options, CRow& row)
             Kill(saver);
             const std::uint32_t seed = book.Seed(number);
             row.Try((seed == acknowledged || seed == acknowledged + 1) && acknowledged > first &&
-                        before == IdentityOf(book.File(number)) && !book.HasRedoFile(number),
+                        before == IdentityOf(book.File(number)) &&
+                        !std::filesystem::exists(book.File(number, "/.redo/")),
                     std::to_string(size) + " bytes");
             acknowledged = seed != 0 ? seed : acknowledged.load();
         }

@@ -7,7 +7,7 @@ namespace
 
 constexpr std::uint32_t kWorkers = 8;
 constexpr std::uint32_t kMostNumbers = 100'000;
-constexpr int kCreationsPerWorkerAndKill = 10;
+constexpr int kCreationsPerKill = 10; // of each worker
 constexpr int kStartRounds = 20;
 
 struct CClaims
@@ -35,8 +35,7 @@ bool Claim(const std::string& path, CClaims& claims, std::size_t worker, int cou
     return true;
 }
 
-// Every number up to the counter is claimed once, but for one that each kill may cost. Gives how
-// many were killed.
+// Every number up to the counter is claimed once, but for one that each kill may cost.
 int TryBook(const CTrialOptions& options, const std::string& name, int count, int wanted, CRow& row)
 {
     auto& claims = Share<CClaims>();
@@ -64,10 +63,10 @@ int TryBook(const CTrialOptions& options, const std::string& name, int count, in
     const auto doubles = std::ranges::count_if(claims.claimed, [](int times) { return times > 1; });
     const auto counters = book.Counters();
     const auto gaps = book.New(1, 100) - 1 - made;
-    row.Tried(made - 1);
     row.Try(doubles == 0 && counters == 1 && gaps >= 0 && gaps <= kills,
             std::to_string(doubles) + " doubles, " + std::to_string(counters) + " counters, " +
-                std::to_string(gaps) + " gaps of " + std::to_string(kills));
+                std::to_string(gaps) + " gaps of " + std::to_string(kills),
+            made);
     return kills;
 }
 
@@ -79,6 +78,6 @@ void TryNumbers(const CTrialOptions& options, CRow& row)
     for (int round = 0; round < kStartRounds; ++round) {
         TryBook(options, "/Start" + std::to_string(round), 2, 0, row);
     }
-    const int wanted = options.count / kCreationsPerWorkerAndKill;
+    const int wanted = options.count / kCreationsPerKill;
     row.Note(std::to_string(TryBook(options, "/Book", options.count, wanted, row)) + " kills");
 }

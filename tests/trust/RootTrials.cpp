@@ -39,13 +39,6 @@ bool WorkAsMailServer(const std::vector<std::uint32_t>& live)
     return made != 0 && book.Delete(made);
 }
 
-bool IsOfMailServer(const std::filesystem::path& path)
-{
-    struct stat status = {};
-    return lstat(path.c_str(), &status) == 0 && status.st_uid == kMailServer &&
-           status.st_gid == kMailServer;
-}
-
 } // namespace
 
 // Root is killed at every system call that it makes through the library.
@@ -69,9 +62,11 @@ void TryRoot(const CTrialOptions& options, CRow& row)
         std::vector<std::uint32_t> live;
         for (const auto& entry : std::filesystem::recursive_directory_iterator(".")) {
             const std::filesystem::path& path = entry.path();
+            struct stat owned = {};
+            const bool isOwn = lstat(path.c_str(), &owned) == 0 && owned.st_uid == kMailServer &&
+                               owned.st_gid == kMailServer;
             // What has no name yet is dropped by the next maker.
-            row.Try(IsOfMailServer(path) || path.extension() == ".new~",
-                    path.string() + " is another's" + what);
+            row.Try(isOwn || path.extension() == ".new~", path.string() + " is another's" + what);
             if (path.parent_path() == "./" + kBook && path.extension() == ".vcf" &&
                 entry.file_size() > 0) {
                 live.push_back(CPABContact::FileNameToContactId(path.filename()).ToNumber());

@@ -32,32 +32,27 @@ struct CTrialOptions
     std::string log;
     std::string share = "true"; // a shell command that shares the blocks of what is there
 
-    // Where a worker sees the folder: every other one looks through the second path.
-    const std::string& FolderOf(std::size_t worker) const
-    {
-        return worker % 2 == 0 ? folder : second;
-    }
+    // Every other worker looks through the second path.
+    const auto& FolderOf(std::size_t worker) const { return worker % 2 == 0 ? folder : second; }
 };
 
 // One row of the table. The first reasons for which something counts as broken are kept.
 class CRow
 {
 public:
-    // Counts one trial, and says which one broke.
-    bool Try(bool isKept, const std::string& what)
+    // Counts trials, and says which ones broke.
+    bool Try(bool isKept, const std::string& what, std::int64_t count = 1)
     {
-        ++m_tried;
+        m_tried += count;
         if (!isKept) {
             ++m_broken;
             Note(what + " (error " + std::to_string(GetLastError()) + ")");
         }
         return isKept;
     }
-    void Tried(std::int64_t count) { m_tried += count; }
     void Note(const std::string& text)
     {
-        constexpr std::size_t kLongest = 300;
-        if (m_note.size() < kLongest) {
+        if (m_note.size() < 300) {
             m_note += (m_note.empty() ? "" : "; ") + text;
         }
     }
@@ -86,8 +81,7 @@ Trial SaveUntilKilled;     // with flushing on, and logs what was acknowledged
 Trial RepairAfterPowerCut; // opens all contacts in a copy of that disk, without flushing
 Trial ReadAfterPowerCut;   // of such a copy, or of a copy of that
 
-// A child that ends with this process at the latest: with 0 if the function gave true, else with
-// its last error.
+// A child that ends with this process at the latest: with 0 after true, else with its last error.
 inline pid_t StartWorker(const std::function<bool()>& work)
 {
     const pid_t parent = getpid();
@@ -119,18 +113,17 @@ inline int Kill(pid_t worker)
     return status;
 }
 
-// Waits for the ends of all. Where one failed, its last error becomes that of this process.
+// Waits for the ends of all. The last error of one that failed becomes that of this process.
 inline bool HaveSucceeded(const std::vector<pid_t>& workers)
 {
-    bool isDone = true;
+    int failed = 0;
     for (const pid_t worker : workers) {
         int status = 0;
-        if (waitpid(worker, &status, 0) != worker || status != 0) {
-            SetLastError(static_cast<std::uint32_t>(WEXITSTATUS(status)));
-            isDone = false;
-        }
+        waitpid(worker, &status, 0);
+        failed = status != 0 ? status : failed;
     }
-    return isDone;
+    SetLastError(static_cast<std::uint32_t>(WEXITSTATUS(failed)));
+    return failed == 0;
 }
 
 // Memory that children share with their parent: zero at first, and there until the process ends.
