@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
-#include <map>
 #include <set>
 #include <thread>
 #include <tuple>
@@ -164,6 +163,7 @@ TEST(FileRewriteTest, AFullDiskLosesNothingAndTheNextSaveOrOpenCompletesIt)
         MakeFile(folder / "file", before);
         CFullDisk disk;
         CFileHandle file(OpenExclusive(folder / "file", OPEN_EXISTING));
+        folder.Write(".redo/file", std::string(20'000, 'x')); // one that could not be removed
         for (const char text : {'a', 'b'}) {
             EXPECT_EQ(RewriteFile(file.Get(), std::string(9000, text)), 0);
             EXPECT_EQ(GetLastError(), ERROR_DISK_FULL);
@@ -221,6 +221,11 @@ struct CPowerCut : CSystemCalls
         }
         return CSystemCalls::WriteAt(file, bytes, size, position);
     }
+    int Truncate(int file, off_t length) override
+    {
+        unflushed.insert(PathOf(file));
+        return CSystemCalls::Truncate(file, length);
+    }
     int Sync(int file) override
     {
         unflushed.erase(PathOf(file));
@@ -247,6 +252,7 @@ TEST(FileRewriteTest, AFlushedSaveAndEveryRepairAreOnTheDiskBeforeTheRedoFileGoe
         disk.folder = folder.Path();
         SetFlushing(true);
         EXPECT_TRUE(Rewrite(folder / "file", std::string(3000, 'n')));
+        EXPECT_TRUE(CFileHandle(OpenExclusive(folder / "file", TRUNCATE_EXISTING)).IsOpen());
         SetFlushing(false);
         EXPECT_TRUE(disk.hasRedo && disk.hasFlushedFolder);
     }
@@ -339,6 +345,13 @@ TEST(FileRewriteTest, AChangeThatCannotBeHeldIsRefusedBeforeItIsMade)
     EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
     EXPECT_EQ(folder.Read("file"), "restored");
     EXPECT_FALSE(std::filesystem::exists(folder / ".redo/file"));
+
+    const CTempFolder other;
+    MakeTorn(other, "text", std::string(3000, 'n'));
+    CSystemCalls::Replace(&groupMember);
+    EXPECT_EQ(OpenExclusive(other / "file", OPEN_EXISTING), INVALID_HANDLE_VALUE);
+    CSystemCalls::Replace(nullptr);
+    EXPECT_NE(other.Read("file"), std::string(3000, 'n')) << "a repair is a change too";
 }
 
 TEST(FileRewriteTest, WhatIsLeftBesideAFileIsUsedOnlyWhereItIsWhole)
@@ -361,6 +374,8 @@ TEST(FileRewriteTest, WhatIsLeftBesideAFileIsUsedOnlyWhereItIsWhole)
         {"empty", old, "", old},
         {"beside a file that was emptied", "", redo, ""},
         {"foreign", old, std::string(5000, 'x'), old},
+        {"of another form", old, std::string(redo).replace(17, 1, "k"), old},
+        {"of another length", old, std::string(redo).replace(32, 1, "k"), old},
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.what);
@@ -370,7 +385,18 @@ TEST(FileRewriteTest, WhatIsLeftBesideAFileIsUsedOnlyWhereItIsWhole)
         EXPECT_TRUE(CFileHandle(OpenExclusive(folder / "file", OPEN_EXISTING)).IsOpen());
         EXPECT_EQ(folder.Read("file"), c.expected);
         EXPECT_FALSE(std::filesystem::exists(folder / ".redo/file"));
+        std::filesystem::remove_all(folder / ".redo");
+        ASSERT_EQ(mkdir((folder / ".redo.new~").c_str(), 0), 0); // another user's
+        EXPECT_TRUE(Rewrite(folder / "file", "text"));
+        EXPECT_NE(std::filesystem::status(folder / ".redo").permissions(),
+                  std::filesystem::perms::none);
     }
+    const CTempFolder full; // as where the redo folder cannot be made
+    full.Write(".redo.new~", "");
+    full.Write("whole", "text");
+    full.Write("cut.redo~", full.Write("cut", "te"));
+    EXPECT_TRUE(CFileHandle(OpenExclusive(full / "whole", OPEN_EXISTING)).IsOpen());
+    EXPECT_FALSE(CFileHandle(OpenExclusive(full / "cut", OPEN_EXISTING)).IsOpen());
 }
 
 TEST(FileRewriteTest, NoMoreThanAContactMayHoldIsWrittenOrReadFromARedoFile)
@@ -388,7 +414,7 @@ TEST(FileRewriteTest, NoMoreThanAContactMayHoldIsWrittenOrReadFromARedoFile)
     const CTempFolder folder;
     MakeFile(folder / "file", "text");
     folder.Write(".redo/file", "x");
-    std::filesystem::resize_file(folder / ".redo/file", std::size_t{1} << 30);
+    std::filesystem::resize_file(folder / ".redo/file", kLargest);
     CSystemCalls::Replace(&calls);
     EXPECT_TRUE(CFileHandle(OpenExclusive(folder / "file", OPEN_EXISTING)).IsOpen());
     CSystemCalls::Replace(nullptr);

@@ -69,6 +69,14 @@ struct CSlowClock : CFaultySystemCalls
         time->tv_nsec = nanoseconds;
         return 0;
     }
+    int Open(const char* path, int flags, mode_t mode) override
+    {
+        const int file = CFaultySystemCalls::Open(path, flags, mode);
+        if (std::string_view(path).ends_with(".lock")) {
+            (void)!dup(file); // as a child process that is forked at that moment has it
+        }
+        return file;
+    }
     void Set(std::int64_t moment) { begin = count = moment; }
 
     std::int64_t count = 0;
@@ -106,6 +114,8 @@ TEST(FileStampTest, ASaveIsFourteenCallsAndSetsFileAndFolderToOneTime)
     EXPECT_LE(clock.looks, 12) << "waits for longer than it takes";
     const CTimes file = TimesOf(folder.path);
     const CTimes after = TimesOf(folder.temp.Path());
+    EXPECT_EQ(folder.Save(), 1);
+    EXPECT_LT(clock.Calls(), 100) << "waits for the lock of a child process";
     EXPECT_GT(file.lastWrite, folder.now + kSecond);
     EXPECT_LE(file.lastWrite, clock.count) << "told of before the clock has passed it";
     EXPECT_EQ(after.lastWrite, file.lastWrite);
@@ -129,7 +139,7 @@ TEST(FileStampTest, AStampThatTheClockHasPassedIsGivenAnew)
     } clock;
     const CFolderInUse folder;
     clock.Set(folder.now + kSecond);
-    clock.slow = 3;
+    clock.slow = 30; // always
     EXPECT_EQ(folder.Save(), 1);
     EXPECT_GT(TimesOf(folder.path).lastWrite, clock.passed);
 }
@@ -170,16 +180,21 @@ TEST(FileStampTest, StampsWaitForEachOtherButNotForEver)
 {
     const CFolderInUse folder;
     const int other = open((folder.temp / ".redo/.lock").c_str(), O_RDWR | O_CLOEXEC);
-    ASSERT_EQ(flock(other, LOCK_EX), 0);
-    FILETIME released;
-    std::thread holder([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(200));
-        GetSystemTimeAsFileTime(&released);
-        flock(other, LOCK_UN);
-    });
-    EXPECT_EQ(folder.Save(), 1);
-    holder.join();
-    EXPECT_GT(TimesOf(folder.path).lastWrite, static_cast<std::int64_t>(FileTimeToCount(released)));
+    for (const bool isSave : {true, false}) {
+        ASSERT_EQ(flock(other, LOCK_EX), 0);
+        FILETIME released, time;
+        std::thread holder([&] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(200));
+            GetSystemTimeAsFileTime(&released);
+            flock(other, LOCK_UN);
+        });
+        EXPECT_EQ(isSave ? folder.Save() : MoveFolderTime(folder.temp.Path().c_str(), time, &time),
+                  1);
+        isSave ? (void)GetFileTime(folder.file.Get(), nullptr, nullptr, &time)
+               : GetSystemTimeAsFileTime(&time);
+        holder.join();
+        EXPECT_GT(time, released) << isSave;
+    }
     ASSERT_EQ(flock(other, LOCK_EX), 0);
     EXPECT_EQ(folder.Save(), 1) << "another one stopped while it had the lock";
     close(other);
