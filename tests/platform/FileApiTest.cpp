@@ -13,6 +13,7 @@
 #include <thread>
 
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 namespace
@@ -216,11 +217,34 @@ TEST(FileApiTest, WhatRootMakesBelongsToTheOwnerOfItsFolderBeforeItHasItsName)
                 << entry.path();
         }
     }
+    struct : CSystemCalls
+    {
+        int Open(const char* path, int flags, mode_t mode) override
+        {
+            errno = EOPNOTSUPP;
+            return (flags & O_TMPFILE) == O_TMPFILE ? -1 : CSystemCalls::Open(path, flags, mode);
+        }
+    } naming;
     const CTempFolder temp;
+    struct stat status = {};
+    temp.Write("marked", "by the first release");
+    for (const std::string& path : {temp.Path(), temp / "marked"}) {
+        ASSERT_EQ(chown(path.c_str(), kUser, kUser), 0);
+    }
+    ASSERT_EQ(setxattr((temp / "marked").c_str(), "user.contact.btime", "1~", 2, 0), 0);
+    CSystemCalls::Replace(&naming);
+    const mode_t mask = umask(0);
+    EXPECT_TRUE(CFileHandle(OpenExclusive(temp / "named", CREATE_NEW)).IsOpen());
+    umask(mask);
+    CSystemCalls::Replace(nullptr);
+    for (const char* name : {"named", ".redo", ".redo/marked"}) {
+        EXPECT_TRUE(stat((temp / name).c_str(), &status) == 0 && status.st_uid == kUser) << name;
+        EXPECT_EQ(status.st_mode & 07777, S_ISDIR(status.st_mode) ? 0770u : 0660u) << name;
+    }
     temp.Write("new", "new");
     temp.Write("old", "old");
     ASSERT_EQ(chown((temp / "old").c_str(), kUser, kUser - 1), 0);
-    ASSERT_EQ(chmod((temp / "old").c_str(), 0604), 0);
+    ASSERT_EQ(chmod((temp / "old").c_str(), 04604), 0);
     // What the store's user points at something else is not given away.
     const std::string book = temp / "Contacts";
     std::filesystem::create_directories(book + "/elsewhere");
@@ -243,5 +267,5 @@ TEST(FileApiTest, WhatRootMakesBelongsToTheOwnerOfItsFolderBeforeItHasItsName)
     EXPECT_EQ(stat((temp / "old").c_str(), &status), 0);
     EXPECT_EQ(status.st_uid, kUser);
     EXPECT_EQ(status.st_gid, kUser - 1);
-    EXPECT_EQ(status.st_mode & 07777, 0604u);
+    EXPECT_EQ(status.st_mode & 07777, 04604u);
 }
