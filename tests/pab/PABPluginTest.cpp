@@ -141,7 +141,7 @@ TEST(PABPluginTest, TheCounterIsFoundWhateverElseLiesInTheFolder)
     } kCases[] = {
         {{"x.nxt", "12.nxt", "0000000A.nxt", "000000010.nxt"}, 1, 2},
         {{"00000005.nxt", "00000007.nxt"}, 7, 8},
-        {{"80000000.vcf", "e0000000.vcf"}, 8, 9},
+        {{"80000000.vcf", "e0000000.vcf", "f0000000 (1).vcf", "ffffffff.vcf"}, 8, 9},
         {{"00000000.nxt"}, 1, 2},
         {{"7ffffffe.nxt"}, 0x7FFFFFFE, 0},
         {{"7fffffff.nxt"}, 0, 0},
@@ -185,6 +185,18 @@ TEST(PABPluginTest, ReportsSayWhatBecameOfAContactWithinThePeriod)
     EXPECT_TRUE(book.Change(made, u"Dan"));
     EXPECT_TRUE(book.plugin.DeleteContact(Number(book.New())));
     EXPECT_EQ(follower.Next(), "*1 +4 -2 ");
+    std::filesystem::last_write_time(book.root + "/80000000.vcf",
+                                     std::filesystem::file_time_type::clock::now());
+    SetLastError(ERROR_DISK_FULL);
+    for (const char* expected : {"*1 ", "*1 ", ""}) {
+        EXPECT_EQ(follower.Next(), expected) << "a process died behind the stamp";
+    }
+    EXPECT_EQ(GetLastError(), ERROR_DISK_FULL);
+    const std::string noted = std::to_string(FileTimeToCount(follower.version));
+    ASSERT_EQ(setxattr((book.root + "/80000000.vcf").c_str(), "user.contact.btime", noted.data(),
+                       noted.size(), 0),
+              0);
+    EXPECT_EQ(CFollower(book).Next(), "+4 ") << "created at the version";
 }
 
 TEST(PABPluginTest, AContactMadeRightBehindAVersionIsCreatedAndNotChanged)
@@ -311,13 +323,18 @@ TEST(PABPluginTest, TimesSetByHandNeitherHideADeletionNorMoveTheVersion)
             std::filesystem::remove(file);
             std::this_thread::sleep_for(std::chrono::milliseconds(20)); // a tick of its birth time
             book.temp.Write("Contacts/80000000.vcf", text);
+        } else if (!isAhead) {
+            ASSERT_EQ(setxattr(file.c_str(), "user.contact.btime", "99", 2, 0), 0);
         }
         std::filesystem::last_write_time(file, now + std::chrono::hours(isAhead ? 1 : -1));
-        std::filesystem::last_write_time(book.root, now - std::chrono::hours(1));
+        std::filesystem::last_write_time(book.root, now - std::chrono::minutes(59));
+        EXPECT_EQ(CFollower(book).Next(), isAhead ? "" : "+1 ") << "one who begins";
         EXPECT_EQ(follower.Next(), isAhead ? "*1 " : "");
         EXPECT_EQ(follower.version, before);
         EXPECT_TRUE(book.plugin.DeleteContact(Number(1)));
         EXPECT_EQ(follower.Next(), "-1 ");
+        follower.version = FileTimeFromCount(100);
+        EXPECT_EQ(follower.Next(), std::string_view(what) == "restored" ? "-1 " : "");
     }
 }
 
@@ -348,8 +365,9 @@ TEST(PABPluginTest, AFailedReportGivesTheCodeOfTheCallThatFailed)
 {
     CBook book;
     book.New();
+    book.New();
     CFaultySystemCalls calls;
-    for (int call = 1; call <= 4; ++call) { // the folder's time, its listing, and an entry
+    for (const int call : {1, 2, 3, 4, 5, 7}) { // the folder's time, its listing, and both entries
         SetLastError(ERROR_SUCCESS);
         calls.FailAt(call, EIO);
         EXPECT_EQ(CFollower(book).Next(), "!" + std::to_string(ERROR_IO_DEVICE)) << call;
@@ -380,7 +398,9 @@ TEST(PABPluginTest, WhatTheFirstReleaseLeftUnfinishedIsCompletedOnce)
         ASSERT_EQ(setxattr(file(name).c_str(), "user.contact.btime", note.data(), note.size(), 0),
                   0);
     }
-    CFollower follower(book);
+    CFollower follower(book), early(book);
+    early.version = FileTimeFromCount(116444736000000002);
+    EXPECT_EQ(early.Next(), "*2 *3 +1 ");
     follower.Next();
     for (const char* expected : {"*1 *2 ", ""}) {
         for (const std::uint32_t number : {1u, 2u, 3u}) {
