@@ -262,8 +262,12 @@ TEST(ToolTest, RenewDropsUnfinishedSavesAndTellsFollowersOfAllThatWasPutBack)
     tool.Run({"set", "VCARDPAB-1", "FullName=Newer"});
     tool.Run({"delete", "VCARDPAB-2"});
     const string version = tool.Run({"poll"}).out.substr(8, 18);
-    run("cp -a ../saved/*.vcf . && touch .redo/40000000.vcf .redo/c0000000.vcf");
-    EXPECT_EQ(tool.Run(renew).out, "dropped VCARDPAB-2\ndropped VCARDPAB-3\nrenewed 2\n");
+    run("cp -a ../saved/*.vcf . && rm -r .redo && touch 40000000.vcf.redo~ c0000000.vcf.redo~ && "
+        "ln -s none 20000000.vcf");
+    const CToolRun renewed = tool.Run(renew);
+    EXPECT_EQ(renewed.out, "dropped VCARDPAB-2\ndropped VCARDPAB-3\nrenewed 2\n");
+    EXPECT_TRUE(Contains(renewed.err, "VCARDPAB-4")) << renewed.err;
+    run("test $(ls .redo | wc -l) = 0");
     const string report = tool.Run({"changes", "--since", version}).out;
     EXPECT_TRUE(Contains(report, "changed VCARDPAB-1\n") &&
                 Contains(report, "changed VCARDPAB-2\n"))
