@@ -2,6 +2,7 @@
 #include "platform/FileRewrite.h"
 #include "platform/FileStamp.h"
 #include "platform/NewFile.h"
+#include "platform/RedoFile.h"
 
 #include <memory>
 #include <new>
@@ -84,6 +85,9 @@ bool CreateExclusive(COpenFile& file)
 
 bool OpenExclusive(COpenFile& file, std::uint32_t access, std::uint32_t disposition)
 {
+    // Before the lock: taking over the marks of the first release passes over a locked file. Where
+    // it fails, reading the redo file does too.
+    EnsureRedoFolder(file.folder);
     if (!OpenPath(file, AccessFlags(access) | O_NOFOLLOW | O_NONBLOCK)) {
         errno = errno == ELOOP ? EACCES : errno;
         return FailWithErrno(file.path.c_str());

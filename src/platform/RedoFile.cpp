@@ -173,7 +173,7 @@ bool TakeOldRedoFiles(const std::string& folder, const std::string& redoFolder)
 bool TakeOldMarks(const std::string& folder, const std::string& redoFolder)
 {
     std::vector<std::string> names;
-    if (ListFiles(folder.c_str(), &names, ".vcf") == 0) {
+    if (ListFiles(folder.c_str(), &names) == 0) {
         errno = EIO;
         return false;
     }

@@ -257,7 +257,6 @@ TEST(FileApiTest, WhatRootMakesBelongsToTheOwnerOfItsFolderBeforeItHasItsName)
     std::filesystem::create_hard_link(temp / "new", temp / "other name");
     EXPECT_EQ(ReplaceFileA((temp / "new").c_str(), (temp / "old").c_str()), 0);
     std::filesystem::remove(temp / "other name");
-    struct stat status = {};
     for (const std::string& path : {book + "/elsewhere", temp / "new"}) {
         EXPECT_EQ(stat(path.c_str(), &status), 0);
         EXPECT_EQ(status.st_uid, 0u) << path;
