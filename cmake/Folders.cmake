@@ -5,20 +5,17 @@
 #     [LIBRARIES <target>...]               third-party libraries behind its sources
 #     [THIRD_PARTY_HEADERS <beginning>...]  headers of those libraries; allowed in its .cpp alone
 #     [SYSTEM_HEADERS]                      it may include POSIX and Linux headers
-#     [PUBLIC_HEADERS <file>...]            headers that are installed; these include only such
-#     [EXCLUDE <file>...])                  sources that another target compiles
+#     [PUBLIC_HEADERS <file>...])           headers that are installed; these include only such
 #
 # Makes the target contactmgr_<folder> from the .cpp files of the current source directory.
 function(contactmgr_add_folder folder)
     cmake_parse_arguments(PARSE_ARGV 1 arg "SYSTEM_HEADERS" ""
-        "LINKS;LIBRARIES;THIRD_PARTY_HEADERS;PUBLIC_HEADERS;EXCLUDE")
+        "LINKS;LIBRARIES;THIRD_PARTY_HEADERS;PUBLIC_HEADERS")
     if(arg_UNPARSED_ARGUMENTS)
         message(FATAL_ERROR "contactmgr_add_folder(${folder}): ${arg_UNPARSED_ARGUMENTS}?")
     endif()
 
     file(GLOB sources CONFIGURE_DEPENDS *.cpp)
-    list(TRANSFORM arg_EXCLUDE PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/")
-    list(REMOVE_ITEM sources ${arg_EXCLUDE})
     contactmgr_add_objects(contactmgr_${folder} ${sources})
     list(TRANSFORM arg_LINKS PREPEND contactmgr_ OUTPUT_VARIABLE linked_targets)
     if(sources)

@@ -3,9 +3,9 @@
 #include "Report.h"
 #include "Text.h"
 #include "core/ContactMgr.h"
-#include "server/FunctionDebugging.h"
 #include "server/MailServer.h"
 #include "server/Mailbox.h"
+#include "trace/FunctionDebugging.h"
 
 #include <memory>
 #include <optional>

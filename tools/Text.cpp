@@ -1,7 +1,7 @@
 #include "Text.h"
 
 #include "Report.h"
-#include "server/Utf8String.h"
+#include "text/Utf8.h"
 
 #include <algorithm>
 #include <charconv>
@@ -37,15 +37,6 @@ std::u16string ReplaceUnpaired(std::u16string_view text)
     return paired;
 }
 
-std::u16string Widen(std::string_view bytes)
-{
-    std::u16string wide;
-    if (!Utf8ToWideLossy(bytes, &wide)) {
-        throw std::bad_alloc();
-    }
-    return wide;
-}
-
 // A blank stands for what would end the line, or move the cursor of a terminal.
 bool BreaksField(char16_t c)
 {
@@ -71,15 +62,15 @@ const std::locale& UnicodeLocale()
 std::string ToUtf8(std::u16string_view text)
 {
     std::string utf8;
-    if (!WideToUtf8(text, &utf8) && !WideToUtf8(ReplaceUnpaired(text), &utf8)) {
-        throw std::bad_alloc();
+    if (!WideToUtf8(text, &utf8)) {
+        WideToUtf8(ReplaceUnpaired(text), &utf8);
     }
     return utf8;
 }
 
 std::string ToUtf8(std::string_view bytes)
 {
-    return ToUtf8(Widen(bytes));
+    return ToUtf8(Utf8ToWideLossy(bytes));
 }
 
 std::u16string ToWide(std::string_view text, std::string_view what)
@@ -100,7 +91,7 @@ std::string ToField(std::u16string_view text)
 
 std::string ToField(std::string_view bytes)
 {
-    return ToField(Widen(bytes));
+    return ToField(Utf8ToWideLossy(bytes));
 }
 
 std::string UnifyLineBreaks(std::string_view text)

@@ -1,7 +1,7 @@
 #include "core/Contact.h"
 
 #include "platform/LastError.h"
-#include "server/MemoryDebugging.h"
+#include "trace/MemoryDebugging.h"
 
 #include <new>
 

@@ -4,7 +4,7 @@
 #include "core/ContactProperties.h"
 #include "platform/List.h"
 #include "platform/Types.h"
-#include "server/Rfc822Address.h"
+#include "text/Rfc822Address.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -2,7 +2,7 @@
 
 #include "core/ContactMgrImpl.h"
 #include "platform/LastError.h"
-#include "server/FunctionDebugging.h"
+#include "trace/FunctionDebugging.h"
 
 #include <new>
 #include <utility>

@@ -3,7 +3,7 @@
 #include "core/CollatedContactEnumerator.h"
 #include "platform/LastError.h"
 #include "server/Mailbox.h"
-#include "server/MemoryDebugging.h"
+#include "trace/MemoryDebugging.h"
 
 #include <utility>
 

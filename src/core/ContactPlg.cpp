@@ -1,7 +1,7 @@
 #include "core/ContactPlg.h"
 
 #include "platform/LastError.h"
-#include "server/MemoryDebugging.h"
+#include "trace/MemoryDebugging.h"
 
 void* CContactPlg::CContactEnumerator::operator new(std::size_t size) noexcept
 {

@@ -2,8 +2,8 @@
 
 #include "platform/List.h"
 #include "platform/Types.h"
-#include "server/MemoryDebugging.h"
-#include "server/Utf8String.h"
+#include "text/Utf8String.h"
+#include "trace/MemoryDebugging.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -3,6 +3,7 @@
 #include "directory/Refusal.h"
 #include "platform/FileApi.h"
 #include "platform/LastError.h"
+#include "text/Utf8.h"
 
 #include <algorithm>
 #include <limits>

@@ -3,7 +3,8 @@
 #include "directory/Refusal.h"
 #include "directory/TypeParameter.h"
 #include "platform/LastError.h"
-#include "server/Rfc822Address.h"
+#include "text/Rfc822Address.h"
+#include "text/Utf8.h"
 
 #include <algorithm>
 #include <new>
@@ -41,9 +42,8 @@ CEmailContentLine::CEmailContentLine(std::string group, DirectoryUtils::CParamet
 bool CEmailContentLine::SetEmail(const CContactEmail& email)
 try {
     m_email = email;
-    std::u16string address;
-    return UpdateParameters() && Utf8ToWideLossy(m_email.GetAddress().RawAddress(), &address) &&
-           CContentLine::SetMainValue(std::move(address));
+    return UpdateParameters() &&
+           CContentLine::SetMainValue(Utf8ToWideLossy(m_email.GetAddress().RawAddress()));
 } catch (const std::bad_alloc&) {
     return FailForMemory();
 }

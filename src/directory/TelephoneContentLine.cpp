@@ -3,6 +3,7 @@
 #include "directory/Refusal.h"
 #include "directory/TypeParameter.h"
 #include "platform/LastError.h"
+#include "text/Utf8.h"
 
 #include <new>
 
@@ -27,9 +28,8 @@ CTelephoneContentLine::CTelephoneContentLine(std::string group,
 bool CTelephoneContentLine::SetTelephone(const CContactTel& telephone)
 try {
     m_telephone = telephone;
-    std::u16string number;
-    return UpdateTypeParameter() && Utf8ToWideLossy(m_telephone.GetNumber(), &number) &&
-           CContentLine::SetMainValue(std::move(number));
+    return UpdateTypeParameter() &&
+           CContentLine::SetMainValue(Utf8ToWideLossy(m_telephone.GetNumber()));
 } catch (const std::bad_alloc&) {
     return FailForMemory();
 }

@@ -11,7 +11,7 @@
 #include "platform/Ascii.h"
 #include "platform/FileTime.h"
 #include "server/FileSystem.h"
-#include "server/FunctionDebugging.h"
+#include "trace/FunctionDebugging.h"
 
 #include <array>
 #include <charconv>

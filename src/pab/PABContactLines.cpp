@@ -2,7 +2,7 @@
 
 #include "pab/TextLines.h"
 #include "platform/Ascii.h"
-#include "server/FunctionDebugging.h"
+#include "trace/FunctionDebugging.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,8 +1,8 @@
 #include "core/ContactProperties.h"
 #include "pab/PABContactLines.h"
-#include "server/DebuggingDataToString.h"
-#include "server/FunctionDebugging.h"
-#include "server/Utf8String.h"
+#include "text/Utf8.h"
+#include "trace/DebuggingDataToString.h"
+#include "trace/FunctionDebugging.h"
 
 #include <new>
 #include <optional>

@@ -1,7 +1,7 @@
 #include "pab/PABContactLines.h"
 #include "pab/TextLines.h"
-#include "server/FunctionDebugging.h"
-#include "server/Utf8String.h"
+#include "text/Utf8String.h"
+#include "trace/FunctionDebugging.h"
 
 #include <algorithm>
 #include <new>

@@ -3,7 +3,7 @@
 #include "platform/FileHandle.h"
 #include "platform/FolderLock.h"
 #include "server/MailStoreHandles.h"
-#include "server/Utf8String.h"
+#include "text/Utf8.h"
 
 #include <charconv>
 #include <new>

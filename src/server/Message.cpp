@@ -1,11 +1,12 @@
 #include "server/Message.h"
 
 #include "platform/LastError.h"
-#include "server/EncodedWords.h"
-#include "server/MemoryDebugging.h"
 #include "server/MessageHeader.h"
 #include "server/MimeText.h"
-#include "server/Utf8String.h"
+#include "text/EncodedWords.h"
+#include "text/Utf8.h"
+#include "text/Utf8String.h"
+#include "trace/MemoryDebugging.h"
 
 #include <algorithm>
 #include <new>
@@ -63,10 +64,7 @@ try {
 void CMailHeader::Assign(std::string_view name, std::string_view value)
 {
     std::string raw = HeaderValueToUtf8(value);
-    std::u16string decoded;
-    if (!Utf8ToWideLossy(DecodeEncodedWords(raw), &decoded)) {
-        throw std::bad_alloc();
-    }
+    std::u16string decoded = Utf8ToWideLossy(DecodeEncodedWords(raw));
     m_name = name;
     m_value = std::move(decoded);
     m_rawValue = std::move(raw);

@@ -1,7 +1,7 @@
 #include "server/MessageHeader.h"
 
 #include "platform/Ascii.h"
-#include "server/Utf8String.h"
+#include "text/Charset.h"
 
 #include <algorithm>
 #include <new>
@@ -139,20 +139,4 @@ std::string HeaderValueToUtf8(std::string_view value)
         }
     }
     return unfolded;
-}
-
-std::string Utf8FromUnknown(std::string_view text)
-{
-    if (IsUtf8(text)) {
-        return std::string(text);
-    }
-    std::u16string wide(text.size(), u'\0');
-    std::ranges::transform(text, wide.begin(), [](char c) {
-        return static_cast<char16_t>(static_cast<unsigned char>(c));
-    });
-    std::string converted;
-    if (!WideToUtf8(wide, &converted)) {
-        throw std::bad_alloc();
-    }
-    return converted;
 }

@@ -35,6 +35,3 @@ std::size_t HeaderSectionLength(std::string_view text);
 // The value unfolded, trimmed and in UTF-8: bytes that are no UTF-8 are taken as Latin-1, and a NUL
 // becomes U+FFFD.
 std::string HeaderValueToUtf8(std::string_view value);
-
-// Text of an unknown charset: as it is where it is UTF-8, else from Latin-1.
-std::string Utf8FromUnknown(std::string_view text);

@@ -1,7 +1,7 @@
 #include "server/StoreLayout.h"
 
 #include "platform/FileApi.h"
-#include "server/Utf8String.h"
+#include "text/Utf8.h"
 
 #include <algorithm>
 #include <filesystem>

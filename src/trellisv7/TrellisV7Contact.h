@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/Contact.h"
-#include "server/Utf8String.h"
+#include "text/Utf8String.h"
 
 #include <array>
 #include <cstddef>

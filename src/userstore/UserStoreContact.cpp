@@ -2,7 +2,7 @@
 
 #include "platform/LastError.h"
 #include "server/MailServer.h"
-#include "server/Utf8String.h"
+#include "text/Utf8.h"
 
 #include <algorithm>
 #include <array>
@@ -64,9 +64,7 @@ bool AddAddress(const AddressTexts& texts, std::uint32_t type, CContactAddrList*
 {
     std::array<std::u16string, kAddressPartCount> wide;
     for (std::size_t part = 0; part < texts.size(); ++part) {
-        if (!Utf8ToWideLossy(texts[part], &wide[part])) {
-            return false;
-        }
+        wide[part] = Utf8ToWideLossy(texts[part]);
     }
     CContactAddr address;
     address.SetType(type);
@@ -194,7 +192,11 @@ try {
     const CContactProperties names = CContactProperties::Instance();
     const char* name = property == names.Jobtitle ? names.Title.GetName() : property.GetName();
     std::string text;
-    return OpenMailbox() && m_mailbox.GetProperty(name, &text) && Utf8ToWideLossy(text, value);
+    if (!OpenMailbox() || !m_mailbox.GetProperty(name, &text)) {
+        return false;
+    }
+    *value = Utf8ToWideLossy(text);
+    return true;
 } catch (const std::bad_alloc&) {
     return FailForMemory();
 }

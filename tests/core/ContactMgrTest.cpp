@@ -1,10 +1,10 @@
 #include "core/ContactMgr.h"
 
 #include "platform/LastError.h"
-#include "server/MemoryDebugging.h"
 #include "support/AllocationFault.h"
 #include "support/ContactText.h"
 #include "support/TestMailStore.h"
+#include "trace/MemoryDebugging.h"
 
 #include <gtest/gtest.h>
 

@@ -2,10 +2,11 @@
 #include "core/StoreFactories.h"
 #include "pab/PABContact.h"
 #include "platform/LastError.h"
-#include "server/MemoryDebugging.h"
 #include "support/AllocationFault.h"
 #include "support/ContactText.h"
 #include "support/TestMailStore.h"
+#include "text/Utf8.h"
+#include "trace/MemoryDebugging.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "fuzz/Fuzz.h"
-#include "server/Rfc822Address.h"
-#include "server/Utf8String.h"
+#include "text/Rfc822Address.h"
+#include "text/Utf8.h"
 
 #include <algorithm>
 #include <string>

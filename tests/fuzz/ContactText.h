@@ -4,8 +4,8 @@
 #include "pab/PABContact.h"
 #include "pab/TextLines.h"
 #include "platform/LastError.h"
-#include "server/Utf8String.h"
 #include "support/ContentLines.h"
+#include "text/Utf8.h"
 
 #include <string>
 

@@ -1,6 +1,7 @@
 #include "fuzz/Fuzz.h"
 #include "pab/TextLines.h"
 #include "support/ContentLines.h"
+#include "text/Utf8.h"
 
 #include <algorithm>
 #include <sstream>

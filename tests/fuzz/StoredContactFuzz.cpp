@@ -1,6 +1,7 @@
 #include "fuzz/Fuzz.h"
 #include "server/Message.h"
 #include "server/MessageHeader.h"
+#include "text/Utf8.h"
 #include "trellisv7/TrellisV7Contact.h"
 
 #include <string>

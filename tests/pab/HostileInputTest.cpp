@@ -1,9 +1,9 @@
 #include "core/ContactProperties.h"
 #include "pab/PABContact.h"
 #include "platform/LastError.h"
-#include "server/Rfc822Address.h"
 #include "support/AllocationFault.h"
 #include "support/TempFolder.h"
+#include "text/Rfc822Address.h"
 
 #include <gtest/gtest.h>
 

@@ -2,8 +2,8 @@
 
 #include "platform/LastError.h"
 #include "server/MessageInMessageStore.h"
-#include "server/Utf8String.h"
 #include "support/TestMailStore.h"
+#include "text/Utf8String.h"
 
 #include <gtest/gtest.h>
 

@@ -2,8 +2,8 @@
 
 #include "core/ContactPlg.h"
 #include "platform/LastError.h"
-#include "server/MemoryDebugging.h"
 #include "support/TestMailStore.h"
+#include "trace/MemoryDebugging.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
-#include "server/Rfc822Address.h"
+#include "text/Rfc822Address.h"
 
-#include "platform/LastError.h"
-#include "server/AddressReader.h"
-#include "server/AddressSyntax.h"
-#include "server/EncodedWords.h"
-#include "server/Utf8String.h"
+#include "platform/Failure.h"
+#include "text/AddressReader.h"
+#include "text/AddressSyntax.h"
+#include "text/EncodedWords.h"
+#include "text/Utf8.h"
 
 #include <algorithm>
 #include <new>
@@ -14,19 +14,11 @@
 namespace
 {
 
-bool Fail(std::uint32_t code)
-{
-    SetLastError(code);
-    return false;
-}
-
 // The comment in UTF-8 on one line. Tabs may stand in quotes, other control characters nowhere.
 std::string CommentLine(std::u16string_view comment)
 {
     std::string line;
-    if (!WideToUtf8(comment, &line)) {
-        throw std::bad_alloc();
-    }
+    WideToUtf8(comment, &line);
     const auto isUnquotable = [](char c) { return IsControl(c) && c != '\t'; };
     std::replace_if(line.begin(), line.end(), isUnquotable, ' ');
     return line;
@@ -97,9 +89,7 @@ void CRfc822Address::Take(const CMailboxText& mailbox)
 {
     CRfc822Address taken;
     taken.SetParts(EncodeLocalPart(mailbox.localPart), mailbox.domain);
-    if (!Utf8ToWideLossy(mailbox.displayName, &taken.m_comment)) {
-        throw std::bad_alloc();
-    }
+    taken.m_comment = Utf8ToWideLossy(mailbox.displayName);
     Swap(taken);
 }
 

@@ -1,4 +1,4 @@
-#include "server/Dependancy.h"
+#include "trace/Dependancy.h"
 
 #include "server/MailServer.h"
 

@@ -1,4 +1,4 @@
-#include "server/Rfc822Address.h"
+#include "text/Rfc822Address.h"
 
 #include "platform/LastError.h"
 

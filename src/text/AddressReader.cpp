@@ -1,8 +1,8 @@
-#include "server/AddressReader.h"
+#include "text/AddressReader.h"
 
-#include "server/AddressSyntax.h"
-#include "server/EncodedWords.h"
-#include "server/Utf8String.h"
+#include "text/AddressSyntax.h"
+#include "text/EncodedWords.h"
+#include "text/Utf8.h"
 
 #include <algorithm>
 #include <memory>

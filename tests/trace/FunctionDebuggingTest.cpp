@@ -1,4 +1,4 @@
-#include "server/FunctionDebugging.h"
+#include "trace/FunctionDebugging.h"
 
 #include "platform/LastError.h"
 

@@ -1,8 +1,8 @@
-#include "server/Dependancy.h"
+#include "server/ServerDependancies.h"
 
 #include "platform/LastError.h"
-#include "server/GMimeInit.h"
 #include "server/MailServer.h"
+#include "text/GMimeInit.h"
 
 namespace
 {

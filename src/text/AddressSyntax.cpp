@@ -1,4 +1,4 @@
-#include "server/AddressSyntax.h"
+#include "text/AddressSyntax.h"
 
 #include <algorithm>
 #include <array>

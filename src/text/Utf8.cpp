@@ -1,25 +1,17 @@
-#include "server/Utf8String.h"
+#include "text/Utf8.h"
 
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <limits>
-#include <new>
+#include <utility>
 
 #include <utf8.h>
 
 namespace
 {
-
-bool FailForData()
-{
-    SetLastError(ERROR_INVALID_DATA);
-    return false;
-}
 
 // How many ASCII characters the text begins with. Nearly all text of an address book is ASCII from
 // end to end, so these go eight bytes at a time.
@@ -152,28 +144,26 @@ bool IsUtf8(std::string_view text)
 }
 
 bool Utf8ToWide(std::string_view text, std::u16string* out)
-try {
+{
     if (AsciiLength(text) == text.size()) {
         out->resize(text.size());
         return Decode(text, out->data());
     }
     std::u16string converted(CountUnits(text), u'\0');
     if (!Decode(text, converted.data())) {
-        return FailForData();
+        return Fail(ERROR_INVALID_DATA);
     }
     *out = std::move(converted);
     return true;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool AppendUtf8(std::u16string_view text, std::string* out)
-try {
+{
     const std::size_t ascii = AsciiLength(text);
     const std::u16string_view rest = text.substr(ascii);
     std::size_t bytes = ascii;
     if (!CountBytes(rest, &bytes)) {
-        return FailForData();
+        return Fail(ERROR_INVALID_DATA);
     }
     const std::size_t before = out->size();
     out->resize(before + bytes);
@@ -183,8 +173,6 @@ try {
     }
     utf8::unchecked::utf16to8(rest.begin(), rest.end(), begin + ascii);
     return true;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool WideToUtf8(std::u16string_view text, std::string* out)
@@ -197,56 +185,24 @@ bool WideToUtf8(std::u16string_view text, std::string* out)
     return true;
 }
 
-bool Utf8ToWideLossy(std::string_view text, std::u16string* out)
-try {
+std::u16string Utf8ToWideLossy(std::string_view text)
+{
+    std::u16string wide;
     if (IsUtf8(text)) {
-        return Utf8ToWide(text, out);
+        Utf8ToWide(text, &wide);
+        return wide;
     }
     std::string repaired;
     utf8::replace_invalid(text.begin(), text.end(), std::back_inserter(repaired), 0xFFFD);
-    return Utf8ToWide(repaired, out);
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
+    Utf8ToWide(repaired, &wide);
+    return wide;
 }
 
-int CUtf8String::ToUnicode(std::u16string* out) const
+std::string Latin1ToUtf8(std::string_view text)
 {
-    if (out == nullptr) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return 0;
+    std::string converted;
+    for (const char c : text) {
+        utf8::unchecked::append(static_cast<unsigned char>(c), std::back_inserter(converted));
     }
-    return Utf8ToWide(*this, out) ? 1 : 0;
-}
-
-int CUtf8String::ToUnicode(char16_t** text, int* length) const
-{
-    if (text == nullptr || length == nullptr) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return 0;
-    }
-    const std::size_t units = CountUnits(*this);
-    if (units > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
-        return FailForMemory();
-    }
-    auto* const buffer = static_cast<char16_t*>(std::malloc((units + 1) * sizeof(char16_t)));
-    if (buffer == nullptr) {
-        return FailForMemory();
-    }
-    if (!Decode(*this, buffer)) {
-        std::free(buffer);
-        return FailForData();
-    }
-    buffer[units] = u'\0';
-    *text = buffer;
-    *length = static_cast<int>(units);
-    return 1;
-}
-
-int CUtf8String::FromUnicode(const char16_t* text)
-{
-    if (text == nullptr) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return 0;
-    }
-    return WideToUtf8(text, this) ? 1 : 0;
+    return converted;
 }

@@ -1,4 +1,4 @@
-#include "server/MemoryDebugging.h"
+#include "trace/MemoryDebugging.h"
 
 #include "platform/LastError.h"
 

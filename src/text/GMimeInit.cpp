@@ -1,4 +1,4 @@
-#include "server/GMimeInit.h"
+#include "text/GMimeInit.h"
 
 #include <gmime/gmime.h>
 

@@ -1,6 +1,6 @@
-#include "server/EncodedWords.h"
+#include "text/EncodedWords.h"
 
-#include "server/MimeText.h"
+#include "text/Charset.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,4 +1,4 @@
-#include "server/DebuggingDataToString.h"
+#include "trace/DebuggingDataToString.h"
 
 std::string CDebuggingDataToString::DwordToString(const std::uint32_t* value)
 {

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+// Conversions between UTF-8 and UTF-16, for the library's own sources: they may throw
+// std::bad_alloc. UTF-8 is read as RFC 3629 defines it: a cut, overlong or surrogate sequence and
+// anything above U+10FFFF fail with ERROR_INVALID_DATA (13), and so does an unpaired surrogate in
+// UTF-16. Zero characters convert like any other. Outputs are written on success only.
+bool Utf8ToWide(std::string_view text, std::u16string* out);
+bool WideToUtf8(std::u16string_view text, std::string* out);
+
+// Puts the UTF-8 form behind what the output holds already.
+bool AppendUtf8(std::u16string_view text, std::string* out);
+
+// For text that strangers wrote: bytes that do not decode become U+FFFD.
+std::u16string Utf8ToWideLossy(std::string_view text);
+
+// Whether Utf8ToWide would take the text.
+bool IsUtf8(std::string_view text);
+
+// Each byte is a character, U+0000 to U+00FF.
+std::string Latin1ToUtf8(std::string_view text);
