@@ -124,7 +124,7 @@ try {
     CReport().Failure(error.what());
     return kFailed;
 } catch (const std::bad_alloc&) {
-    FailForMemory();
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     CReport().Failure("contactmgr");
     return kFailed;
 }

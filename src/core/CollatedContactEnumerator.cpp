@@ -1,7 +1,7 @@
 #include "core/CollatedContactEnumerator.h"
 
 #include "core/StoreFactories.h"
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 
 #include <cstdint>
 #include <new>
@@ -36,7 +36,7 @@ CCollatedContactEnumerator::~CCollatedContactEnumerator()
 }
 
 bool CCollatedContactEnumerator::Start(const FILETIME* version, bool* changed)
-{
+try {
     const FILETIME since = version == nullptr ? FILETIME() : *version;
     {
         const CKeepLastError keep;
@@ -57,6 +57,8 @@ bool CCollatedContactEnumerator::Start(const FILETIME* version, bool* changed)
     }
     m_position = m_stores.GetHeadPosition();
     return true;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
 }
 
 bool CCollatedContactEnumerator::IsAnythingNew(const FILETIME& version, bool* isNew)

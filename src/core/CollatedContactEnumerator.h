@@ -39,8 +39,8 @@ public:
     // False at the first store that cannot be finished; the ones behind it are then still open.
     bool Finish() override;
     FILETIME GetVersion() override { return m_version; }
-    // After a failure for want of memory (last error 8, IsStarted still true) the next call gives
-    // the contact that was due.
+    // After ERROR_NOT_ENOUGH_MEMORY (8) the walk is still open (IsStarted), but may have lost the
+    // contact that was due: begin anew.
     bool MoveNext() override;
     // Null without a walk.
     CContact* GetCurrent() override;

@@ -1,18 +1,11 @@
 #include "core/Contact.h"
 
-#include "platform/LastError.h"
-#include "trace/MemoryDebugging.h"
+#include "platform/Failure.h"
 
 #include <new>
 
 namespace
 {
-
-bool Refuse()
-{
-    SetLastError(ERROR_NOT_SUPPORTED);
-    return false;
-}
 
 // The assignment copies first and swaps then, so that a list may replace itself, and one that
 // cannot be copied leaves the old one.
@@ -38,19 +31,9 @@ try {
 
 } // namespace
 
-void* CContact::operator new(std::size_t size) noexcept
-{
-    return CMemoryDebugging::TraceAllocate(size, "NoFileInfo", 0);
-}
-
-void CContact::operator delete(void* memory) noexcept
-{
-    CMemoryDebugging::TraceDeallocate(memory);
-}
-
 bool CContact::Save()
 {
-    return Refuse();
+    return Fail(ERROR_NOT_SUPPORTED);
 }
 
 bool CContact::SetEmails(const CContactEmailList& emails)
@@ -90,24 +73,23 @@ bool CContact::SupportsProperty(const CContactProperty& /*property*/)
 
 bool CContact::SetProperty(const CContactProperty& /*property*/, std::u16string /*value*/)
 {
-    return Refuse();
+    return Fail(ERROR_NOT_SUPPORTED);
 }
 
 bool CContact::SetProperty(const CContactProperty& /*property*/, std::uint32_t /*value*/)
 {
-    return Refuse();
+    return Fail(ERROR_NOT_SUPPORTED);
 }
 
 bool CContact::SetProperty(const CContactProperty& /*property*/, bool /*value*/)
 {
-    return Refuse();
+    return Fail(ERROR_NOT_SUPPORTED);
 }
 
 bool CContact::SetProperty(const CContactProperty& property, const char16_t* value)
 try {
     if (value == nullptr) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return false;
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     return SetProperty(property, std::u16string(value));
 } catch (const std::bad_alloc&) {
@@ -116,5 +98,5 @@ try {
 
 bool CContact::FromString(const std::string& /*text*/)
 {
-    return Refuse();
+    return Fail(ERROR_NOT_SUPPORTED);
 }

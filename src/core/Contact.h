@@ -5,6 +5,7 @@
 #include "platform/List.h"
 #include "platform/Types.h"
 #include "text/Rfc822Address.h"
+#include "trace/MemoryDebugging.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -13,7 +14,7 @@
 
 // An e-mail address of a contact. The type mask of an entry has no meaning until it is set; the
 // setters always give true. A value, like the three entry classes below.
-class CContactEmail
+class CContactEmail : public CTracedAllocation
 {
 public:
     static constexpr std::uint32_t kInternet = 1;
@@ -39,7 +40,7 @@ private:
 };
 
 // A telephone number: the bytes that the store has, UTF-8 where they are not ASCII.
-class CContactTel
+class CContactTel : public CTracedAllocation
 {
 public:
     static constexpr std::uint32_t kHome = 1;
@@ -80,7 +81,7 @@ private:
 };
 
 // A postal address, in the seven components of a vCard ADR line (RFC 2426, 3.2.1).
-class CContactAddr
+class CContactAddr : public CTracedAllocation
 {
 public:
     static constexpr std::uint32_t kDom = 1;
@@ -132,7 +133,7 @@ private:
 };
 
 // An instant messaging address, a URI as a rule (RFC 4770).
-class CContactIM
+class CContactIM : public CTracedAllocation
 {
 public:
     static constexpr std::uint32_t kPersonal = 1;
@@ -159,32 +160,28 @@ private:
     std::u16string m_address;
 };
 
-class CContactEmailList : public CList<CContactEmail>
+class CContactEmailList : public CList<CContactEmail>, public CTracedAllocation
 {};
 
-class CContactTelList : public CList<CContactTel>
+class CContactTelList : public CList<CContactTel>, public CTracedAllocation
 {};
 
-class CContactAddrList : public CList<CContactAddr>
+class CContactAddrList : public CList<CContactAddr>, public CTracedAllocation
 {};
 
-class CContactIMList : public CList<CContactIM>
+class CContactIMList : public CList<CContactIM>, public CTracedAllocation
 {};
 
 // One contact of any store: two names, four typed lists, and named properties for the rest. Holds
 // the names and the lists itself. A false result leaves its reason in the last error, except where
 // "no code" is said; 50 means that the store does not have the operation, 8 exhausted memory. A
 // resource, destroyed through its destructor; used by one thread at a time.
-class CContact
+class CContact : public CTracedAllocation
 {
 public:
     CContact(const CContact&) = delete;
     CContact& operator=(const CContact&) = delete;
     virtual ~CContact() = default;
-
-    // `new` gives null when memory is exhausted.
-    static void* operator new(std::size_t size) noexcept;
-    static void operator delete(void* memory) noexcept;
 
     // Writes the changes of the record to its store.
     virtual bool Save();

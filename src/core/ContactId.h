@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/List.h"
+#include "trace/MemoryDebugging.h"
 
 #include <cstdint>
 #include <string>
@@ -12,7 +13,7 @@ namespace ContactMgr
 // Names one contact across all stores: a namespace, a hyphen, and a local part. The namespace is
 // the type of the store that owns the contact and holds no hyphen; the local part is all that
 // stands behind the first hyphen. A value.
-class CContactId
+class CContactId : public CTracedAllocation
 {
 public:
     // Empty text, number 0, not numeric.
@@ -50,7 +51,7 @@ private:
 };
 
 // An ordered list of identifiers. A value.
-class CContactIdList : public CList<CContactId>
+class CContactIdList : public CList<CContactId>, public CTracedAllocation
 {};
 
 } // namespace ContactMgr

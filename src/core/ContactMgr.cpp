@@ -1,7 +1,7 @@
 #include "core/ContactMgr.h"
 
 #include "core/ContactMgrImpl.h"
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 #include "trace/FunctionDebugging.h"
 
 #include <new>
@@ -39,13 +39,11 @@ CContact* CContactMgr::CreateContact(CContact* contact)
 try {
     const CFunctionDebugging scope("CContactMgr::CreateContact");
     if (m_impl == nullptr) {
-        FailForMemory();
-        return nullptr;
+        return FailForMemory();
     }
     return m_impl->CreateContact(contact);
 } catch (const std::bad_alloc&) {
-    FailForMemory();
-    return nullptr;
+    return FailForMemory();
 }
 
 bool CContactMgr::DeleteContact(ContactMgr::CContactId id)
@@ -85,11 +83,9 @@ CContactPlg::CContactEnumerator* CContactMgr::GetEnumerator() const
 try {
     const CFunctionDebugging scope("CContactMgr::GetEnumerator");
     if (m_impl == nullptr) {
-        FailForMemory();
-        return nullptr;
+        return FailForMemory();
     }
     return m_impl->GetEnumerator();
 } catch (const std::bad_alloc&) {
-    FailForMemory();
-    return nullptr;
+    return FailForMemory();
 }

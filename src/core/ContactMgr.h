@@ -4,6 +4,7 @@
 #include "core/ContactId.h"
 #include "core/ContactPlg.h"
 #include "platform/Types.h"
+#include "trace/MemoryDebugging.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -28,7 +29,7 @@ class CMailbox;
 //
 // An identifier of the older web client's store names its mailbox itself, and one of the domain's
 // mailboxes names its domain. A caller who takes identifiers from outside checks them.
-class CContactMgr
+class CContactMgr : public CTracedAllocation
 {
 public:
     explicit CContactMgr(CMailbox& mailbox);

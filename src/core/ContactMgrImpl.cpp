@@ -1,21 +1,10 @@
 #include "core/ContactMgrImpl.h"
 
 #include "core/CollatedContactEnumerator.h"
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 #include "server/Mailbox.h"
-#include "trace/MemoryDebugging.h"
 
 #include <utility>
-
-void* CContactMgrImpl::operator new(std::size_t size) noexcept
-{
-    return CMemoryDebugging::TraceAllocate(size, "NoFileInfo", 0);
-}
-
-void CContactMgrImpl::operator delete(void* memory) noexcept
-{
-    CMemoryDebugging::TraceDeallocate(memory);
-}
 
 CContactMgrImpl::CContactMgrImpl(CMailbox& mailbox, std::span<const StoreFactory> factories)
     : m_mailbox(mailbox)
@@ -57,8 +46,7 @@ CContactPlg* CContactMgrImpl::FindOwner(const ContactMgr::CContactId& id) const
             return plugin.get();
         }
     }
-    SetLastError(ERROR_NOT_FOUND);
-    return nullptr;
+    return Fail(ERROR_NOT_FOUND);
 }
 
 bool CContactMgrImpl::OpenContact(const ContactMgr::CContactId& id, CContact** contact)
@@ -70,8 +58,7 @@ bool CContactMgrImpl::OpenContact(const ContactMgr::CContactId& id, CContact** c
 CContact* CContactMgrImpl::CreateContact(CContact* contact)
 {
     if (m_permanent == nullptr) {
-        SetLastError(ERROR_NOT_SUPPORTED);
-        return nullptr;
+        return Fail(ERROR_NOT_SUPPORTED);
     }
     return m_permanent->CreateContact(contact);
 }
@@ -92,8 +79,7 @@ bool CContactMgrImpl::ChangesSince(const std::string& pluginType, FILETIME since
             return plugin->ChangesSince(since, version, deleted, changed, created);
         }
     }
-    SetLastError(ERROR_NOT_FOUND);
-    return false;
+    return Fail(ERROR_NOT_FOUND);
 }
 
 std::string CContactMgrImpl::GetPermanentPluginType() const
@@ -103,5 +89,5 @@ std::string CContactMgrImpl::GetPermanentPluginType() const
 
 CContactPlg::CContactEnumerator* CContactMgrImpl::GetEnumerator() const
 {
-    return new CCollatedContactEnumerator(m_plugins);
+    return Make<CCollatedContactEnumerator>(m_plugins).release();
 }

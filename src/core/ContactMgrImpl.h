@@ -2,6 +2,7 @@
 
 #include "core/ContactPlg.h"
 #include "core/StoreFactories.h"
+#include "trace/MemoryDebugging.h"
 
 #include <cstddef>
 #include <span>
@@ -10,8 +11,8 @@
 class CMailbox;
 
 // What stands behind a CContactMgr, and what its operations say holds here too, except that these
-// throw std::bad_alloc where a copy of an argument finds no memory. A resource.
-class CContactMgrImpl
+// throw std::bad_alloc where memory ends. A resource.
+class CContactMgrImpl : public CTracedAllocation
 {
 public:
     // Makes the stores that the mailbox enables from the table, which is not kept. One whose
@@ -20,10 +21,6 @@ public:
     ~CContactMgrImpl();
     CContactMgrImpl(const CContactMgrImpl&) = delete;
     CContactMgrImpl& operator=(const CContactMgrImpl&) = delete;
-
-    // `new` gives null when memory is exhausted.
-    static void* operator new(std::size_t size) noexcept;
-    static void operator delete(void* memory) noexcept;
 
     bool OpenContact(const ContactMgr::CContactId& id, CContact** contact);
     CContact* CreateContact(CContact* contact);

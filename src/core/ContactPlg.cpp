@@ -1,27 +1,6 @@
 #include "core/ContactPlg.h"
 
-#include "platform/LastError.h"
-#include "trace/MemoryDebugging.h"
-
-void* CContactPlg::CContactEnumerator::operator new(std::size_t size) noexcept
-{
-    return CMemoryDebugging::TraceAllocate(size, "NoFileInfo", 0);
-}
-
-void CContactPlg::CContactEnumerator::operator delete(void* memory) noexcept
-{
-    CMemoryDebugging::TraceDeallocate(memory);
-}
-
-void* CContactPlg::operator new(std::size_t size) noexcept
-{
-    return CMemoryDebugging::TraceAllocate(size, "NoFileInfo", 0);
-}
-
-void CContactPlg::operator delete(void* memory) noexcept
-{
-    CMemoryDebugging::TraceDeallocate(memory);
-}
+#include "platform/Failure.h"
 
 CContact* CContactPlg::CreateContact(CContact* /*contact*/)
 {
@@ -30,8 +9,7 @@ CContact* CContactPlg::CreateContact(CContact* /*contact*/)
 
 bool CContactPlg::DeleteContact(ContactMgr::CContactId /*id*/)
 {
-    SetLastError(ERROR_NOT_SUPPORTED);
-    return false;
+    return Fail(ERROR_NOT_SUPPORTED);
 }
 
 bool CContactPlg::ChangesSince(FILETIME /*since*/, FILETIME* /*version*/,
@@ -39,6 +17,5 @@ bool CContactPlg::ChangesSince(FILETIME /*since*/, FILETIME* /*version*/,
                                ContactMgr::CContactIdList* /*changed*/,
                                ContactMgr::CContactIdList* /*created*/)
 {
-    SetLastError(ERROR_NOT_SUPPORTED);
-    return false;
+    return Fail(ERROR_NOT_SUPPORTED);
 }

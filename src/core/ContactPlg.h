@@ -3,6 +3,7 @@
 #include "core/Contact.h"
 #include "core/ContactId.h"
 #include "platform/Types.h"
+#include "trace/MemoryDebugging.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -11,9 +12,10 @@
 // Walks items, and tells first whether there is anything new since a version that the caller
 // holds. A version is opaque: a caller keeps the one that a walk gave and hands it back to the next
 // Start. A resource, destroyed through its destructor, which also finishes it; used by one thread
-// at a time. False leaves its reason in the last error; 8 means exhausted memory.
+// at a time. False leaves its reason in the last error. Where memory ends, the walk that a manager
+// gives leaves ERROR_NOT_ENOUGH_MEMORY (8); the walks of its stores throw std::bad_alloc.
 template <class Item, class Version>
-class CVersionedEnumerator
+class CVersionedEnumerator : public CTracedAllocation
 {
 public:
     CVersionedEnumerator() = default;
@@ -40,20 +42,13 @@ public:
 };
 
 // A contact store. Its factory makes it and leaves a way to release it (core/StoreFactories.h); it
-// ends after all that came from it.
-class CContactPlg
+// ends after all that came from it. Where memory ends its operations throw std::bad_alloc; the
+// manager, through which callers come, answers with ERROR_NOT_ENOUGH_MEMORY (8).
+class CContactPlg : public CTracedAllocation
 {
 public:
     class CContactEnumerator : public CVersionedEnumerator<CContact, FILETIME>
-    {
-    public:
-        // `new` gives null when memory is exhausted.
-        static void* operator new(std::size_t size) noexcept;
-        static void operator delete(void* memory) noexcept;
-    };
-
-    static void* operator new(std::size_t size) noexcept;
-    static void operator delete(void* memory) noexcept;
+    {};
 
     // The store's type: the namespace of its identifiers.
     virtual std::string GetPluginType() = 0;
@@ -77,7 +72,7 @@ public:
                               ContactMgr::CContactIdList* changed,
                               ContactMgr::CContactIdList* created);
 
-    // A new enumerator, the caller's; null when memory is exhausted. It ends before the store.
+    // A new enumerator, the caller's. It ends before the store.
     virtual CContactEnumerator* GetEnumerator() = 0;
 
 protected:

@@ -2,7 +2,7 @@
 
 #include "core/StoreFactories.h"
 #include "platform/Ascii.h"
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 #include "server/MailServer.h"
 
 #include <new>

@@ -2,7 +2,7 @@
 
 #include "directory/Refusal.h"
 #include "directory/TypeParameter.h"
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 
 #include <new>
 
@@ -24,15 +24,13 @@ CAddressContentLine::CAddressContentLine(std::string group, DirectoryUtils::CPar
 }
 
 bool CAddressContentLine::SetAddress(const CContactAddr& address)
-try {
+{
     m_address = address;
     return UpdateTypeParameter() && UpdateMainValue();
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool CAddressContentLine::SetMainValue(std::u16string value)
-try {
+{
     if (!CContentLine::SetMainValue(std::move(value))) {
         return false;
     }
@@ -50,8 +48,6 @@ try {
         }
     }
     return true;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool CAddressContentLine::UpdateTypeParameter()

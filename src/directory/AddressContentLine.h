@@ -9,7 +9,7 @@ namespace VCardUtils
 {
 
 // An "ADR" line (RFC 2426, 3.2.1) and the entry that it stands for. No default type stands in for a
-// missing "TYPE". Operations set no last error but 8. A value.
+// missing "TYPE". Sets no last error; throws std::bad_alloc. A value.
 class CAddressContentLine : public DirectoryUtils::CContentLine
 {
 public:

@@ -1,7 +1,7 @@
 #include "directory/ContentLine.h"
 
 #include "platform/Ascii.h"
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 
 #include <algorithm>
 #include <new>
@@ -43,11 +43,7 @@ CParameters::CParameters(const CParameters& other) : m_index(other.m_index)
 {
     m_entries.reserve(other.m_entries.size());
     for (const CEntry& entry : other) {
-        std::unique_ptr<CParameterValues> values(new CParameterValues(*entry.values));
-        if (values == nullptr) {
-            throw std::bad_alloc();
-        }
-        m_entries.push_back({entry.name, std::move(values)});
+        m_entries.push_back({entry.name, Make<CParameterValues>(*entry.values)});
     }
 }
 
@@ -144,16 +140,6 @@ CContentLine::CContentLine(std::string group, std::string name, CParameters para
       m_parameters(std::move(parameters)),
       m_mainValue(std::move(value))
 {}
-
-void* CContentLine::operator new(std::size_t size) noexcept
-{
-    return CMemoryDebugging::TraceAllocate(size, "NoFileInfo", 0);
-}
-
-void CContentLine::operator delete(void* memory) noexcept
-{
-    CMemoryDebugging::TraceDeallocate(memory);
-}
 
 bool CContentLine::SetName(const std::string&)
 {

@@ -104,7 +104,7 @@ private:
 // One line: group, name, parameters and main value. The main value is the raw text behind the
 // colon: backslash escapes and the semicolons of structured values stand in it as they are. A value
 // that is copied, not assigned, since the name of a line does not change.
-class CContentLine
+class CContentLine : public CTracedAllocation
 {
 public:
     explicit CContentLine(std::string name) : m_name(std::move(name)) {}
@@ -113,9 +113,6 @@ public:
     CContentLine(CContentLine&& other) noexcept = default;
     CContentLine& operator=(const CContentLine&) = delete;
     virtual ~CContentLine() = default;
-
-    static void* operator new(std::size_t size) noexcept;
-    static void operator delete(void* memory) noexcept;
 
     const std::string& GetGroup() const { return m_group; }
     std::string& GetGroup() { return m_group; }

@@ -1,8 +1,8 @@
 #include "directory/ContentLine.h"
 
 #include "directory/Refusal.h"
+#include "platform/Failure.h"
 #include "platform/FileApi.h"
-#include "platform/LastError.h"
 #include "text/Utf8.h"
 
 #include <algorithm>
@@ -31,7 +31,7 @@ std::string ToUpperAscii(std::string_view text)
 bool DecodeUtf8(std::string_view text, std::u16string* out)
 {
     const std::uint32_t lastError = GetLastError();
-    return Utf8ToWide(text, out) || Refuse(lastError);
+    return Utf8ToWide(text, out) || Fail(lastError);
 }
 
 // The token at the position: separators in front of it are skipped, and the position moves behind
@@ -111,8 +111,8 @@ bool ExtractOne(std::string_view line, std::size_t* position, CParameters* param
     const std::string name = ToUpperAscii(line.substr(*position, equals - *position));
     *position = equals + 1;
 
-    std::unique_ptr<CParameterValues> values(new CParameterValues);
-    if (values == nullptr || !TakeParameterValues(line, position, values.get())) {
+    auto values = Make<CParameterValues>();
+    if (!TakeParameterValues(line, position, values.get())) {
         return false;
     }
     CParameterValues* earlier = nullptr;
@@ -323,8 +323,7 @@ bool CContentLine::Write(HANDLE file, std::uint32_t maxLineLength) const
         return false;
     }
     if (text.size() > std::numeric_limits<std::uint32_t>::max()) {
-        SetLastError(ERROR_FILE_TOO_LARGE);
-        return false;
+        return Fail(ERROR_FILE_TOO_LARGE);
     }
     const auto size = static_cast<std::uint32_t>(text.size());
     std::uint32_t written = 0;

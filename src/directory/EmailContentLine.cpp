@@ -2,7 +2,7 @@
 
 #include "directory/Refusal.h"
 #include "directory/TypeParameter.h"
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 #include "text/Rfc822Address.h"
 #include "text/Utf8.h"
 
@@ -40,30 +40,27 @@ CEmailContentLine::CEmailContentLine(std::string group, DirectoryUtils::CParamet
 }
 
 bool CEmailContentLine::SetEmail(const CContactEmail& email)
-try {
+{
     m_email = email;
     return UpdateParameters() &&
            CContentLine::SetMainValue(Utf8ToWideLossy(m_email.GetAddress().RawAddress()));
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool CEmailContentLine::SetMainValue(std::u16string value)
-try {
-    const std::uint32_t lastError = GetLastError();
+{
     if (!CContentLine::SetMainValue(std::move(value))) {
         return false;
     }
     std::string text;
     CRfc822Address address;
-    // Parse stops at a zero, and half of a value is not its address.
-    if (!AppendUtf8(GetMainValue(), &text) || text.find('\0') != text.npos ||
-        !address.Parse(text.c_str())) {
-        return DirectoryUtils::Refuse(lastError);
-    }
-    return m_email.SetAddress(std::move(address));
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
+    bool isAddress = false;
+    DirectoryUtils::BuildOrThrow([&] {
+        // Parse stops at a zero, and half of a value is not its address.
+        isAddress = AppendUtf8(GetMainValue(), &text) && text.find('\0') == text.npos &&
+                    address.Parse(text.c_str());
+        return isAddress;
+    });
+    return isAddress && m_email.SetAddress(std::move(address));
 }
 
 bool CEmailContentLine::UpdateParameters()

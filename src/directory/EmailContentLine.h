@@ -28,7 +28,7 @@ public:
     bool SetEmail(const CContactEmail& email);
 
     // Parses the value into the entry's address. After false the main value is the new text and the
-    // entry's address the old one; the last error is the caller's, or 8.
+    // entry's address the old one; the last error is the caller's.
     bool SetMainValue(std::u16string value) override;
 
 private:

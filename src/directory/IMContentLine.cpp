@@ -2,7 +2,7 @@
 
 #include "directory/Refusal.h"
 #include "directory/TypeParameter.h"
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 
 #include <new>
 
@@ -23,18 +23,14 @@ CIMContentLine::CIMContentLine(std::string group, DirectoryUtils::CParameters pa
 }
 
 bool CIMContentLine::SetIM(const CContactIM& im)
-try {
+{
     m_im = im;
     return UpdateTypeParameter() && CContentLine::SetMainValue(m_im.GetAddress());
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool CIMContentLine::SetMainValue(std::u16string value)
-try {
+{
     return CContentLine::SetMainValue(std::move(value)) && m_im.SetAddress(GetMainValue());
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool CIMContentLine::UpdateTypeParameter()

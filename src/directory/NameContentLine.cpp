@@ -1,7 +1,7 @@
 #include "directory/NameContentLine.h"
 
 #include "directory/Refusal.h"
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 
 #include <new>
 
@@ -48,7 +48,7 @@ bool CNameContentLine::SetHonorificSuffixes(std::u16string suffixes)
 }
 
 bool CNameContentLine::SetMainValue(std::u16string value)
-try {
+{
     if (!CContentLine::SetMainValue(std::move(value))) {
         return false;
     }
@@ -60,8 +60,6 @@ try {
         }
     }
     return true;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 // Without memory for the line the component stays the old one too.
@@ -76,15 +74,13 @@ bool CNameContentLine::SetField(Field field, std::u16string text)
 }
 
 bool CNameContentLine::UpdateMainValue()
-try {
+{
     std::u16string value;
     for (const Field field : kFields) {
         value.append(this->*field).append(1, u';');
     }
     value.pop_back();
     return CContentLine::SetMainValue(std::move(value));
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 } // namespace VCardUtils

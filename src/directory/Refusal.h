@@ -8,16 +8,6 @@
 namespace DirectoryUtils
 {
 
-// False, for a text that is refused without an error of the thread: the last error goes back to
-// what it was before, unless memory was exhausted.
-inline bool Refuse(std::uint32_t lastErrorBefore) noexcept
-{
-    if (GetLastError() != ERROR_NOT_ENOUGH_MEMORY) {
-        SetLastError(lastErrorBefore);
-    }
-    return false;
-}
-
 // Runs an operation that builds a line, and throws where memory was exhausted, so that half a line
 // is not taken for a whole one. A text that is refused is no failure and leaves the last error
 // alone.

@@ -2,7 +2,7 @@
 
 #include "directory/Refusal.h"
 #include "directory/TypeParameter.h"
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 #include "text/Utf8.h"
 
 #include <new>
@@ -26,27 +26,23 @@ CTelephoneContentLine::CTelephoneContentLine(std::string group,
 }
 
 bool CTelephoneContentLine::SetTelephone(const CContactTel& telephone)
-try {
+{
     m_telephone = telephone;
     return UpdateTypeParameter() &&
            CContentLine::SetMainValue(Utf8ToWideLossy(m_telephone.GetNumber()));
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool CTelephoneContentLine::SetMainValue(std::u16string value)
-try {
+{
     const std::uint32_t lastError = GetLastError();
     std::string number;
     if (!CContentLine::SetMainValue(std::move(value))) {
         return false;
     }
     if (!AppendUtf8(GetMainValue(), &number)) {
-        return DirectoryUtils::Refuse(lastError);
+        return Fail(lastError);
     }
     return m_telephone.SetNumber(std::move(number));
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool CTelephoneContentLine::UpdateTypeParameter()

@@ -1,6 +1,6 @@
 #include "directory/TypeParameter.h"
 
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 
 #include <algorithm>
 #include <new>
@@ -55,7 +55,7 @@ std::uint32_t ReadTypeMask(const DirectoryUtils::CParameters& parameters, CTypeT
 }
 
 bool WriteTypeMask(DirectoryUtils::CParameters* parameters, CTypeTable table, std::uint32_t mask)
-try {
+{
     DirectoryUtils::CParameterValues* values = nullptr;
     if (!parameters->Lookup(kTypeName, values)) {
         if (mask == 0) {
@@ -73,8 +73,6 @@ try {
         }
     }
     return true;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 } // namespace VCardUtils

@@ -29,7 +29,7 @@ inline constexpr std::string_view kTelephoneTypes[] = {
 std::uint32_t ReadTypeMask(const DirectoryUtils::CParameters& parameters, CTypeTable table);
 
 // Replaces the "TYPE" values by those of the mask; bits that the table lacks are passed over. A
-// mask of 0 adds no parameter and empties one that is there. False, last error 8, without memory.
+// mask of 0 adds no parameter and empties one that is there. Throws std::bad_alloc.
 bool WriteTypeMask(DirectoryUtils::CParameters* parameters, CTypeTable table, std::uint32_t mask);
 
 } // namespace VCardUtils

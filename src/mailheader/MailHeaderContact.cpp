@@ -1,6 +1,6 @@
 #include "mailheader/MailHeaderContact.h"
 
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 
 #include <algorithm>
 #include <new>
@@ -29,12 +29,6 @@ std::u16string_view Trim(std::u16string_view text)
     return text;
 }
 
-bool Refuse(std::uint32_t code)
-{
-    SetLastError(code);
-    return false;
-}
-
 } // namespace
 
 CMailHeaderContact::CMailHeaderContact(CRfc822Address address)
@@ -61,7 +55,7 @@ try {
 bool CMailHeaderContact::GetModifiedTime(FILETIME* time)
 {
     if (time == nullptr) {
-        return Refuse(ERROR_INVALID_PARAMETER);
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     *time = FILETIME();
     return true;
@@ -69,12 +63,12 @@ bool CMailHeaderContact::GetModifiedTime(FILETIME* time)
 
 bool CMailHeaderContact::SetFirstName(const std::u16string&)
 {
-    return Refuse(ERROR_NOT_SUPPORTED);
+    return Fail(ERROR_NOT_SUPPORTED);
 }
 
 bool CMailHeaderContact::SetLastName(const std::u16string&)
 {
-    return Refuse(ERROR_NOT_SUPPORTED);
+    return Fail(ERROR_NOT_SUPPORTED);
 }
 
 bool CMailHeaderContact::SupportsProperty(const CContactProperty& property)
@@ -86,7 +80,7 @@ bool CMailHeaderContact::SupportsProperty(const CContactProperty& property)
 bool CMailHeaderContact::GetProperty(const CContactProperty& property, std::u16string* value)
 try {
     if (value == nullptr) {
-        return Refuse(ERROR_INVALID_PARAMETER);
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     const CContactProperties names = CContactProperties::Instance();
     if (property == names.FullName) {
@@ -96,7 +90,7 @@ try {
     } else if (property == names.Surname) {
         *value = m_lastName;
     } else {
-        return Refuse(ERROR_NOT_SUPPORTED);
+        return Fail(ERROR_NOT_SUPPORTED);
     }
     return true;
 } catch (const std::bad_alloc&) {
@@ -105,17 +99,17 @@ try {
 
 bool CMailHeaderContact::GetProperty(const CContactProperty&, std::uint32_t*)
 {
-    return Refuse(ERROR_NOT_SUPPORTED);
+    return Fail(ERROR_NOT_SUPPORTED);
 }
 
 bool CMailHeaderContact::GetProperty(const CContactProperty&, bool*)
 {
-    return Refuse(ERROR_NOT_SUPPORTED);
+    return Fail(ERROR_NOT_SUPPORTED);
 }
 
 bool CMailHeaderContact::ToString(std::u16string*)
 {
-    return Refuse(ERROR_NOT_SUPPORTED);
+    return Fail(ERROR_NOT_SUPPORTED);
 }
 
 void CMailHeaderContact::SplitName(const CRfc822Address& address)

@@ -1,7 +1,7 @@
 #include "mailheader/MailHeaderContactEnumerator.h"
 
 #include "mailheader/MailHeaderContact.h"
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 #include "server/MailMessage.h"
 
 #include <new>
@@ -37,7 +37,7 @@ bool CMailHeaderContactEnumerator::Start(const FILETIME* version, bool* changed)
 }
 
 bool CMailHeaderContactEnumerator::MoveNext()
-try {
+{
     for (;;) {
         _tMailFolderMessageInfo info = {};
         info.dwSize = sizeof(info);
@@ -51,13 +51,7 @@ try {
             }
             continue;
         }
-        std::unique_ptr<CMailHeaderContact> contact(new CMailHeaderContact(std::move(sender)));
-        if (contact == nullptr) {
-            return false;
-        }
-        m_current = std::move(contact);
+        m_current = Make<CMailHeaderContact>(std::move(sender));
         return true;
     }
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }

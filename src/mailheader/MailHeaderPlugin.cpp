@@ -2,14 +2,14 @@
 
 #include "mailheader/MailHeaderContact.h"
 #include "mailheader/MailHeaderContactEnumerator.h"
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 
 #include <new>
 #include <utility>
 
 CContactPlg* CMailHeaderPlugin::Create(CMailbox& mailbox)
 {
-    return new CMailHeaderPlugin(mailbox);
+    return Make<CMailHeaderPlugin>(mailbox).release();
 }
 
 void CMailHeaderPlugin::Release(CContactPlg* plugin)
@@ -23,14 +23,12 @@ std::string CMailHeaderPlugin::GetPluginType()
 }
 
 bool CMailHeaderPlugin::OwnsContact(ContactMgr::CContactId id)
-try {
+{
     return id.Namespace() == CMailHeaderContact::kPluginType;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool CMailHeaderPlugin::OpenContact(ContactMgr::CContactId id, CContact** contact)
-try {
+{
     if (!OwnsContact(id)) {
         return false;
     }
@@ -42,17 +40,12 @@ try {
     if (contact == nullptr) {
         return true;
     }
-    CContact* opened = new CMailHeaderContact(std::move(address));
-    if (opened == nullptr) {
-        return false;
-    }
-    delete std::exchange(*contact, opened);
+    auto opened = Make<CMailHeaderContact>(std::move(address));
+    delete std::exchange(*contact, opened.release());
     return true;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 CContactPlg::CContactEnumerator* CMailHeaderPlugin::GetEnumerator()
 {
-    return new CMailHeaderContactEnumerator(m_mailbox);
+    return Make<CMailHeaderContactEnumerator>(m_mailbox).release();
 }

@@ -12,7 +12,8 @@ class CMailbox;
 class CMailHeaderPlugin final : public CContactPlg
 {
 public:
-    // Makes the store; null when memory is exhausted. It ends with Release, which takes null too.
+    // Makes the store, which ends with Release. Where memory ends all operations throw
+    // std::bad_alloc.
     static CContactPlg* Create(CMailbox& mailbox);
     static void Release(CContactPlg* plugin);
 
@@ -22,7 +23,7 @@ public:
     // A namespace that is the type, with case.
     bool OwnsContact(ContactMgr::CContactId id) override;
     // Opens any identifier that holds an address, whether or not a message came from it; looks at
-    // no folder. Last error as CRfc822Address::Parse leaves it, or 8.
+    // no folder. Last error as CRfc822Address::Parse leaves it.
     bool OpenContact(ContactMgr::CContactId id, CContact** contact) override;
     CContactEnumerator* GetEnumerator() override;
 

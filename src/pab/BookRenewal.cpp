@@ -2,6 +2,7 @@
 
 #include "pab/PABContact.h"
 #include "platform/ChangeProtocol.h"
+#include "platform/Failure.h"
 #include "platform/FileHandle.h"
 
 #include <algorithm>
@@ -33,7 +34,7 @@ bool Renew(const std::string& path, const std::string& redoPath, bool isDropped)
 } // namespace
 
 bool RenewAddressBook(const std::string& folder, CBookRenewal* renewal)
-try {
+{
     const std::string redoFolder = folder + kRedoFolder;
     std::vector<std::string> names;
     std::vector<std::string> redoNames;
@@ -78,6 +79,4 @@ try {
         }
     }
     return true;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }

@@ -1,6 +1,7 @@
 #include "pab/ContactNumber.h"
 
 #include "pab/PABContact.h"
+#include "platform/Failure.h"
 #include "platform/FolderLock.h"
 #include "server/FileSystem.h"
 
@@ -106,8 +107,7 @@ bool ClaimFrom(const std::string& folder, std::uint32_t next, std::uint32_t rena
 {
     for (std::uint32_t tries = 0; tries < renames; ++tries, ++next) {
         if (next >= kNumberLimit) {
-            SetLastError(ERROR_INVALID_PARAMETER);
-            return false;
+            return Fail(ERROR_INVALID_PARAMETER);
         }
         if (MoveFileA(CounterPath(folder, next).c_str(), CounterPath(folder, next + 1).c_str()) !=
             0) {
@@ -152,8 +152,7 @@ bool StartCounter(const std::string& folder, std::uint32_t* claimed)
     }
     const std::uint32_t number = highestContact + 1;
     if (number >= kNumberLimit) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return false;
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     if (MakeEmptyFile(CounterPath(folder, number + 1).c_str()) == 0) {
         return false;
@@ -162,8 +161,7 @@ bool StartCounter(const std::string& folder, std::uint32_t* claimed)
     // moved it on. Then this one goes; unless somebody has claimed from it by now, and it counts.
     if (FindCounter(folder, &counter) == Search::Found && counter > number + 1 &&
         DeleteFileA(CounterPath(folder, number + 1).c_str()) != 0) {
-        SetLastError(ERROR_ALREADY_EXISTS);
-        return false;
+        return Fail(ERROR_ALREADY_EXISTS);
     }
     *claimed = number;
     return true;

@@ -26,7 +26,8 @@ class CNameContentLine;
 // saves; destruction saves a changed record too. The file is emptied, never removed: one of length
 // 0 stands for a contact that was deleted, or created and not saved yet, and does not open.
 //
-// A last error of 8 means exhausted memory everywhere. A resource; used by one thread at a time.
+// Exhausted memory: Open, Create and Delete throw std::bad_alloc; what CContact declares leaves
+// ERROR_NOT_ENOUGH_MEMORY (8). A resource; used by one thread at a time.
 class CPABContact : public CContact
 {
 public:

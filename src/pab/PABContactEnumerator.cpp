@@ -1,6 +1,7 @@
 #include "pab/PABContactEnumerator.h"
 
 #include "platform/Ascii.h"
+#include "platform/Failure.h"
 #include "server/FileSystem.h"
 
 #include <new>
@@ -16,7 +17,7 @@ CPABContactEnumerator::~CPABContactEnumerator()
 }
 
 bool CPABContactEnumerator::Start(const FILETIME* version, bool* changed)
-try {
+{
     Finish();
     WIN32_FILE_ATTRIBUTE_DATA folder;
     if (CFileSystem::GetFileAttributesExA(m_rootDirectory.c_str(), GetFileExInfoStandard,
@@ -39,8 +40,6 @@ try {
     m_search = CFindHandle(FindFirstFileA((m_rootDirectory + "/*.vcf").c_str(), &m_entry));
     m_isFirstPending = true;
     return m_search.IsOpen() || IsMissingFile(GetLastError());
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool CPABContactEnumerator::Finish()
@@ -53,7 +52,7 @@ bool CPABContactEnumerator::Finish()
 }
 
 bool CPABContactEnumerator::MoveNext()
-try {
+{
     if (!m_search.IsOpen()) {
         return false;
     }
@@ -65,8 +64,6 @@ try {
         }
     }
     return false;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool CPABContactEnumerator::OpenEntry()
@@ -78,10 +75,7 @@ bool CPABContactEnumerator::OpenEntry()
     if (!EqualIgnoringCase(fileName, m_entry.cFileName)) {
         return false;
     }
-    std::unique_ptr<CPABContact> contact(new CPABContact);
-    if (contact == nullptr) {
-        throw std::bad_alloc();
-    }
+    auto contact = Make<CPABContact>();
     SetLastError(ERROR_SUCCESS);
     if (!contact->Open(m_rootDirectory.c_str(), id.ToNumber())) {
         // Any other contact that does not open is passed over; this one would open another time.

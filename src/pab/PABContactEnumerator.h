@@ -23,7 +23,7 @@ public:
     ~CPABContactEnumerator() override;
 
     // A folder that does not exist, or has no contact file, is no failure: true, and nothing to
-    // walk. Last errors otherwise as the file operation left them; 8 when memory is exhausted.
+    // walk. Last errors otherwise as the file operation left them.
     bool Start(const FILETIME* version, bool* changed) override;
     bool IsStarted() override { return m_search.IsOpen(); }
     bool Finish() override;

@@ -9,6 +9,7 @@
 #include "pab/PABContactLines.h"
 #include "pab/TextLines.h"
 #include "platform/Ascii.h"
+#include "platform/Failure.h"
 #include "platform/FileTime.h"
 #include "server/FileSystem.h"
 #include "trace/FunctionDebugging.h"
@@ -83,44 +84,37 @@ bool CPABContact::OpenFile(std::uint32_t disposition)
 }
 
 bool CPABContact::Open(const char* rootDirectory, std::uint32_t number)
-try {
+{
     const CFunctionDebugging scope("CPABContact::Open");
     if (rootDirectory == nullptr || number == 0) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return false;
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     SetLocation(rootDirectory, number);
     return OpenFile(OPEN_EXISTING) && Read();
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool CPABContact::Create(const char* rootDirectory, std::uint32_t number)
-try {
+{
     const CFunctionDebugging scope("CPABContact::Create");
     if (rootDirectory == nullptr || number == 0) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return false;
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     SetLocation(rootDirectory, number);
     if (!OpenFile(CREATE_NEW) &&
         (GetLastError() != ERROR_PATH_NOT_FOUND || !OpenFile(CREATE_NEW))) {
         return false;
     }
-    AddLine(NewLine<VCardUtils::CNameContentLine>());
-    AddLine(NewLine<CContentLine>("FN"));
-    AddLine(NewLine<CContentLine>("VERSION")).SetMainValue(u"3.0");
+    AddLine(Make<VCardUtils::CNameContentLine>());
+    AddLine(Make<CContentLine>("FN"));
+    AddLine(Make<CContentLine>("VERSION")).SetMainValue(u"3.0");
     return true;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool CPABContact::Delete(const char* rootDirectory, std::uint32_t number)
-try {
+{
     const CFunctionDebugging scope("CPABContact::Delete");
     if (rootDirectory == nullptr || number == 0) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return false;
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     m_file.Reset();
     SetLocation(rootDirectory, number);
@@ -128,8 +122,6 @@ try {
         return false;
     }
     return m_file.Close();
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool CPABContact::Save()
@@ -209,8 +201,7 @@ bool CPABContact::ReadContentLines(CTextLines* lines)
     std::uint32_t sizeHigh = 0;
     const std::uint32_t size = GetFileSize(m_file.Get(), &sizeHigh);
     if (sizeHigh != 0 || size > kMaxFileBytes) {
-        SetLastError(ERROR_FILE_TOO_LARGE);
-        return false;
+        return Fail(ERROR_FILE_TOO_LARGE);
     }
     std::string text(size, '\0');
     std::uint32_t count = 0;
@@ -228,8 +219,7 @@ bool CPABContact::ReadContentLines(CTextLines* lines, std::string text)
         lines->Assign(std::move(text));
     }
     if (isTooLong || lines->Lines().size() > kMaxLines) {
-        SetLastError(ERROR_FILE_TOO_LARGE);
-        return false;
+        return Fail(ERROR_FILE_TOO_LARGE);
     }
     return true;
 }
@@ -261,8 +251,8 @@ void CPABContact::ParseContentLine(std::string_view text)
                                                  std::move(value));
         GetEmails().AddTail(line.GetEmail());
     } else if (name == "N") {
-        AddLine(NewLine<VCardUtils::CNameContentLine>(std::move(group), std::move(parameters),
-                                                      std::move(value)));
+        AddLine(Make<VCardUtils::CNameContentLine>(std::move(group), std::move(parameters),
+                                                   std::move(value)));
     } else if (name == "ADR") {
         const VCardUtils::CAddressContentLine line(std::move(group), std::move(parameters),
                                                    std::move(value));
@@ -276,8 +266,8 @@ void CPABContact::ParseContentLine(std::string_view text)
                                               std::move(value));
         GetIMs().AddTail(line.GetIM());
     } else {
-        AddLine(NewLine<CContentLine>(std::move(group), std::move(name), std::move(parameters),
-                                      std::move(value)));
+        AddLine(Make<CContentLine>(std::move(group), std::move(name), std::move(parameters),
+                                   std::move(value)));
     }
 }
 
@@ -312,8 +302,7 @@ bool CPABContact::Write()
     const CFunctionDebugging scope("CPABContact::Write");
     // What Open would refuse is not written: here, and where it is too long.
     if (!IsSupportedCard()) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return false;
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     RenewRevision();
     RaiseWriteCounter();
@@ -327,8 +316,7 @@ bool CPABContact::Write()
     }
     text += kVCardEnd;
     if (text.size() > kMaxFileBytes || lineCount > kMaxLines) {
-        SetLastError(ERROR_FILE_TOO_LARGE);
-        return false;
+        return Fail(ERROR_FILE_TOO_LARGE);
     }
     return RewriteFile(m_file.Get(), text) != 0;
 }

@@ -2,6 +2,7 @@
 
 #include "pab/TextLines.h"
 #include "platform/Ascii.h"
+#include "platform/Failure.h"
 #include "trace/FunctionDebugging.h"
 
 #include <algorithm>
@@ -55,7 +56,7 @@ CContentLine* CPABContact::FindLine(const char* name) const
 CContentLine& CPABContact::FindOrAddLine(const char* name)
 {
     CContentLine* line = FindLine(name);
-    return line != nullptr ? *line : AddLine(NewLine<CContentLine>(name));
+    return line != nullptr ? *line : AddLine(Make<CContentLine>(name));
 }
 
 VCardUtils::CNameContentLine* CPABContact::GetName() const
@@ -71,5 +72,5 @@ VCardUtils::CNameContentLine& CPABContact::GetOrAddName()
         return *name;
     }
     return static_cast<VCardUtils::CNameContentLine&>(
-        AddLine(NewLine<VCardUtils::CNameContentLine>()));
+        AddLine(Make<VCardUtils::CNameContentLine>()));
 }

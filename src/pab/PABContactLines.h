@@ -26,17 +26,6 @@ bool HasVCardEnvelope(const CTextLines& lines);
 // of range gives the nearest number, and no digits give 0.
 std::int32_t ToNumber(std::u16string_view text);
 
-// Records give null when memory is exhausted; here that is an exception like any other's.
-template <class Line, class... Arguments>
-std::unique_ptr<Line> NewLine(Arguments&&... arguments)
-{
-    std::unique_ptr<Line> line(new Line(std::forward<Arguments>(arguments)...));
-    if (line == nullptr) {
-        throw std::bad_alloc();
-    }
-    return line;
-}
-
 // Calls the function for every line of the file in its order, those of the four lists last, until
 // it gives false.
 template <class Function>

@@ -1,5 +1,6 @@
 #include "core/ContactProperties.h"
 #include "pab/PABContactLines.h"
+#include "platform/Failure.h"
 #include "text/Utf8.h"
 #include "trace/DebuggingDataToString.h"
 #include "trace/FunctionDebugging.h"
@@ -64,8 +65,7 @@ const ComponentRow* FindComponent(const CContactProperty& property)
 bool CanBeCarried(const std::u16string& text, std::u16string_view refused)
 {
     if (text.find_first_of(refused) != std::u16string::npos) {
-        SetLastError(ERROR_INVALID_DATA);
-        return false;
+        return Fail(ERROR_INVALID_DATA);
     }
     std::string utf8;
     return AppendUtf8(text, &utf8);
@@ -94,8 +94,7 @@ try {
         scope.Parameters(1, "PropertyName", property.GetName());
     }
     if (value == nullptr) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return false;
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     value->clear();
     if (const char* vcardType = ToTextVCardType(property)) {
@@ -127,8 +126,7 @@ try {
         scope.Parameters(1, "PropertyName", property.GetName());
     }
     if (value == nullptr) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return false;
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     *value = 0;
     if (!(property == CContactProperty("WssVersion"))) {
@@ -148,8 +146,7 @@ try {
 
 bool CPABContact::GetProperty(const CContactProperty& /*property*/, bool* /*value*/)
 {
-    SetLastError(ERROR_NOT_SUPPORTED);
-    return false;
+    return Fail(ERROR_NOT_SUPPORTED);
 }
 
 bool CPABContact::SetProperty(const CContactProperty& property, std::u16string value)

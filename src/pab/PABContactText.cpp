@@ -1,5 +1,6 @@
 #include "pab/PABContactLines.h"
 #include "pab/TextLines.h"
+#include "platform/Failure.h"
 #include "text/Utf8String.h"
 #include "trace/FunctionDebugging.h"
 
@@ -31,8 +32,7 @@ bool CPABContact::ToString(std::u16string* text)
 try {
     const CFunctionDebugging scope("CPABContact::ToString");
     if (text == nullptr) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return false;
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     CUtf8String card(kVCardBegin);
     CUtf8String lineText;
@@ -60,8 +60,7 @@ try {
         return false;
     }
     if (!HasVCardEnvelope(lines)) {
-        SetLastError(ERROR_INVALID_DATA);
-        return false;
+        return Fail(ERROR_INVALID_DATA);
     }
     // What the contact held comes back where the text finds no memory.
     DirectoryUtils::CContentLines oldLines = std::move(m_lines);
@@ -91,8 +90,7 @@ bool CPABContact::TakeRecord(const CTextLines& lines)
 {
     ParseContentLines(lines);
     if (!IsSupportedCard()) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return false;
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     if (const CContentLine* fullName = FindLine("FN")) {
         // A zero would end the comment.

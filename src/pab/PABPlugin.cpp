@@ -5,6 +5,7 @@
 #include "pab/ContactNumber.h"
 #include "pab/PABContact.h"
 #include "pab/PABContactEnumerator.h"
+#include "platform/Failure.h"
 #include "server/FileSystem.h"
 #include "server/MailOwner.h"
 
@@ -54,21 +55,14 @@ bool CopyLists(CContact& from, CContact& to)
 } // namespace
 
 CContactPlg* CPABPlugin::Create(CMailbox& mailbox)
-try {
+{
     CMailboxMailOwner owner;
     std::array<char, kPathRoom> location = {};
     std::uint32_t size = kPathRoom;
     if (!owner.Open(mailbox) || !owner.GetMessageStoreLocation(location.data(), &size)) {
         return nullptr;
     }
-    auto* plugin = new CPABPlugin(std::string(location.data()) + "/Contacts");
-    if (plugin == nullptr) {
-        FailForMemory();
-    }
-    return plugin;
-} catch (const std::bad_alloc&) {
-    FailForMemory();
-    return nullptr;
+    return Make<CPABPlugin>(std::string(location.data()) + "/Contacts").release();
 }
 
 void CPABPlugin::Release(CContactPlg* plugin)
@@ -84,21 +78,16 @@ std::string CPABPlugin::GetPluginType()
 }
 
 bool CPABPlugin::OwnsContact(ContactMgr::CContactId id)
-try {
+{
     return id.Namespace() == CPABContact::kPluginType;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool CPABPlugin::OpenContact(ContactMgr::CContactId id, CContact** contact)
-try {
+{
     if (!OwnsContact(id)) {
         return false;
     }
-    std::unique_ptr<CPABContact> opened(new CPABContact);
-    if (opened == nullptr) {
-        return FailForMemory();
-    }
+    auto opened = Make<CPABContact>();
     if (!opened->Open(m_rootDirectory.c_str(), id.ToNumber())) {
         const CKeepLastError keep;
         opened.reset();
@@ -108,20 +97,14 @@ try {
         delete std::exchange(*contact, opened.release());
     }
     return true;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 CContact* CPABPlugin::CreateContact(CContact* contact)
-try {
+{
     if (EnsureDirectory(m_rootDirectory.c_str()) == 0 && GetLastError() != ERROR_PATH_NOT_FOUND) {
         return nullptr;
     }
-    std::unique_ptr<CPABContact> created(new CPABContact);
-    if (created == nullptr) {
-        FailForMemory();
-        return nullptr;
-    }
+    auto created = Make<CPABContact>();
     const auto drop = [&created] {
         const CKeepLastError keep;
         created.reset();
@@ -139,29 +122,20 @@ try {
         }
     }
     return created.release();
-} catch (const std::bad_alloc&) {
-    FailForMemory();
-    return nullptr;
 }
 
 bool CPABPlugin::DeleteContact(ContactMgr::CContactId id)
-try {
+{
     if (!OwnsContact(id)) {
         return false;
     }
     CPABContact contact;
     return contact.Delete(m_rootDirectory.c_str(), id.ToNumber());
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 CContactPlg::CContactEnumerator* CPABPlugin::GetEnumerator()
 {
-    auto* enumerator = new CPABContactEnumerator(m_rootDirectory);
-    if (enumerator == nullptr) {
-        FailForMemory();
-    }
-    return enumerator;
+    return Make<CPABContactEnumerator>(m_rootDirectory).release();
 }
 
 std::uint32_t CPABPlugin::AllocateContactNumber()
@@ -173,12 +147,9 @@ bool CPABPlugin::ChangesSince(FILETIME since, FILETIME* version,
                               ContactMgr::CContactIdList* deleted,
                               ContactMgr::CContactIdList* changed,
                               ContactMgr::CContactIdList* created)
-try {
+{
     if (version == nullptr || deleted == nullptr || changed == nullptr || created == nullptr) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return false;
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     return CChangeReport(m_rootDirectory, since, *deleted, *changed, *created).Draw(version);
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }

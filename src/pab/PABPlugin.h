@@ -12,7 +12,7 @@ class CMailbox;
 // CreateContact makes it.
 //
 // The plug-in keeps nothing but the path: several threads and processes use one folder at once
-// through plug-ins of their own. A last error of 8 means exhausted memory everywhere.
+// through plug-ins of their own. Where memory ends the operations throw std::bad_alloc.
 class CPABPlugin final : public CContactPlg
 {
 public:

@@ -3,8 +3,9 @@
 #include "platform/LastError.h"
 
 #include <cstddef>
+#include <memory>
 #include <new>
-#include <type_traits>
+#include <utility>
 
 // What a failed operation gives: false, 0 or null, as its result type has it.
 class CFailed
@@ -26,12 +27,21 @@ inline CFailed Fail(std::uint32_t code) noexcept
     return {};
 }
 
-// Inside the library exhausted memory is std::bad_alloc. Each operation that a caller can reach
-// does its work in here, where that becomes a failed result with ERROR_NOT_ENOUGH_MEMORY (8).
-template <class Work>
-std::invoke_result_t<Work&> Guarded(Work&& work) noexcept
-try {
-    return work();
-} catch (const std::bad_alloc&) {
+// For exhausted memory. Inside the library that is std::bad_alloc; each operation that a caller can
+// reach catches it and gives this.
+inline CFailed FailForMemory() noexcept
+{
     return Fail(ERROR_NOT_ENOUGH_MEMORY);
+}
+
+// A new object of a class whose `new` gives null when memory is exhausted; throws std::bad_alloc
+// then.
+template <class T, class... Arguments>
+std::unique_ptr<T> Make(Arguments&&... arguments)
+{
+    std::unique_ptr<T> made(new T(std::forward<Arguments>(arguments)...));
+    if (made == nullptr) {
+        throw std::bad_alloc();
+    }
+    return made;
 }

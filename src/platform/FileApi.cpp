@@ -1,6 +1,7 @@
 #include "platform/FileApi.h"
 
 #include "platform/CreationTime.h"
+#include "platform/Failure.h"
 #include "platform/FileRewrite.h"
 #include "platform/FileStamp.h"
 #include "platform/FileTime.h"
@@ -46,19 +47,17 @@ void SetFlushing(bool on) noexcept
 }
 
 int FlushFileSystem(const char* path)
-try {
+{
     CSystemCalls& calls = CSystemCalls::Current();
     const CDescriptor file(calls.Open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC, 0));
     if (!file.IsOpen()) {
         return FailWithErrno(path);
     }
     return calls.SyncFileSystem(file.Get()) == 0 || FailWithErrno();
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool KeepsFineFileTimes(const char* folder)
-try {
+{
     const CKeepLastError keep;
     CSystemCalls& calls = CSystemCalls::Current();
     const FILETIME fraction = FileTimeFromUnix(0, kNanosecondsOfProbe);
@@ -73,15 +72,11 @@ try {
     });
     calls.Unlink(probe.c_str()); // where it had to have one
     return isFine;
-} catch (const std::bad_alloc&) {
-    return true;
 }
 
 bool MayWriteFolder(const char* path)
-try {
+{
     return CSystemCalls::Current().Access(path, W_OK | X_OK) == 0 || FailWithErrno(path);
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 int ReadFile(HANDLE handle, void* buffer, std::uint32_t size, std::uint32_t* count,
@@ -193,8 +188,7 @@ COpenFile* HeldFileOf(HANDLE handle)
 {
     COpenFile* file = FileOf(handle);
     if (file != nullptr && !file->isExclusive) {
-        SetLastError(ERROR_ACCESS_DENIED);
-        return nullptr;
+        return Fail(ERROR_ACCESS_DENIED);
     }
     return file;
 }
@@ -202,34 +196,26 @@ COpenFile* HeldFileOf(HANDLE handle)
 } // namespace
 
 int RewriteFile(HANDLE handle, std::string_view content)
-try {
+{
     COpenFile* file = HeldFileOf(handle);
     return file != nullptr &&
            (content.empty() ? EmptyOpenFile(*file) : RewriteOpenFile(*file, content));
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 int RestampFile(HANDLE handle)
-try {
+{
     COpenFile* file = HeldFileOf(handle);
     return file != nullptr && RestampOpenFile(*file);
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 int TakeOldRedoFiles(const char* folder)
-try {
+{
     return TakeOldRedoFiles(std::string(folder));
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 int MoveFolderTime(const char* folder, const FILETIME& time, FILETIME* latest)
-try {
+{
     return MoveFolder(folder, time, latest);
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 int GetFileTime(HANDLE handle, FILETIME* creation, FILETIME* lastAccess, FILETIME* lastWrite)
@@ -259,8 +245,7 @@ int SetFileTime(HANDLE handle, const FILETIME* creation, const FILETIME* lastAcc
         return 0;
     }
     if (creation != nullptr || lastAccess != nullptr || lastWrite == nullptr) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return 0;
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     if (file->isFolder) {
         struct statx status = {};
@@ -285,10 +270,9 @@ void FillAttributes(const struct statx& status, WIN32_FILE_ATTRIBUTE_DATA* data)
 }
 
 int GetFileAttributesExA(const char* path, GET_FILEEX_INFO_LEVELS level, void* data)
-try {
+{
     if (path == nullptr || level != GetFileExInfoStandard || data == nullptr) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return 0;
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     struct statx status = {};
     if (CSystemCalls::Current().Stat(AT_FDCWD, path, AT_STATX_FORCE_SYNC, &status) != 0) {
@@ -296,6 +280,4 @@ try {
     }
     FillAttributes(status, static_cast<WIN32_FILE_ATTRIBUTE_DATA*>(data));
     return 1;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }

@@ -11,7 +11,7 @@
 // POSIX. Paths are bytes, divided by '/'. A result of 0, false or INVALID_HANDLE_VALUE is a
 // failure with the reason in the last error: 2 for a missing file, 3 for a missing folder on the
 // way to it, 5 without the right, 112 on a full disk and so on (platform/LastError.h). A handle
-// belongs to one thread at a time.
+// belongs to one thread at a time. Where memory ends the operations throw std::bad_alloc.
 
 inline constexpr std::uint32_t GENERIC_READ = 0x80000000;
 inline constexpr std::uint32_t GENERIC_WRITE = 0x40000000;

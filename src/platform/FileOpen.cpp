@@ -1,4 +1,5 @@
 #include "platform/CreationTime.h"
+#include "platform/Failure.h"
 #include "platform/FileRewrite.h"
 #include "platform/FileStamp.h"
 #include "platform/NewFile.h"
@@ -40,8 +41,7 @@ bool CheckRegularFile(COpenFile& file)
         return FailWithErrno();
     }
     if (!S_ISREG(status.stx_mode)) {
-        SetLastError(ERROR_ACCESS_DENIED);
-        return false;
+        return Fail(ERROR_ACCESS_DENIED);
     }
     file.size = status.stx_size;
     file.inode = status.stx_ino;
@@ -155,12 +155,10 @@ bool MoveUnderLock(const char* from, const char* to)
         return FailWithErrno(from);
     }
     if (named.stx_ino != opened.stx_ino) {
-        SetLastError(ERROR_FILE_NOT_FOUND);
-        return false;
+        return Fail(ERROR_FILE_NOT_FOUND);
     }
     if (LookAt(to, &named) == 0) {
-        SetLastError(ERROR_ALREADY_EXISTS);
-        return false;
+        return Fail(ERROR_ALREADY_EXISTS);
     }
     return (errno == ENOENT && calls.Rename(from, to, 0) == 0) || FailWithErrno(from);
 }
@@ -176,7 +174,7 @@ bool IsKnownDisposition(std::uint32_t disposition)
 HANDLE CreateFileA(const char* path, std::uint32_t access, std::uint32_t shareMode,
                    const void* /*securityAttributes*/, std::uint32_t disposition,
                    std::uint32_t flagsAndAttributes, HANDLE /*templateFile*/)
-try {
+{
     const bool isFolder = (flagsAndAttributes & FILE_FLAG_BACKUP_SEMANTICS) != 0;
     if (path == nullptr || !IsKnownDisposition(disposition) ||
         (isFolder && disposition != OPEN_EXISTING)) {
@@ -194,9 +192,6 @@ try {
         return INVALID_HANDLE_VALUE;
     }
     return HandleOf(file.release());
-} catch (const std::bad_alloc&) {
-    FailForMemory();
-    return INVALID_HANDLE_VALUE;
 }
 
 int CloseHandle(HANDLE handle)
@@ -214,18 +209,16 @@ int CloseHandle(HANDLE handle)
 }
 
 int MoveFileA(const char* from, const char* to)
-try {
+{
     CSystemCalls& calls = CSystemCalls::Current();
     if (calls.Rename(from, to, RENAME_NOREPLACE) == 0) {
         return 1;
     }
     return errno == EINVAL || errno == ENOSYS ? MoveUnderLock(from, to) : FailWithErrno(from);
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 int ReplaceFileA(const char* from, const char* to)
-try {
+{
     CSystemCalls& calls = CSystemCalls::Current();
     // What somebody else has put there in the meantime is not given away.
     constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
@@ -237,35 +230,26 @@ try {
         }
     }
     return calls.Rename(from, to, 0) == 0 || FailWithErrno(from);
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 int MakeEmptyFile(const char* path)
-try {
+{
     CDescriptor file(MakePlain(path));
     return (file.IsOpen() && file.Close()) || FailWithErrno(path);
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 int DeleteFileA(const char* path)
-try {
+{
     return CSystemCalls::Current().Unlink(path) == 0 || FailWithErrno(path);
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 int CreateDirectoryA(const char* path, const void* /*securityAttributes*/)
-try {
+{
     if (MakeFolder(path)) {
         return 1;
     }
     if (errno == ENOENT) {
-        SetLastError(ERROR_PATH_NOT_FOUND);
-        return 0;
+        return Fail(ERROR_PATH_NOT_FOUND);
     }
     return FailWithErrno(path);
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }

@@ -2,6 +2,7 @@
 
 #include "platform/ChangeProtocol.h"
 #include "platform/CreationTime.h"
+#include "platform/Failure.h"
 #include "platform/FileStamp.h"
 #include "platform/RedoFile.h"
 
@@ -36,8 +37,7 @@ bool PrepareChange(COpenFile& file)
         return FailWithErrno(file.path.c_str());
     }
     if (status.stx_ino != file.inode) {
-        SetLastError(ERROR_FILE_NOT_FOUND);
-        return false;
+        return Fail(ERROR_FILE_NOT_FOUND);
     }
     return MayStamp(file.descriptor, status) &&
            (KeepCreation(file.descriptor, status) || FailWithErrno());
@@ -90,8 +90,7 @@ bool Complete(COpenFile& file, std::string_view content, bool isFlushing)
 bool RewriteOpenFile(COpenFile& file, std::string_view content)
 {
     if (content.size() > kLargestContent) {
-        SetLastError(ERROR_FILE_TOO_LARGE);
-        return false;
+        return Fail(ERROR_FILE_TOO_LARGE);
     }
     // A new redo file takes the place of the old one, so the file has to be whole before.
     if ((file.isUnfinished && !RepairOpenFile(file)) || !PrepareChange(file)) {

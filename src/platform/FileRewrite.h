@@ -5,7 +5,7 @@
 #include <string_view>
 
 // Changes of files that are held exclusively, in the order that platform/ChangeProtocol.h tells.
-// All give false with the last error set, and throw std::bad_alloc.
+// All give false with the last error set, or throw std::bad_alloc.
 
 // RewriteFile of platform/FileApi.h.
 bool RewriteOpenFile(COpenFile& file, std::string_view content);

@@ -1,5 +1,6 @@
 #include "platform/Ascii.h"
 #include "platform/CreationTime.h"
+#include "platform/Failure.h"
 #include "platform/OpenFile.h"
 
 #include <algorithm>
@@ -90,8 +91,7 @@ struct CSearch
 CSearch* SearchOf(HANDLE handle) noexcept
 {
     if (handle == INVALID_HANDLE_VALUE || handle == HANDLE{0}) {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return nullptr;
+        return Fail(ERROR_INVALID_HANDLE);
     }
     return reinterpret_cast<CSearch*>(static_cast<std::intptr_t>(handle));
 }
@@ -170,14 +170,13 @@ bool DeliverNext(CSearch& search, WIN32_FIND_DATA* data)
             return FailWithErrno();
         }
     }
-    SetLastError(ERROR_NO_MORE_FILES);
-    return false;
+    return Fail(ERROR_NO_MORE_FILES);
 }
 
 } // namespace
 
 HANDLE FindFirstFileA(const char* pattern, WIN32_FIND_DATA* data)
-try {
+{
     const std::string_view text = pattern;
     const std::size_t slash = text.rfind('/');
     const std::string folder = FolderOf(text);
@@ -199,9 +198,6 @@ try {
         return INVALID_HANDLE_VALUE;
     }
     return HANDLE{reinterpret_cast<std::intptr_t>(search.release())};
-} catch (const std::bad_alloc&) {
-    FailForMemory();
-    return INVALID_HANDLE_VALUE;
 }
 
 int FindNextFileA(HANDLE handle, WIN32_FIND_DATA* data)
@@ -224,27 +220,21 @@ int FindClose(HANDLE handle)
 }
 
 FILETIME GetEntryCreationTime(HANDLE handle, const WIN32_FIND_DATA& data)
-try {
+{
     const CSearch* search = SearchOf(handle);
     if (search == nullptr) {
         return data.ftCreationTime;
     }
     const std::string path = search->path + '/' + data.cFileName;
     return CreationTime(path.c_str(), data.ftCreationTime, data.ftLastWriteTime);
-} catch (const std::bad_alloc&) {
-    return data.ftCreationTime;
 }
 
 int ListFolder(const char* path, std::vector<std::string>* names)
-try {
+{
     return ListEntries(path, names, true, {});
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 int ListFiles(const char* path, std::vector<std::string>* names, std::string_view suffix)
-try {
+{
     return ListEntries(path, names, false, suffix);
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }

@@ -1,5 +1,6 @@
 #include "platform/FolderLock.h"
 
+#include "platform/Failure.h"
 #include "platform/OpenFile.h"
 
 #include <new>
@@ -18,7 +19,7 @@ bool CFolderLock::AcquireExclusive(const char* folder)
 }
 
 bool CFolderLock::Acquire(const char* folder, int operation)
-try {
+{
     Release();
     CSystemCalls& calls = CSystemCalls::Current();
     CDescriptor descriptor(OpenFolder(folder));
@@ -35,8 +36,6 @@ try {
     }
     m_descriptor = descriptor.Release();
     return true;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 void CFolderLock::Release() noexcept

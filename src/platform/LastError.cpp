@@ -114,9 +114,3 @@ std::uint32_t ErrorFromErrno(int error) noexcept
     }
     return ERROR_GEN_FAILURE;
 }
-
-bool FailForMemory() noexcept
-{
-    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-    return false;
-}

@@ -50,10 +50,6 @@ const char* LastErrorText(std::uint32_t code) noexcept;
 // The code for an errno value; the one table of the library. Unknown values give ERROR_GEN_FAILURE.
 std::uint32_t ErrorFromErrno(int error) noexcept;
 
-// Sets the last error to ERROR_NOT_ENOUGH_MEMORY and gives false: what an operation answers when
-// it has caught std::bad_alloc at the library's boundary.
-bool FailForMemory() noexcept;
-
 // Puts the thread's last error back on scope exit, so that cleaning up cannot hide the failure
 // that came first.
 class CKeepLastError

@@ -1,6 +1,7 @@
 #include "platform/OpenFile.h"
 
 #include "platform/ChangeProtocol.h"
+#include "platform/Failure.h"
 
 #include <algorithm>
 #include <chrono>
@@ -19,8 +20,7 @@ COpenFile::~COpenFile()
 COpenFile* FileOf(HANDLE handle) noexcept
 {
     if (handle == INVALID_HANDLE_VALUE || handle == HANDLE{0}) {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return nullptr;
+        return Fail(ERROR_INVALID_HANDLE);
     }
     return reinterpret_cast<COpenFile*>(static_cast<std::intptr_t>(handle));
 }
@@ -91,8 +91,7 @@ bool LockPatiently(int file)
 
 bool FailWithErrno() noexcept
 {
-    SetLastError(ErrorFromErrno(errno));
-    return false;
+    return Fail(ErrorFromErrno(errno));
 }
 
 bool FailWithErrno(const char* path)

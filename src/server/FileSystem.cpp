@@ -1,5 +1,6 @@
 #include "server/FileSystem.h"
 
+#include "platform/Failure.h"
 #include "platform/FileHandle.h"
 
 #include <chrono>
@@ -30,8 +31,7 @@ bool IsOrBecomesFolder(const char* path)
 int EnsureDirectory(const char* path)
 {
     if (path == nullptr || *path == '\0') {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return 0;
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     const std::uint32_t before = GetLastError();
     if (CreateDirectoryA(path, nullptr) != 0) {
@@ -41,8 +41,7 @@ int EnsureDirectory(const char* path)
         return 0;
     }
     if (!IsOrBecomesFolder(path)) {
-        SetLastError(ERROR_ALREADY_EXISTS);
-        return 0;
+        return Fail(ERROR_ALREADY_EXISTS);
     }
     SetLastError(before);
     return 1;

@@ -1,6 +1,6 @@
 #include "server/MailFolder.h"
 
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 #include "server/MailFolderImpl.h"
 #include "server/MailOwner.h"
 #include "server/MailStoreHandles.h"
@@ -31,25 +31,19 @@ bool IsFolderName(const char* name)
            });
 }
 
-bool FailWith(std::uint32_t code)
-{
-    SetLastError(code);
-    return false;
-}
-
 } // namespace
 
 CMailFolder::CMailFolder() = default;
 CMailFolder::~CMailFolder() = default;
 
 bool CMailFolder::Open(CMailOwner& owner, const char* name)
-try {
+{
     Reset();
     if (owner.m_owner == nullptr) {
-        return FailWith(ERROR_INVALID_HANDLE);
+        return Fail(ERROR_INVALID_HANDLE);
     }
     if (!IsFolderName(name)) {
-        return FailWith(ERROR_INVALID_PARAMETER);
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     std::string path = owner.m_owner->Path();
     if (std::strcmp(name, "INBOX") != 0) {
@@ -60,8 +54,6 @@ try {
     }
     m_folder = std::make_shared<CMailFolderImpl>(std::move(path));
     return true;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool CMailFolder::IsValid() const
@@ -70,22 +62,20 @@ bool CMailFolder::IsValid() const
 }
 
 bool CMailFolder::Lock(FILETIME* version)
-try {
+{
     if (m_folder == nullptr) {
-        return FailWith(ERROR_INVALID_HANDLE);
+        return Fail(ERROR_INVALID_HANDLE);
     }
     return m_folder->Lock() && (version == nullptr || m_folder->ReadVersion(version));
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool CMailFolder::StartMessageEnumeration(std::uint32_t /*flags*/, FILETIME* version)
-try {
+{
     if (m_folder == nullptr) {
-        return FailWith(ERROR_INVALID_HANDLE);
+        return Fail(ERROR_INVALID_HANDLE);
     }
     if (version == nullptr) {
-        return FailWith(ERROR_INVALID_PARAMETER);
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     m_folder->EndWalk();
     FILETIME current;
@@ -93,28 +83,26 @@ try {
         return false;
     }
     if (current <= *version) {
-        return FailWith(ERROR_ALREADY_INITIALIZED);
+        return Fail(ERROR_ALREADY_INITIALIZED);
     }
     if (!m_folder->StartWalk()) {
         return false;
     }
     *version = current;
     return true;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool CMailFolder::FindNextMessage(_tMailFolderMessageInfo* info)
 {
     if (info == nullptr || info->dwSize != sizeof(*info)) {
-        return FailWith(ERROR_INVALID_PARAMETER);
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     if (m_folder == nullptr || !m_folder->IsWalking()) {
-        return FailWith(ERROR_INVALID_HANDLE);
+        return Fail(ERROR_INVALID_HANDLE);
     }
     const std::string_view id = m_folder->NextId();
     if (id.empty()) {
-        return FailWith(ERROR_NO_MORE_FILES);
+        return Fail(ERROR_NO_MORE_FILES);
     }
     info->szMessageId[id.copy(info->szMessageId, kMaxMessageIdLength)] = '\0';
     return true;
@@ -123,23 +111,21 @@ bool CMailFolder::FindNextMessage(_tMailFolderMessageInfo* info)
 bool CMailFolder::CloseMessageEnumeration()
 {
     if (m_folder == nullptr) {
-        return FailWith(ERROR_INVALID_HANDLE);
+        return Fail(ERROR_INVALID_HANDLE);
     }
     m_folder->EndWalk();
     return true;
 }
 
 bool CMailFolder::RemoveMessage(const char* messageId)
-try {
+{
     if (m_folder == nullptr) {
-        return FailWith(ERROR_INVALID_HANDLE);
+        return Fail(ERROR_INVALID_HANDLE);
     }
     if (!IsMessageId(messageId)) {
-        return FailWith(ERROR_INVALID_PARAMETER);
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     return m_folder->Remove(messageId);
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 void CMailFolder::Close()

@@ -1,5 +1,6 @@
 #include "server/MailFolderImpl.h"
 
+#include "platform/Failure.h"
 #include "server/FileSystem.h"
 #include "server/MailFolder.h"
 #include "server/StoreLayout.h"
@@ -209,8 +210,7 @@ bool CMailFolderImpl::WithFile(std::string_view id, const FileOperation& operati
             return false;
         }
     }
-    SetLastError(ERROR_FILE_NOT_FOUND);
-    return false;
+    return Fail(ERROR_FILE_NOT_FOUND);
 }
 
 bool CMailFolderImpl::Remove(std::string_view id)

@@ -1,5 +1,6 @@
 #include "server/MailMessage.h"
 
+#include "platform/Failure.h"
 #include "platform/FileHandle.h"
 #include "server/MailFolder.h"
 #include "server/MailFolderImpl.h"
@@ -32,12 +33,6 @@ bool ReadMore(HANDLE file, std::uint32_t size, std::string* text, bool* isEnd)
     return isRead;
 }
 
-bool FailWith(std::uint32_t code)
-{
-    SetLastError(code);
-    return false;
-}
-
 } // namespace
 
 class CMailMessageImpl
@@ -64,11 +59,11 @@ bool CMailMessageImpl::FindField(std::string_view name, CHeaderField* field)
     for (;;) {
         const EHeaderSearch result = FindHeaderField(m_head, m_isHeadWhole, name, field);
         if (result != EHeaderSearch::TextTooShort) {
-            return result == EHeaderSearch::Found || FailWith(ERROR_NOT_FOUND);
+            return result == EHeaderSearch::Found || Fail(ERROR_NOT_FOUND);
         }
         // A field that is cut at the cap would read as another one.
         if (m_head.size() >= kMaxHeaderRead) {
-            return FailWith(ERROR_NOT_FOUND);
+            return Fail(ERROR_NOT_FOUND);
         }
         const auto piece =
             m_head.empty() ? kFirstHeaderPiece : static_cast<std::uint32_t>(m_head.size() * 3);
@@ -95,7 +90,7 @@ bool CMailMessageImpl::ReadAll(std::string* text)
         return false;
     }
     if (content.size() > kMaxMessageSize) {
-        return FailWith(ERROR_FILE_TOO_LARGE);
+        return Fail(ERROR_FILE_TOO_LARGE);
     }
     *text = std::move(content);
     return true;
@@ -105,13 +100,13 @@ CMailMessage::CMailMessage() = default;
 CMailMessage::~CMailMessage() = default;
 
 bool CMailMessage::Open(CMailFolder& folder, const char* messageId, std::uint32_t /*flags*/)
-try {
+{
     Reset();
     if (folder.m_folder == nullptr) {
-        return FailWith(ERROR_INVALID_HANDLE);
+        return Fail(ERROR_INVALID_HANDLE);
     }
     if (!IsMessageId(messageId)) {
-        return FailWith(ERROR_INVALID_PARAMETER);
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     CFileHandle file;
     const auto open = [&file](const std::string& path) {
@@ -125,28 +120,26 @@ try {
     }
     m_message = std::make_shared<CMailMessageImpl>(std::move(file));
     return true;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool CMailMessage::GetInternalTime(FILETIME* time) const
 {
     if (m_message == nullptr) {
-        return FailWith(ERROR_INVALID_HANDLE);
+        return Fail(ERROR_INVALID_HANDLE);
     }
     if (time == nullptr) {
-        return FailWith(ERROR_INVALID_PARAMETER);
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     return GetFileTime(m_message->File(), nullptr, nullptr, time) != 0;
 }
 
 bool CMailMessage::GetHeader(const char* name, const char** value) const
-try {
+{
     if (m_message == nullptr) {
-        return FailWith(ERROR_INVALID_HANDLE);
+        return Fail(ERROR_INVALID_HANDLE);
     }
     if (name == nullptr || value == nullptr) {
-        return FailWith(ERROR_INVALID_PARAMETER);
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     CHeaderField field;
     if (!m_message->FindField(name, &field)) {
@@ -154,21 +147,17 @@ try {
     }
     *value = m_message->Keep(HeaderValueToUtf8(field.value));
     return true;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool CMailMessage::ReadAll(std::string* text) const
-try {
+{
     if (m_message == nullptr) {
-        return FailWith(ERROR_INVALID_HANDLE);
+        return Fail(ERROR_INVALID_HANDLE);
     }
     if (text == nullptr) {
-        return FailWith(ERROR_INVALID_PARAMETER);
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     return m_message->ReadAll(text);
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 void CMailMessage::Close()

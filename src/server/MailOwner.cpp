@@ -1,6 +1,6 @@
 #include "server/MailOwner.h"
 
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 #include "server/MailStoreHandles.h"
 #include "server/Mailbox.h"
 
@@ -12,12 +12,10 @@ CMailOwner::~CMailOwner() = default;
 
 bool CMailOwner::Open(_tMailServer* server, const char* mailboxName, const char* domain,
                       std::uint32_t /*flags*/)
-try {
+{
     Reset();
     std::string path;
     return FindMailbox(server, mailboxName, domain, &path) && OpenAt(std::move(path));
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool CMailOwner::OpenAt(std::string path)
@@ -29,19 +27,16 @@ bool CMailOwner::OpenAt(std::string path)
 bool CMailOwner::GetMessageStoreLocation(char* buffer, std::uint32_t* size) const
 {
     if (m_owner == nullptr) {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return false;
+        return Fail(ERROR_INVALID_HANDLE);
     }
     if (buffer == nullptr || size == nullptr) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return false;
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     const std::string& path = m_owner->Path();
     const auto length = static_cast<std::uint32_t>(path.size());
     if (length >= *size) {
         *size = length + 1;
-        SetLastError(ERROR_INSUFFICIENT_BUFFER);
-        return false;
+        return Fail(ERROR_INSUFFICIENT_BUFFER);
     }
     buffer[path.copy(buffer, length)] = '\0';
     *size = length;
@@ -59,14 +54,11 @@ void CMailOwner::Reset()
 }
 
 bool CMailboxMailOwner::Open(CMailbox& mailbox)
-try {
+{
     Reset();
     const _tMailbox* handle = mailbox;
     if (handle == nullptr) {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return false;
+        return Fail(ERROR_INVALID_HANDLE);
     }
     return OpenAt(handle->path);
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }

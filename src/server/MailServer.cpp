@@ -1,6 +1,6 @@
 #include "server/MailServer.h"
 
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 #include "server/MailStoreHandles.h"
 
 #include <map>

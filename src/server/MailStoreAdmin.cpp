@@ -1,5 +1,6 @@
 #include "server/MailStoreAdmin.h"
 
+#include "platform/Failure.h"
 #include "platform/FileHandle.h"
 #include "platform/FolderLock.h"
 #include "server/MailStoreHandles.h"
@@ -18,12 +19,6 @@ using Json = nlohmann::ordered_json;
 
 // Writing JSON goes down by recursion, so what is nested deeper is not rewritten.
 constexpr std::size_t kMaxDepth = 64;
-
-bool FailWith(std::uint32_t code)
-{
-    SetLastError(code);
-    return false;
-}
 
 bool EnsureFolder(const std::string& path)
 {
@@ -53,7 +48,7 @@ bool ReadProperties(const std::string& path, Json* properties)
     }
     const CPropertyFile file(text);
     if (file.Error() != ERROR_SUCCESS || file.Depth() > kMaxDepth) {
-        return FailWith(ERROR_INVALID_DATA);
+        return Fail(ERROR_INVALID_DATA);
     }
     *properties = Json::parse(text);
     return true;
@@ -99,7 +94,7 @@ bool MakeValue(const std::string& key, const Json* present, const std::string& t
 bool ApplySetting(const CMailboxPropertySetting& setting, Json* properties)
 {
     if (setting.name.empty() || !IsUtf8(setting.name) || !IsUtf8(setting.value)) {
-        return FailWith(ERROR_INVALID_PARAMETER);
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     const std::string key = PropertyKey(setting.name);
     const auto present = FindProperty(*properties, key);
@@ -112,7 +107,7 @@ bool ApplySetting(const CMailboxPropertySetting& setting, Json* properties)
     }
     Json value;
     if (!MakeValue(key, isPresent ? &*present : nullptr, setting.value, &value)) {
-        return FailWith(ERROR_INVALID_PARAMETER);
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     if (isPresent) {
         *present = std::move(value);
@@ -138,7 +133,7 @@ bool ReplaceProperties(const std::string& mailbox, const Json& properties)
 {
     const std::string text = properties.dump(4) + '\n';
     if (text.size() > kMaxPropertyFileSize) {
-        return FailWith(ERROR_FILE_TOO_LARGE);
+        return Fail(ERROR_FILE_TOO_LARGE);
     }
     const std::string path = mailbox + std::string(kPropertyFileName);
     const std::string temporary = mailbox + "/tmp" + std::string(kPropertyFileName);
@@ -214,7 +209,7 @@ try {
         const auto file = path.empty() ? nullptr : CPropertyFile::Read(path);
         if (file != nullptr && file->Error() != ERROR_SUCCESS) {
             *fault = {path, file->ErrorLine()};
-            return FailWith(file->Error());
+            return Fail(file->Error());
         }
     }
     return true;

@@ -1,5 +1,6 @@
 #include "server/Mailbox.h"
 
+#include "platform/Failure.h"
 #include "platform/FileApi.h"
 #include "server/MailStoreHandles.h"
 
@@ -38,8 +39,7 @@ const PropertyValue* LookUp(const _tMailbox& mailbox, const char* name, Property
     }
     for (const auto& file : mailbox.Properties()) {
         if (file->Error() != ERROR_SUCCESS) {
-            SetLastError(file->Error());
-            return nullptr;
+            return Fail(file->Error());
         }
         if (const PropertyValue* value = file->Find(key)) {
             return value;
@@ -53,20 +53,17 @@ const PropertyValue* LookUp(const _tMailbox& mailbox, const char* name, Property
         *made = std::string();
         return made;
     }
-    SetLastError(ERROR_NOT_FOUND);
-    return nullptr;
+    return Fail(ERROR_NOT_FOUND);
 }
 
 template <class Type>
 bool ReadProperty(const _tMailbox* mailbox, const char* name, Type* value)
 try {
     if (mailbox == nullptr) {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return false;
+        return Fail(ERROR_INVALID_HANDLE);
     }
     if (name == nullptr || value == nullptr) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return false;
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     PropertyValue made;
     const PropertyValue* found = LookUp(*mailbox, name, &made);
@@ -75,8 +72,7 @@ try {
     }
     const Type* typed = std::get_if<Type>(found);
     if (typed == nullptr) {
-        SetLastError(ERROR_INVALID_DATA);
-        return false;
+        return Fail(ERROR_INVALID_DATA);
     }
     *value = *typed;
     return true;
@@ -97,12 +93,10 @@ struct _tMailboxEnumeration
 bool CheckMailboxNames(_tMailServer* server, const char* name, const char* domain)
 {
     if (server == nullptr) {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return false;
+        return Fail(ERROR_INVALID_HANDLE);
     }
     if (!IsPlainName(name) || !IsPlainName(domain)) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return false;
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     return true;
 }
@@ -211,12 +205,10 @@ _tMailServer* GetMailboxServerHandle(_tMailbox* mailbox)
 _tMailboxEnumeration* StartMailboxEnumeration(_tMailServer* server, const char* domain)
 try {
     if (server == nullptr) {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return nullptr;
+        return Fail(ERROR_INVALID_HANDLE);
     }
     if (!IsPlainName(domain)) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return nullptr;
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     std::vector<std::string> entries;
     if (!ListFolder(server->layout.EntriesPath(domain).c_str(), &entries)) {
@@ -234,20 +226,17 @@ try {
     std::ranges::sort(enumeration->names);
     return enumeration.release();
 } catch (const std::bad_alloc&) {
-    FailForMemory();
-    return nullptr;
+    return FailForMemory();
 }
 
 int FindNextMailbox(_tMailboxEnumeration* enumeration, char* name, std::uint32_t* size,
                     std::uint32_t* flags)
 try {
     if (enumeration == nullptr) {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return 0;
+        return Fail(ERROR_INVALID_HANDLE);
     }
     if (name == nullptr || size == nullptr) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return 0;
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     while (enumeration->next < enumeration->names.size()) {
         const std::string& found = enumeration->names[enumeration->next++];
@@ -264,8 +253,7 @@ try {
         }
         return 1;
     }
-    SetLastError(ERROR_NO_MORE_FILES);
-    return 0;
+    return Fail(ERROR_NO_MORE_FILES);
 } catch (const std::bad_alloc&) {
     return FailForMemory();
 }
@@ -273,8 +261,7 @@ try {
 int CloseMailboxEnumeration(_tMailboxEnumeration* enumeration)
 {
     if (enumeration == nullptr) {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return 0;
+        return Fail(ERROR_INVALID_HANDLE);
     }
     delete enumeration;
     return 1;

@@ -1,12 +1,11 @@
 #include "server/Message.h"
 
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 #include "server/MessageHeader.h"
 #include "server/MimeText.h"
 #include "text/EncodedWords.h"
 #include "text/Utf8.h"
 #include "text/Utf8String.h"
-#include "trace/MemoryDebugging.h"
 
 #include <algorithm>
 #include <new>
@@ -14,12 +13,6 @@
 
 namespace
 {
-
-bool FailWith(std::uint32_t code)
-{
-    SetLastError(code);
-    return false;
-}
 
 bool IsControl(char16_t unit)
 {
@@ -47,18 +40,16 @@ std::size_t FindBreak(const std::string& line, std::size_t from, std::size_t max
 } // namespace
 
 bool CMailHeader::Create(const char* field)
-try {
+{
     if (field == nullptr) {
-        return FailWith(ERROR_INVALID_PARAMETER);
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     CHeaderField parts;
     if (!SplitHeaderField(field, &parts)) {
-        return FailWith(ERROR_INVALID_DATA);
+        return Fail(ERROR_INVALID_DATA);
     }
     Assign(parts.name, parts.value);
     return true;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 void CMailHeader::Assign(std::string_view name, std::string_view value)
@@ -71,13 +62,13 @@ void CMailHeader::Assign(std::string_view name, std::string_view value)
 }
 
 bool CMailHeader::SetValue(const char16_t* value)
-try {
+{
     if (value == nullptr) {
-        return FailWith(ERROR_INVALID_PARAMETER);
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     std::u16string wide(value);
     if (std::ranges::any_of(wide, IsControl)) {
-        return FailWith(ERROR_INVALID_DATA);
+        return Fail(ERROR_INVALID_DATA);
     }
     std::string text;
     if (!WideToUtf8(wide, &text)) {
@@ -86,14 +77,12 @@ try {
     m_rawValue = CanStandAsItIs(text) ? text : EncodeWords(text);
     m_value = std::move(wide);
     return true;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool CMailHeader::Write(std::string* text, std::uint32_t maxLineLength) const
-try {
+{
     if (text == nullptr) {
-        return FailWith(ERROR_INVALID_PARAMETER);
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     std::string line = m_name + ": " + m_rawValue;
     std::string folded;
@@ -109,67 +98,46 @@ try {
     }
     *text += folded + line + "\r\n";
     return true;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 CBodyPart::CBodyPart(const _tBodyPartStructure* structure) : m_structure(structure) {}
 CBodyPart::~CBodyPart() = default;
 
-void* CBodyPart::operator new(std::size_t size) noexcept
-{
-    return CMemoryDebugging::TraceAllocate(size, "NoFileInfo", 0);
-}
-
-void CBodyPart::operator delete(void* memory) noexcept
-{
-    CMemoryDebugging::TraceDeallocate(memory);
-}
-
 const CMailHeader* CBodyPart::GetHeader(std::string name) const
-try {
+{
     const auto known = m_headers.find(name);
     if (known != m_headers.end()) {
         return &known->second;
     }
     CHeaderField field;
     if (FindHeaderField(m_structure->header, true, name, &field) != EHeaderSearch::Found) {
-        SetLastError(ERROR_NOT_FOUND);
-        return nullptr;
+        return Fail(ERROR_NOT_FOUND);
     }
     CMailHeader header;
     header.Assign(field.name, field.value);
     return &m_headers.emplace(std::move(name), std::move(header)).first->second;
-} catch (const std::bad_alloc&) {
-    FailForMemory();
-    return nullptr;
 }
 
 bool CBodyPart::GetTextBody(const CUtf8String*& text) const
-try {
+{
     if (m_text == nullptr) {
         std::string decoded;
         if (!DecodeTextBody(*m_structure, &decoded)) {
-            return FailWith(ERROR_INVALID_DATA);
+            return Fail(ERROR_INVALID_DATA);
         }
         m_text = std::make_unique<const CUtf8String>(std::move(decoded));
     }
     text = m_text.get();
     return true;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 CBodyPart* CBodyPartStructureMap::GetPart(const _tBodyPartStructure* structure)
-try {
+{
     CBodyPart*& part = m_parts[structure];
     if (part == nullptr) {
-        part = new CBodyPart(structure);
+        part = Make<CBodyPart>(structure).release();
     }
     return part;
-} catch (const std::bad_alloc&) {
-    FailForMemory();
-    return nullptr;
 }
 
 void CBodyPartStructureMap::RemoveAll() noexcept

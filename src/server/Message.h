@@ -1,5 +1,7 @@
 #pragma once
 
+#include "trace/MemoryDebugging.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -58,16 +60,13 @@ private:
 };
 
 // One part of a message. It reads the message's text and lives no longer than the message.
-class CBodyPart
+class CBodyPart : public CTracedAllocation
 {
 public:
     explicit CBodyPart(const _tBodyPartStructure* structure);
     CBodyPart(const CBodyPart&) = delete;
     CBodyPart& operator=(const CBodyPart&) = delete;
     virtual ~CBodyPart();
-
-    static void* operator new(std::size_t size) noexcept;
-    static void operator delete(void* memory) noexcept;
 
     // The first header field of that name, compared without regard to ASCII case. Owned by the
     // part. Null without one, last error 1168.
@@ -94,7 +93,7 @@ public:
     CBodyPartStructureMap& operator=(const CBodyPartStructureMap&) = delete;
     ~CBodyPartStructureMap() { RemoveAll(); }
 
-    // The part at that place, made when it is asked for first; null without memory.
+    // The part at that place, made when it is asked for first.
     CBodyPart* GetPart(const _tBodyPartStructure* structure);
     void RemoveAll() noexcept;
 
@@ -115,7 +114,7 @@ public:
     virtual CBodyPart* GetRootBodyPart() = 0;
 
     // The part for the root of a structure, or for one part of it below another (null for the
-    // root). Owned by the message, and the same object each time; null without memory.
+    // root). Owned by the message, and the same object each time.
     virtual CBodyPart* CreateBodyPart(_tMessageStructure* structure) = 0;
     virtual CBodyPart* CreateBodyPart(_tBodyPartStructure* structure, CBodyPart* parent) = 0;
 

@@ -1,6 +1,6 @@
 #include "server/MessageInMessageStore.h"
 
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 #include "server/MessageHeader.h"
 
 #include <memory>
@@ -25,8 +25,7 @@ bool CMessageInMessageStore::Open(CMailFolder& folder, const char* messageId)
 const char* CMessageInMessageStore::GetBodySegment(std::uint32_t offset, std::uint32_t length) const
 {
     if (offset > m_text.size() || length > m_text.size() - offset) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return nullptr;
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     return m_text.data() + offset;
 }
@@ -37,10 +36,9 @@ std::uint32_t CMessageInMessageStore::GetSize() const
 }
 
 bool CMessageInMessageStore::LoadMessageStructure()
-try {
+{
     if (m_text.empty()) {
-        SetLastError(ERROR_INVALID_DATA);
-        return false;
+        return Fail(ERROR_INVALID_DATA);
     }
     const std::string_view text = m_text;
     const std::size_t headerLength = HeaderSectionLength(text);
@@ -48,6 +46,4 @@ try {
     structure->root = {text.substr(0, headerLength), text.substr(headerLength)};
     SetMessageStructure(std::move(structure));
     return true;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }

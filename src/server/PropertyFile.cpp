@@ -1,5 +1,6 @@
 #include "server/PropertyFile.h"
 
+#include "platform/Failure.h"
 #include "platform/FileHandle.h"
 #include "server/StoreLayout.h"
 
@@ -123,8 +124,7 @@ bool ReadPropertyText(const std::string& path, std::string* text)
         }
         used += count;
         if (used > kMaxPropertyFileSize) {
-            SetLastError(ERROR_FILE_TOO_LARGE);
-            return false;
+            return Fail(ERROR_FILE_TOO_LARGE);
         }
         if (count < room) {
             content.resize(used);

@@ -1,6 +1,6 @@
 #include "server/ServerDependancies.h"
 
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 #include "server/MailServer.h"
 #include "text/GMimeInit.h"
 
@@ -10,8 +10,7 @@ namespace
 bool CheckServer(const CMailServer& server)
 {
     if (static_cast<_tMailServer*>(server) == nullptr) {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return false;
+        return Fail(ERROR_INVALID_HANDLE);
     }
     return true;
 }

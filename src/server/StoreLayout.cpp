@@ -1,5 +1,6 @@
 #include "server/StoreLayout.h"
 
+#include "platform/Failure.h"
 #include "platform/FileApi.h"
 #include "text/Utf8.h"
 
@@ -119,8 +120,7 @@ bool IsFolder(const std::string& path)
         return false;
     }
     if ((data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
-        SetLastError(ERROR_PATH_NOT_FOUND);
-        return false;
+        return Fail(ERROR_PATH_NOT_FOUND);
     }
     return true;
 }
@@ -128,8 +128,7 @@ bool IsFolder(const std::string& path)
 bool CStoreLayout::Parse(const char* location)
 {
     if (location == nullptr || *location == '\0') {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return false;
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     std::vector<std::string> components = SplitPath(location);
     if (std::ranges::none_of(components, IsTemplate)) {
@@ -146,8 +145,7 @@ bool CStoreLayout::Parse(const char* location)
     m_domainIndex = IndexOfLetter(m_components, 'd');
     if (m_nameIndex == m_components.size() || m_domainIndex == m_components.size() ||
         !std::ranges::all_of(m_components, HasOnlyKnownLetters)) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return false;
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     return true;
 }

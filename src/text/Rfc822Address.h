@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/List.h"
+#include "trace/MemoryDebugging.h"
 
 #include <cstddef>
 #include <string>
@@ -13,7 +14,7 @@ struct CMailboxText;
 // Narrow text is UTF-8 (RFC 6532). Returned pointers are never null and stay good until the object
 // changes or goes. Forms that are asked for seldom are made at the first call, so that a const
 // object, too, belongs to one thread at a time; one that finds no memory is empty, last error 8.
-class CRfc822Address
+class CRfc822Address : public CTracedAllocation
 {
 public:
     CRfc822Address() = default;
@@ -76,7 +77,7 @@ private:
 
 // An ordered list of mail addresses. A resource; it owns its elements. A position is opaque and
 // null past the end; it lasts until the next Parse.
-class CRfc822AddressList
+class CRfc822AddressList : public CTracedAllocation
 {
 public:
     CRfc822AddressList() = default;

@@ -9,11 +9,13 @@
 #include <limits>
 
 int CUtf8String::ToUnicode(std::u16string* out) const
-{
+try {
     if (out == nullptr) {
         return Fail(ERROR_INVALID_PARAMETER);
     }
-    return Guarded([&] { return Utf8ToWide(*this, out) ? 1 : 0; });
+    return Utf8ToWide(*this, out) ? 1 : 0;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
 }
 
 int CUtf8String::ToUnicode(char16_t** text, int* length) const
@@ -38,9 +40,11 @@ int CUtf8String::ToUnicode(char16_t** text, int* length) const
 }
 
 int CUtf8String::FromUnicode(const char16_t* text)
-{
+try {
     if (text == nullptr) {
         return Fail(ERROR_INVALID_PARAMETER);
     }
-    return Guarded([&] { return WideToUtf8(text, this) ? 1 : 0; });
+    return WideToUtf8(text, this) ? 1 : 0;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
 }

@@ -1,6 +1,6 @@
 #include "trace/FunctionDebugging.h"
 
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 
 #include <algorithm>
 #include <array>
@@ -322,8 +322,7 @@ try {
     if (rules != nullptr) {
         parsed = std::make_shared<CRules>();
         if (!ParseRules(rules, parsed.get())) {
-            SetLastError(ERROR_INVALID_PARAMETER);
-            return false;
+            return Fail(ERROR_INVALID_PARAMETER);
         }
     }
     const std::lock_guard lock(Trace().rulesMutex);

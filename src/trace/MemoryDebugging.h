@@ -21,3 +21,18 @@ public:
     // How many blocks are allocated and not yet freed.
     static std::size_t LiveBlocks() noexcept;
 };
+
+// Base of the classes whose objects come from that heap, with the tag "NoFileInfo" and line 0.
+class CTracedAllocation
+{
+public:
+    // `new` gives null when memory is exhausted, with last error ERROR_NOT_ENOUGH_MEMORY (8).
+    static void* operator new(std::size_t size) noexcept
+    {
+        return CMemoryDebugging::TraceAllocate(size, "NoFileInfo", 0);
+    }
+    static void operator delete(void* memory) noexcept
+    {
+        CMemoryDebugging::TraceDeallocate(memory);
+    }
+};

@@ -1,18 +1,12 @@
 #include "trellisv7/TrellisV7Contact.h"
 
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 
 #include <new>
 #include <utility>
 
 namespace
 {
-
-bool Refuse(std::uint32_t code)
-{
-    SetLastError(code);
-    return false;
-}
 
 } // namespace
 
@@ -38,7 +32,7 @@ try {
 bool CTrellisV7Contact::GetModifiedTime(FILETIME* time)
 {
     if (time == nullptr) {
-        return Refuse(ERROR_INVALID_PARAMETER);
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     *time = m_modifiedTime;
     return true;
@@ -64,7 +58,7 @@ bool CTrellisV7Contact::SupportsProperty(const CContactProperty& property)
 bool CTrellisV7Contact::GetProperty(const CContactProperty& property, std::u16string* value)
 try {
     if (value == nullptr) {
-        return Refuse(ERROR_INVALID_PARAMETER);
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     const CContactProperties names = CContactProperties::Instance();
     if (property == names.GivenName) {
@@ -83,17 +77,17 @@ try {
 
 bool CTrellisV7Contact::GetProperty(const CContactProperty&, std::uint32_t*)
 {
-    return Refuse(ERROR_NOT_SUPPORTED);
+    return Fail(ERROR_NOT_SUPPORTED);
 }
 
 bool CTrellisV7Contact::GetProperty(const CContactProperty&, bool*)
 {
-    return Refuse(ERROR_NOT_SUPPORTED);
+    return Fail(ERROR_NOT_SUPPORTED);
 }
 
 bool CTrellisV7Contact::ToString(std::u16string*)
 {
-    return Refuse(ERROR_NOT_SUPPORTED);
+    return Fail(ERROR_NOT_SUPPORTED);
 }
 
 std::optional<CTrellisV7Contact::EField>

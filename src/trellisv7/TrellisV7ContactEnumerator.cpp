@@ -1,6 +1,6 @@
 #include "trellisv7/TrellisV7ContactEnumerator.h"
 
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 #include "server/MailMessage.h"
 #include "server/Mailbox.h"
 #include "server/MessageInMessageStore.h"
@@ -32,7 +32,7 @@ bool CTrellisV7ContactEnumerator::Start(const FILETIME* version, bool* changed)
 }
 
 bool CTrellisV7ContactEnumerator::MoveNext()
-try {
+{
     if (!m_folder.IsValid()) {
         return false;
     }
@@ -52,9 +52,9 @@ try {
             }
             continue;
         }
-        std::unique_ptr<CTrellisV7Contact> contact(new CTrellisV7Contact(
-            content, info.szMessageId, time, m_mailbox.GetName(), m_mailbox.GetDomain()));
-        if (contact == nullptr || !contact->Load()) {
+        auto contact = Make<CTrellisV7Contact>(content, info.szMessageId, time, m_mailbox.GetName(),
+                                               m_mailbox.GetDomain());
+        if (!contact->Load()) {
             return false;
         }
         if (contact->IsIndividual()) {
@@ -62,6 +62,4 @@ try {
             return true;
         }
     }
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }

@@ -1,6 +1,6 @@
 #include "trellisv7/TrellisV7Plugin.h"
 
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 #include "server/MailFolder.h"
 #include "server/MailMessage.h"
 #include "server/MailOwner.h"
@@ -9,7 +9,6 @@
 #include "trellisv7/TrellisV7Contact.h"
 #include "trellisv7/TrellisV7ContactEnumerator.h"
 
-#include <memory>
 #include <new>
 #include <utility>
 
@@ -49,7 +48,7 @@ bool OpenFolder(_tMailServer* server, const MessagePlace& place, CMailOwner* own
 
 CContactPlg* CTrellisV7Plugin::Create(CMailbox& mailbox)
 {
-    return new CTrellisV7Plugin(mailbox);
+    return Make<CTrellisV7Plugin>(mailbox).release();
 }
 
 void CTrellisV7Plugin::Release(CContactPlg* plugin)
@@ -68,14 +67,12 @@ std::string CTrellisV7Plugin::GetPluginType()
 }
 
 bool CTrellisV7Plugin::OwnsContact(ContactMgr::CContactId id)
-try {
+{
     return id.Namespace().starts_with(CTrellisV7Contact::kPluginType);
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool CTrellisV7Plugin::OpenContact(ContactMgr::CContactId id, CContact** contact)
-try {
+{
     MessagePlace place;
     if (!OwnsContact(id) || !TakeApart(id.ToString(), &place)) {
         return false;
@@ -90,33 +87,29 @@ try {
         !message.Open(folder, place.messageId.c_str(), 0) || !message.GetInternalTime(&time)) {
         return false;
     }
-    std::unique_ptr<CTrellisV7Contact> opened(
-        new CTrellisV7Contact(content, std::move(place.messageId), time,
-                              std::move(place.mailboxName), std::move(place.domainName)));
-    if (opened == nullptr || !opened->Load()) {
+    auto opened =
+        Make<CTrellisV7Contact>(content, std::move(place.messageId), time,
+                                std::move(place.mailboxName), std::move(place.domainName));
+    if (!opened->Load()) {
         return false;
     }
     if (contact != nullptr) {
         delete std::exchange(*contact, opened.release());
     }
     return true;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool CTrellisV7Plugin::DeleteContact(ContactMgr::CContactId id)
-try {
+{
     MessagePlace place;
     CMailOwner owner;
     CMailFolder folder;
     return OwnsContact(id) && TakeApart(id.ToString(), &place) &&
            OpenFolder(m_server, place, &owner, &folder) &&
            folder.RemoveMessage(place.messageId.c_str());
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 CContactPlg::CContactEnumerator* CTrellisV7Plugin::GetEnumerator()
 {
-    return new CTrellisV7ContactEnumerator(m_mailbox);
+    return Make<CTrellisV7ContactEnumerator>(m_mailbox).release();
 }

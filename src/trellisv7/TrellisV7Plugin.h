@@ -17,7 +17,8 @@ class CMailbox;
 class CTrellisV7Plugin final : public CContactPlg
 {
 public:
-    // Makes the store; null when memory is exhausted. It ends with Release, which takes null too.
+    // Makes the store, which ends with Release. Where memory ends all operations throw
+    // std::bad_alloc.
     static CContactPlg* Create(CMailbox& mailbox);
     static void Release(CContactPlg* plugin);
 

@@ -1,8 +1,7 @@
-#include "trellisv7/TrellisV7Contact.h"
-
 #include "platform/Ascii.h"
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 #include "server/Message.h"
+#include "trellisv7/TrellisV7Contact.h"
 
 #include <algorithm>
 #include <new>
@@ -14,13 +13,11 @@
 // message is none of its own.
 
 bool CTrellisV7Contact::Load()
-try {
+{
     const CBodyPart* root = m_message.GetRootBodyPart();
     const CUtf8String* body = nullptr;
     return root != nullptr && ReadMarker(*root) && root->GetTextBody(body) && ReadLines(*body) &&
            BuildAddresses() && BuildTelephones() && BuildEmails() && SplitName();
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool CTrellisV7Contact::ReadMarker(const CBodyPart& root)
@@ -98,8 +95,7 @@ bool CTrellisV7Contact::SetField(std::string_view key, std::string_view value)
             return true;
         }
     }
-    SetLastError(ERROR_NOT_SUPPORTED);
-    return false;
+    return Fail(ERROR_NOT_SUPPORTED);
 }
 
 bool CTrellisV7Contact::BuildAddresses()
@@ -167,8 +163,7 @@ bool CTrellisV7Contact::BuildEmails()
     }
     CRfc822AddressList addresses;
     if (m_fields[kEmail].find('\0') != std::string::npos) {
-        SetLastError(ERROR_INVALID_DATA);
-        return false;
+        return Fail(ERROR_INVALID_DATA);
     }
     if (!addresses.Parse(m_fields[kEmail].c_str())) {
         return false;

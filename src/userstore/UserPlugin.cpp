@@ -1,6 +1,6 @@
 #include "userstore/UserPlugin.h"
 
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 #include "server/Mailbox.h"
 #include "userstore/UserStoreContact.h"
 #include "userstore/UserStoreContactEnumerator.h"
@@ -11,7 +11,7 @@
 
 CContactPlg* CUserPlugin::Create(CMailbox& mailbox)
 {
-    return new CUserPlugin(mailbox);
+    return Make<CUserPlugin>(mailbox).release();
 }
 
 void CUserPlugin::Release(CContactPlg* plugin)
@@ -30,14 +30,12 @@ std::string CUserPlugin::GetPluginType()
 }
 
 bool CUserPlugin::OwnsContact(ContactMgr::CContactId id)
-try {
+{
     return id.Namespace().starts_with(CUserStoreContact::kPluginType);
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool CUserPlugin::OpenContact(ContactMgr::CContactId id, CContact** contact)
-try {
+{
     if (!OwnsContact(id)) {
         return false;
     }
@@ -51,17 +49,12 @@ try {
     if (contact == nullptr) {
         return true;
     }
-    CContact* opened = new CUserStoreContact(m_server, std::move(address));
-    if (opened == nullptr) {
-        return false;
-    }
-    delete std::exchange(*contact, opened);
+    auto opened = Make<CUserStoreContact>(m_server, std::move(address));
+    delete std::exchange(*contact, opened.release());
     return true;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 CContactPlg::CContactEnumerator* CUserPlugin::GetEnumerator()
 {
-    return new CUserStoreContactEnumerator(m_mailbox);
+    return Make<CUserStoreContactEnumerator>(m_mailbox).release();
 }

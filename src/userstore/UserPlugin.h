@@ -16,7 +16,8 @@ class CMailbox;
 class CUserPlugin final : public CContactPlg
 {
 public:
-    // Makes the store; null when memory is exhausted. It ends with Release, which takes null too.
+    // Makes the store, which ends with Release. Where memory ends all operations throw
+    // std::bad_alloc.
     static CContactPlg* Create(CMailbox& mailbox);
     static void Release(CContactPlg* plugin);
 
@@ -27,7 +28,7 @@ public:
     bool OwnsContact(ContactMgr::CContactId id) override;
     // Opens any identifier that holds an address, also of a mailbox that does not exist: that shows
     // when the contact's properties are read. With a null `contact` no mailbox is looked at. Last
-    // error as CRfc822Address::Parse leaves it, or 8.
+    // error as CRfc822Address::Parse leaves it.
     bool OpenContact(ContactMgr::CContactId id, CContact** contact) override;
     CContactEnumerator* GetEnumerator() override;
 

@@ -1,6 +1,6 @@
 #include "userstore/UserStoreContact.h"
 
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 #include "server/MailServer.h"
 #include "text/Utf8.h"
 
@@ -59,8 +59,7 @@ bool IsFilledIn(const AddressTexts& texts)
     return std::ranges::any_of(texts, [](const std::string& text) { return !text.empty(); });
 }
 
-// Appends the address; false, with nothing appended, when memory is exhausted.
-bool AddAddress(const AddressTexts& texts, std::uint32_t type, CContactAddrList* list)
+void AddAddress(const AddressTexts& texts, std::uint32_t type, CContactAddrList* list)
 {
     std::array<std::u16string, kAddressPartCount> wide;
     for (std::size_t part = 0; part < texts.size(); ++part) {
@@ -75,7 +74,6 @@ bool AddAddress(const AddressTexts& texts, std::uint32_t type, CContactAddrList*
     address.SetPostalCode(std::move(wide[kPostCode]));
     address.SetCountry(std::move(wide[kCountry]));
     list->AddTail(std::move(address));
-    return true;
 }
 
 CContactEmail MakeEmail(CRfc822Address address, std::uint32_t type)
@@ -100,12 +98,6 @@ std::string MailboxName(std::string_view encodedName)
         name += quoted[at];
     }
     return name;
-}
-
-bool Refuse(std::uint32_t code)
-{
-    SetLastError(code);
-    return false;
 }
 
 } // namespace
@@ -135,7 +127,7 @@ try {
 bool CUserStoreContact::GetModifiedTime(FILETIME* time)
 {
     if (time == nullptr) {
-        return Refuse(ERROR_INVALID_PARAMETER);
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     *time = FILETIME();
     return true;
@@ -187,7 +179,7 @@ bool CUserStoreContact::SupportsProperty(const CContactProperty& property)
 bool CUserStoreContact::GetProperty(const CContactProperty& property, std::u16string* value)
 try {
     if (value == nullptr) {
-        return Refuse(ERROR_INVALID_PARAMETER);
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     const CContactProperties names = CContactProperties::Instance();
     const char* name = property == names.Jobtitle ? names.Title.GetName() : property.GetName();
@@ -202,33 +194,35 @@ try {
 }
 
 bool CUserStoreContact::GetProperty(const CContactProperty& property, std::uint32_t* value)
-{
+try {
     return OpenMailbox() && m_mailbox.GetProperty(property.GetName(), value);
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
 }
 
 bool CUserStoreContact::GetProperty(const CContactProperty& property, bool* value)
-{
+try {
     return OpenMailbox() && m_mailbox.GetProperty(property.GetName(), value);
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
 }
 
 bool CUserStoreContact::ToString(std::u16string*)
 {
-    return Refuse(ERROR_NOT_SUPPORTED);
+    return Fail(ERROR_NOT_SUPPORTED);
 }
 
 bool CUserStoreContact::OpenMailbox()
-try {
+{
     if (static_cast<_tMailbox*>(m_mailbox) != nullptr) {
         return true;
     }
     if (m_emails.IsEmpty()) {
-        return Refuse(ERROR_INVALID_DATA);
+        return Fail(ERROR_INVALID_DATA);
     }
     const CRfc822Address& address = m_emails.GetHead().GetAddress();
     return m_mailbox.Open(*m_server, MailboxName(address.EncodedName()).c_str(),
                           address.EncodedDomain());
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool CUserStoreContact::LoadOtherMailbox()
@@ -242,7 +236,7 @@ bool CUserStoreContact::LoadOtherMailbox()
     }
     CRfc822Address address;
     if (text.find('\0') != text.npos) {
-        return Refuse(ERROR_INVALID_DATA);
+        return Fail(ERROR_INVALID_DATA);
     }
     if (!address.Parse(text.c_str())) {
         return false;
@@ -260,12 +254,14 @@ try {
         !ReadTexts(m_mailbox, kHomeNames, &home)) {
         return false;
     }
-    if (IsFilledIn(work) &&
-        !AddAddress(work, CContactAddr::kWork | CContactAddr::kPref, &m_addresses)) {
-        return false;
+    if (IsFilledIn(work)) {
+        AddAddress(work, CContactAddr::kWork | CContactAddr::kPref, &m_addresses);
     }
-    const std::uint32_t pref = m_addresses.IsEmpty() ? CContactAddr::kPref : 0;
-    return !IsFilledIn(home) || AddAddress(home, CContactAddr::kHome | pref, &m_addresses);
+    if (IsFilledIn(home)) {
+        const std::uint32_t pref = m_addresses.IsEmpty() ? CContactAddr::kPref : 0;
+        AddAddress(home, CContactAddr::kHome | pref, &m_addresses);
+    }
+    return true;
 } catch (const std::bad_alloc&) {
     return FailForMemory();
 }

@@ -1,8 +1,8 @@
 #include "userstore/UserStoreContactEnumerator.h"
 
 #include "platform/Ascii.h"
+#include "platform/Failure.h"
 #include "platform/FileTime.h"
-#include "platform/LastError.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -74,7 +74,7 @@ bool CUserStoreContactEnumerator::Finish()
 }
 
 bool CUserStoreContactEnumerator::MoveNext()
-try {
+{
     char name[kMaxNameLength + 1];
     std::uint32_t flags = 0;
     do {
@@ -89,8 +89,6 @@ try {
     if (!address.SetName(name) || !address.SetDomain(m_mailbox.GetDomain())) {
         return false;
     }
-    m_current.reset(new CUserStoreContact(m_server, std::move(address)));
-    return m_current != nullptr;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
+    m_current = Make<CUserStoreContact>(m_server, std::move(address));
+    return true;
 }

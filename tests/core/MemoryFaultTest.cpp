@@ -1,7 +1,7 @@
 #include "core/ContactMgr.h"
 #include "core/StoreFactories.h"
 #include "pab/PABContact.h"
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 #include "support/AllocationFault.h"
 #include "support/ContactText.h"
 #include "support/TestMailStore.h"
@@ -157,9 +157,12 @@ void LongText(CScene& scene)
     scene.wide.assign(40, u',');
 }
 
+// The walk of one store throws where memory ends; the walk of all, which callers have, answers.
 bool Walk(CScene& scene)
-{
+try {
     return scene.Walk();
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
 }
 
 constexpr const char* kMessageId = "TRELLISV7-an-id-that-needs-the-heap-1 alice example.org";
