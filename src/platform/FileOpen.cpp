@@ -88,7 +88,8 @@ bool OpenExclusive(COpenFile& file, std::uint32_t access, std::uint32_t disposit
     // Before the lock: taking over the marks of the first release passes over a locked file. Where
     // it fails, reading the redo file does too.
     EnsureRedoFolder(file.folder);
-    if (!OpenPath(file, AccessFlags(access) | O_NOFOLLOW | O_NONBLOCK)) {
+    // For writing in any case: NFS locks exclusively only what is open for writing.
+    if (!OpenPath(file, O_RDWR | O_NOFOLLOW | O_NONBLOCK)) {
         errno = errno == ELOOP ? EACCES : errno;
         return FailWithErrno(file.path.c_str());
     }
