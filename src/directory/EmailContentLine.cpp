@@ -2,7 +2,6 @@
 
 #include "directory/Refusal.h"
 #include "directory/TypeParameter.h"
-#include "platform/Failure.h"
 #include "text/Rfc822Address.h"
 #include "text/Utf8.h"
 

@@ -2,9 +2,6 @@
 
 #include "directory/Refusal.h"
 #include "directory/TypeParameter.h"
-#include "platform/Failure.h"
-
-#include <new>
 
 namespace VCardUtils
 {

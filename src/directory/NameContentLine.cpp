@@ -1,9 +1,6 @@
 #include "directory/NameContentLine.h"
 
 #include "directory/Refusal.h"
-#include "platform/Failure.h"
-
-#include <new>
 
 namespace VCardUtils
 {

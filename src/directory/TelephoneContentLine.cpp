@@ -5,8 +5,6 @@
 #include "platform/Failure.h"
 #include "text/Utf8.h"
 
-#include <new>
-
 namespace VCardUtils
 {
 

@@ -1,9 +1,6 @@
 #include "directory/TypeParameter.h"
 
-#include "platform/Failure.h"
-
 #include <algorithm>
-#include <new>
 
 namespace VCardUtils
 {

@@ -4,7 +4,6 @@
 #include "platform/Failure.h"
 #include "server/MailMessage.h"
 
-#include <new>
 #include <utility>
 
 namespace

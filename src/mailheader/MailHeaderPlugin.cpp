@@ -4,7 +4,6 @@
 #include "mailheader/MailHeaderContactEnumerator.h"
 #include "platform/Failure.h"
 
-#include <new>
 #include <utility>
 
 CContactPlg* CMailHeaderPlugin::Create(CMailbox& mailbox)

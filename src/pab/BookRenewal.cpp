@@ -2,11 +2,10 @@
 
 #include "pab/PABContact.h"
 #include "platform/ChangeProtocol.h"
-#include "platform/Failure.h"
 #include "platform/FileHandle.h"
+#include "platform/LastError.h"
 
 #include <algorithm>
-#include <new>
 
 namespace
 {

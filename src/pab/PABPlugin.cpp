@@ -11,7 +11,6 @@
 
 #include <array>
 #include <memory>
-#include <new>
 #include <utility>
 
 namespace

@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <atomic>
 #include <limits>
-#include <new>
 
 #include <unistd.h>
 

@@ -6,7 +6,6 @@
 #include "platform/RedoFile.h"
 
 #include <memory>
-#include <new>
 #include <optional>
 #include <utility>
 

@@ -1,9 +1,8 @@
 #include "platform/FolderLock.h"
 
-#include "platform/Failure.h"
+#include "platform/LastError.h"
 #include "platform/OpenFile.h"
 
-#include <new>
 #include <utility>
 
 #include <sys/file.h>

@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <list>
-#include <new>
 #include <utility>
 
 namespace

@@ -4,7 +4,6 @@
 #include "server/MailStoreHandles.h"
 #include "server/Mailbox.h"
 
-#include <new>
 #include <utility>
 
 CMailOwner::CMailOwner() = default;

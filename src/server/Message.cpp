@@ -8,7 +8,6 @@
 #include "text/Utf8String.h"
 
 #include <algorithm>
-#include <new>
 #include <utility>
 
 namespace

@@ -4,7 +4,6 @@
 #include "server/MessageHeader.h"
 
 #include <memory>
-#include <new>
 #include <string_view>
 #include <utility>
 

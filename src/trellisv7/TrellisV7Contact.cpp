@@ -5,11 +5,6 @@
 #include <new>
 #include <utility>
 
-namespace
-{
-
-} // namespace
-
 CTrellisV7Contact::CTrellisV7Contact(CMessage& message, std::string messageId,
                                      const FILETIME& modifiedTime, std::string mailboxName,
                                      std::string domainName)

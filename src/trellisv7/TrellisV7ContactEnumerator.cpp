@@ -6,7 +6,6 @@
 #include "server/MessageInMessageStore.h"
 #include "trellisv7/TrellisV7Contact.h"
 
-#include <new>
 #include <utility>
 
 CTrellisV7ContactEnumerator::CTrellisV7ContactEnumerator(CMailbox& mailbox)

@@ -9,7 +9,6 @@
 #include "trellisv7/TrellisV7Contact.h"
 #include "trellisv7/TrellisV7ContactEnumerator.h"
 
-#include <new>
 #include <utility>
 
 namespace

@@ -4,7 +4,6 @@
 #include "trellisv7/TrellisV7Contact.h"
 
 #include <algorithm>
-#include <new>
 #include <utility>
 
 // The format of the stored messages. A "Reply-To" of "Group" marks a group entry. The body is text

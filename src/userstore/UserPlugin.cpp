@@ -5,7 +5,6 @@
 #include "userstore/UserStoreContact.h"
 #include "userstore/UserStoreContactEnumerator.h"
 
-#include <new>
 #include <string_view>
 #include <utility>
 
