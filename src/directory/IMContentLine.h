@@ -9,7 +9,8 @@ namespace VCardUtils
 {
 
 // An "IMPP" line (RFC 4770) and the entry that it stands for. The value, a URI, passes unchanged in
-// both directions; the "TYPE" values are written in upper case. Sets no last error; throws std::bad_alloc. A value.
+// both directions; the "TYPE" values are written in upper case. Sets no last error; throws
+// std::bad_alloc. A value.
 class CIMContentLine : public DirectoryUtils::CContentLine
 {
 public:

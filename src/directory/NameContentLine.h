@@ -9,7 +9,8 @@ namespace VCardUtils
 {
 
 // An "N" line (RFC 2426, 3.1.2) and its five components. The components are the text of the line as
-// it stands, with neither escapes resolved nor added. Sets no last error; throws std::bad_alloc. A value.
+// it stands, with neither escapes resolved nor added. Sets no last error; throws std::bad_alloc. A
+// value.
 class CNameContentLine : public DirectoryUtils::CContentLine
 {
 public:

@@ -9,7 +9,8 @@ namespace VCardUtils
 {
 
 // A "TEL" line (RFC 2426, 3.3.1) and the entry that it stands for. The number is UTF-8 and is taken
-// as it stands. No default type stands in for a missing "TYPE". Sets no last error; throws std::bad_alloc. A value.
+// as it stands. No default type stands in for a missing "TYPE". Sets no last error; throws
+// std::bad_alloc. A value.
 class CTelephoneContentLine : public DirectoryUtils::CContentLine
 {
 public:

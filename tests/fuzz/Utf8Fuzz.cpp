@@ -1,6 +1,6 @@
 #include "fuzz/Fuzz.h"
-#include "text/Utf8String.h"
 #include "text/Utf8.h"
+#include "text/Utf8String.h"
 
 #include <cstdlib>
 #include <cstring>
