@@ -8,6 +8,16 @@
 
 #include <algorithm>
 
+namespace
+{
+
+bool HasLength(const WIN32_FILE_ATTRIBUTE_DATA& file)
+{
+    return (file.nFileSizeLow | file.nFileSizeHigh) != 0;
+}
+
+} // namespace
+
 CChangeReport::CChangeReport(const std::string& folder, const FILETIME& since,
                              ContactMgr::CContactIdList& deleted,
                              ContactMgr::CContactIdList& changed,
@@ -105,22 +115,19 @@ void CChangeReport::Classify(const WIN32_FIND_DATA& entry, HANDLE search)
     const FILETIME creation = GetEntryCreationTime(search, entry);
     const bool isLive = HasLength(entry);
     if (creation < m_since) {
-        (isLive ? m_changed : m_deleted).AddTail(id);
+        (isLive || HasLengthNow(entry) ? m_changed : m_deleted).AddTail(id);
     } else if (isLive && creation <= m_version) { // I7
         (creation < m_version ? m_created : m_atVersion).AddTail(id);
     }
 }
 
-// A first save moves the file's time an instant before its length, so an empty file is looked at
-// once more.
-bool CChangeReport::HasLength(const WIN32_FIND_DATA& entry) const
+// A first save moves the file's time an instant before its length, so a file that looks deleted is
+// looked at once more.
+bool CChangeReport::HasLengthNow(const WIN32_FIND_DATA& entry) const
 {
-    const auto isLong = [](const WIN32_FILE_ATTRIBUTE_DATA& file) {
-        return (file.nFileSizeLow | file.nFileSizeHigh) != 0;
-    };
+    const CKeepLastError keep;
     WIN32_FILE_ATTRIBUTE_DATA now;
-    return isLong(entry) ||
-           (CFileSystem::GetFileAttributesExA((m_folder + '/' + entry.cFileName).c_str(),
-                                              GetFileExInfoStandard, &now) != 0 &&
-            isLong(now));
+    const std::string path = m_folder + '/' + entry.cFileName;
+    return CFileSystem::GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &now) != 0 &&
+           HasLength(now);
 }

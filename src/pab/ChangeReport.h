@@ -28,7 +28,7 @@ private:
     void ReadVersion(const FILETIME& folderTime);
     bool Walk(WIN32_FIND_DATA& entry, HANDLE search);
     void Classify(const WIN32_FIND_DATA& entry, HANDLE search);
-    bool HasLength(const WIN32_FIND_DATA& entry) const;
+    bool HasLengthNow(const WIN32_FIND_DATA& entry) const;
     void MoveBehindCreations(FILETIME* version);
 
     const std::string& m_folder;
