@@ -3,7 +3,6 @@
 #include "platform/Failure.h"
 
 #include <algorithm>
-#include <new>
 #include <string_view>
 #include <utility>
 
@@ -40,25 +39,12 @@ CMailHeaderContact::CMailHeaderContact(CRfc822Address address)
     m_emails.AddTail(std::move(email));
 }
 
-ContactMgr::CContactId CMailHeaderContact::GetId()
-try {
-    if (m_emails.IsEmpty()) {
-        return ContactMgr::CContactId();
-    }
-    return ContactMgr::CContactId(std::string(kPluginType) + "-" +
-                                  m_emails.GetHead().GetAddress().RawFullAddress());
-} catch (const std::bad_alloc&) {
-    FailForMemory();
-    return ContactMgr::CContactId();
-}
-
-bool CMailHeaderContact::GetModifiedTime(FILETIME* time)
+std::optional<std::string> CMailHeaderContact::LocalPart() const
 {
-    if (time == nullptr) {
-        return Fail(ERROR_INVALID_PARAMETER);
+    if (m_emails.IsEmpty()) {
+        return std::nullopt;
     }
-    *time = FILETIME();
-    return true;
+    return m_emails.GetHead().GetAddress().RawFullAddress();
 }
 
 bool CMailHeaderContact::SetFirstName(const std::u16string&)
@@ -77,11 +63,8 @@ bool CMailHeaderContact::SupportsProperty(const CContactProperty& property)
     return property == names.FullName || property == names.GivenName || property == names.Surname;
 }
 
-bool CMailHeaderContact::GetProperty(const CContactProperty& property, std::u16string* value)
-try {
-    if (value == nullptr) {
-        return Fail(ERROR_INVALID_PARAMETER);
-    }
+bool CMailHeaderContact::ReadProperty(const CContactProperty& property, std::u16string* value)
+{
     const CContactProperties names = CContactProperties::Instance();
     if (property == names.FullName) {
         *value = m_emails.IsEmpty() ? u"" : m_emails.GetHead().GetAddress().GetComment();
@@ -93,23 +76,6 @@ try {
         return Fail(ERROR_NOT_SUPPORTED);
     }
     return true;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
-}
-
-bool CMailHeaderContact::GetProperty(const CContactProperty&, std::uint32_t*)
-{
-    return Fail(ERROR_NOT_SUPPORTED);
-}
-
-bool CMailHeaderContact::GetProperty(const CContactProperty&, bool*)
-{
-    return Fail(ERROR_NOT_SUPPORTED);
-}
-
-bool CMailHeaderContact::ToString(std::u16string*)
-{
-    return Fail(ERROR_NOT_SUPPORTED);
 }
 
 void CMailHeaderContact::SplitName(const CRfc822Address& address)

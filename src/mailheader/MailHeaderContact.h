@@ -1,13 +1,13 @@
 #pragma once
 
-#include "core/Contact.h"
+#include "core/ReadOnlyContact.h"
 
-#include <cstdint>
+#include <optional>
 #include <string>
 
 // A person who has written to the mailbox, as a read-only contact: nothing but one mail address,
 // whose comment is the person's name. Refers to no store, folder or message.
-class CMailHeaderContact : public CContact
+class CMailHeaderContact : public CReadOnlyContact
 {
 public:
     static constexpr char kPluginType[] = "INBOX";
@@ -17,29 +17,22 @@ public:
     // name. Throws std::bad_alloc.
     explicit CMailHeaderContact(CRfc822Address address);
 
-    // "INBOX-" and the address of the first e-mail entry with its comment; empty without an entry.
-    ContactMgr::CContactId GetId() override;
     std::string GetPluginType() override { return kPluginType; }
-    // The zero time. Last error 87: null.
-    bool GetModifiedTime(FILETIME* time) override;
 
-    // 50, as all that would change the contact.
+    // ERROR_NOT_SUPPORTED (50).
     bool SetFirstName(const std::u16string& name) override;
     bool SetLastName(const std::u16string& name) override;
 
     // "FullName", "GivenName" and "Surname"; no others.
     bool SupportsProperty(const CContactProperty& property) override;
 
-    // "FullName" is the whole comment of the first e-mail entry, empty without an entry. Last error
-    // 87: null; 50: another property, or another type than text.
-    bool GetProperty(const CContactProperty& property, std::u16string* value) override;
-    bool GetProperty(const CContactProperty& property, std::uint32_t* value) override;
-    bool GetProperty(const CContactProperty& property, bool* value) override;
-    using CContact::SetProperty;
-
-    // 50: the store has no text form of a contact.
-    bool ToString(std::u16string* text) override;
-
 private:
+    // The address of the first e-mail entry with its comment; none without an entry.
+    std::optional<std::string> LocalPart() const override;
+
+    // "FullName" is the whole comment of the first e-mail entry, empty without an entry. Last error
+    // ERROR_NOT_SUPPORTED (50): another property.
+    bool ReadProperty(const CContactProperty& property, std::u16string* value) override;
+
     void SplitName(const CRfc822Address& address);
 };

@@ -1,46 +1,20 @@
 #include "trellisv7/TrellisV7Contact.h"
 
-#include "platform/Failure.h"
-
-#include <new>
 #include <utility>
 
 CTrellisV7Contact::CTrellisV7Contact(CMessage& message, std::string messageId,
                                      const FILETIME& modifiedTime, std::string mailboxName,
                                      std::string domainName)
-    : m_message(message),
+    : CReadOnlyContact(modifiedTime),
+      m_message(message),
       m_messageId(std::move(messageId)),
-      m_modifiedTime(modifiedTime),
       m_mailboxName(std::move(mailboxName)),
       m_domainName(std::move(domainName))
 {}
 
-ContactMgr::CContactId CTrellisV7Contact::GetId()
-try {
-    return ContactMgr::CContactId(std::string(kPluginType) + "-" + m_messageId + " " +
-                                  m_mailboxName + " " + m_domainName);
-} catch (const std::bad_alloc&) {
-    FailForMemory();
-    return ContactMgr::CContactId();
-}
-
-bool CTrellisV7Contact::GetModifiedTime(FILETIME* time)
+std::optional<std::string> CTrellisV7Contact::LocalPart() const
 {
-    if (time == nullptr) {
-        return Fail(ERROR_INVALID_PARAMETER);
-    }
-    *time = m_modifiedTime;
-    return true;
-}
-
-bool CTrellisV7Contact::SetFirstName(const std::u16string&)
-{
-    return false;
-}
-
-bool CTrellisV7Contact::SetLastName(const std::u16string&)
-{
-    return false;
+    return m_messageId + " " + m_mailboxName + " " + m_domainName;
 }
 
 bool CTrellisV7Contact::SupportsProperty(const CContactProperty& property)
@@ -50,11 +24,8 @@ bool CTrellisV7Contact::SupportsProperty(const CContactProperty& property)
            FieldOf(property).has_value();
 }
 
-bool CTrellisV7Contact::GetProperty(const CContactProperty& property, std::u16string* value)
-try {
-    if (value == nullptr) {
-        return Fail(ERROR_INVALID_PARAMETER);
-    }
+bool CTrellisV7Contact::ReadProperty(const CContactProperty& property, std::u16string* value)
+{
     const CContactProperties names = CContactProperties::Instance();
     if (property == names.GivenName) {
         *value = m_firstName;
@@ -66,23 +37,6 @@ try {
     }
     const std::optional<EField> field = FieldOf(property);
     return field && m_fields[*field].ToUnicode(value) != 0;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
-}
-
-bool CTrellisV7Contact::GetProperty(const CContactProperty&, std::uint32_t*)
-{
-    return Fail(ERROR_NOT_SUPPORTED);
-}
-
-bool CTrellisV7Contact::GetProperty(const CContactProperty&, bool*)
-{
-    return Fail(ERROR_NOT_SUPPORTED);
-}
-
-bool CTrellisV7Contact::ToString(std::u16string*)
-{
-    return Fail(ERROR_NOT_SUPPORTED);
 }
 
 std::optional<CTrellisV7Contact::EField>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/Contact.h"
+#include "core/ReadOnlyContact.h"
 #include "text/Utf8String.h"
 
 #include <array>
@@ -16,14 +16,15 @@ class CMessage;
 // One entry of the older web client's address book, which kept each as a mail message. Read once by
 // Load; from then on it needs neither message nor folder, and notices no change of them. Read-only:
 // only the whole message can be removed, through the store.
-class CTrellisV7Contact : public CContact
+class CTrellisV7Contact : public CReadOnlyContact
 {
 public:
     static constexpr char kPluginType[] = "TRELLISV7";
     static constexpr char kFolder[] = "Contacts";
 
-    // The message is only used by Load and stays the caller's; the names are those of the mailbox
-    // that owns the folder. The lists and names are empty until Load. Throws std::bad_alloc.
+    // The message is only used by Load and stays the caller's; the time is when the store received
+    // it; the names are those of the mailbox that owns the folder. The lists and names are empty
+    // until Load. Throws std::bad_alloc.
     CTrellisV7Contact(CMessage& message, std::string messageId, const FILETIME& modifiedTime,
                       std::string mailboxName, std::string domainName);
 
@@ -35,32 +36,21 @@ public:
     // False for a group entry, whose members are not modelled.
     bool IsIndividual() const { return m_isIndividual; }
 
-    // "TRELLISV7-", the message id, a blank, the mailbox name, a blank, the domain name. It names
-    // its mailbox itself: whoever takes identifiers from outside must check whose it is.
-    ContactMgr::CContactId GetId() override;
     std::string GetPluginType() override { return kPluginType; }
-    // When the store received the message. Last error 87: null.
-    bool GetModifiedTime(FILETIME* time) override;
-
-    // False with no code.
-    bool SetFirstName(const std::u16string& name) override;
-    bool SetLastName(const std::u16string& name) override;
 
     // "GivenName", "Surname", "Nickname", "FullName", "Title", "Jobtitle", "Organization",
     // "OrgUnit", "URL" and "Comment"; no others.
     bool SupportsProperty(const CContactProperty& property) override;
 
-    // Empty where the entry has no value. Last error 13: the value is no UTF-8; 87: null; no code:
-    // another property; 50: another type than text.
-    bool GetProperty(const CContactProperty& property, std::u16string* value) override;
-    bool GetProperty(const CContactProperty& property, std::uint32_t* value) override;
-    bool GetProperty(const CContactProperty& property, bool* value) override;
-    using CContact::SetProperty;
-
-    // 50: the store has no text form of a contact.
-    bool ToString(std::u16string* text) override;
-
 private:
+    // The message id, a blank, the mailbox name, a blank, the domain name. So an identifier names
+    // its mailbox itself: whoever takes identifiers from outside must check whose it is.
+    std::optional<std::string> LocalPart() const override;
+
+    // Empty where the entry has no value. Last error ERROR_INVALID_DATA (13): the value is no
+    // UTF-8; as it was: another property.
+    bool ReadProperty(const CContactProperty& property, std::u16string* value) override;
+
     // The values that a body can hold.
     enum EField : std::size_t
     {
@@ -102,7 +92,6 @@ private:
 
     CMessage& m_message;
     const std::string m_messageId;
-    const FILETIME m_modifiedTime;
     const std::string m_mailboxName;
     const std::string m_domainName;
     bool m_isIndividual = true;

@@ -38,7 +38,7 @@ bool CUserPlugin::OpenContact(ContactMgr::CContactId id, CContact** contact)
     if (!OwnsContact(id)) {
         return false;
     }
-    // The address stands behind the type and one character, in a longer namespace too.
+    // The address begins one character behind the type, also where the namespace is longer.
     const char* text =
         id.ToString().c_str() + std::string_view(CUserStoreContact::kPluginType).size() + 1;
     CRfc822Address address;

@@ -26,9 +26,9 @@ public:
     std::string GetPluginType() override;
     // A namespace that begins with the type, with case.
     bool OwnsContact(ContactMgr::CContactId id) override;
-    // Opens any identifier that holds an address, also of a mailbox that does not exist: that shows
-    // when the contact's properties are read. With a null `contact` no mailbox is looked at. Last
-    // error as CRfc822Address::Parse leaves it.
+    // Opens any identifier that holds an address, also of a mailbox that does not exist: reading
+    // its properties then fails. With a null `contact` no mailbox is opened. Last error as
+    // CRfc822Address::Parse leaves it.
     bool OpenContact(ContactMgr::CContactId id, CContact** contact) override;
     CContactEnumerator* GetEnumerator() override;
 

@@ -2,6 +2,7 @@
 
 #include "platform/Failure.h"
 #include "server/MailServer.h"
+#include "text/AddressSyntax.h"
 #include "text/Utf8.h"
 
 #include <algorithm>
@@ -86,18 +87,10 @@ CContactEmail MakeEmail(CRfc822Address address, std::uint32_t type)
 
 // The name of the mailbox behind a local part: without the quotes that the local part has in a
 // mail header where it is no dot-atom (RFC 5322, 3.2.4).
-std::string MailboxName(std::string_view encodedName)
+std::string MailboxName(std::string_view localPart)
 {
-    if (encodedName.size() < 2 || encodedName.front() != '"' || encodedName.back() != '"') {
-        return std::string(encodedName);
-    }
-    std::string name;
-    const std::string_view quoted = encodedName.substr(1, encodedName.size() - 2);
-    for (std::size_t at = 0; at < quoted.size(); ++at) {
-        at += quoted[at] == '\\' && at + 1 < quoted.size() ? 1 : 0;
-        name += quoted[at];
-    }
-    return name;
+    const bool isQuoted = localPart.size() >= 2 && localPart.starts_with('"');
+    return isQuoted ? Unquote(localPart.substr(1, localPart.size() - 2)) : std::string(localPart);
 }
 
 } // namespace
@@ -107,32 +100,21 @@ CUserStoreContact::CUserStoreContact(CMailServer& server, CRfc822Address address
 {
     m_emails.AddTail(
         MakeEmail(std::move(address), CContactEmail::kInternet | CContactEmail::kPref));
+    // A mailbox that cannot be opened still gives a contact with its address.
     if (!LoadOtherMailbox() && GetLastError() == ERROR_NOT_ENOUGH_MEMORY) {
         throw std::bad_alloc();
     }
 }
 
-ContactMgr::CContactId CUserStoreContact::GetId()
-try {
-    if (m_emails.IsEmpty()) {
-        return ContactMgr::CContactId();
-    }
-    return ContactMgr::CContactId(std::string(kPluginType) + "-" +
-                                  m_emails.GetHead().GetAddress().RawAddress());
-} catch (const std::bad_alloc&) {
-    FailForMemory();
-    return ContactMgr::CContactId();
-}
-
-bool CUserStoreContact::GetModifiedTime(FILETIME* time)
+std::optional<std::string> CUserStoreContact::LocalPart() const
 {
-    if (time == nullptr) {
-        return Fail(ERROR_INVALID_PARAMETER);
+    if (m_emails.IsEmpty()) {
+        return std::nullopt;
     }
-    *time = FILETIME();
-    return true;
+    return m_emails.GetHead().GetAddress().RawAddress();
 }
 
+// An empty list is read again at the next call: the mailbox may be there by then.
 CContactAddrList& CUserStoreContact::GetAddresses()
 {
     if (m_addresses.IsEmpty() && !LoadAddresses()) {
@@ -154,19 +136,9 @@ bool CUserStoreContact::GetFirstName(std::u16string* name)
     return name != nullptr && GetProperty(CContactProperties::Instance().GivenName, name);
 }
 
-bool CUserStoreContact::SetFirstName(const std::u16string&)
-{
-    return false;
-}
-
 bool CUserStoreContact::GetLastName(std::u16string* name)
 {
     return name != nullptr && GetProperty(CContactProperties::Instance().Surname, name);
-}
-
-bool CUserStoreContact::SetLastName(const std::u16string&)
-{
-    return false;
 }
 
 bool CUserStoreContact::SupportsProperty(const CContactProperty& property)
@@ -176,11 +148,8 @@ bool CUserStoreContact::SupportsProperty(const CContactProperty& property)
              property == names.WssVersion || property == names.WssReplicationId);
 }
 
-bool CUserStoreContact::GetProperty(const CContactProperty& property, std::u16string* value)
-try {
-    if (value == nullptr) {
-        return Fail(ERROR_INVALID_PARAMETER);
-    }
+bool CUserStoreContact::ReadProperty(const CContactProperty& property, std::u16string* value)
+{
     const CContactProperties names = CContactProperties::Instance();
     const char* name = property == names.Jobtitle ? names.Title.GetName() : property.GetName();
     std::string text;
@@ -189,8 +158,6 @@ try {
     }
     *value = Utf8ToWideLossy(text);
     return true;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
 bool CUserStoreContact::GetProperty(const CContactProperty& property, std::uint32_t* value)
@@ -205,11 +172,6 @@ try {
     return OpenMailbox() && m_mailbox.GetProperty(property.GetName(), value);
 } catch (const std::bad_alloc&) {
     return FailForMemory();
-}
-
-bool CUserStoreContact::ToString(std::u16string*)
-{
-    return Fail(ERROR_NOT_SUPPORTED);
 }
 
 bool CUserStoreContact::OpenMailbox()
@@ -234,6 +196,7 @@ bool CUserStoreContact::LoadOtherMailbox()
     if (text.empty()) {
         return true;
     }
+    // Parse stops at a zero, and half of a value is not its address.
     CRfc822Address address;
     if (text.find('\0') != text.npos) {
         return Fail(ERROR_INVALID_DATA);

@@ -16,12 +16,14 @@ namespace
 constexpr std::uint64_t kVersionLastsSeconds = 900;
 constexpr std::uint32_t kMaxNameLength = 64;
 
+// The mail server's own mailboxes, whatever case their names are written in.
 bool IsPerson(std::string_view mailboxName)
 {
     return !EqualIgnoringCase(mailboxName, "mailboxtemplate") &&
            !EqualIgnoringCase(mailboxName, "catchall");
 }
 
+// A version from the future, as after the clock was set back, is present too.
 bool IsStillPresent(const FILETIME& version, const FILETIME& now)
 {
     return version > now ||
@@ -56,6 +58,7 @@ bool CUserStoreContactEnumerator::Start(const FILETIME* version, bool* changed)
         m_version = known;
         return true;
     }
+    // A domain that cannot be listed has no contacts; that is no failure.
     m_enumeration = StartMailboxEnumeration(m_server, m_mailbox.GetDomain());
     return m_enumeration != nullptr || GetLastError() != ERROR_NOT_ENOUGH_MEMORY;
 }

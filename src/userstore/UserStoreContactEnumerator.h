@@ -24,8 +24,8 @@ public:
     bool IsStarted() override { return m_enumeration != nullptr; }
     bool Finish() override;
     FILETIME GetVersion() override { return m_version; }
-    // False at the end with last error 18, else as FindNextMailbox leaves it. A mailbox name that
-    // no mail address can hold ends the walk, with last error 13.
+    // False at the end, with ERROR_NO_MORE_FILES (18), else as FindNextMailbox leaves it. A mailbox
+    // name that no mail address can hold ends the walk, with ERROR_INVALID_DATA (13).
     bool MoveNext() override;
     CContact* GetCurrent() override { return m_current.get(); }
 
