@@ -15,27 +15,31 @@ using VCardUtils::CNameContentLine;
 namespace
 {
 
+// A property that is a line of its own, with the type of that line.
 struct LineRow
 {
     CContactProperty property;
     const char* vcardType;
 };
 
-const LineRow kLineProperties[] = {
-    {"FileAs", "X-FILE-AS"},
-    {"FullName", "FN"},
-    {"Nickname", "NICKNAME"},
-    {"Comment", "NOTE"},
-    {"HTMLComment", "X-ALT-NOTE"},
-    {"OrgUnit", "ROLE"},
-    {"Jobtitle", "TITLE"},
-    {"Organization", "ORG"},
-    {"URL", "URL"},
-    {"Manager", "AGENT"},
-    {"WssVersion", kWriteCounterLine},
-    {"WssReplicationId", "X-LARKMERE-WSSREPLICATIONID"},
+constexpr CContactProperties kNames = CContactProperties::Instance();
+
+constexpr LineRow kLineProperties[] = {
+    {kNames.FileAs, "X-FILE-AS"},
+    {kNames.FullName, "FN"},
+    {kNames.Nickname, "NICKNAME"},
+    {kNames.Comment, "NOTE"},
+    {kNames.HTMLComment, "X-ALT-NOTE"},
+    {kNames.OrgUnit, "ROLE"},
+    {kNames.Jobtitle, "TITLE"},
+    {kNames.Organization, "ORG"},
+    {kNames.URL, "URL"},
+    {kNames.Manager, "AGENT"},
+    {kNames.WssVersion, kWriteCounterLine},
+    {kNames.WssReplicationId, "X-LARKMERE-WSSREPLICATIONID"},
 };
 
+// A property that is a component of the N line.
 struct ComponentRow
 {
     CContactProperty property;
@@ -43,12 +47,15 @@ struct ComponentRow
     bool (CNameContentLine::*set)(std::u16string);
 };
 
-const ComponentRow kNameComponents[] = {
-    {"Surname", &CNameContentLine::GetFamilyName, &CNameContentLine::SetFamilyName},
-    {"GivenName", &CNameContentLine::GetGivenName, &CNameContentLine::SetGivenName},
-    {"MiddleInitial", &CNameContentLine::GetAdditionalNames, &CNameContentLine::SetAdditionalNames},
-    {"Title", &CNameContentLine::GetHonorificPrefixes, &CNameContentLine::SetHonorificPrefixes},
-    {"Suffix", &CNameContentLine::GetHonorificSuffixes, &CNameContentLine::SetHonorificSuffixes},
+constexpr ComponentRow kNameComponents[] = {
+    {kNames.Surname, &CNameContentLine::GetFamilyName, &CNameContentLine::SetFamilyName},
+    {kNames.GivenName, &CNameContentLine::GetGivenName, &CNameContentLine::SetGivenName},
+    {kNames.MiddleInitial, &CNameContentLine::GetAdditionalNames,
+     &CNameContentLine::SetAdditionalNames},
+    {kNames.Title, &CNameContentLine::GetHonorificPrefixes,
+     &CNameContentLine::SetHonorificPrefixes},
+    {kNames.Suffix, &CNameContentLine::GetHonorificSuffixes,
+     &CNameContentLine::SetHonorificSuffixes},
 };
 
 const ComponentRow* FindComponent(const CContactProperty& property)
@@ -61,7 +68,7 @@ const ComponentRow* FindComponent(const CContactProperty& property)
     return nullptr;
 }
 
-// Text that would break out of its line, or could not be written at all, is refused.
+// Refuses text that would break its line, and text that is no UTF-16.
 bool CanBeCarried(const std::u16string& text, std::u16string_view refused)
 {
     if (text.find_first_of(refused) != std::u16string::npos) {
@@ -129,7 +136,7 @@ try {
         return Fail(ERROR_INVALID_PARAMETER);
     }
     *value = 0;
-    if (!(property == CContactProperty("WssVersion"))) {
+    if (!(property == kNames.WssVersion)) {
         return false;
     }
     if (const CContentLine* line = FindLine(kWriteCounterLine)) {
@@ -152,6 +159,7 @@ bool CPABContact::GetProperty(const CContactProperty& /*property*/, bool* /*valu
 bool CPABContact::SetProperty(const CContactProperty& property, std::u16string value)
 try {
     const CFunctionDebugging scope("CPABContact::SetProperty");
+    // First: the contact counts as changed also where the value is refused.
     m_isDirty = true;
     if (const char* vcardType = ToTextVCardType(property)) {
         return SetLineProperty(vcardType, value);
@@ -165,6 +173,7 @@ try {
 bool CPABContact::SetLineProperty(const char* vcardType, const std::u16string& value)
 {
     if (value.empty()) {
+        // Of several lines of that type the first goes, and the second takes its place.
         if (const POSITION position = m_lines.Find(vcardType)) {
             const std::unique_ptr<CContentLine> removed(m_lines.GetAt(position));
             m_lines.RemoveAt(position);

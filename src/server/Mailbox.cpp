@@ -1,8 +1,10 @@
 #include "server/Mailbox.h"
 
+#include "platform/Ascii.h"
 #include "platform/Failure.h"
 #include "platform/FileApi.h"
 #include "server/MailStoreHandles.h"
+#include "server/PropertyNames.h"
 
 #include <algorithm>
 #include <new>
@@ -16,18 +18,13 @@ namespace
 
 constexpr std::string_view kEffective = "effective";
 
-// Properties that a mailbox's contact reads as text, by key: empty where nobody filled them in.
-constexpr std::string_view kContactTexts[] = {
-    "city",          "comment",          "country",      "facsimile",
-    "fileas",        "fullname",         "givenname",    "homeaddress",
-    "homecity",      "homecountry",      "homephone",    "homepostcode",
-    "homestate",     "homestreet",       "htmlcomment",  "jobtitle",
-    "manager",       "middleinitial",    "mobile",       "nickname",
-    "organization",  "orgunit",          "othermailbox", "pager",
-    "postaladdress", "postcode",         "state",        "street",
-    "suffix",        "surname",          "telephone",    "title",
-    "url",           "wssreplicationid", "wssversion",
-};
+// Properties that a mailbox's contact reads: empty where nobody filled them in.
+bool IsContactText(std::string_view key)
+{
+    return std::ranges::any_of(kPropertyNames, [key](const CPropertyName& known) {
+        return EqualIgnoringCase(key, std::string_view(known.name));
+    });
+}
 
 // The value that answers for a name, a file's own or *made; null with the reason in the last error.
 // A copy of a variant that finds no memory is undefined in libstdc++ 12, so none is made.
@@ -49,7 +46,7 @@ const PropertyValue* LookUp(const _tMailbox& mailbox, const char* name, Property
         *made = *value;
         return made;
     }
-    if (std::ranges::find(kContactTexts, key) != std::end(kContactTexts)) {
+    if (IsContactText(key)) {
         *made = std::string();
         return made;
     }
