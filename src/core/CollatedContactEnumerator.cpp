@@ -10,7 +10,7 @@
 namespace
 {
 
-// The high half counts as signed.
+// The high half counts as signed, so that a version from far in the future never sticks.
 bool IsLater(const FILETIME& left, const FILETIME& right)
 {
     return static_cast<std::int64_t>(FileTimeToCount(left)) >
@@ -37,11 +37,15 @@ CCollatedContactEnumerator::~CCollatedContactEnumerator()
 
 bool CCollatedContactEnumerator::Start(const FILETIME* version, bool* changed)
 try {
+    return KeepingLastError([&] { return Begin(version, changed); });
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CCollatedContactEnumerator::Begin(const FILETIME* version, bool* changed)
+{
     const FILETIME since = version == nullptr ? FILETIME() : *version;
-    {
-        const CKeepLastError keep;
-        Finish();
-    }
+    Finish();
     bool isNew = false;
     if (!IsAnythingNew(since, &isNew)) {
         return false;
@@ -57,10 +61,9 @@ try {
     }
     m_position = m_stores.GetHeadPosition();
     return true;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
+// Stops at the first store that has something new: all will be opened anyway.
 bool CCollatedContactEnumerator::IsAnythingNew(const FILETIME& version, bool* isNew)
 {
     for (const auto& store : m_stores) {
@@ -76,6 +79,7 @@ bool CCollatedContactEnumerator::IsAnythingNew(const FILETIME& version, bool* is
     return true;
 }
 
+// A store that answered with a change is started already.
 bool CCollatedContactEnumerator::OpenAll()
 {
     for (const auto& store : m_stores) {
@@ -92,8 +96,16 @@ bool CCollatedContactEnumerator::OpenAll()
 
 bool CCollatedContactEnumerator::MoveNext()
 try {
+    return KeepingLastError([this] { return MoveToNextShown(); });
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CCollatedContactEnumerator::MoveToNextShown()
+{
     while (m_position != nullptr) {
         CContactPlg::CContactEnumerator& store = *m_stores.GetAt(m_position);
+        // Remember may find no memory; the contact is then found already at the next call.
         m_isFound = m_isFound || FindShown(store);
         if (m_isFound) {
             Remember(*store.GetCurrent());
@@ -103,12 +115,9 @@ try {
         m_stores.GetNext(m_position);
     }
     return false;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
-// A store that found no memory for its current contact has none to give; the walk goes on behind
-// it.
+// A store may have no current contact where memory ended. The walk then goes on behind it.
 bool CCollatedContactEnumerator::FindShown(CContactPlg::CContactEnumerator& store) const
 {
     while (store.MoveNext()) {
@@ -120,6 +129,7 @@ bool CCollatedContactEnumerator::FindShown(CContactPlg::CContactEnumerator& stor
     return false;
 }
 
+// Only the first address decides, but all addresses of a shown contact are remembered.
 bool CCollatedContactEnumerator::IsShown(CContact& contact) const
 {
     if (!contact.IsReadOnly()) {

@@ -12,18 +12,13 @@
 
 class CContactPlgList;
 
-// One walk over the contacts of all stores, store after store. A contact that can be changed is
-// always shown. A read-only one is shown only if its first e-mail address has not been seen in this
-// walk, in whatever store; one without an address never is. Addresses compare exactly
-// (CRfc822Address::RawAddress).
+// One walk over the contacts of all stores, store after store; CContactMgr::GetEnumerator tells
+// what it shows. A resource, independent of the manager but not of its stores.
 //
-// The version of the whole is the largest of the stores' versions and only grows. A poll that finds
-// nothing new asks each store once and opens nothing; one changed store opens all of them, since
-// every store's contacts count for the duplicates. Since a store may give the time of its Start as
-// its version (the mailbox directory does), a contact that another store took in between its own
-// Start and that one is older than the version of the whole: the walk lacks it, and a poll finds it
-// with that store's next change only. A store that fails in the middle of a walk looks like that
-// store's end. A resource, independent of the manager but not of its stores.
+// One changed store opens all of them, since every store's contacts count for the duplicates. The
+// version is the largest of the stores' versions and only grows. The mailbox directory gives the
+// time of its Start as its version. What another store took in just before that, behind its own
+// Start, is older than the version of the whole, and a poll finds it with the next change only.
 class CCollatedContactEnumerator : public CContactPlg::CContactEnumerator
 {
 public:
@@ -32,15 +27,13 @@ public:
     explicit CCollatedContactEnumerator(const CContactPlgList& plugins);
     ~CCollatedContactEnumerator() override;
 
-    // False if a store's Start fails, with its last error. Where nothing is new GetVersion keeps
-    // what the last walk gave, zero at first, and not the caller's version.
+    // False if a store's Start fails, with its last error. Where nothing is new, GetVersion still
+    // gives the version of the last walk, zero at first, and not the caller's.
     bool Start(const FILETIME* version, bool* changed) override;
     bool IsStarted() override { return m_position != nullptr; }
-    // False at the first store that cannot be finished; the ones behind it are then still open.
+    // False at the first store that cannot be finished; the ones behind it stay started.
     bool Finish() override;
     FILETIME GetVersion() override { return m_version; }
-    // After ERROR_NOT_ENOUGH_MEMORY (8) the walk is still open (IsStarted), but may have lost the
-    // contact that was due: begin anew.
     bool MoveNext() override;
     // Null without a walk.
     CContact* GetCurrent() override;
@@ -55,6 +48,8 @@ private:
         }
     };
 
+    bool Begin(const FILETIME* version, bool* changed);
+    bool MoveToNextShown();
     bool IsAnythingNew(const FILETIME& version, bool* isNew);
     bool OpenAll();
     bool FindShown(CContactPlg::CContactEnumerator& store) const;

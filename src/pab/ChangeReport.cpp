@@ -50,31 +50,28 @@ bool CChangeReport::Draw(FILETIME* version)
         MoveBehindCreations(version);
     }
     if (m_latest > m_version) {
-        // I5: a dead process left that. Only tried.
-        const CKeepLastError keep;
+        // I5: a process died behind its stamp. A failure here only delays the followers.
         MoveFolderTime(m_folder.c_str(), m_latest, &m_latest);
     }
     return search.Close();
 }
 
-// When names change, the system sets the folder's time from a coarse clock, which may be earlier
-// than a version that the caller got. A version that the clock has not come to yet was taken with a
-// clock that was wrong, or the clock was set back; only the latest that the folder has had tells.
+// When names change, the kernel sets the folder's time from a coarse clock, which may be earlier
+// than a version that was already handed out. So the caller's version counts if it is later. But if
+// that is later than the clock, a clock was wrong; then the latest version of the folder counts.
 void CChangeReport::ReadVersion(const FILETIME& folderTime)
 {
     m_version = std::max(folderTime, m_since);
     if (m_since > folderTime && m_since > m_begin) {
-        const CKeepLastError keep;
         m_version = folderTime;
         MoveFolderTime(m_folder.c_str(), folderTime, &m_version);
     }
 }
 
-// I7: what another program made in the tick of the folder's time. The version goes one unit on, if
-// the clock has passed that; otherwise the caller's next one begins in front of those files.
+// I7: contacts that were made in the very tick of the version. The version moves on by one unit, if
+// the clock has passed that, and they are told. Otherwise the next report begins before them.
 void CChangeReport::MoveBehindCreations(FILETIME* version)
 {
-    const CKeepLastError keep;
     const FILETIME next = FileTimeFromCount(FileTimeToCount(m_version) + 1);
     FILETIME latest;
     if (next <= m_begin && MoveFolderTime(m_folder.c_str(), next, &latest) != 0) {
@@ -87,17 +84,12 @@ void CChangeReport::MoveBehindCreations(FILETIME* version)
 
 bool CChangeReport::Walk(WIN32_FIND_DATA& entry, HANDLE search)
 {
-    const std::uint32_t before = GetLastError();
     do {
         if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
             Classify(entry, search);
         }
     } while (FindNextFileA(search, &entry) != 0);
-    if (GetLastError() != ERROR_NO_MORE_FILES) {
-        return false;
-    }
-    SetLastError(before);
-    return true;
+    return GetLastError() == ERROR_NO_MORE_FILES;
 }
 
 void CChangeReport::Classify(const WIN32_FIND_DATA& entry, HANDLE search)
@@ -121,11 +113,10 @@ void CChangeReport::Classify(const WIN32_FIND_DATA& entry, HANDLE search)
     }
 }
 
-// A first save moves the file's time an instant before its length, so a file that looks deleted is
-// looked at once more.
+// A first save moves the file's time an instant before its length. So a file that looks deleted is
+// looked at a second time.
 bool CChangeReport::HasLengthNow(const WIN32_FIND_DATA& entry) const
 {
-    const CKeepLastError keep;
     WIN32_FILE_ATTRIBUTE_DATA now;
     const std::string path = m_folder + '/' + entry.cFileName;
     return CFileSystem::GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &now) != 0 &&

@@ -18,10 +18,9 @@ public:
     CChangeReport(const CChangeReport&) = delete;
     CChangeReport& operator=(const CChangeReport&) = delete;
 
-    // *version is where the next report is to begin: the folder's time before the walk. It is
-    // `since` where the folder's time lies before that, unless that is later than the clock, and
-    // where there is no folder. After false, with the last error set, the lists keep what was found
-    // so far.
+    // *version is where the next report begins: the folder's time before the walk. It is `since`
+    // instead if the folder's time is earlier, unless `since` is later than the clock, and if there
+    // is no folder. After false, with the last error set, the lists keep what was found so far.
     bool Draw(FILETIME* version);
 
 private:
@@ -39,5 +38,5 @@ private:
     ContactMgr::CContactIdList m_atVersion; // created at the very version
     FILETIME m_begin;                       // by the clock
     FILETIME m_version;
-    FILETIME m_latest; // of the files that the clock had passed
+    FILETIME m_latest; // the latest time of a file that is not ahead of the clock
 };

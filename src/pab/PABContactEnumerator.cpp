@@ -18,6 +18,11 @@ CPABContactEnumerator::~CPABContactEnumerator()
 
 bool CPABContactEnumerator::Start(const FILETIME* version, bool* changed)
 {
+    return KeepingLastError([&] { return Begin(version, changed); });
+}
+
+bool CPABContactEnumerator::Begin(const FILETIME* version, bool* changed)
+{
     Finish();
     WIN32_FILE_ATTRIBUTE_DATA folder;
     if (CFileSystem::GetFileAttributesExA(m_rootDirectory.c_str(), GetFileExInfoStandard,
@@ -37,6 +42,7 @@ bool CPABContactEnumerator::Start(const FILETIME* version, bool* changed)
             return true;
         }
     }
+    // A folder without contact files is a walk that ends at once.
     m_search = CFindHandle(FindFirstFileA((m_rootDirectory + "/*.vcf").c_str(), &m_entry));
     m_isFirstPending = true;
     return m_search.IsOpen() || IsMissingFile(GetLastError());
@@ -53,10 +59,16 @@ bool CPABContactEnumerator::Finish()
 
 bool CPABContactEnumerator::MoveNext()
 {
+    return KeepingLastError([this] { return MoveToNextContact(); });
+}
+
+bool CPABContactEnumerator::MoveToNextContact()
+{
     if (!m_search.IsOpen()) {
         return false;
     }
     while (std::exchange(m_isFirstPending, false) || FindNextFileA(m_search.Get(), &m_entry) != 0) {
+        // An empty file was deleted or never saved.
         const bool isCandidate =
             m_entry.nFileSizeLow != 0 && (m_entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
         if (isCandidate && OpenEntry()) {
@@ -68,8 +80,9 @@ bool CPABContactEnumerator::MoveNext()
 
 bool CPABContactEnumerator::OpenEntry()
 {
+    // First, since the contact may be the one that is held.
     m_current.reset();
-    // A copy such as "80000000 (1).vcf" must not show the contact 80000000.vcf a second time.
+    // A copy such as "80000000 (1).vcf" reads as the same number as 80000000.vcf.
     const ContactMgr::CContactId id = CPABContact::FileNameToContactId(m_entry.cFileName);
     const std::string fileName = CPABContact::ContactIdToFileName(id);
     if (!EqualIgnoringCase(fileName, m_entry.cFileName)) {
@@ -78,7 +91,7 @@ bool CPABContactEnumerator::OpenEntry()
     auto contact = Make<CPABContact>();
     SetLastError(ERROR_SUCCESS);
     if (!contact->Open(m_rootDirectory.c_str(), id.ToNumber())) {
-        // Any other contact that does not open is passed over; this one would open another time.
+        // For any other reason the contact is passed over; this one would open another time.
         if (GetLastError() == ERROR_NOT_ENOUGH_MEMORY) {
             throw std::bad_alloc();
         }

@@ -7,14 +7,13 @@
 #include <memory>
 #include <string>
 
-// Walks the contact files of an address book folder and offers each as an open contact, in the
-// order of the directory search. A file that does not open is passed over and stays as it is:
-// somebody holds it, it is damaged or no contact, or there is no room to complete a save that was
-// cut short. The version is the folder's last-write time; a poll costs one look at the folder and
-// opens nothing.
+// Walks the contact files of an address book folder and opens each, in the order of the directory
+// search. A file that does not open is passed over and stays as it is: somebody holds it, it is
+// damaged or no contact, or there is no room to complete a save that was cut short. The version is
+// the folder's last-write time; a poll reads the folder's times and opens nothing.
 //
-// The current contact is held exclusively while it lives, and one that was changed is saved when
-// the walk moves on. A resource; used by one thread at a time.
+// The current contact is locked while it lives. If it was changed, it is saved when the walk moves
+// on. A resource; used by one thread at a time.
 class CPABContactEnumerator : public CContactPlg::CContactEnumerator
 {
 public:
@@ -33,6 +32,8 @@ public:
     CContact* GetCurrent() override { return m_current.get(); }
 
 private:
+    bool Begin(const FILETIME* version, bool* changed);
+    bool MoveToNextContact();
     bool OpenEntry();
 
     const std::string& m_rootDirectory;

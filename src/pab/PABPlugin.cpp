@@ -18,6 +18,7 @@ namespace
 
 constexpr std::uint32_t kPathRoom = 261;
 
+// An empty value is passed over: the new contact has none either.
 bool CopyProperties(CContact& from, CContact& to)
 {
     CContactPropertyList names;
@@ -37,7 +38,8 @@ bool CopyProperties(CContact& from, CContact& to)
     return true;
 }
 
-// A list that a contact reads when it is asked for is empty where it finds no memory.
+// A contact that reads a list on demand gives an empty one where memory ends; only the last error
+// tells.
 bool CopyLists(CContact& from, CContact& to)
 {
     const std::uint32_t lastError = GetLastError();
@@ -100,6 +102,7 @@ bool CPABPlugin::OpenContact(ContactMgr::CContactId id, CContact** contact)
 
 CContact* CPABPlugin::CreateContact(CContact* contact)
 {
+    // ERROR_PATH_NOT_FOUND comes again below, from the counter or the contact's file.
     if (EnsureDirectory(m_rootDirectory.c_str()) == 0 && GetLastError() != ERROR_PATH_NOT_FOUND) {
         return nullptr;
     }
@@ -109,6 +112,8 @@ CContact* CPABPlugin::CreateContact(CContact* contact)
         created.reset();
         return nullptr;
     };
+    // Number 0 is refused by Create, so that a failed claim leaves ERROR_INVALID_PARAMETER (87);
+    // exhausted memory keeps its own code.
     const std::uint32_t number = AllocateContactNumber();
     const bool isWithoutMemory = number == 0 && GetLastError() == ERROR_NOT_ENOUGH_MEMORY;
     if (isWithoutMemory || !created->Create(m_rootDirectory.c_str(), number)) {
@@ -150,5 +155,7 @@ bool CPABPlugin::ChangesSince(FILETIME since, FILETIME* version,
     if (version == nullptr || deleted == nullptr || changed == nullptr || created == nullptr) {
         return Fail(ERROR_INVALID_PARAMETER);
     }
-    return CChangeReport(m_rootDirectory, since, *deleted, *changed, *created).Draw(version);
+    return KeepingLastError([&] {
+        return CChangeReport(m_rootDirectory, since, *deleted, *changed, *created).Draw(version);
+    });
 }

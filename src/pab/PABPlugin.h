@@ -7,11 +7,11 @@
 class CMailbox;
 
 // The personal address book of a mailbox: the contact files (pab/PABContact.h) in the folder
-// "Contacts" of its message store, and the only store where contacts are made. The folder's
+// "Contacts" of its message store. It is the only store where contacts are made. The folder's
 // last-write time is the store's version. A folder that does not exist is an empty store; the first
 // CreateContact makes it.
 //
-// The plug-in keeps nothing but the path: several threads and processes use one folder at once
+// The plug-in keeps the path alone: several threads and processes may use one folder at once
 // through plug-ins of their own. Where memory ends the operations throw std::bad_alloc.
 class CPABPlugin final : public CContactPlg
 {
@@ -33,25 +33,20 @@ public:
 
     // Claims the next number and makes its file, which stays empty until the first Save. Numbers
     // run from 1 to 0x7FFFFFFE and are never given twice; one whose creation failed is used up.
-    // With a template its supported properties and its four lists are copied; one that cannot be
-    // read or set gives null and leaves a partial contact behind. Last error 87: no number could be
-    // claimed; else as the folder or the file left it.
+    // With a template its supported properties and its four lists are copied. If one of them cannot
+    // be read or set, the result is null and a partial contact stays behind. Last error
+    // ERROR_INVALID_PARAMETER (87): no number could be claimed; else of the folder or the file.
     CContact* CreateContact(CContact* contact) override;
 
     // Empties the contact's file. Last errors as CPABContact::Delete.
     bool DeleteContact(ContactMgr::CContactId id) override;
 
-    // Compares file times and lengths and opens no contact file (pab/ChangeReport.h). *version is
-    // the folder's time as it was before the walk, and not earlier than since as long as that is
-    // not later than the clock; the lists are appended to. Last error 87: a null pointer; after
-    // another failure, with its code, the lists keep what was found so far.
-    //
-    // Created and deleted since the version reads as never there. One that is made while the report
-    // is drawn up may be left to the next report. One that was made before the version and first
-    // saved behind it is changed: a caller takes a changed contact that it does not know for a new
-    // one, and passes over a deleted one that it does not know. It begins with version 0, since
-    // what a walk shows may be newer than the walk's version. The report may move the folder's
-    // time, if this process has the right to.
+    // Compares file times and lengths and opens no contact file (pab/ChangeReport.h).
+    // CContactMgr::ChangesSince tells what the lists hold. A contact that is made during the report
+    // may be left to the next one. A follower begins with version 0, since what a walk shows may be
+    // newer than the walk's version. The report may move the folder's time, if this process may.
+    // Last error ERROR_INVALID_PARAMETER (87): a null pointer; after another failure, with its
+    // code, the lists keep what was found so far.
     bool ChangesSince(FILETIME since, FILETIME* version, ContactMgr::CContactIdList* deleted,
                       ContactMgr::CContactIdList* changed,
                       ContactMgr::CContactIdList* created) override;

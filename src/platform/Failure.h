@@ -34,6 +34,19 @@ inline CFailed FailForMemory() noexcept
     return Fail(ERROR_NOT_ENOUGH_MEMORY);
 }
 
+// Runs an operation. Where it succeeds, the last error is put back to what it was before: a code
+// that was set on the way there is no failure.
+template <class Operation>
+bool KeepingLastError(Operation operation)
+{
+    const std::uint32_t before = GetLastError();
+    const bool isDone = operation();
+    if (isDone) {
+        SetLastError(before);
+    }
+    return isDone;
+}
+
 // A new object of a class whose `new` gives null when memory is exhausted; throws std::bad_alloc
 // then.
 template <class T, class... Arguments>

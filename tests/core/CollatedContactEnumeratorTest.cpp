@@ -188,6 +188,7 @@ TEST_F(CCollatedContactEnumeratorTest, PollAsksEachStoreOnceAndStopsAtTheFirstCh
 {
     const FILETIME since = FileTimeFromCount(5);
     bool changed = true;
+    SetLastError(4711);
     EXPECT_TRUE(walk->Start(&since, &changed));
     EXPECT_FALSE(changed || walk->IsStarted() || walk->MoveNext());
     EXPECT_EQ(walk->GetVersion(), FILETIME());
@@ -196,12 +197,15 @@ TEST_F(CCollatedContactEnumeratorTest, PollAsksEachStoreOnceAndStopsAtTheFirstCh
     }
 
     stores[1].version = FileTimeFromCount(6);
+    stores[1].contacts = {Fake("a", kWritable, {})};
     EXPECT_TRUE(walk->Start(&since, &changed));
     EXPECT_TRUE(changed && walk->IsStarted());
     EXPECT_EQ(walk->GetCurrent(), nullptr);
     EXPECT_EQ(stores[0].calls, "poll:5 open ");
     EXPECT_EQ(stores[1].calls, "poll:5 ") << "it is open already";
     EXPECT_EQ(stores[2].calls, "open ");
+    EXPECT_TRUE(walk->MoveNext());
+    EXPECT_EQ(GetLastError(), 4711u) << "every fake store set another one";
 }
 
 TEST_F(CCollatedContactEnumeratorTest, AStoresFailureEndsTheCall)
