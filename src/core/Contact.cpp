@@ -7,8 +7,8 @@
 namespace
 {
 
-// The assignment copies first and swaps then, so that a list may replace itself, and one that
-// cannot be copied leaves the old one.
+// A list's assignment copies first and then swaps. So a list may replace itself, and where memory
+// ends the old one stays.
 template <class List>
 bool Replace(List& list, const List& with)
 try {

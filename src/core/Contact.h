@@ -12,8 +12,8 @@
 #include <string>
 #include <utility>
 
-// An e-mail address of a contact. The type mask of an entry has no meaning until it is set; the
-// setters always give true. A value, like the three entry classes below.
+// An e-mail address of a contact. The type mask of a new entry is 0; its maker sets it. The setters
+// always give true. Copying may throw std::bad_alloc. A value, like the three entry classes below.
 class CContactEmail : public CTracedAllocation
 {
 public:
@@ -39,7 +39,7 @@ private:
     CRfc822Address m_address;
 };
 
-// A telephone number: the bytes that the store has, UTF-8 where they are not ASCII.
+// A telephone number: the bytes that the store has, UTF-8 as a rule.
 class CContactTel : public CTracedAllocation
 {
 public:
@@ -132,7 +132,7 @@ private:
     std::u16string m_country;
 };
 
-// An instant messaging address, a URI as a rule (RFC 4770).
+// An instant messaging address, as a rule a URI (RFC 4770).
 class CContactIM : public CTracedAllocation
 {
 public:
@@ -160,6 +160,8 @@ private:
     std::u16string m_address;
 };
 
+// The lists of a contact. An empty list has no head: ask IsEmpty before GetHead. Adding and copying
+// may throw std::bad_alloc.
 class CContactEmailList : public CList<CContactEmail>, public CTracedAllocation
 {};
 
@@ -172,10 +174,15 @@ class CContactAddrList : public CList<CContactAddr>, public CTracedAllocation
 class CContactIMList : public CList<CContactIM>, public CTracedAllocation
 {};
 
-// One contact of any store: two names, four typed lists, and named properties for the rest. Holds
-// the names and the lists itself. A false result leaves its reason in the last error, except where
-// "no code" is said; 50 means that the store does not have the operation, 8 exhausted memory. A
-// resource, destroyed through its destructor; used by one thread at a time.
+// One contact of any store: two names, four lists, and named properties for the rest. A resource,
+// destroyed through its destructor; used by one thread at a time.
+//
+// A false result leaves its reason in the last error. In all operations that is
+// ERROR_NOT_SUPPORTED (50) where the store does not have the operation, ERROR_NOT_ENOUGH_MEMORY (8)
+// where memory is exhausted, and ERROR_INVALID_PARAMETER (87) for a null output. "No code" below
+// means that the last error stays as it was: whoever needs to know sets it to 0 before the call.
+//
+// Destroying a changed contact saves it, and nobody learns whether that succeeded: call Save first.
 class CContact : public CTracedAllocation
 {
 public:
@@ -183,18 +190,23 @@ public:
     CContact& operator=(const CContact&) = delete;
     virtual ~CContact() = default;
 
-    // Writes the changes of the record to its store.
+    // Writes the record to its store, if a setter has changed it. After false it is still changed
+    // and can be saved again. Last error ERROR_NOT_SUPPORTED (50): a read-only contact;
+    // ERROR_INVALID_DATA (13): the text of an entry is no UTF-16; else of the file, such as
+    // ERROR_DISK_FULL (112).
     virtual bool Save();
     virtual ContactMgr::CContactId GetId() = 0;
-    // Says what the store can do; the setters of a read-only contact still change the object in
-    // memory, and Save refuses.
+    // Whether the store takes changes. The list setters of a read-only contact change the object in
+    // memory all the same, and Save refuses.
     virtual bool IsReadOnly() { return true; }
+    // The type of the contact's store: the namespace of its identifier.
     virtual std::string GetPluginType() = 0;
-    // Zero where the store keeps no time.
+    // When the contact was last written, in UTC; zero where the store keeps no time.
     virtual bool GetModifiedTime(FILETIME* time) = 0;
 
-    // The lists stay the contact's. Setting one replaces all its entries by copies; the argument
-    // may be the contact's own list.
+    // The lists stay the contact's. A list may be changed through its reference, but that alone is
+    // not saved: hand the list to its setter, which marks the contact as changed. A setter replaces
+    // all entries by copies; the argument may be the contact's own list.
     virtual CContactEmailList& GetEmails() { return m_emails; }
     virtual bool SetEmails(const CContactEmailList& emails);
     virtual CContactAddrList& GetAddresses() { return m_addresses; }
@@ -204,28 +216,52 @@ public:
     virtual CContactIMList& GetIMs() { return m_ims; }
     virtual bool SetIMs(const CContactIMList& ims);
 
-    // A null output is false with no code.
+    // The given name and the family name. A getter with a null output, and a setter of a mailbox or
+    // of an older web client's contact, give false with no code; a setter of a sender gives
+    // ERROR_NOT_SUPPORTED (50). The setters of the address book refuse what SetProperty refuses.
     virtual bool GetFirstName(std::u16string* name);
     virtual bool SetFirstName(const std::u16string& name) = 0;
     virtual bool GetLastName(std::u16string* name);
     virtual bool SetLastName(const std::u16string& name) = 0;
 
+    // Whether the contact can have a property of that name. The address book says true for every
+    // name, also for one that it does not know.
     virtual bool SupportsProperty(const CContactProperty& property);
+
+    // A property that has no value is true and an empty text. A name that the store does not know
+    // is false: with no code in the address book and in the older web client's store, with
+    // ERROR_NOT_SUPPORTED (50) for a sender, with ERROR_NOT_FOUND (1168) for a mailbox. As a number
+    // the address book has "WssVersion", and a mailbox what its property files hold as a number;
+    // truth values are a mailbox's alone.
     virtual bool GetProperty(const CContactProperty& property, std::u16string* value) = 0;
     virtual bool GetProperty(const CContactProperty& property, std::uint32_t* value) = 0;
     virtual bool GetProperty(const CContactProperty& property, bool* value) = 0;
+
+    // An empty value removes the property. Text is UTF-16, with a line feed where a line ends. Last
+    // error ERROR_INVALID_DATA (13), and the old value stays: a carriage return, a zero character,
+    // an unpaired surrogate, and in a part of the name a line feed. No code: an unknown name.
+    // Numbers and truth values are not supported by any store.
     virtual bool SetProperty(const CContactProperty& property, std::u16string value);
     virtual bool SetProperty(const CContactProperty& property, std::uint32_t value);
     virtual bool SetProperty(const CContactProperty& property, bool value);
 
-    // A literal is text. Without these a pointer would count as a truth value. A signed number does
-    // not compile; write 5u. Derived classes that replace one form bring all of them in by
-    // `using CContact::SetProperty`. A null pointer is 87.
+    // A literal is text; null is ERROR_INVALID_PARAMETER (87). Without these two a pointer would
+    // count as a truth value. A signed number does not compile; write 5u. A derived class that
+    // replaces one form brings the others in by `using CContact::SetProperty`.
     bool SetProperty(const CContactProperty& property, const char16_t* value);
     bool SetProperty(const CContactProperty& property, const void* value) = delete;
 
-    // The contact as vCard text, and its replacement by such a text in UTF-8.
+    // The contact as vCard 3.0 text (RFC 2426) with CR LF, for contacts of the address book. *text
+    // is written on success only. Last error ERROR_INVALID_DATA (13): the text of an entry is no
+    // UTF-16.
     virtual bool ToString(std::u16string* text) = 0;
+
+    // Replaces the record by that of one vCard in UTF-8; Save writes it. Its FN line becomes the
+    // comment of every e-mail address. Lines that are no content lines are dropped. Last error
+    // ERROR_INVALID_DATA (13): no BEGIN:VCARD and END:VCARD around it, ERROR_FILE_TOO_LARGE (223):
+    // more than 64 MiB or 2,000,000 lines; the record is then unchanged. ERROR_INVALID_PARAMETER
+    // (87): a VERSION other than 3.0 or a PROFILE other than VCARD; the record then holds what the
+    // text brought, and is not to be used until another text is given to it.
     virtual bool FromString(const std::string& text);
 
 protected:

@@ -37,8 +37,8 @@ CContactId::CContactId(std::string text) : m_text(std::move(text))
     ReadNumber();
 }
 
-// strtoul itself depends on the locale and is 64 bits wide here. Like it, a local part without
-// digits is not read at all, its white space and sign included; an empty one is numeric.
+// Reads as strtoul does, which itself depends on the locale and is 64 bits wide here: of a local
+// part without digits nothing is read, not even white space or a sign. An empty one is numeric.
 void CContactId::ReadNumber()
 {
     const std::size_t separator = m_text.find(kSeparator);

@@ -12,7 +12,7 @@ namespace ContactMgr
 
 // Names one contact across all stores: a namespace, a hyphen, and a local part. The namespace is
 // the type of the store that owns the contact and holds no hyphen; the local part is all that
-// stands behind the first hyphen. A value.
+// stands behind the first hyphen. A value; copying and making one may throw std::bad_alloc.
 class CContactId : public CTracedAllocation
 {
 public:
@@ -50,7 +50,7 @@ private:
     bool m_isNumeric = false;
 };
 
-// An ordered list of identifiers. A value.
+// An ordered list of identifiers. A value; adding and copying may throw std::bad_alloc.
 class CContactIdList : public CList<CContactId>, public CTracedAllocation
 {};
 

@@ -27,6 +27,7 @@ CContactMgr::~CContactMgr()
     delete m_impl;
 }
 
+// Here exhausted memory becomes a last error: below, code throws std::bad_alloc.
 bool CContactMgr::OpenContact(ContactMgr::CContactId id, CContact** contact)
 try {
     const CFunctionDebugging scope("CContactMgr::OpenContact");

@@ -17,7 +17,7 @@ CContactMgrImpl::CContactMgrImpl(CMailbox& mailbox, std::span<const StoreFactory
         }
         CContactPlgOwner plugin(factory.create(m_mailbox), factory.release);
         if (plugin == nullptr) {
-            continue;
+            continue; // the other stores are of use without it
         }
         if (factory.isPermanent) {
             m_permanent = plugin.get();
@@ -26,6 +26,7 @@ CContactMgrImpl::CContactMgrImpl(CMailbox& mailbox, std::span<const StoreFactory
     }
 }
 
+// The stores go one by one, each by the way that its factory wants.
 CContactMgrImpl::~CContactMgrImpl()
 {
     const CKeepLastError keep;
@@ -39,6 +40,7 @@ std::uint32_t CContactMgrImpl::ReadMask() const
                                                                           : kDefaultStoreMask;
 }
 
+// The first owner takes the call; another one behind it is not asked, even if the first fails.
 CContactPlg* CContactMgrImpl::FindOwner(const ContactMgr::CContactId& id) const
 {
     for (const CContactPlgOwner& plugin : m_plugins) {

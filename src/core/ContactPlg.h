@@ -10,10 +10,12 @@
 #include <string>
 
 // Walks items, and tells first whether there is anything new since a version that the caller
-// holds. A version is opaque: a caller keeps the one that a walk gave and hands it back to the next
-// Start. A resource, destroyed through its destructor, which also finishes it; used by one thread
-// at a time. False leaves its reason in the last error. Where memory ends, the walk that a manager
-// gives leaves ERROR_NOT_ENOUGH_MEMORY (8); the walks of its stores throw std::bad_alloc.
+// holds. A version is opaque: keep the one that a walk gave, and hand it to the next Start. A
+// resource, destroyed through its destructor, which also finishes it; used by one thread at a time.
+//
+// False leaves its reason in the last error; true leaves the last error as it was, except in the
+// Start of a single store that finds nothing new. Where memory ends, the walk that a manager gives
+// leaves ERROR_NOT_ENOUGH_MEMORY (8); the walks of its stores throw std::bad_alloc.
 template <class Item, class Version>
 class CVersionedEnumerator : public CTracedAllocation
 {
@@ -23,10 +25,12 @@ public:
     CVersionedEnumerator& operator=(const CVersionedEnumerator&) = delete;
     virtual ~CVersionedEnumerator() = default;
 
-    // Begins anew, whatever was open. With a version that is still the present one *changed becomes
-    // false, nothing opens, and the result is true. Else *changed becomes true and the walk is
-    // open, with no current item yet. A null version opens without asking. Both pointers may be
-    // null. A store that does not exist yet is no failure: true, no change.
+    // Begins anew, whatever was open. Where nothing is newer than the version, *changed becomes
+    // false, nothing opens, and the result is true. Otherwise *changed becomes true and the walk is
+    // open, with no current item yet. `changed` may be null. A null version stands for zero in the
+    // walk of a manager, and opens without asking in that of a store. The address book's own walk
+    // asks only where both pointers are given. A store that does not exist yet is no failure: true,
+    // no change.
     virtual bool Start(const Version* version, bool* changed) = 0;
     virtual bool IsStarted() = 0;
     // Closes the walk and destroys the current item; true if nothing is open. False leaves it open.
@@ -36,14 +40,14 @@ public:
     // True with the next item current, the one before it destroyed; false at the end, on failure,
     // and with no walk open.
     virtual bool MoveNext() = 0;
-    // The current item, which stays the enumerator's until the next MoveNext, Finish or Start; to
-    // be asked for only after a MoveNext that gave true.
+    // The current item. It stays the enumerator's, until the next MoveNext, Finish or Start. Only
+    // to be asked for after a MoveNext that gave true.
     virtual Item* GetCurrent() = 0;
 };
 
-// A contact store. Its factory makes it and leaves a way to release it (core/StoreFactories.h); it
-// ends after all that came from it. Where memory ends its operations throw std::bad_alloc; the
-// manager, through which callers come, answers with ERROR_NOT_ENOUGH_MEMORY (8).
+// A contact store, as the manager sees it. It ends after all that came from it. Where memory ends
+// its operations throw std::bad_alloc; the manager, through which callers come, answers with
+// ERROR_NOT_ENOUGH_MEMORY (8). Callers use CContactMgr, and of this class the enumerator alone.
 class CContactPlg : public CTracedAllocation
 {
 public:
@@ -54,15 +58,17 @@ public:
     virtual std::string GetPluginType() = 0;
     virtual bool OwnsContact(ContactMgr::CContactId id) = 0;
 
-    // In-out: on success the object behind *contact, if any, is destroyed, and the new contact,
-    // which is the caller's, takes its place. A null `contact` only asks whether it opens. After
-    // failure *contact is as it was. False with no code for another store's identifier.
+    // On success the object behind *contact, if any, is destroyed, and the new contact, which is
+    // the caller's, takes its place. A null `contact` only asks whether it opens. After failure
+    // *contact is as it was. For another store's identifier the last error stays as it was.
     virtual bool OpenContact(ContactMgr::CContactId id, CContact** contact) = 0;
 
     // Makes a contact, which is the caller's, or gives null. The template may be null, and is only
-    // read: its supported properties and its four lists are copied.
+    // read: its supported properties and its four lists are copied. A store that makes none gives
+    // null and leaves the last error as it was.
     virtual CContact* CreateContact(CContact* contact);
 
+    // Last error ERROR_NOT_SUPPORTED (50), here and below: the store cannot do it.
     virtual bool DeleteContact(ContactMgr::CContactId id);
 
     // Appends the identifiers of the contacts deleted, changed and created after `since`, and gives

@@ -37,7 +37,8 @@ public:
     static constexpr CContactProperties Instance() { return {}; }
 
     // Appends the names at the tail of the list, in the order in which a template's properties are
-    // copied. False with last error 8, and the list as it was, when memory is exhausted.
+    // copied. False when memory is exhausted, with last error ERROR_NOT_ENOUGH_MEMORY (8); the list
+    // is then as it was.
     bool GetList(CContactPropertyList& list) const;
 
     CContactProperty Comment{"Comment"};             // a free text note
@@ -62,7 +63,7 @@ private:
     constexpr CContactProperties() = default;
 };
 
-// Tells the mail server that the mailbox property "EnabledContactPlugins" exists, in the family
-// "ContactMgr", with the default 11. The mail server calls it once at its start. 1 on success, 0
-// on failure, with the server's last error.
+// Tells the mail store that the mailbox property "EnabledContactPlugins" exists, a number in the
+// family "ContactMgr", with the default 11. A mail server calls it once at its start. 1 on success;
+// 0 on failure, with the last error of RegisterMailServerPropertyFamily.
 extern "C" int RegisterMailServerPropertyFamilies();

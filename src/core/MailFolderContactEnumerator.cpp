@@ -8,6 +8,7 @@ CMailFolderContactEnumerator::~CMailFolderContactEnumerator()
     CMailFolderContactEnumerator::Finish();
 }
 
+// The folder takes the caller's version and puts its own in its place.
 bool CMailFolderContactEnumerator::StartWalk(const FILETIME* version)
 {
     m_version = version == nullptr ? FILETIME() : *version;
@@ -18,7 +19,7 @@ bool CMailFolderContactEnumerator::StartWalk(const FILETIME* version)
 bool CMailFolderContactEnumerator::Finish()
 {
     if (m_started && !m_folder.CloseMessageEnumeration()) {
-        return false;
+        return false; // the walk stays open
     }
     m_started = false;
     m_current.reset();

@@ -19,8 +19,8 @@ bool IsOlder(const std::string& path, const std::string& than)
            file.ftLastWriteTime < other.ftLastWriteTime;
 }
 
-// Opening a file for writing completes it, for reading only does not. Nobody else is at it or at
-// its redo file then.
+// Opening a file for writing completes a save that was cut short; opening it for reading only does
+// not. Both lock it, so that nobody else changes it or its redo file.
 bool Renew(const std::string& path, const std::string& redoPath, bool isDropped)
 {
     const CFileHandle file(
@@ -66,7 +66,7 @@ bool RenewAddressBook(const std::string& folder, CBookRenewal* renewal)
             (isDropped ? renewal->dropped : renewal->completed).push_back(name);
         }
     }
-    // Those of contacts that are not there any more.
+    // Redo files of contacts that no longer exist.
     for (const std::string& name : redoNames) {
         if (std::binary_search(names.begin(), names.end(), name)) {
             continue;

@@ -18,22 +18,22 @@ namespace
 
 constexpr std::uint32_t kNumberLimit = 0x7FFFFFFF;
 
-// Others may claim numbers while a folder is searched; the counter is then a little further on. A
-// number that was remembered may be far off, as after the folder was made anew, and a search is
-// soon the cheaper way.
+// While a folder is searched, others may claim numbers, so the counter is a little further on than
+// the search says. A remembered number may be far off, as after the folder was made anew; a search
+// is then cheaper than many renames.
 constexpr std::uint32_t kRenamesPerSearch = 1024;
 constexpr std::uint32_t kRenamesPerHint = 16;
 constexpr int kSearches = 1000;
 
-// A listing may miss an entry that is being renamed, on file systems that list in pieces. Beside
-// contacts a missing counter is unlikely enough to take some time over it.
+// On file systems that list in pieces a listing may miss an entry that is being renamed. With
+// contacts present a missing counter is rare, so search slowly.
 constexpr int kListingsUntilMissing = 10;
 constexpr std::chrono::milliseconds kPauseBetweenListings{2};
 
 constexpr std::chrono::microseconds kPauseForStarter{200};
 
 // The number that this thread expects to be next, so that making many contacts in one folder does
-// not list it every time. Only a hint: the rename decides.
+// not list it every time. It may be wrong: the rename decides.
 struct CounterHint
 {
     std::string folder;
@@ -53,43 +53,43 @@ std::string CounterPath(const std::string& folder, std::uint32_t number)
     return folder + '/' + CounterName(number);
 }
 
-enum class Search
+enum class ESearch
 {
-    Found,
-    Nothing,
-    Failed
+    kFound,
+    kNothing,
+    kFailed
 };
 
-// Shows every file that ends in the suffix. The names alone count: a counter that is renamed while
-// it is looked at is there all the same.
+// Calls the function for every file name that ends in the suffix. Only names are read, since a
+// counter may be renamed at this moment.
 template <class Function>
-Search ForEachFile(const std::string& folder, const char* suffix, Function function)
+ESearch ForEachFile(const std::string& folder, const char* suffix, Function function)
 {
     std::vector<std::string> names;
     if (ListFiles(folder.c_str(), &names, suffix) == 0) {
-        return IsMissingFile(GetLastError()) ? Search::Nothing : Search::Failed;
+        return IsMissingFile(GetLastError()) ? ESearch::kNothing : ESearch::kFailed;
     }
     std::for_each(names.begin(), names.end(), function);
-    return Search::Found;
+    return ESearch::kFound;
 }
 
-// The highest counter. A file whose name is not written like a counter's, or whose number is none
-// that a counter can come to, is not the store's.
-Search FindCounter(const std::string& folder, std::uint32_t* number)
+// The highest counter. A file with another form of name, or with a number that no counter reaches,
+// is not the store's.
+ESearch FindCounter(const std::string& folder, std::uint32_t* number)
 {
     bool isThere = false;
-    const Search result = ForEachFile(folder, ".nxt", [&](const std::string& name) {
+    const ESearch result = ForEachFile(folder, ".nxt", [&](const std::string& name) {
         const auto counter = static_cast<std::uint32_t>(std::strtoul(name.c_str(), nullptr, 16));
         if (CounterName(counter) == name && counter <= kNumberLimit) {
             *number = isThere ? std::max(*number, counter) : counter;
             isThere = true;
         }
     });
-    return result == Search::Found && !isThere ? Search::Nothing : result;
+    return result == ESearch::kFound && !isThere ? ESearch::kNothing : result;
 }
 
 // The highest contact number that was ever used; 0 in a folder without contacts.
-Search FindHighestContact(const std::string& folder, std::uint32_t* number)
+ESearch FindHighestContact(const std::string& folder, std::uint32_t* number)
 {
     *number = 0;
     return ForEachFile(folder, ".vcf", [&](const std::string& name) {
@@ -100,8 +100,8 @@ Search FindHighestContact(const std::string& folder, std::uint32_t* number)
     });
 }
 
-// Moves on from `next` to the first of so many counters that is there. False with last error 2 if
-// none of them was, else with the rename's.
+// Tries so many numbers from `next` on and claims the first whose counter file exists. False with
+// ERROR_FILE_NOT_FOUND (2) if none exists, else with the code of the rename.
 bool ClaimFrom(const std::string& folder, std::uint32_t next, std::uint32_t renames,
                std::uint32_t* claimed)
 {
@@ -123,9 +123,9 @@ bool ClaimFrom(const std::string& folder, std::uint32_t next, std::uint32_t rena
     return false;
 }
 
-// Makes the counter of a folder that has none. That there is none is found out under the folder's
-// lock: a caller who was late in finding it out would make a second one. False leaves last error 33
-// where another caller is at it, 2 where one is there after all.
+// Makes the counter of a folder that has none. Searches again under the folder's lock: otherwise a
+// late caller would make a second counter. False with ERROR_LOCK_VIOLATION (33) where another
+// caller holds the lock, with ERROR_FILE_NOT_FOUND (2) where a counter exists after all.
 bool StartCounter(const std::string& folder, std::uint32_t* claimed)
 {
     CFolderLock lock;
@@ -134,9 +134,10 @@ bool StartCounter(const std::string& folder, std::uint32_t* claimed)
     }
     std::uint32_t counter = 0;
     std::uint32_t highestContact = 0;
-    Search search = Search::Nothing;
-    for (int listing = 0; search == Search::Nothing && listing < kListingsUntilMissing; ++listing) {
-        if (FindHighestContact(folder, &highestContact) == Search::Failed) {
+    ESearch search = ESearch::kNothing;
+    for (int listing = 0; search == ESearch::kNothing && listing < kListingsUntilMissing;
+         ++listing) {
+        if (FindHighestContact(folder, &highestContact) == ESearch::kFailed) {
             return false;
         }
         if (highestContact != 0) {
@@ -144,10 +145,10 @@ bool StartCounter(const std::string& folder, std::uint32_t* claimed)
         }
         search = FindCounter(folder, &counter);
     }
-    if (search == Search::Found) {
+    if (search == ESearch::kFound) {
         SetLastError(ERROR_FILE_NOT_FOUND);
     }
-    if (search != Search::Nothing) {
+    if (search != ESearch::kNothing) {
         return false;
     }
     const std::uint32_t number = highestContact + 1;
@@ -157,9 +158,9 @@ bool StartCounter(const std::string& folder, std::uint32_t* claimed)
     if (MakeEmptyFile(CounterPath(folder, number + 1).c_str()) == 0) {
         return false;
     }
-    // Where other servers do not see the lock, one of them may have made a counter as well and
-    // moved it on. Then this one goes; unless somebody has claimed from it by now, and it counts.
-    if (FindCounter(folder, &counter) == Search::Found && counter > number + 1 &&
+    // Another server may not see the lock, make a counter too, and move it on. Then this one is
+    // removed. If it has gone already, somebody has claimed its number, and the claim fails.
+    if (FindCounter(folder, &counter) == ESearch::kFound && counter > number + 1 &&
         DeleteFileA(CounterPath(folder, number + 1).c_str()) != 0) {
         return Fail(ERROR_ALREADY_EXISTS);
     }
@@ -167,14 +168,13 @@ bool StartCounter(const std::string& folder, std::uint32_t* claimed)
     return true;
 }
 
-// One search and what follows from it.
 bool SearchAndClaim(const std::string& folder, std::uint32_t* claimed)
 {
     std::uint32_t counter = 0;
     switch (FindCounter(folder, &counter)) {
-    case Search::Found:
+    case ESearch::kFound:
         return ClaimFrom(folder, counter, kRenamesPerSearch, claimed);
-    case Search::Nothing:
+    case ESearch::kNothing:
         return StartCounter(folder, claimed);
     default:
         return false;
@@ -205,7 +205,7 @@ std::uint32_t ClaimContactNumber(const std::string& folder)
     }
     for (int search = 0; search < kSearches; ++search) {
         if (SearchAndClaim(folder, &claimed)) {
-            // Number 0 means no number; a counter that stood there has been moved on.
+            // 0 is no contact number; the rename has moved the counter on from there.
             if (claimed != 0) {
                 return claimed;
             }

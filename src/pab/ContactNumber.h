@@ -4,12 +4,12 @@
 #include <string>
 
 // Claims the next contact number of an address book folder, or gives 0 with the last error of what
-// failed. The number stands in the name of an empty file, "%08x.nxt", and renaming that file to
-// the next number claims it: of several callers exactly one succeeds.
+// failed. The number stands in the name of an empty file, the counter, "%08x.nxt". Whoever renames
+// the counter to the next number has claimed the number: of several callers exactly one succeeds.
 //
-// A folder without such a file and without a contact gives number 1. Where the file is missing
-// beside contacts it is made anew behind the highest contact. Of several the highest counts.
+// A folder without a counter and without a contact gives number 1. If the counter is missing beside
+// contacts, it is made anew behind the highest contact. Of several counters the highest counts.
 std::uint32_t ClaimContactNumber(const std::string& folder);
 
-// A number that this thread claimed turned out to be used: its next claim searches the folder.
+// Makes this thread's next claim search the folder: a number that it claimed was used before.
 void DistrustContactNumbers() noexcept;

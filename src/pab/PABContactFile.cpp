@@ -46,6 +46,7 @@ CPABContact::CPABContact() = default;
 
 CPABContact::~CPABContact()
 {
+    // A failure is lost here: whoever wants to know of it calls Save before.
     Save();
 }
 
@@ -60,6 +61,7 @@ std::string CPABContact::ContactIdToFileName(const ContactMgr::CContactId& id)
 ContactMgr::CContactId CPABContact::FileNameToContactId(const std::string& fileName)
 {
     const CFunctionDebugging scope("CPABContact::FileNameToContactId");
+    // A number that is too large counts as the largest, which no file name maps back to.
     std::uint32_t reversed = 0;
     const char* end = fileName.data() + fileName.size();
     if (std::from_chars(fileName.data(), end, reversed, 16).ec == std::errc::result_out_of_range) {
@@ -75,6 +77,7 @@ void CPABContact::SetLocation(const char* rootDirectory, std::uint32_t number)
     m_filePath = m_rootDirectory + '/' + ContactIdToFileName(m_id);
 }
 
+// Share mode 0 is the lock that keeps all others out until the handle is closed.
 bool CPABContact::OpenFile(std::uint32_t disposition)
 {
     m_file.Reset(CFileSystem::CreateFileA(m_filePath.c_str(), GENERIC_READ | GENERIC_WRITE, 0,
@@ -100,6 +103,7 @@ bool CPABContact::Create(const char* rootDirectory, std::uint32_t number)
         return Fail(ERROR_INVALID_PARAMETER);
     }
     SetLocation(rootDirectory, number);
+    // Another process may be just making the folder, so a missing one is tried a second time.
     if (!OpenFile(CREATE_NEW) &&
         (GetLastError() != ERROR_PATH_NOT_FOUND || !OpenFile(CREATE_NEW))) {
         return false;
@@ -121,6 +125,7 @@ bool CPABContact::Delete(const char* rootDirectory, std::uint32_t number)
     if (!OpenFile(TRUNCATE_EXISTING)) {
         return false;
     }
+    // Network file systems may tell of a failed write only when the file is closed.
     return m_file.Close();
 }
 
@@ -198,6 +203,7 @@ bool CPABContact::Read()
 bool CPABContact::ReadContentLines(CTextLines* lines)
 {
     const CFunctionDebugging scope("CPABContact::ReadContentLines");
+    // Checked before memory is asked for: the file may be anybody's.
     std::uint32_t sizeHigh = 0;
     const std::uint32_t size = GetFileSize(m_file.Get(), &sizeHigh);
     if (sizeHigh != 0 || size > kMaxFileBytes) {
@@ -234,6 +240,8 @@ bool CPABContact::ParseContentLines(const CTextLines& lines)
     return true;
 }
 
+// A text that is no content line is dropped. The lines of the four lists live on as entries alone,
+// without their group and further parameters.
 void CPABContact::ParseContentLine(std::string_view text)
 {
     std::string group;
@@ -271,6 +279,7 @@ void CPABContact::ParseContentLine(std::string_view text)
     }
 }
 
+// True also where there is no line of that name.
 bool CPABContact::LinesHaveValue(const char* name, std::u16string_view value) const
 {
     for (POSITION position = m_lines.Find(name); position != nullptr;
@@ -287,6 +296,7 @@ bool CPABContact::IsSupportedCard() const
     return LinesHaveValue("PROFILE", u"VCARD") && LinesHaveValue("VERSION", u"3.0");
 }
 
+// Copies both names first, so that both change or, where memory ends, none.
 void CPABContact::TakeNames()
 {
     if (const VCardUtils::CNameContentLine* name = GetName()) {
@@ -300,7 +310,8 @@ void CPABContact::TakeNames()
 bool CPABContact::Write()
 {
     const CFunctionDebugging scope("CPABContact::Write");
-    // What Open would refuse is not written: here, and where it is too long.
+    // Nothing is written that Open would refuse: neither such a card, nor below, a text that is too
+    // long.
     if (!IsSupportedCard()) {
         return Fail(ERROR_INVALID_PARAMETER);
     }
@@ -327,6 +338,7 @@ void CPABContact::RenewRevision()
     FindOrAddLine(kRevisionLine).SetMainValue({revision.begin(), revision.end()});
 }
 
+// At its largest value the counter stays: it must not become negative.
 void CPABContact::RaiseWriteCounter()
 {
     CContentLine& line = FindOrAddLine(kWriteCounterLine);

@@ -22,8 +22,8 @@ inline constexpr const char* kWriteCounterLine = "X-LARKMERE-WSSVERSION";
 // At least two lines, the first BEGIN:VCARD and the last END:VCARD, whole but for ASCII case.
 bool HasVCardEnvelope(const CTextLines& lines);
 
-// Leading white space, a sign and digits, up to the first character that fits no more; what is out
-// of range gives the nearest number, and no digits give 0.
+// Reads leading white space, a sign and digits; the text behind them does not count. A number out
+// of range gives the nearest one, and no digits give 0.
 std::int32_t ToNumber(std::u16string_view text);
 
 // Calls the function for every line of the file in its order, those of the four lists last, until

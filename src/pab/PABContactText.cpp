@@ -93,11 +93,11 @@ bool CPABContact::TakeRecord(const CTextLines& lines)
         return Fail(ERROR_INVALID_PARAMETER);
     }
     if (const CContentLine* fullName = FindLine("FN")) {
-        // A zero would end the comment.
+        // The comment is set by a zero-ended text, which a zero in the line would cut.
         std::u16string comment = fullName->GetMainValue();
         std::replace(comment.begin(), comment.end(), u'\0', u'\uFFFD');
         for (CContactEmail& email : m_emails) {
-            // The text is UTF-16, so only memory can be missing.
+            // The value of a line is always valid UTF-16, so only memory can be missing.
             if (!email.GetAddress().SetComment(comment.c_str())) {
                 throw std::bad_alloc();
             }
