@@ -7,11 +7,13 @@ demo: dependencies
 	cmake --build --preset release --target contactmgr_tool
 	scripts/demo.sh build/release/contactmgr build/demo
 
-check: dependencies
+check:
+	@scripts/install-dependencies.sh clang-tidy-14
 	cmake --preset release
 	cmake --build --preset release
 	ctest --preset release --parallel $$(nproc)
 	scripts/check-format.sh
+	scripts/check-tidy.sh
 
 # The long trials on every file system that can be mounted here; wants root. EFFORT=--quick is short.
 trust:
