@@ -240,7 +240,7 @@ bool CPABContact::ParseContentLines(const CTextLines& lines)
     return true;
 }
 
-// A text that is no content line is dropped. The lines of the four lists live on as entries alone,
+// A text that is no content line is dropped. The lines of the four lists are kept as entries alone,
 // without their group and further parameters.
 void CPABContact::ParseContentLine(std::string_view text)
 {
