@@ -2,6 +2,7 @@
 
 #include "directory/ContentLine.h"
 #include "directory/EmailContentLine.h"
+#include "directory/TextLines.h"
 #include "platform/LastError.h"
 
 #include <algorithm>
@@ -219,17 +220,12 @@ std::vector<std::string> FindForeignLines(std::string_view card)
     std::string name;
     DirectoryUtils::CParameters parameters;
     std::u16string value;
-    while (!card.empty()) {
-        std::size_t end = card.find(kLineEnds);
-        while (end != card.npos && end + 2 < card.size() && IsOneOf(kBlanks, card[end + 2])) {
-            end = card.find(kLineEnds, end + 2);
-        }
-        const std::string line = Unfold(card.substr(0, end), card.size());
+    const CTextLines lines{std::string(card)};
+    for (const std::string_view line : lines.Lines()) {
         if (!DirectoryUtils::CContentLine::Parse(line, &group, &name, &parameters, &value) ||
             (name == "EMAIL" && !IsAddress(value))) {
-            foreign.push_back(line);
+            foreign.emplace_back(line);
         }
-        card.remove_prefix(end == card.npos ? card.size() : end + 2);
     }
     return foreign;
 }

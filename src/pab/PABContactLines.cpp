@@ -1,6 +1,6 @@
 #include "pab/PABContactLines.h"
 
-#include "pab/TextLines.h"
+#include "directory/TextLines.h"
 #include "platform/Ascii.h"
 #include "platform/Failure.h"
 #include "trace/FunctionDebugging.h"

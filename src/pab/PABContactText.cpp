@@ -1,5 +1,5 @@
+#include "directory/TextLines.h"
 #include "pab/PABContactLines.h"
-#include "pab/TextLines.h"
 #include "platform/Failure.h"
 #include "text/Utf8String.h"
 #include "trace/FunctionDebugging.h"

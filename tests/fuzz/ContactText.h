@@ -1,8 +1,8 @@
 #pragma once
 
+#include "directory/TextLines.h"
 #include "fuzz/Fuzz.h"
 #include "pab/PABContact.h"
-#include "pab/TextLines.h"
 #include "platform/LastError.h"
 #include "support/ContentLines.h"
 #include "text/Utf8.h"

@@ -1,5 +1,5 @@
+#include "directory/TextLines.h"
 #include "fuzz/Fuzz.h"
-#include "pab/TextLines.h"
 #include "support/ContentLines.h"
 #include "text/Utf8.h"
 

@@ -1,4 +1,4 @@
-#include "pab/TextLines.h"
+#include "directory/TextLines.h"
 #include "support/ContentLines.h"
 
 #include <gtest/gtest.h>
