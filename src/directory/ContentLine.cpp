@@ -1,9 +1,12 @@
 #include "directory/ContentLine.h"
 
+#include "directory/ContentLineSyntax.h"
 #include "platform/Ascii.h"
 #include "platform/Failure.h"
+#include "platform/FileApi.h"
 
 #include <algorithm>
+#include <limits>
 #include <new>
 
 namespace DirectoryUtils
@@ -11,10 +14,15 @@ namespace DirectoryUtils
 namespace
 {
 
+// One tag for all records: it names their place to a debugger.
 constexpr char kTag[] = "CParameterValues";
 
-// More entries than this are looked up in the index. Real lines have one to three parameters.
+// With more entries than this, names are looked up in the index. Real lines have one to three
+// parameters.
 constexpr std::size_t kMaxWalked = 16;
+
+// Callers hold a position in a line as an int.
+constexpr std::size_t kMaxLine = std::numeric_limits<int>::max() - 1;
 
 } // namespace
 
@@ -76,35 +84,47 @@ try {
         return false;
     }
     const std::size_t index = IndexOf(name);
-    if (index < m_entries.size()) {
-        (void)m_entries[index].values.release();
-        m_entries[index].values.reset(values);
-        return true;
-    }
-    m_entries.push_back({std::string(name), nullptr});
-    try {
-        Index(index);
-    } catch (const std::bad_alloc&) {
-        m_entries.pop_back();
-        throw;
-    }
-    m_entries.back().values.reset(values);
+    CEntry& entry = index < m_entries.size() ? m_entries[index] : AddEntry(std::string(name));
+    // Not freed: a caller that looked the old values up may still hold them.
+    (void)entry.values.release();
+    entry.values.reset(values);
     return true;
 } catch (const std::bad_alloc&) {
     return FailForMemory();
 }
 
 CParameterValues* CParameters::FindOrAdd(std::string_view name)
-{
-    CParameterValues* values = nullptr;
-    if (Lookup(name, values)) {
-        return values;
-    }
-    std::unique_ptr<CParameterValues> added(new CParameterValues);
-    return SetAt(name, added.get()) ? added.release() : nullptr;
+try {
+    return &FindOrAddValues(this, std::string(name));
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
 }
 
-// The number of the entry, or the count where there is none.
+bool CParameters::Extract(std::string_view line, int* position)
+try {
+    if (position == nullptr) {
+        return false;
+    }
+    auto at = static_cast<std::size_t>(*position);
+    const bool isInside = *position >= 0 && at <= line.size() && line.size() <= kMaxLine;
+    *position = -1;
+    if (!isInside || !ReadParameter(line, &at, this)) {
+        return false;
+    }
+    *position = static_cast<int>(at + 1);
+    return line[at] == ';';
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CParameters::ToString(CUtf8String* out) const
+try {
+    return out != nullptr && AppendParameters(*this, out);
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+// The index of the entry, or the count of entries if there is none.
 std::size_t CParameters::IndexOf(std::string_view name) const
 {
     if (m_index.empty()) {
@@ -116,21 +136,36 @@ std::size_t CParameters::IndexOf(std::string_view name) const
     return found == m_index.end() ? m_entries.size() : found->second;
 }
 
-// The first that is too many for a walk brings those before it along.
-void CParameters::Index(std::size_t added)
+// The new entry has no values yet. After an exception nothing has changed.
+CParameters::CEntry& CParameters::AddEntry(std::string name)
 {
-    if (added < kMaxWalked) {
-        return;
+    const std::size_t count = m_entries.size();
+    if (count < kMaxWalked) {
+        return m_entries.emplace_back(CEntry{std::move(name), nullptr});
     }
-    if (!m_index.empty()) {
-        m_index.emplace(m_entries[added].name, added);
-        return;
+    // Built apart, since merge allocates nothing: an exception leaves no name without its entry.
+    // The first entry past the limit brings along all names before it.
+    CIndex added;
+    for (std::size_t index = m_index.size(); index < count; ++index) {
+        added.emplace(m_entries[index].name, index);
     }
-    CIndex made;
-    for (std::size_t index = 0; index <= added; ++index) {
-        made.emplace(m_entries[index].name, index);
+    added.emplace(name, count);
+    m_entries.push_back({std::move(name), nullptr});
+    m_index.merge(added);
+    return m_entries.back();
+}
+
+CParameterValues& FindOrAddValues(CParameters* parameters, std::string name)
+{
+    CParameterValues* values = nullptr;
+    if (parameters->Lookup(name, values)) {
+        return *values;
     }
-    m_index.swap(made);
+    // Before the entry: none may be without an object for its values.
+    auto added = Make<CParameterValues>();
+    CParameters::CEntry& entry = parameters->AddEntry(std::move(name));
+    entry.values = std::move(added);
+    return *entry.values;
 }
 
 CContentLine::CContentLine(std::string group, std::string name, CParameters parameters,
@@ -150,6 +185,68 @@ bool CContentLine::SetMainValue(std::u16string value)
 {
     m_mainValue = std::move(value);
     return true;
+}
+
+bool CContentLine::Parse(std::string_view line, std::string* group, std::string* name,
+                         CParameters* parameters, std::u16string* value)
+try {
+    return group != nullptr && name != nullptr && parameters != nullptr && value != nullptr &&
+           ParseLine(line, group, name, parameters, value);
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CContentLine::ToString(CUtf8String* out) const
+try {
+    if (out == nullptr) {
+        return false;
+    }
+    out->clear();
+    return AppendLine(*this, out);
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CContentLine::AppendFolded(std::string* text, std::uint32_t maxLineLength) const
+{
+    if (text == nullptr) {
+        return false;
+    }
+    const std::size_t before = text->size();
+    try {
+        return DirectoryUtils::AppendFolded(*this, maxLineLength, text);
+    } catch (const std::bad_alloc&) {
+        text->resize(before);
+        return FailForMemory();
+    }
+}
+
+bool CContentLine::Write(HANDLE file, std::uint32_t maxLineLength) const
+{
+    std::string text;
+    if (!AppendFolded(&text, maxLineLength)) {
+        return false;
+    }
+    // WriteFile counts bytes in 32 bits.
+    if (text.size() > std::numeric_limits<std::uint32_t>::max()) {
+        return Fail(ERROR_FILE_TOO_LARGE);
+    }
+    const auto size = static_cast<std::uint32_t>(text.size());
+    std::uint32_t written = 0;
+    return WriteFile(file, text.data(), size, &written, nullptr) != 0 && written == size;
+}
+
+std::u16string CContentLine::GetTextComponent(std::u16string_view text, char16_t separator,
+                                              int* position)
+{
+    if (position == nullptr || *position < 0) {
+        return {};
+    }
+    const std::size_t begin = std::min(static_cast<std::size_t>(*position), text.size());
+    const std::size_t end = text.find(separator, begin);
+    // npos, for no further separator, is above the limit too.
+    *position = end < kMaxLine ? static_cast<int>(end + 1) : -1;
+    return std::u16string(text.substr(begin, end - begin));
 }
 
 CContentLines& CContentLines::operator=(CContentLines&& other) noexcept

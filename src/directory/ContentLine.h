@@ -91,8 +91,10 @@ public:
     auto end() const { return m_entries.cend(); }
 
 private:
+    friend CParameterValues& FindOrAddValues(CParameters* parameters, std::string name);
+
     std::size_t IndexOf(std::string_view name) const;
-    void Index(std::size_t added);
+    CEntry& AddEntry(std::string name);
 
     std::vector<CEntry> m_entries;
     // Names with the numbers of their entries; empty while there are so few that a walk is faster.

@@ -1,47 +1,52 @@
-#include "directory/ContentLine.h"
+#include "directory/ContentLineSyntax.h"
 
-#include "directory/Refusal.h"
+#include "platform/Ascii.h"
 #include "platform/Failure.h"
-#include "platform/FileApi.h"
 #include "text/Utf8.h"
 
 #include <algorithm>
-#include <limits>
-#include <new>
+#include <utility>
 
 namespace DirectoryUtils
 {
 namespace
 {
 
-// Positions in a line are an int.
-constexpr std::size_t kMaxLine = std::numeric_limits<int>::max() - 1;
-
 std::string ToUpperAscii(std::string_view text)
 {
     std::string upper(text);
-    for (char& c : upper) {
-        if (c >= 'a' && c <= 'z') {
-            c = static_cast<char>(c - 'a' + 'A');
-        }
-    }
+    std::transform(upper.begin(), upper.end(), upper.begin(), UpperAscii<char>);
     return upper;
 }
 
+// A line that cannot be read is skipped, which is no failure: the last error stays as it was.
 bool DecodeUtf8(std::string_view text, std::u16string* out)
 {
     const std::uint32_t lastError = GetLastError();
     return Utf8ToWide(text, out) || Fail(lastError);
 }
 
-// The token at the position: separators in front of it are skipped, and the position moves behind
-// the one that ends it. False if none ends it.
-bool TakeToken(std::string_view line, const char* separators, std::size_t* position,
-               std::string_view* token)
+// The place of the first of the characters, or npos. find_first_of would make a call for each byte.
+template <char... kCharacters>
+std::size_t FindAny(std::string_view text, std::size_t from)
 {
-    const std::size_t begin = line.find_first_not_of(separators, *position);
-    const std::size_t end = line.find_first_of(separators, begin);
-    if (begin == line.npos || end == line.npos) {
+    while (from < text.size() && ((text[from] != kCharacters) && ...)) {
+        ++from;
+    }
+    return from < text.size() ? from : text.npos;
+}
+
+// Skips separators, and takes the text up to the next one. The position moves behind that one.
+// False if the line has none.
+template <char... kSeparators>
+bool TakeToken(std::string_view line, std::size_t* position, std::string_view* token)
+{
+    std::size_t begin = *position;
+    while (begin < line.size() && ((line[begin] == kSeparators) || ...)) {
+        ++begin;
+    }
+    const std::size_t end = FindAny<kSeparators...>(line, begin);
+    if (end == line.npos) {
         return false;
     }
     *token = line.substr(begin, end - begin);
@@ -49,13 +54,13 @@ bool TakeToken(std::string_view line, const char* separators, std::size_t* posit
     return true;
 }
 
-// The text of the parameter value at the position, without its quotes; the position moves to the
+// Takes the parameter value at the position, without its quotes. The position moves to the
 // separator behind it.
 bool TakeParameterValue(std::string_view line, std::size_t* position, std::string_view* raw)
 {
     const bool quoted = *position < line.size() && line[*position] == '"';
     const std::size_t begin = quoted ? *position + 1 : *position;
-    const std::size_t end = quoted ? line.find('"', begin) : line.find_first_of(",;:", begin);
+    const std::size_t end = quoted ? line.find('"', begin) : FindAny<',', ';', ':'>(line, begin);
     if (end == line.npos) {
         return false;
     }
@@ -65,7 +70,8 @@ bool TakeParameterValue(std::string_view line, std::size_t* position, std::strin
     return separator == ',' || separator == ';' || separator == ':';
 }
 
-// A caret in front of any other character stands for itself, as old clients wrote it (RFC 6868, 3).
+// A caret in front of any other character stands for itself (RFC 6868, 3): old clients wrote carets
+// that encode nothing.
 std::string DecodeCarets(std::string_view raw)
 {
     std::string text;
@@ -101,38 +107,12 @@ bool TakeParameterValues(std::string_view line, std::size_t* position, CParamete
     }
 }
 
-// Reads one parameter into *parameters, and leaves the position on the separator that ends it.
-bool ExtractOne(std::string_view line, std::size_t* position, CParameters* parameters)
-{
-    const std::size_t equals = line.find_first_of("=:;,\"", *position);
-    if (equals == line.npos || equals == *position || line[equals] != '=') {
-        return false;
-    }
-    const std::string name = ToUpperAscii(line.substr(*position, equals - *position));
-    *position = equals + 1;
-
-    auto values = Make<CParameterValues>();
-    if (!TakeParameterValues(line, position, values.get())) {
-        return false;
-    }
-    CParameterValues* earlier = nullptr;
-    if (parameters->Lookup(name, earlier)) {
-        earlier->AddTail(*values);
-        return true;
-    }
-    if (!parameters->SetAt(name, values.get())) {
-        return false;
-    }
-    (void)values.release();
-    return true;
-}
-
 bool IsBlank(char16_t c)
 {
     return c == u' ' || c == u'\t';
 }
 
-// A value with a blank at an end is quoted too, since other readers trim.
+// A value with a blank at an end is quoted, since other readers trim it.
 bool AppendParameterValue(const std::u16string& value, std::string* out)
 {
     const bool blankAtEnd = !value.empty() && (IsBlank(value.front()) || IsBlank(value.back()));
@@ -153,7 +133,7 @@ bool AppendParameterValue(const std::u16string& value, std::string* out)
         case '"':
             *out += "^'";
             break;
-        case '\r':
+        case '\r': // with a line feed behind it, one line break
             i += text.compare(i, 2, "\r\n") == 0 ? 1 : 0;
             [[fallthrough]];
         case '\n':
@@ -172,8 +152,8 @@ bool IsContinuationByte(char c)
     return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
 }
 
-// The bytes of the characters that fit into the room, of a line that does not; at least one
-// character. Bytes that are no UTF-8 are cut anywhere.
+// For a line that is longer than the room: how many of its bytes fit without cutting a character,
+// but at least one character. Bytes that are no UTF-8 are cut anywhere.
 std::size_t LengthThatFits(std::string_view line, std::size_t room)
 {
     constexpr std::size_t kMaxCharacter = 4;
@@ -200,53 +180,52 @@ void AppendWithoutBreaks(std::string_view text, std::string* out)
 
 } // namespace
 
-bool CParameters::Extract(std::string_view line, int* position)
-try {
-    if (position == nullptr) {
+bool ReadParameter(std::string_view line, std::size_t* position, CParameters* parameters)
+{
+    // A separator before any "=" ends a word without a value, as in vCard 2.1 ("TEL;HOME:").
+    const std::size_t equals = FindAny<'=', ':', ';', ',', '"'>(line, *position);
+    if (equals == line.npos || equals == *position || line[equals] != '=') {
         return false;
     }
-    std::size_t at = static_cast<std::size_t>(*position);
-    const bool inside = *position >= 0 && at <= line.size() && line.size() <= kMaxLine;
-    *position = -1;
-    if (!inside || !ExtractOne(line, &at, this)) {
+    std::string name = ToUpperAscii(line.substr(*position, equals - *position));
+    *position = equals + 1;
+
+    // Read apart, so that a malformed parameter adds nothing.
+    CParameterValues values;
+    if (!TakeParameterValues(line, position, &values)) {
         return false;
     }
-    *position = static_cast<int>(at + 1);
-    return line[at] == ';';
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
+    CParameterValues& all = FindOrAddValues(parameters, std::move(name));
+    if (all.IsEmpty()) {
+        all = std::move(values);
+    } else {
+        all.AddTail(values);
+    }
+    return true;
 }
 
-bool CParameters::ToString(CUtf8String* out) const
-try {
-    if (out == nullptr) {
-        return false;
-    }
-    std::string& text = out->GetCString();
-    for (const CEntry& entry : *this) {
+bool AppendParameters(const CParameters& parameters, std::string* text)
+{
+    for (const CParameters::CEntry& entry : parameters) {
         char separator = '=';
+        // An entry is without values where a type mask was set to 0.
         if (!entry.values->IsEmpty()) {
-            text.append(1, ';').append(entry.name);
+            text->append(1, ';').append(entry.name);
         }
         for (const std::u16string& value : *entry.values) {
-            text += separator;
-            if (!AppendParameterValue(value, &text)) {
+            *text += separator;
+            if (!AppendParameterValue(value, text)) {
                 return false;
             }
             separator = ',';
         }
     }
     return true;
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
-bool CContentLine::Parse(std::string_view line, std::string* group, std::string* name,
-                         CParameters* parameters, std::u16string* value)
-try {
-    if (group == nullptr || name == nullptr || parameters == nullptr || value == nullptr) {
-        return false;
-    }
+bool ParseLine(std::string_view line, std::string* group, std::string* name,
+               CParameters* parameters, std::u16string* value)
+{
     group->clear();
     name->clear();
     parameters->RemoveAll();
@@ -254,92 +233,50 @@ try {
 
     std::size_t at = 0;
     std::string_view token;
-    if (!TakeToken(line, ".;:", &at, &token)) {
+    if (!TakeToken<'.', ';', ':'>(line, &at, &token)) {
         return false;
     }
+    // Behind the group a dot is a character of the name.
     if (line[at - 1] == '.') {
         group->assign(token);
-        if (!TakeToken(line, ";:", &at, &token)) {
+        if (!TakeToken<';', ':'>(line, &at, &token)) {
             return false;
         }
     }
     *name = ToUpperAscii(token);
     while (line[at - 1] == ';') {
-        if (!ExtractOne(line, &at, parameters)) {
+        if (!ReadParameter(line, &at, parameters)) {
             return false;
         }
         ++at;
     }
     return DecodeUtf8(line.substr(at), value);
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
 }
 
-bool CContentLine::ToString(CUtf8String* out) const
-try {
-    if (out == nullptr) {
-        return false;
-    }
-    std::string& text = out->GetCString();
-    text.clear();
-    if (!m_group.empty()) {
-        text.append(m_group).append(1, '.');
-    }
-    text += m_name;
-    const std::size_t head = text.size();
-    if (!m_parameters.ToString(out)) {
-        text.resize(head);
-        return false;
-    }
-    text += ':';
-    return AppendUtf8(m_mainValue, &text);
-} catch (const std::bad_alloc&) {
-    return FailForMemory();
-}
-
-bool CContentLine::AppendFolded(std::string* text, std::uint32_t maxLineLength) const
+bool AppendLine(const CContentLine& line, std::string* text)
 {
-    if (text == nullptr) {
+    if (!line.GetGroup().empty()) {
+        text->append(line.GetGroup()).append(1, '.');
+    }
+    *text += line.GetName();
+    const std::size_t head = text->size(); // what is left of a line that cannot be written
+    if (!AppendParameters(line.GetParameters(), text)) {
+        text->resize(head);
         return false;
     }
-    const std::size_t before = text->size();
-    try {
-        CUtf8String line;
-        if (!ToString(&line)) {
-            return false;
-        }
-        AppendFoldedLine(line, maxLineLength, std::max(maxLineLength, 1U) - 1, text);
-        return true;
-    } catch (const std::bad_alloc&) {
-        text->resize(before);
-        return FailForMemory();
-    }
+    *text += ':';
+    return AppendUtf8(line.CContentLine::GetMainValue(), text);
 }
 
-bool CContentLine::Write(HANDLE file, std::uint32_t maxLineLength) const
+bool AppendFolded(const CContentLine& line, std::uint32_t maxLineLength, std::string* text)
 {
-    std::string text;
-    if (!AppendFolded(&text, maxLineLength)) {
+    std::string unfolded;
+    if (!AppendLine(line, &unfolded)) {
         return false;
     }
-    if (text.size() > std::numeric_limits<std::uint32_t>::max()) {
-        return Fail(ERROR_FILE_TOO_LARGE);
-    }
-    const auto size = static_cast<std::uint32_t>(text.size());
-    std::uint32_t written = 0;
-    return WriteFile(file, text.data(), size, &written, nullptr) != 0 && written == size;
-}
-
-std::u16string CContentLine::GetTextComponent(std::u16string_view text, char16_t separator,
-                                              int* position)
-{
-    if (position == nullptr || *position < 0) {
-        return {};
-    }
-    const std::size_t begin = std::min(static_cast<std::size_t>(*position), text.size());
-    const std::size_t end = text.find(separator, begin);
-    *position = end < kMaxLine ? static_cast<int>(end + 1) : -1;
-    return std::u16string(text.substr(begin, end - begin));
+    // The tab takes one byte of each continuation.
+    AppendFoldedLine(unfolded, maxLineLength, std::max(maxLineLength, 1U) - 1, text);
+    return true;
 }
 
 std::u16string EscapeTextValue(std::u16string_view text)
@@ -379,6 +316,7 @@ void AppendFoldedLine(std::string_view line, std::size_t firstLength,
     }
     while (line.size() > room) {
         const std::size_t length = LengthThatFits(line, room);
+        // The rest is one character that is longer than the room.
         if (length >= line.size()) {
             break;
         }

@@ -1,10 +1,9 @@
 #include "directory/NameContentLine.h"
 
-#include "directory/Refusal.h"
-
 namespace VCardUtils
 {
 
+// In the order of the components.
 const std::array<CNameContentLine::Field, 5> CNameContentLine::kFields = {
     &CNameContentLine::m_familyName, &CNameContentLine::m_givenName,
     &CNameContentLine::m_additionalNames, &CNameContentLine::m_honorificPrefixes,
@@ -16,7 +15,7 @@ CNameContentLine::CNameContentLine(std::string group, DirectoryUtils::CParameter
                                    std::u16string value)
     : CContentLine(std::move(group), "N", std::move(parameters), {})
 {
-    DirectoryUtils::BuildOrThrow([&] { return CNameContentLine::SetMainValue(std::move(value)); });
+    CNameContentLine::SetMainValue(std::move(value));
 }
 
 bool CNameContentLine::SetFamilyName(std::u16string name)
@@ -59,24 +58,15 @@ bool CNameContentLine::SetMainValue(std::u16string value)
     return true;
 }
 
-// Without memory for the line the component stays the old one too.
+// Builds the new value first, since memory may be exhausted: then nothing has changed.
 bool CNameContentLine::SetField(Field field, std::u16string text)
 {
-    (this->*field).swap(text);
-    if (!UpdateMainValue()) {
-        (this->*field).swap(text);
-        return false;
-    }
-    return true;
-}
-
-bool CNameContentLine::UpdateMainValue()
-{
     std::u16string value;
-    for (const Field field : kFields) {
-        value.append(this->*field).append(1, u';');
+    for (const Field each : kFields) {
+        value.append(each == field ? text : this->*each).append(1, u';');
     }
     value.pop_back();
+    (this->*field).swap(text);
     return CContentLine::SetMainValue(std::move(value));
 }
 

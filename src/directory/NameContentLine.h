@@ -8,9 +8,9 @@
 namespace VCardUtils
 {
 
-// An "N" line (RFC 2426, 3.1.2) and its five components. The components are the text of the line as
-// it stands, with neither escapes resolved nor added. Sets no last error; throws std::bad_alloc. A
-// value.
+// An "N" line (RFC 2426, 3.1.2) and its five components. A component is the text of the line as it
+// stands: no escape is resolved or added. Exhausted memory throws std::bad_alloc; nothing here sets
+// a last error. A value.
 class CNameContentLine : public DirectoryUtils::CContentLine
 {
 public:
@@ -28,15 +28,15 @@ public:
     const std::u16string& GetHonorificSuffixes() const { return m_honorificSuffixes; }
 
     // Each rebuilds the main value from the five components; until then it is the text that was
-    // read. After false nothing has changed.
+    // read. Always true. After an exception nothing has changed.
     bool SetFamilyName(std::u16string name);
     bool SetGivenName(std::u16string name);
     bool SetAdditionalNames(std::u16string names);
     bool SetHonorificPrefixes(std::u16string prefixes);
     bool SetHonorificSuffixes(std::u16string suffixes);
 
-    // Splits the value at each ";". Fields behind the last component keep what they held;
-    // components behind the fifth stay in the main value until a setter runs.
+    // Splits the value at each ";". Fields behind the last component stay as they were. Components
+    // behind the fifth stay in the main value until a setter runs.
     bool SetMainValue(std::u16string value) override;
 
 private:
@@ -44,7 +44,6 @@ private:
     static const std::array<Field, 5> kFields;
 
     bool SetField(Field field, std::u16string text);
-    bool UpdateMainValue();
 
     std::u16string m_familyName;
     std::u16string m_givenName;

@@ -1,5 +1,8 @@
 #include "directory/TypeParameter.h"
 
+#include "directory/ContentLineSyntax.h"
+#include "platform/Ascii.h"
+
 #include <algorithm>
 
 namespace VCardUtils
@@ -9,17 +12,9 @@ namespace
 
 constexpr char kTypeName[] = "TYPE";
 
-char16_t FoldAscii(char16_t c)
-{
-    return c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - u'a' + u'A') : c;
-}
-
 bool IsType(std::u16string_view value, std::string_view type)
 {
-    return value.size() == type.size() &&
-           std::equal(value.begin(), value.end(), type.begin(), [](char16_t a, char b) {
-               return FoldAscii(a) == FoldAscii(static_cast<unsigned char>(b));
-           });
+    return std::ranges::equal(value, type, {}, LowerAscii<char16_t>, LowerAscii<char>);
 }
 
 std::uint32_t BitOf(std::u16string_view value, CTypeTable table)
@@ -41,6 +36,7 @@ std::uint32_t ReadTypeMask(const DirectoryUtils::CParameters& parameters, CTypeT
         return 0;
     }
     std::uint32_t mask = 0;
+    // Clients that quote a list, TYPE="home,work", mean the same as without quotes.
     for (const std::u16string_view list : *values) {
         for (std::size_t begin = 0; begin <= list.size();) {
             const std::size_t end = std::min(list.find(u',', begin), list.size());
@@ -51,25 +47,19 @@ std::uint32_t ReadTypeMask(const DirectoryUtils::CParameters& parameters, CTypeT
     return mask;
 }
 
-bool WriteTypeMask(DirectoryUtils::CParameters* parameters, CTypeTable table, std::uint32_t mask)
+void WriteTypeMask(DirectoryUtils::CParameters* parameters, CTypeTable table, std::uint32_t mask)
 {
-    DirectoryUtils::CParameterValues* values = nullptr;
-    if (!parameters->Lookup(kTypeName, values)) {
-        if (mask == 0) {
-            return true;
-        }
-        values = parameters->FindOrAdd(kTypeName);
-        if (values == nullptr) {
-            return false;
-        }
+    DirectoryUtils::CParameterValues* old = nullptr;
+    if (mask == 0 && !parameters->Lookup(kTypeName, old)) {
+        return;
     }
-    values->RemoveAll();
+    DirectoryUtils::CParameterValues& values = FindOrAddValues(parameters, kTypeName);
+    values.RemoveAll();
     for (std::size_t i = 0; i < table.size(); ++i) {
         if ((mask & (1U << i)) != 0) {
-            values->AddTail(std::u16string(table[i].begin(), table[i].end()));
+            values.AddTail(std::u16string(table[i].begin(), table[i].end()));
         }
     }
-    return true;
 }
 
 } // namespace VCardUtils

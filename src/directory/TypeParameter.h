@@ -6,8 +6,8 @@
 #include <span>
 #include <string_view>
 
-// The "TYPE" parameter of the lines whose entries have a type mask. In each table value number i
-// stands for bit 1 << i, in the case and order in which the values are written.
+// The "TYPE" parameter of the lines whose entries have a type mask. Value number i of a table
+// stands for bit 1 << i. The values are written in the table's order and case.
 namespace VCardUtils
 {
 
@@ -24,12 +24,12 @@ inline constexpr std::string_view kTelephoneTypes[] = {
     "pager", "car",           "isdn",       "bbs",     "modem",  "pcs", "video",
     "x-tdd", "x-switchboard", "x-callback", "x-radio", "x-telex"};
 
-// The bits of the line's "TYPE" values, ASCII case ignored. A value may be a quoted list,
-// TYPE="home,work". Unknown values are passed over; without the parameter the mask is 0.
+// The bits of the "TYPE" values, ASCII case ignored. A value may be a quoted list,
+// TYPE="home,work". Unknown values are ignored; without the parameter the mask is 0.
 std::uint32_t ReadTypeMask(const DirectoryUtils::CParameters& parameters, CTypeTable table);
 
-// Replaces the "TYPE" values by those of the mask; bits that the table lacks are passed over. A
-// mask of 0 adds no parameter and empties one that is there. Throws std::bad_alloc.
-bool WriteTypeMask(DirectoryUtils::CParameters* parameters, CTypeTable table, std::uint32_t mask);
+// Replaces the "TYPE" values by those of the mask. Bits that the table lacks are ignored. A mask of
+// 0 adds no parameter, and empties one that is there. Throws std::bad_alloc.
+void WriteTypeMask(DirectoryUtils::CParameters* parameters, CTypeTable table, std::uint32_t mask);
 
 } // namespace VCardUtils

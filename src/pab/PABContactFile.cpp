@@ -1,11 +1,8 @@
 #include "pab/PABContact.h"
 
-#include "directory/AddressContentLine.h"
-#include "directory/EmailContentLine.h"
-#include "directory/IMContentLine.h"
+#include "directory/ContentLineSyntax.h"
+#include "directory/EntryContentLine.h"
 #include "directory/NameContentLine.h"
-#include "directory/Refusal.h"
-#include "directory/TelephoneContentLine.h"
 #include "directory/TextLines.h"
 #include "pab/PABContactLines.h"
 #include "platform/Ascii.h"
@@ -248,10 +245,7 @@ void CPABContact::ParseContentLine(std::string_view text)
     std::string name;
     DirectoryUtils::CParameters parameters;
     std::u16string value;
-    bool isLine = false;
-    DirectoryUtils::BuildOrThrow(
-        [&] { return isLine = CContentLine::Parse(text, &group, &name, &parameters, &value); });
-    if (!isLine) {
+    if (!DirectoryUtils::ParseLine(text, &group, &name, &parameters, &value)) {
         return;
     }
     if (name == "EMAIL") {
@@ -321,7 +315,7 @@ bool CPABContact::Write()
     std::size_t lineCount = 2; // the envelope
     if (!ForEachLine([&](const CContentLine& line) {
             ++lineCount;
-            return line.AppendFolded(&text, kMaxLineLength);
+            return DirectoryUtils::AppendFolded(line, kMaxLineLength, &text);
         })) {
         return false;
     }

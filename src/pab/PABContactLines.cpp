@@ -28,15 +28,20 @@ bool HasVCardEnvelope(const CTextLines& lines)
 
 std::int32_t ToNumber(std::u16string_view text)
 {
-    auto next = std::find_if_not(text.begin(), text.end(), IsSpace);
-    const bool isNegative = next != text.end() && *next == u'-';
-    if (next != text.end() && (*next == u'-' || *next == u'+')) {
-        ++next;
+    while (!text.empty() && IsSpace(text.front())) {
+        text.remove_prefix(1);
+    }
+    const bool isNegative = text.starts_with(u'-');
+    if (isNegative || text.starts_with(u'+')) {
+        text.remove_prefix(1);
     }
     constexpr std::int64_t kLargest = std::numeric_limits<std::int32_t>::max();
     std::int64_t number = 0;
-    for (; next != text.end() && *next >= u'0' && *next <= u'9'; ++next) {
-        number = std::min(number * 10 + (*next - u'0'), kLargest + 1);
+    for (const char16_t c : text) {
+        if (c < u'0' || c > u'9') {
+            break;
+        }
+        number = std::min(number * 10 + (c - u'0'), kLargest + 1);
     }
     return static_cast<std::int32_t>(isNegative ? -number : std::min(number, kLargest));
 }

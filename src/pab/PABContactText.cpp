@@ -1,10 +1,10 @@
+#include "directory/ContentLineSyntax.h"
 #include "directory/TextLines.h"
 #include "pab/PABContactLines.h"
 #include "platform/Failure.h"
 #include "text/Utf8String.h"
 #include "trace/FunctionDebugging.h"
 
-#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -13,7 +13,7 @@ using DirectoryUtils::CContentLine;
 namespace
 {
 
-// A tab that continues a line is not counted.
+// The tab in front of a continuation is not counted.
 constexpr std::size_t kFoldBytes = 75;
 
 std::string_view TrimWhiteSpace(std::string_view text)
@@ -35,9 +35,10 @@ try {
         return Fail(ERROR_INVALID_PARAMETER);
     }
     CUtf8String card(kVCardBegin);
-    CUtf8String lineText;
+    std::string lineText;
     if (!ForEachLine([&](const CContentLine& line) {
-            if (!line.ToString(&lineText)) {
+            lineText.clear();
+            if (!DirectoryUtils::AppendLine(line, &lineText)) {
                 return false;
             }
             DirectoryUtils::AppendFoldedLine(TrimWhiteSpace(lineText), kFoldBytes, kFoldBytes,
@@ -62,7 +63,7 @@ try {
     if (!HasVCardEnvelope(lines)) {
         return Fail(ERROR_INVALID_DATA);
     }
-    // What the contact held comes back where the text finds no memory.
+    // If memory is exhausted on the way, the contact gets back what it held.
     DirectoryUtils::CContentLines oldLines = std::move(m_lines);
     CContactEmailList oldEmails = std::move(m_emails);
     CContactTelList oldTelephones = std::move(m_telephones);
@@ -93,14 +94,8 @@ bool CPABContact::TakeRecord(const CTextLines& lines)
         return Fail(ERROR_INVALID_PARAMETER);
     }
     if (const CContentLine* fullName = FindLine("FN")) {
-        // The comment is set by a zero-ended text, which a zero in the line would cut.
-        std::u16string comment = fullName->GetMainValue();
-        std::replace(comment.begin(), comment.end(), u'\0', u'\uFFFD');
         for (CContactEmail& email : m_emails) {
-            // The value of a line is always valid UTF-16, so only memory can be missing.
-            if (!email.GetAddress().SetComment(comment.c_str())) {
-                throw std::bad_alloc();
-            }
+            VCardUtils::CEmailContentLine::SetComment(fullName->GetMainValue(), &email);
         }
     }
     TakeNames();

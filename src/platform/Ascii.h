@@ -12,6 +12,12 @@ constexpr Char LowerAscii(Char c)
     return c >= Char('A') && c <= Char('Z') ? static_cast<Char>(c + ('a' - 'A')) : c;
 }
 
+template <class Char>
+constexpr Char UpperAscii(Char c)
+{
+    return c >= Char('a') && c <= Char('z') ? static_cast<Char>(c - ('a' - 'A')) : c;
+}
+
 constexpr bool EqualIgnoringCase(std::string_view left, std::string_view right)
 {
     return std::ranges::equal(left, right, {}, LowerAscii<char>, LowerAscii<char>);

@@ -1,9 +1,12 @@
 #include "platform/LastError.h"
+#include "support/AllocationFault.h"
 #include "support/ContentLines.h"
 
 #include <gtest/gtest.h>
 
-#include <vector>
+#include <new>
+#include <string>
+#include <utility>
 
 namespace
 {
@@ -114,6 +117,12 @@ TEST(NameContentLineTest, TheTextReadStaysUntilASetterRuns)
     EXPECT_TRUE(line.SetFamilyName(u"a,b\\") && line.SetAdditionalNames(u"c") &&
                 line.SetHonorificPrefixes(u"d") && line.SetHonorificSuffixes(u"e"));
     EXPECT_EQ(line.GetMainValue(), u"a,b\\;;c;d;e");
+    {
+        std::u16string text(40, u'x');
+        const CAllocationFault fault(1);
+        EXPECT_THROW(line.SetFamilyName(std::move(text)), std::bad_alloc);
+    }
+    EXPECT_EQ(line.GetFamilyName(), u"a,b\\");
 }
 
 } // namespace

@@ -1,10 +1,7 @@
 #pragma once
 
-#include "directory/AddressContentLine.h"
-#include "directory/EmailContentLine.h"
-#include "directory/IMContentLine.h"
+#include "directory/EntryContentLine.h"
 #include "directory/NameContentLine.h"
-#include "directory/TelephoneContentLine.h"
 
 #include <string>
 #include <string_view>
