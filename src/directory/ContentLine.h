@@ -16,15 +16,18 @@
 #include <vector>
 
 // The lines of a directory text (RFC 2425), in memory and as text. Nothing here knows of vCard.
+// Narrow text is UTF-8, wide text UTF-16.
 //
-// Text that is refused leaves the last error alone, except that writing a wide text that is no
-// UTF-16 leaves 13; exhausted memory leaves 8. Constructors and the free functions, whose result
-// must not be mistaken for a whole one, throw std::bad_alloc then, as copying a string does.
-// A record belongs to one thread at a time.
+// An operation that fails gives false or null. It leaves ERROR_NOT_ENOUGH_MEMORY (8) when memory is
+// exhausted, and ERROR_INVALID_DATA (13) when it was to write wide text that is no UTF-16. Any
+// other refusal, a null output among them, leaves the last error alone. When memory is exhausted,
+// constructors, list operations and the free functions throw std::bad_alloc, as copying a string
+// does. A record belongs to one thread at a time.
 namespace DirectoryUtils
 {
 
-// Traced allocation of the records; `new` gives null when memory is exhausted.
+// Traced allocation of the records. `new` gives null when memory is exhausted, with last error
+// ERROR_NOT_ENOUGH_MEMORY (8).
 struct CRecordAllocation
 {
     static void* operator new(std::size_t size) noexcept;
@@ -39,8 +42,8 @@ struct CRecordAllocation
 class CParameterValues : public CList<std::u16string>, public CRecordAllocation
 {};
 
-// The parameters of a line: names, compared byte for byte, and the values of each. Owns the values
-// of its entries; a copy has values of its own. A value.
+// The parameters of a line: names and the values of each. Names compare byte for byte; Parse and
+// Extract store them in upper case. Owns the values; a copy has values of its own. A value.
 class CParameters : public CRecordAllocation
 {
 public:
@@ -60,30 +63,35 @@ public:
     bool IsEmpty() const { return m_entries.empty(); }
     void RemoveAll() noexcept;
 
-    // On a hit `values` points to the entry's values, which stay this object's.
+    // If the name is there, `values` points to its values. They stay this object's, and are good
+    // until RemoveAll or SetAt of the name. Else false, and `values` is as it was.
     bool Lookup(std::string_view name, CParameterValues*& values) const;
 
-    // Adds an entry and takes the values over. Where the name stands already its values are
-    // replaced, not freed. On failure, and null values are one, they stay the caller's.
+    // Adds an entry and takes over the values, an object from `new`. If the name is there already
+    // its values are replaced and not freed: whoever looked them up owns them now. After false,
+    // which null values give too, `values` stays the caller's.
     bool SetAt(std::string_view name, CParameterValues* values);
 
-    // The values of the name; a missing entry is added, without values. Null on failure.
+    // The values of the name, as Lookup gives them. A missing entry is added, without values. Null
+    // on failure.
     CParameterValues* FindOrAdd(std::string_view name);
 
-    // Reads one parameter, NAME=VALUE or NAME=VALUE,VALUE,..., that begins at *position (in bytes):
-    //   true         another one follows and *position is behind its ";"
-    //   false        it was the last and *position is behind the ":" that ends the list
-    //   false, -1    the text is malformed, or memory is exhausted
-    // Names are folded to upper case, and the values of a repeated name add up. A value may stand
-    // in quotes, and ^n, ^^ and ^' in it are decoded (RFC 6868). `NAME=` is one empty value. A word
-    // without "=", as vCard 2.1 had it, is malformed, and so are an open quote, text behind a
-    // closing quote, a value that is no UTF-8, and a line of 2 GB. A quote inside an unquoted
-    // value stands for itself.
+    // Reads one parameter (RFC 2425, 5.8.2), NAME=VALUE or NAME=VALUE,VALUE,..., that begins at the
+    // byte *position:
+    //   true         another one follows, and *position is behind the ";" between them
+    //   false        it was the last, and *position is behind the ":" that ends the list
+    //   false, -1    the text is malformed, or memory is exhausted; no parameter was added
+    // The name is stored in upper case, and the values of a repeated name add up. A value may stand
+    // in quotes, and ^n, ^^ and ^' in it are decoded (RFC 6868). `NAME=` is one empty value. A
+    // quote inside an unquoted value stands for itself. Malformed are a word without "=", as vCard
+    // 2.1 had it, an open quote, text behind a closing quote, a value that is no UTF-8, and a line
+    // of 2 GB or more.
     bool Extract(std::string_view line, int* position);
 
-    // Appends ";NAME=VALUE,VALUE" for each entry that has values. What Extract would take apart is
-    // quoted or encoded (RFC 6868), so that it reads the same values back; only a carriage return
-    // comes back as a line feed. False for a null output.
+    // Appends ";NAME=VALUE,VALUE" for each entry that has values. Separators, quotes and line feeds
+    // in a value are quoted or encoded (RFC 6868), so that Extract reads the same values back; only
+    // a carriage return comes back as a line feed. After false, for a value that is no UTF-16, the
+    // output holds the part before it.
     bool ToString(CUtf8String* out) const;
 
     // The entries, in no order that a caller may rely on.
@@ -98,14 +106,14 @@ private:
 
     std::vector<CEntry> m_entries;
     // Names with the numbers of their entries; empty while there are so few that a walk is faster.
-    // Ordered, since a stranger can choose names that collide in any hash.
+    // A map in order, since a stranger can choose names that collide in any hash.
     using CIndex = std::map<std::string, std::size_t, std::less<>>;
     CIndex m_index;
 };
 
-// One line: group, name, parameters and main value. The main value is the raw text behind the
-// colon: backslash escapes and the semicolons of structured values stand in it as they are. A value
-// that is copied, not assigned, since the name of a line does not change.
+// One line (RFC 2425, 5.8): group, name, parameters and main value. The main value is the raw text
+// behind the colon, in which backslash escapes and the semicolons of structured values stand as
+// they are. A value that is copied, not assigned, since the name of a line does not change.
 class CContentLine : public CTracedAllocation
 {
 public:
@@ -125,30 +133,38 @@ public:
     const CParameters& GetParameters() const { return m_parameters; }
 
     virtual const std::u16string& GetMainValue() const { return m_mainValue; }
+    // Always true here. A derived line may refuse a value, and says what it then holds.
     virtual bool SetMainValue(std::u16string value);
 
-    // Takes one unfolded line, UTF-8 without its line end, apart: [group "."] name *(";" parameter)
-    // ":" value. The name comes in upper case. After false the outputs are not to be used.
+    // Takes one unfolded line, without its line end, apart: [group "."] name *(";" parameter) ":"
+    // value. Parameters are read as CParameters::Extract does. The name comes in upper case, the
+    // group as it was written. False for a malformed line and for a value that is no UTF-8; the
+    // outputs are then not to be used.
     static bool Parse(std::string_view line, std::string* group, std::string* name,
                       CParameters* parameters, std::u16string* value);
 
-    // The line as UTF-8, not folded and without a line end. After false the output holds the part
-    // that could be built.
+    // The line, not folded and without a line end. After ERROR_INVALID_DATA (13), for a main value
+    // or a parameter that is no UTF-16, the output holds the part that could be built.
     bool ToString(CUtf8String* out) const;
 
     // Appends the line as it stands in a file: folded (AppendFoldedLine) so that no physical line
-    // has more than maxLineLength bytes, its tab counted. On failure the text is as it was.
+    // has more than maxLineLength bytes, its tab counted, and ended with CR LF. Fails as ToString
+    // does; the text is then as it was.
     bool AppendFolded(std::string* text, std::uint32_t maxLineLength) const;
 
-    // The same to an open file at its position. A failed write leaves WriteFile's last error.
+    // Writes what AppendFolded gives to an open file, at its position. For code inside the mail
+    // server that has a file open through the library's own file layer: no installed header makes
+    // a HANDLE. Others write the text of AppendFolded. A failed write leaves the code of the file
+    // layer; ERROR_FILE_TOO_LARGE (223): the line is 4 GB or more.
     bool Write(HANDLE file, std::uint32_t maxLineLength) const;
 
 protected:
     CParameters& Parameters() { return m_parameters; }
 
-    // The component of a structured value at *position, which moves behind the separator, or to -1
-    // where the text ended the component. Escapes and quotes protect nothing. A null or negative
-    // position gives an empty text.
+    // The component of a structured value that begins at *position, counted in 16-bit units from
+    // 0. The position moves behind the separator, or to -1 if the text ended the component. A
+    // separator always separates, behind a backslash and in quotes too. A null or negative position
+    // gives an empty text.
     static std::u16string GetTextComponent(std::u16string_view text, char16_t separator,
                                            int* position);
 
@@ -159,8 +175,9 @@ private:
     std::u16string m_mainValue;
 };
 
-// List of lines of any derived class. Owns the lines that are in it when it is destroyed or takes
-// the place of another; RemoveAt and RemoveAll only unlink. A resource: movable, not copyable.
+// List of lines of any derived class, each from `new`. Deletes the lines that it holds when it is
+// destroyed or assigned to. RemoveAt and RemoveAll do not delete: a removed line is the caller's.
+// A resource: movable, not copyable.
 class CContentLines : public CList<CContentLine*>, public CRecordAllocation
 {
 public:
@@ -172,7 +189,8 @@ public:
     // Destroys every line and empties the list.
     void DeleteAll() noexcept;
 
-    // The first line of that name, ASCII case ignored, from the head or behind `after`.
+    // The first line of that name, ASCII case ignored, from the head or behind `after`; null if
+    // there is none.
     POSITION Find(std::string_view name, POSITION after = nullptr) const;
 };
 
@@ -183,9 +201,10 @@ std::u16string EscapeTextValue(std::u16string_view text);
 std::u16string UnescapeTextValue(std::u16string_view text);
 
 // Appends one line and CR LF, folded with CR LF and a tab (RFC 2425, 5.8.1): at most firstLength
-// bytes, then at most continuationLength bytes behind each tab. A character is never cut, and a
-// physical line has at least one. Line breaks in the line become blanks, and a line that would
-// begin with a blank, and so continue the line before it, gets a "." in front, which Parse skips.
+// bytes, then at most continuationLength bytes behind each tab. A character is never cut, so a
+// physical line may be longer to hold one. CR and LF in the line become blanks. A line that would
+// begin with a blank or a tab would continue the line before it; it gets a "." in front, which
+// Parse skips.
 void AppendFoldedLine(std::string_view line, std::size_t firstLength,
                       std::size_t continuationLength, std::string* out);
 
