@@ -1,7 +1,7 @@
 #include "CardReader.h"
 
 #include "directory/ContentLine.h"
-#include "directory/EntryContentLine.h"
+#include "directory/EmailContentLine.h"
 #include "directory/TextLines.h"
 #include "platform/LastError.h"
 

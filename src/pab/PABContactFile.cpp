@@ -1,8 +1,11 @@
 #include "pab/PABContact.h"
 
+#include "directory/AddressContentLine.h"
 #include "directory/ContentLineSyntax.h"
-#include "directory/EntryContentLine.h"
+#include "directory/EmailContentLine.h"
+#include "directory/IMContentLine.h"
 #include "directory/NameContentLine.h"
+#include "directory/TelephoneContentLine.h"
 #include "directory/TextLines.h"
 #include "pab/PABContactLines.h"
 #include "platform/Ascii.h"

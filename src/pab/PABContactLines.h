@@ -1,7 +1,10 @@
 #pragma once
 
-#include "directory/EntryContentLine.h"
+#include "directory/AddressContentLine.h"
+#include "directory/EmailContentLine.h"
+#include "directory/IMContentLine.h"
 #include "directory/NameContentLine.h"
+#include "directory/TelephoneContentLine.h"
 #include "pab/PABContact.h"
 #include "platform/List.h"
 

@@ -1,4 +1,4 @@
-#include "directory/EntryContentLine.h"
+#include "directory/EmailContentLine.h"
 
 #include "directory/ContentLineSyntax.h"
 #include "text/Rfc822Address.h"
@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 using DirectoryUtils::CParameters;
 using DirectoryUtils::CParameterValues;
@@ -28,40 +29,6 @@ bool ThrowForMemory(bool isDone)
 }
 
 } // namespace
-
-bool CAddressContentLine::ReadValue(const std::u16string& value, CContactAddr* address)
-{
-    constexpr bool (CContactAddr::*kSetters[])(std::u16string) = {
-        &CContactAddr::SetPostOfficeBox, &CContactAddr::SetExtendedAddress,
-        &CContactAddr::SetStreet,        &CContactAddr::SetLocality,
-        &CContactAddr::SetRegion,        &CContactAddr::SetPostalCode,
-        &CContactAddr::SetCountry};
-    int position = 0;
-    for (const auto set : kSetters) {
-        const std::u16string component = GetTextComponent(value, u';', &position);
-        (address->*set)(DirectoryUtils::UnescapeTextValue(component));
-        if (position < 0) {
-            break;
-        }
-    }
-    return true;
-}
-
-std::u16string CAddressContentLine::WriteValue(const CContactAddr& address)
-{
-    constexpr const std::u16string& (CContactAddr::*kGetters[])()
-        const = {&CContactAddr::GetPostOfficeBox, &CContactAddr::GetExtendedAddress,
-                 &CContactAddr::GetStreet,        &CContactAddr::GetLocality,
-                 &CContactAddr::GetRegion,        &CContactAddr::GetPostalCode,
-                 &CContactAddr::GetCountry};
-    // Always seven components, empty ones too.
-    std::u16string value;
-    for (const auto get : kGetters) {
-        value.append(DirectoryUtils::EscapeTextValue((address.*get)())).append(1, u';');
-    }
-    value.pop_back();
-    return value;
-}
 
 bool CEmailContentLine::ReadValue(const std::u16string& value, CContactEmail* email)
 {
@@ -103,27 +70,6 @@ void CEmailContentLine::SetComment(std::u16string comment, CContactEmail* email)
     const CKeepLastError keep; // refused text is no failure
     std::replace(comment.begin(), comment.end(), u'\0', u'\uFFFD');
     ThrowForMemory(email->GetAddress().SetComment(comment.c_str()));
-}
-
-bool CIMContentLine::ReadValue(const std::u16string& value, CContactIM* im)
-{
-    return im->SetAddress(value);
-}
-
-std::u16string CIMContentLine::WriteValue(const CContactIM& im)
-{
-    return im.GetAddress();
-}
-
-bool CTelephoneContentLine::ReadValue(const std::u16string& value, CContactTel* telephone)
-{
-    std::string number;
-    return AppendUtf8(value, &number) && telephone->SetNumber(std::move(number));
-}
-
-std::u16string CTelephoneContentLine::WriteValue(const CContactTel& telephone)
-{
-    return Utf8ToWideLossy(telephone.GetNumber());
 }
 
 } // namespace VCardUtils
