@@ -64,7 +64,7 @@ std::string AsJson(const CChanges& changes)
 
 bool Changes(CSession& session, const CChangesOptions& options)
 {
-    if (!session.OpenAddressBook(CSession::EAccess::Read)) {
+    if (!session.OpenContacts(CSession::EAccess::kRead)) {
         return false;
     }
     CContactMgr& manager = session.Manager();
@@ -91,7 +91,7 @@ struct CPollOptions
 bool Poll(CSession& session, const CPollOptions& options)
 {
     FILETIME version = options.since;
-    if (!session.OpenAddressBook(CSession::EAccess::Read)) {
+    if (!session.OpenContacts(CSession::EAccess::kRead)) {
         return false;
     }
     const std::unique_ptr<CContactPlg::CContactEnumerator> walk(

@@ -3,7 +3,6 @@
 #include "Fields.h"
 #include "Record.h"
 #include "Session.h"
-#include "platform/FileApi.h"
 
 #include <CLI/CLI.hpp>
 
@@ -13,19 +12,13 @@
 namespace
 {
 
-// A person who was told that a contact is saved keeps it through a power cut.
-void FlushEachChange()
-{
-    SetFlushing(true);
-}
-
 struct CNewOptions
 {
     CFields fields;
     std::optional<std::string> from;
 };
 
-// The library would leave a part of a template that it cannot read whole.
+// Checked first: if a property cannot be read, the library leaves a partial contact behind.
 bool IsReadable(CContact& original, CSession& session)
 {
     for (const CContactProperty& property : AllProperties()) {
@@ -55,10 +48,10 @@ bool New(CSession& session, CNewOptions& options)
     if (accepted && options.fields.IsEmpty() && !options.from) {
         throw CUsageError("new wants a field or --from");
     }
-    if (!accepted || !session.OpenAddressBook(CSession::EAccess::Write)) {
+    if (!accepted || !session.OpenContacts(CSession::EAccess::kWrite)) {
         return false;
     }
-    FlushEachChange();
+    CAddressBook::FlushEachChange();
     std::unique_ptr<CContact> original;
     if (options.from) {
         original = session.OpenContact("copy", *options.from);
@@ -93,11 +86,11 @@ bool Set(CSession& session, CSetOptions& options)
     if (accepted && options.fields.IsEmpty()) {
         throw CUsageError("set wants a field");
     }
-    if (!accepted || !session.OpenAddressBook(CSession::EAccess::Write)) {
+    if (!accepted || !session.OpenContacts(CSession::EAccess::kWrite)) {
         return false;
     }
-    FlushEachChange();
-    const std::unique_ptr<CContact> contact = session.OpenContact("open", options.id);
+    CAddressBook::FlushEachChange();
+    const std::unique_ptr<CContact> contact = session.OpenContact("set", options.id);
     const std::string what = "set " + options.id;
     return contact != nullptr && options.fields.ApplyTo(*contact, what, session.Report()) &&
            (Try([&] { return contact->Save(); }) || session.Report().Failure(what));
@@ -105,10 +98,10 @@ bool Set(CSession& session, CSetOptions& options)
 
 bool Delete(CSession& session, const std::vector<std::string>& ids)
 {
-    if (!session.OpenAddressBook(CSession::EAccess::Write)) {
+    if (!session.OpenContacts(CSession::EAccess::kWrite)) {
         return false;
     }
-    FlushEachChange();
+    CAddressBook::FlushEachChange();
     for (const std::string& text : ids) {
         const ContactMgr::CContactId id(text);
         if (session.Allows("delete", id) &&

@@ -2,7 +2,6 @@
 
 #include "CardReader.h"
 #include "Session.h"
-#include "platform/FileApi.h"
 
 #include <CLI/CLI.hpp>
 
@@ -18,7 +17,7 @@ namespace
 bool Export(CSession& session, std::vector<std::string> ids)
 {
     const bool isWhole = ids.empty();
-    if (!session.OpenAddressBook(CSession::EAccess::Read) ||
+    if (!session.OpenContacts(CSession::EAccess::kRead) ||
         (isWhole && !session.ListAddressBook(&ids))) {
         return false;
     }
@@ -51,17 +50,17 @@ bool IsOtherVersion(const std::string& version)
     return std::find(kOthers.begin(), kOthers.end(), version) != kOthers.end();
 }
 
-// Makes contacts from cards. A contact that refused its card takes the next one, so that a refused
-// card uses up no number; what never took a card stays an empty file, which is no contact.
+// Makes contacts from cards. A contact that refused its card gets the next one, so that a refused
+// card uses up no number. One that got no card at all stays an empty file, which is no contact.
 class CImport
 {
 public:
     explicit CImport(CSession& session) : m_session(session) {}
 
-    void TakeFile(const std::string& path)
+    void ImportFile(const std::string& path)
     {
         if (path == "-") {
-            TakeStream(stdin, "standard input");
+            ImportStream(stdin, "standard input");
             return;
         }
         const CFile file(std::fopen(path.c_str(), "rb"));
@@ -70,13 +69,15 @@ public:
             m_session.Report().Failure("import " + path);
             return;
         }
-        TakeStream(file.get(), path);
+        ImportStream(file.get(), path);
     }
 
-    // Flushes what was saved, and tells of it.
+    // Flushes what was saved, and prints the identifiers.
     bool Finish()
     {
-        const bool isSafe = m_ids.empty() || Flush();
+        const bool isSafe =
+            m_ids.empty() || Try([&] { return m_session.AddressBook().Flush(); }) ||
+            m_session.Report().Failure("flush the contacts of " + m_session.MailboxName());
         for (const std::string& id : m_ids) {
             Print(id + '\n');
         }
@@ -84,7 +85,7 @@ public:
     }
 
 private:
-    void TakeStream(std::FILE* stream, const std::string& path)
+    void ImportStream(std::FILE* stream, const std::string& path)
     {
         CCardReader reader(stream);
         if (reader.IsUtf16()) {
@@ -95,7 +96,7 @@ private:
         errno = 0;
         CCard card;
         while (reader.Next(&card)) {
-            TakeCard(card, "import " + path + ": card " + std::to_string(card.number));
+            ImportCard(card, "import " + path + ": card " + std::to_string(card.number));
         }
         if (std::ferror(stream) != 0) {
             SetLastError(ErrorFromErrno(errno));
@@ -105,7 +106,7 @@ private:
         }
     }
 
-    void TakeCard(const CCard& card, const std::string& what)
+    void ImportCard(const CCard& card, const std::string& what)
     {
         CReport& report = m_session.Report();
         if (card.fault != nullptr) {
@@ -176,15 +177,6 @@ private:
         }
     }
 
-    bool Flush()
-    {
-        std::string path;
-        return Try([&] {
-                   return m_session.MailboxFolder(&path) && FlushFileSystem(path.c_str()) != 0;
-               }) ||
-               m_session.Report().Failure("flush the contacts of " + m_session.MailboxName());
-    }
-
     CSession& m_session;
     std::unique_ptr<CContact> m_contact;
     std::vector<std::string> m_ids;
@@ -192,12 +184,12 @@ private:
 
 bool Import(CSession& session, const std::vector<std::string>& files)
 {
-    if (!session.OpenAddressBook(CSession::EAccess::Write)) {
+    if (!session.OpenContacts(CSession::EAccess::kWrite)) {
         return false;
     }
     CImport import(session);
     for (const std::string& file : files) {
-        import.TakeFile(file);
+        import.ImportFile(file);
     }
     return import.Finish();
 }

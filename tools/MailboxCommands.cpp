@@ -2,7 +2,6 @@
 
 #include "Session.h"
 #include "pab/BookRenewal.h"
-#include "pab/PABContact.h"
 #include "server/MailStoreAdmin.h"
 
 #include <CLI/CLI.hpp>
@@ -106,22 +105,19 @@ bool SetMailbox(CSession& session, const CSetMailboxOptions& options)
 // The identifier of the contact that a file in the redo folder belongs to, or its name.
 std::string RedoFileText(const std::string& name)
 {
-    const ContactMgr::CContactId id = CPABContact::FileNameToContactId(name);
-    return CPABContact::ContactIdToFileName(id) == name ? id.ToString() : name;
+    const std::optional<ContactMgr::CContactId> id = CAddressBook::ContactOf(name);
+    return id ? id->ToString() : name;
 }
 
 bool RenewMailbox(CSession& session, const std::string& mailbox)
 {
     const std::string what = "renew " + mailbox;
-    std::string folder;
     CBookRenewal renewal;
     if (!session.OpenMailbox(mailbox)) {
         return false;
     }
-    if (!Try([&] {
-            return session.AddressBookFolder(&folder) && RenewAddressBook(folder, &renewal) &&
-                   FlushFileSystem(folder.substr(0, folder.rfind('/')).c_str()) != 0;
-        })) {
+    const CAddressBook& book = session.AddressBook();
+    if (!Try([&] { return RenewAddressBook(book.Folder(), &renewal) && book.Flush(); })) {
         return session.Report().Failure(what);
     }
     for (const std::string& name : renewal.completed) {

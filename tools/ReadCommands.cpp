@@ -66,7 +66,7 @@ struct CListOptions
 
 bool List(CSession& session, const CListOptions& options)
 {
-    return session.OpenAddressBook(CSession::EAccess::Read) &&
+    return session.OpenContacts(CSession::EAccess::kRead) &&
            Walk(session, "list", &options.since, [&](CContact& contact) {
                Print(options.json ? CRecordReader(contact, session).AsJson() + '\n'
                                   : ListLine(contact, session));
@@ -81,10 +81,10 @@ struct CShowOptions
 
 bool Show(CSession& session, const CShowOptions& options)
 {
-    if (!session.OpenAddressBook(CSession::EAccess::Read)) {
+    if (!session.OpenContacts(CSession::EAccess::kRead)) {
         return false;
     }
-    const std::unique_ptr<CContact> contact = session.OpenContact("open", options.id);
+    const std::unique_ptr<CContact> contact = session.OpenContact("show", options.id);
     if (contact == nullptr) {
         return false;
     }
@@ -113,7 +113,7 @@ public:
         : m_session(session), m_wanted(FoldCase(ToWide(text, "TEXT")))
     {}
 
-    void Take(CContact& contact)
+    void Add(CContact& contact)
     {
         CRecordReader record(contact, m_session);
         const std::u16string names = NamesOf(record);
@@ -178,8 +178,8 @@ private:
 bool Query(CSession& session, const std::string& text)
 {
     CQuery query(session, text);
-    return session.OpenAddressBook(CSession::EAccess::Read) &&
-           Walk(session, "query", nullptr, [&](CContact& contact) { query.Take(contact); }) &&
+    return session.OpenContacts(CSession::EAccess::kRead) &&
+           Walk(session, "query", nullptr, [&](CContact& contact) { query.Add(contact); }) &&
            query.PrintAnswer();
 }
 

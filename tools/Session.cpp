@@ -1,27 +1,14 @@
 #include "Session.h"
 
-#include "pab/PABContact.h"
-#include "platform/FileApi.h"
-#include "platform/FileHandle.h"
-#include "platform/LastError.h"
-#include "server/MailOwner.h"
 #include "server/MailStoreAdmin.h"
 
-#include <algorithm>
 #include <string_view>
 
 namespace
 {
 
-constexpr std::size_t kLongestPath = 4096;
 constexpr std::string_view kOlderWebClient = "TRELLISV7";
 constexpr std::string_view kMailboxDirectory = "UserStore";
-
-bool HasContent(const WIN32_FILE_ATTRIBUTE_DATA& file)
-{
-    return (file.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0 &&
-           (file.nFileSizeLow | file.nFileSizeHigh) != 0;
-}
 
 } // namespace
 
@@ -31,25 +18,7 @@ bool CSession::OpenStore()
         throw CUsageError("--store or CONTACTMGR_STORE is required");
     }
     return Try([&] { return m_server.Open(m_options.store.c_str()); }) ||
-           m_report.Failure("open store " + m_options.store);
-}
-
-bool CSession::OpenAddressBook(EAccess access)
-{
-    if (m_options.mailbox.empty()) {
-        throw CUsageError("--mailbox or CONTACTMGR_MAILBOX is required");
-    }
-    if (!OpenMailbox(m_options.mailbox)) {
-        return false;
-    }
-    if (!CheckProperties() && access == EAccess::Write) {
-        return false;
-    }
-    if (access == EAccess::Write) {
-        CheckFileSystem();
-    }
-    m_manager.emplace(m_mailbox);
-    return true;
+           m_report.Failure("mail store " + m_options.store);
 }
 
 bool CSession::OpenMailbox(const std::string& mailbox)
@@ -59,62 +28,44 @@ bool CSession::OpenMailbox(const std::string& mailbox)
         return false;
     }
     m_activeName.emplace(m_name.name, m_name.domain);
-    return Try([&] {
-               return m_mailbox.Open(m_server, m_name.name.c_str(), m_name.domain.c_str());
-           }) ||
-           m_report.Failure("open mailbox " + mailbox);
+    if (!Try(
+            [&] { return m_mailbox.Open(m_server, m_name.name.c_str(), m_name.domain.c_str()); })) {
+        return m_report.Failure("mailbox " + mailbox);
+    }
+    m_addressBook = Try([&] { return CAddressBook::Of(m_mailbox); });
+    return m_addressBook.has_value() ||
+           m_report.FailureBecause("address book of " + mailbox, "its path is too long");
 }
 
-bool CSession::MailboxFolder(std::string* path)
+bool CSession::OpenContacts(EAccess access)
 {
-    CMailboxMailOwner owner;
-    path->assign(kLongestPath, '\0');
-    auto size = static_cast<std::uint32_t>(path->size());
-    if (!owner.Open(m_mailbox) || !owner.GetMessageStoreLocation(path->data(), &size)) {
+    if (m_options.mailbox.empty()) {
+        throw CUsageError("--mailbox or CONTACTMGR_MAILBOX is required");
+    }
+    if (!OpenMailbox(m_options.mailbox)) {
         return false;
     }
-    path->resize(size);
-    return true;
-}
-
-bool CSession::AddressBookFolder(std::string* path)
-{
-    if (!MailboxFolder(path)) {
+    if (!CheckProperties() && access == EAccess::kWrite) {
         return false;
     }
-    path->append("/Contacts");
+    if (access == EAccess::kWrite) {
+        CheckFileSystem();
+    }
+    m_manager.emplace(m_mailbox);
     return true;
 }
 
 bool CSession::ListAddressBook(std::vector<std::string>* ids)
 {
     const std::string what = "list the contacts of " + MailboxName();
-    std::string folder;
-    WIN32_FIND_DATA entry;
     if (m_manager->GetPermanentPluginType().empty()) {
         SetLastError(ERROR_NOT_FOUND);
         return m_report.Failure(what);
     }
-    if (!AddressBookFolder(&folder)) {
-        return m_report.Failure(what);
-    }
-    const CFindHandle search(FindFirstFileA((folder + "/*.vcf").c_str(), &entry));
-    if (!search.IsOpen()) {
-        return IsMissingFile(GetLastError()) || m_report.Failure(what);
-    }
     std::vector<ContactMgr::CContactId> found;
-    do {
-        const ContactMgr::CContactId id = CPABContact::FileNameToContactId(entry.cFileName);
-        if (CPABContact::ContactIdToFileName(id) == entry.cFileName && HasContent(entry)) {
-            found.push_back(id);
-        }
-    } while (FindNextFileA(search.Get(), &entry) != 0);
-    if (GetLastError() != ERROR_NO_MORE_FILES) {
+    if (!Try([&] { return m_addressBook->ListContacts(&found); })) {
         return m_report.Failure(what);
     }
-    std::sort(found.begin(), found.end(), [](const auto& left, const auto& right) {
-        return left.ToNumber() < right.ToNumber();
-    });
     for (const ContactMgr::CContactId& id : found) {
         ids->push_back(id.ToString());
     }
@@ -123,9 +74,7 @@ bool CSession::ListAddressBook(std::vector<std::string>* ids)
 
 bool CSession::FailCreation(const std::string& what)
 {
-    std::string folder;
-    if (GetLastError() == ERROR_INVALID_PARAMETER && AddressBookFolder(&folder) &&
-        MayWriteFolder(folder.c_str())) {
+    if (GetLastError() == ERROR_INVALID_PARAMETER && m_addressBook->MayCreate()) {
         SetLastError(ERROR_INVALID_PARAMETER);
     }
     return m_report.Failure(what);
@@ -133,8 +82,7 @@ bool CSession::FailCreation(const std::string& what)
 
 void CSession::CheckFileSystem()
 {
-    std::string path;
-    if (AddressBookFolder(&path) && !KeepsFineFileTimes(path.substr(0, path.rfind('/')).c_str())) {
+    if (!m_addressBook->KeepsFineTimes()) {
         m_report.Note("mailbox " + m_options.mailbox,
                       "its file system keeps times in whole seconds, which is not supported: "
                       "changes may go unreported");
@@ -193,13 +141,7 @@ std::unique_ptr<CContact> CSession::OpenListed(const std::string& what, const st
     if (m_manager->OpenContact(id, &contact)) {
         return std::unique_ptr<CContact>(contact);
     }
-    std::string path;
-    WIN32_FILE_ATTRIBUTE_DATA file;
-    const bool isThere =
-        AddressBookFolder(&path) &&
-        GetFileAttributesExA((path + '/' + CPABContact::ContactIdToFileName(id)).c_str(),
-                             GetFileExInfoStandard, &file) != 0 &&
-        HasContent(file);
+    const bool isThere = m_addressBook->StateOf(id) == CAddressBook::EFile::kFilled;
     return isThere ? OpenContact(what, id) : nullptr;
 }
 

@@ -3,6 +3,7 @@
 #include "Report.h"
 #include "Text.h"
 #include "core/ContactMgr.h"
+#include "pab/AddressBook.h"
 #include "server/MailServer.h"
 #include "server/Mailbox.h"
 #include "trace/FunctionDebugging.h"
@@ -20,8 +21,8 @@ struct COptions
     bool anyMailbox = false;
 };
 
-// One run of the tool: the mail store, the mailbox, and the address book on them, opened as a
-// command asks for them. Reports what fails. A resource.
+// One run of the tool: the mail store, the mailbox and its contacts, as far as the command has
+// asked for them. What fails is reported. A resource.
 class CSession
 {
 public:
@@ -31,47 +32,44 @@ public:
 
     CReport& Report() { return m_report; }
 
-    // Throw CUsageError where the option is missing.
+    // Throws CUsageError if the option --store is missing.
     bool OpenStore();
 
-    // The mailbox with its address book. A damaged property file is reported; one who only reads
-    // goes on with what the library makes of it, one who writes does not. One who writes is told of
-    // a file system that the address book does not support.
+    // The mailbox alone, NAME@DOMAIN. One whose path is too long for an address book is refused.
+    bool OpenMailbox(const std::string& mailbox);
+
+    // The mailbox of the option --mailbox and its contacts. Throws CUsageError if the option is
+    // missing. A damaged property file is reported: a reader then goes on with what the library
+    // makes of it, a writer does not. A writer is told if the file system is not supported.
     enum class EAccess
     {
-        Read,
-        Write
+        kRead,
+        kWrite
     };
-    bool OpenAddressBook(EAccess access);
-
-    // The mailbox alone; NAME@DOMAIN.
-    bool OpenMailbox(const std::string& mailbox);
+    bool OpenContacts(EAccess access);
 
     // After OpenStore.
     _tMailServer* Server() const { return m_server; }
 
-    // After OpenAddressBook.
+    // After OpenMailbox: the files of its address book.
+    const CAddressBook& AddressBook() const { return *m_addressBook; }
+
+    // After OpenContacts.
     CContactMgr& Manager() { return *m_manager; }
-    CMailbox& Mailbox() { return m_mailbox; }
-    // After OpenMailbox: the folder of the mailbox, and that of the address book in it. False as
-    // the mailbox leaves it.
-    bool MailboxFolder(std::string* path);
-    bool AddressBookFolder(std::string* path);
     const std::string& MailboxName() const { return m_options.mailbox; }
 
-    // The identifiers of the personal address book, in order, as its files have them: a walk passes
-    // over contacts that are held, damaged or may not be written, and a report of changes holds
-    // back those in the making. None of them may be lost silently.
+    // The identifiers of all contacts in the personal address book, by their numbers, as its files
+    // have them. A walk passes over contacts that are held, damaged or may not be written.
     bool ListAddressBook(std::vector<std::string>* ids);
 
-    // Reports as WHAT that a contact could not be made. Where no number could be claimed the
-    // library says no more than that; what stands in the way of it is found out here.
+    // Reports as WHAT that a contact could not be made. The library says no more than that if it
+    // could not claim a number; then the cause is looked for here.
     bool FailCreation(const std::string& what);
 
-    // Null where it fails, which is reported as WHAT ID.
+    // Null if it fails, which is reported as WHAT ID.
     std::unique_ptr<CContact> OpenContact(const std::string& what, const std::string& id);
 
-    // The same for a contact of ListAddressBook. Null, without a word, where it has been deleted
+    // The same for a contact of ListAddressBook. Null without a report if it has been deleted
     // since.
     std::unique_ptr<CContact> OpenListed(const std::string& what, const std::string& id);
 
@@ -82,7 +80,7 @@ public:
     // Why an item of a contact could not be read, from the last error.
     void ReportUnreadable(CContact& contact, const std::string& item);
 
-    // The same for a mailbox: names the file and the line where a property file is damaged.
+    // The same for a mailbox: names the file and the line if a property file is damaged.
     void ReportPropertyFault(const std::string& what, const char* name, const char* domain);
 
 private:
@@ -95,6 +93,7 @@ private:
     CMailboxName m_name;
     CMailServer m_server;
     CMailbox m_mailbox;
+    std::optional<CAddressBook> m_addressBook;
     std::optional<CFunctionDebugging::CActiveMailName> m_activeName;
     std::optional<CContactMgr> m_manager;
 };

@@ -1,5 +1,6 @@
 #include "pab/BookRenewal.h"
 
+#include "pab/AddressBook.h"
 #include "pab/PABContact.h"
 #include "platform/ChangeProtocol.h"
 #include "platform/FileHandle.h"
@@ -49,8 +50,8 @@ bool RenewAddressBook(const std::string& folder, CBookRenewal* renewal)
     std::sort(names.begin(), names.end());
     std::sort(redoNames.begin(), redoNames.end());
     for (const std::string& name : names) {
-        const ContactMgr::CContactId id = CPABContact::FileNameToContactId(name);
-        if (CPABContact::ContactIdToFileName(id) != name) {
+        const std::optional<ContactMgr::CContactId> id = CAddressBook::ContactOf(name);
+        if (!id) {
             continue;
         }
         const std::string path = folder + '/' + name;
@@ -58,7 +59,7 @@ bool RenewAddressBook(const std::string& folder, CBookRenewal* renewal)
         const bool hasRedo = std::binary_search(redoNames.begin(), redoNames.end(), name);
         const bool isDropped = hasRedo && IsOlder(path, redoPath);
         if (!Renew(path, redoPath, isDropped)) {
-            renewal->failed.emplace_back(id, GetLastError());
+            renewal->failed.emplace_back(*id, GetLastError());
             continue;
         }
         ++renewal->renewed;

@@ -1,22 +1,19 @@
 #include "pab/PABPlugin.h"
 
 #include "core/ContactProperties.h"
+#include "pab/AddressBook.h"
 #include "pab/ChangeReport.h"
 #include "pab/ContactNumber.h"
 #include "pab/PABContact.h"
 #include "pab/PABContactEnumerator.h"
 #include "platform/Failure.h"
 #include "server/FileSystem.h"
-#include "server/MailOwner.h"
 
-#include <array>
 #include <memory>
 #include <utility>
 
 namespace
 {
-
-constexpr std::uint32_t kPathRoom = 261;
 
 // An empty value is passed over: the new contact has none either.
 bool CopyProperties(CContact& from, CContact& to)
@@ -57,13 +54,8 @@ bool CopyLists(CContact& from, CContact& to)
 
 CContactPlg* CPABPlugin::Create(CMailbox& mailbox)
 {
-    CMailboxMailOwner owner;
-    std::array<char, kPathRoom> location = {};
-    std::uint32_t size = kPathRoom;
-    if (!owner.Open(mailbox) || !owner.GetMessageStoreLocation(location.data(), &size)) {
-        return nullptr;
-    }
-    return Make<CPABPlugin>(std::string(location.data()) + "/Contacts").release();
+    const std::optional<CAddressBook> book = CAddressBook::Of(mailbox);
+    return book ? Make<CPABPlugin>(book->Folder()).release() : nullptr;
 }
 
 void CPABPlugin::Release(CContactPlg* plugin)

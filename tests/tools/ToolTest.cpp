@@ -57,7 +57,7 @@ TEST(ToolTest, EachRunEndsWithItsStatusAndOneLineForEachFailure)
         {"six components", {"new", "--adr", "a;b;c;d;e;f"}, 2, "seven components"},
         {"entries and none", {"new", "--tel", "1", "--no-tel"}, 2, "--no-tel"},
         {"missing mailbox", {"--mailbox", "e@f.g", "list"}, 1, "e@f.g: folder not found (3)"},
-        {"missing contact", {"show", "VCARDPAB-9"}, 1, "open VCARDPAB-9: not found (2)"},
+        {"missing contact", {"show", "VCARDPAB-9"}, 1, "show VCARDPAB-9: not found (2)"},
         {"nobody's identifier", {"delete", "x"}, 1, "delete x: "},
         {"read-only contact", {"set", "INBOX-bob@example.org", "FullName=x"}, 1, "INBOX-"},
         {"no such report", {"changes", "--since", "0", "--type", "INBOX"}, 1, "not supported (50)"},

@@ -1,0 +1,106 @@
+#include "pab/AddressBook.h"
+
+#include "pab/PABContact.h"
+#include "platform/FileApi.h"
+#include "platform/FileHandle.h"
+#include "server/MailOwner.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
+namespace
+{
+
+constexpr std::string_view kFolderName = "/Contacts";
+constexpr std::uint32_t kPathRoom = 261;
+
+bool HasContent(const WIN32_FILE_ATTRIBUTE_DATA& file)
+{
+    return (file.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0 &&
+           (file.nFileSizeLow | file.nFileSizeHigh) != 0;
+}
+
+} // namespace
+
+std::optional<CAddressBook> CAddressBook::Of(CMailbox& mailbox)
+{
+    CMailboxMailOwner owner;
+    std::array<char, kPathRoom> location = {};
+    std::uint32_t size = kPathRoom;
+    if (!owner.Open(mailbox) || !owner.GetMessageStoreLocation(location.data(), &size)) {
+        return std::nullopt;
+    }
+    return CAddressBook(std::string(location.data(), size).append(kFolderName));
+}
+
+std::optional<ContactMgr::CContactId> CAddressBook::ContactOf(const std::string& fileName)
+{
+    ContactMgr::CContactId id = CPABContact::FileNameToContactId(fileName);
+    return CPABContact::ContactIdToFileName(id) == fileName ? std::optional(std::move(id))
+                                                            : std::nullopt;
+}
+
+std::string CAddressBook::FileOf(const ContactMgr::CContactId& id) const
+{
+    return m_folder + '/' + CPABContact::ContactIdToFileName(id);
+}
+
+bool CAddressBook::ListContacts(std::vector<ContactMgr::CContactId>* ids) const
+{
+    const std::uint32_t before = GetLastError();
+    WIN32_FIND_DATA entry;
+    const CFindHandle search(FindFirstFileA((m_folder + "/*.vcf").c_str(), &entry));
+    if (!search.IsOpen()) {
+        return IsMissingFile(GetLastError());
+    }
+    std::vector<ContactMgr::CContactId> found;
+    do {
+        std::optional<ContactMgr::CContactId> id = ContactOf(entry.cFileName);
+        if (id && HasContent(entry)) {
+            found.push_back(*std::move(id));
+        }
+    } while (FindNextFileA(search.Get(), &entry) != 0);
+    if (GetLastError() != ERROR_NO_MORE_FILES) {
+        return false;
+    }
+    std::ranges::sort(found, {}, &ContactMgr::CContactId::ToNumber);
+    ids->insert(ids->end(), found.begin(), found.end());
+    SetLastError(before);
+    return true;
+}
+
+CAddressBook::EFile CAddressBook::StateOf(const ContactMgr::CContactId& id) const
+{
+    const CKeepLastError keep;
+    WIN32_FILE_ATTRIBUTE_DATA file;
+    if (GetFileAttributesExA(FileOf(id).c_str(), GetFileExInfoStandard, &file) == 0) {
+        return EFile::kMissing;
+    }
+    return HasContent(file) ? EFile::kFilled : EFile::kEmpty;
+}
+
+bool CAddressBook::MayCreate() const
+{
+    return MayWriteFolder(m_folder.c_str());
+}
+
+bool CAddressBook::KeepsFineTimes() const
+{
+    return KeepsFineFileTimes(FolderAbove().c_str());
+}
+
+bool CAddressBook::Flush() const
+{
+    return FlushFileSystem(FolderAbove().c_str()) != 0;
+}
+
+void CAddressBook::FlushEachChange() noexcept
+{
+    SetFlushing(true);
+}
+
+std::string CAddressBook::FolderAbove() const
+{
+    return m_folder.substr(0, m_folder.rfind('/'));
+}
