@@ -68,7 +68,7 @@ bool List(CSession& session, const CListOptions& options)
 {
     return session.OpenContacts(CSession::EAccess::kRead) &&
            Walk(session, "list", &options.since, [&](CContact& contact) {
-               Print(options.json ? CRecordReader(contact, session).AsJson() + '\n'
+               Print(options.json ? ToJson(CRecordReader(contact, session).ReadAll()) + '\n'
                                   : ListLine(contact, session));
            });
 }
@@ -88,9 +88,9 @@ bool Show(CSession& session, const CShowOptions& options)
     if (contact == nullptr) {
         return false;
     }
-    CRecordReader record(*contact, session);
+    CRecordReader reader(*contact, session);
     if (options.json) {
-        Print(record.AsJson() + '\n');
+        Print(ToJson(reader.ReadAll()) + '\n');
         return true;
     }
     std::u16string card;
@@ -101,7 +101,7 @@ bool Show(CSession& session, const CShowOptions& options)
     if (GetLastError() != ERROR_NOT_SUPPORTED) {
         return session.Report().Failure("show " + options.id);
     }
-    Print(record.AsText());
+    Print(ToText(reader.ReadAll()));
     return true;
 }
 

@@ -7,16 +7,14 @@
 
 #include <nlohmann/json.hpp>
 
-#include <string_view>
-
 using nlohmann::ordered_json;
 
 namespace
 {
 
-ordered_json TypeNames(std::uint32_t mask, VCardUtils::CTypeTable table)
+std::vector<std::string_view> TypeNames(std::uint32_t mask, VCardUtils::CTypeTable table)
 {
-    ordered_json names = ordered_json::array();
+    std::vector<std::string_view> names;
     for (std::size_t bit = 0; bit < table.size(); ++bit) {
         if ((mask >> bit & 1) != 0) {
             names.push_back(table[bit]);
@@ -25,66 +23,58 @@ ordered_json TypeNames(std::uint32_t mask, VCardUtils::CTypeTable table)
     return names;
 }
 
-ordered_json ToJson(const CContactEmail& email)
+CRecordEntry ReadEntry(const CContactEmail& email)
 {
-    return {{"address", email.GetAddress().RawAddress()},
-            {"comment", ToUtf8(std::u16string_view(email.GetAddress().GetComment()))},
-            {"types", TypeNames(email.GetType(), VCardUtils::kEmailTypes)}};
+    return {{{"address", email.GetAddress().RawAddress()},
+             {"comment", ToUtf8(std::u16string_view(email.GetAddress().GetComment()))}},
+            TypeNames(email.GetType(), VCardUtils::kEmailTypes)};
 }
 
-ordered_json ToJson(const CContactTel& telephone)
+CRecordEntry ReadEntry(const CContactTel& telephone)
 {
-    return {{"number", telephone.GetNumber()},
-            {"types", TypeNames(telephone.GetType(), VCardUtils::kTelephoneTypes)}};
+    return {{{"number", telephone.GetNumber()}},
+            TypeNames(telephone.GetType(), VCardUtils::kTelephoneTypes)};
 }
 
-ordered_json ToJson(const CContactAddr& address)
+CRecordEntry ReadEntry(const CContactAddr& address)
 {
-    return {{"postOfficeBox", ToUtf8(address.GetPostOfficeBox())},
-            {"extendedAddress", ToUtf8(address.GetExtendedAddress())},
-            {"street", ToUtf8(address.GetStreet())},
-            {"locality", ToUtf8(address.GetLocality())},
-            {"region", ToUtf8(address.GetRegion())},
-            {"postalCode", ToUtf8(address.GetPostalCode())},
-            {"country", ToUtf8(address.GetCountry())},
-            {"types", TypeNames(address.GetType(), VCardUtils::kAddressTypes)}};
+    return {{{"postOfficeBox", ToUtf8(address.GetPostOfficeBox())},
+             {"extendedAddress", ToUtf8(address.GetExtendedAddress())},
+             {"street", ToUtf8(address.GetStreet())},
+             {"locality", ToUtf8(address.GetLocality())},
+             {"region", ToUtf8(address.GetRegion())},
+             {"postalCode", ToUtf8(address.GetPostalCode())},
+             {"country", ToUtf8(address.GetCountry())}},
+            TypeNames(address.GetType(), VCardUtils::kAddressTypes)};
 }
 
-ordered_json ToJson(const CContactIM& im)
+CRecordEntry ReadEntry(const CContactIM& im)
 {
-    return {{"address", ToUtf8(im.GetAddress())},
-            {"types", TypeNames(im.GetType(), VCardUtils::kIMTypes)}};
+    return {{{"address", ToUtf8(im.GetAddress())}}, TypeNames(im.GetType(), VCardUtils::kIMTypes)};
 }
 
 template <class List>
-ordered_json ListToJson(const List& list)
+std::vector<CRecordEntry> ReadEntries(const List& list)
 {
-    ordered_json entries = ordered_json::array();
+    std::vector<CRecordEntry> entries;
     for (const auto& entry : list) {
-        entries.push_back(ToJson(entry));
+        entries.push_back(ReadEntry(entry));
     }
     return entries;
 }
 
-std::string Dump(const ordered_json& value)
+ordered_json EntriesToJson(const std::vector<CRecordEntry>& entries)
 {
-    return value.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
-}
-
-// An entry of a list: its values, then its types in brackets.
-std::string EntryAsText(const ordered_json& entry)
-{
-    std::string text;
-    std::string types;
-    for (const auto& [name, value] : entry.items()) {
-        if (value.is_string() && !value.get<std::string>().empty()) {
-            text.append(text.empty() ? "" : ", ").append(value.get<std::string>());
+    ordered_json list = ordered_json::array();
+    for (const CRecordEntry& entry : entries) {
+        ordered_json object;
+        for (const auto& [name, value] : entry.values) {
+            object[std::string(name)] = value;
         }
-        for (const ordered_json& type : value.is_array() ? value : ordered_json::array()) {
-            types.append(types.empty() ? " [" : ",").append(type.get<std::string>());
-        }
+        object["types"] = entry.types;
+        list.push_back(std::move(object));
     }
-    return text + types + (types.empty() ? "" : "]");
+    return list;
 }
 
 void AppendLine(std::string_view name, std::string_view value, std::string* text)
@@ -94,7 +84,62 @@ void AppendLine(std::string_view name, std::string_view value, std::string* text
     }
 }
 
+// A line for each entry: its values, then its types in brackets.
+void AppendEntries(std::string_view name, const std::vector<CRecordEntry>& entries,
+                   std::string* text)
+{
+    for (const CRecordEntry& entry : entries) {
+        std::string line;
+        for (const auto& [valueName, value] : entry.values) {
+            line.append(line.empty() || value.empty() ? "" : ", ").append(value);
+        }
+        for (const std::string_view type : entry.types) {
+            line.append(type == entry.types.front() ? " [" : ",").append(type);
+        }
+        AppendLine(name, line + (entry.types.empty() ? "" : "]"), text);
+    }
+}
+
 } // namespace
+
+std::string ToJson(const CRecord& record)
+{
+    ordered_json properties = ordered_json::object();
+    for (const auto& [name, value] : record.properties) {
+        properties[std::string(name)] = value;
+    }
+    const ordered_json object = {{"id", record.id},
+                                 {"type", record.type},
+                                 {"readOnly", record.isReadOnly},
+                                 {"modified", record.modified},
+                                 {"firstName", record.firstName},
+                                 {"lastName", record.lastName},
+                                 {"properties", std::move(properties)},
+                                 {"emails", EntriesToJson(record.emails)},
+                                 {"telephones", EntriesToJson(record.telephones)},
+                                 {"addresses", EntriesToJson(record.addresses)},
+                                 {"ims", EntriesToJson(record.ims)}};
+    return object.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+}
+
+std::string ToText(const CRecord& record)
+{
+    std::string text;
+    AppendLine("id", record.id, &text);
+    AppendLine("type", record.type, &text);
+    AppendLine("readOnly", record.isReadOnly ? "true" : "false", &text);
+    AppendLine("modified", record.modified, &text);
+    AppendLine("firstName", record.firstName, &text);
+    AppendLine("lastName", record.lastName, &text);
+    for (const auto& [name, value] : record.properties) {
+        AppendLine(name, value, &text);
+    }
+    AppendEntries("emails", record.emails, &text);
+    AppendEntries("telephones", record.telephones, &text);
+    AppendEntries("addresses", record.addresses, &text);
+    AppendEntries("ims", record.ims, &text);
+    return text;
+}
 
 const std::vector<CContactProperty>& AllProperties()
 {
@@ -149,49 +194,29 @@ std::string CRecordReader::FirstAddress()
     return emails.IsEmpty() ? "" : emails.GetHead().GetAddress().RawAddress();
 }
 
-std::string CRecordReader::AsJson()
+CRecord CRecordReader::ReadAll()
 {
+    CRecord record;
+    record.id = m_contact.GetId().ToString();
+    record.type = m_contact.GetPluginType();
+    record.isReadOnly = m_contact.IsReadOnly();
     FILETIME modified;
     Read("time", [&] { return m_contact.GetModifiedTime(&modified); });
-    ordered_json record = {
-        {"id", m_contact.GetId().ToString()},  {"type", m_contact.GetPluginType()},
-        {"readOnly", m_contact.IsReadOnly()},  {"modified", VersionText(modified)},
-        {"firstName", ToUtf8(FirstName())},    {"lastName", ToUtf8(LastName())},
-        {"properties", ordered_json::object()}};
+    record.modified = VersionText(modified);
+    record.firstName = ToUtf8(FirstName());
+    record.lastName = ToUtf8(LastName());
     for (const CContactProperty& property : AllProperties()) {
         const std::u16string value = Property(property);
         if (!value.empty()) {
-            record["properties"][property.GetName()] = ToUtf8(value);
+            record.properties.emplace_back(property.GetName(), ToUtf8(value));
         }
     }
-    // Stores that fill a list on demand leave it empty where they cannot.
+    // Stores that fill a list on demand leave it empty if they cannot.
     Read("telephones", [&] { return !m_contact.GetTelephones().IsEmpty(); });
     Read("addresses", [&] { return !m_contact.GetAddresses().IsEmpty(); });
-    record["emails"] = ListToJson(m_contact.GetEmails());
-    record["telephones"] = ListToJson(m_contact.GetTelephones());
-    record["addresses"] = ListToJson(m_contact.GetAddresses());
-    record["ims"] = ListToJson(m_contact.GetIMs());
-    return Dump(record);
-}
-
-std::string CRecordReader::AsText()
-{
-    const ordered_json record = ordered_json::parse(AsJson());
-    std::string text;
-    for (const auto& [name, value] : record.items()) {
-        if (value.is_string()) {
-            AppendLine(name, value.get<std::string>(), &text);
-        } else if (value.is_boolean()) {
-            AppendLine(name, value.get<bool>() ? "true" : "false", &text);
-        } else if (value.is_object()) {
-            for (const auto& [property, propertyValue] : value.items()) {
-                AppendLine(property, propertyValue.get<std::string>(), &text);
-            }
-        } else {
-            for (const ordered_json& entry : value) {
-                AppendLine(name, EntryAsText(entry), &text);
-            }
-        }
-    }
-    return text;
+    record.emails = ReadEntries(m_contact.GetEmails());
+    record.telephones = ReadEntries(m_contact.GetTelephones());
+    record.addresses = ReadEntries(m_contact.GetAddresses());
+    record.ims = ReadEntries(m_contact.GetIMs());
+    return record;
 }
