@@ -54,7 +54,7 @@ CContentLine& CPABContact::AddLine(std::unique_ptr<CContentLine> line)
 
 CContentLine* CPABContact::FindLine(const char* name) const
 {
-    const POSITION position = m_lines.Find(name);
+    POSITION position = m_lines.Find(name);
     return position == nullptr ? nullptr : m_lines.GetAt(position);
 }
 
