@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-// Decimal text of numbers, for the trace.
+// Numbers as decimal text, for the trace.
 class CDebuggingDataToString
 {
 public:

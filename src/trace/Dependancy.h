@@ -1,16 +1,16 @@
 #pragma once
 
-// The pattern by which a server starts and ends one of its libraries. A resource, used by one
-// thread at a time.
+// A base for the class by which a server starts and ends one of its libraries. A resource; one
+// thread at a time uses it.
 template <class Server>
 class CDependancy
 {
 protected:
-    // Told once for each start that failed.
+    // Called once after each failed DoInitWork.
     virtual void ReportInitError(Server&) {}
 
 public:
-    // Bring the library up, and down; false on failure, with the reason in the last error.
+    // Start and end the library. False with the last error set.
     virtual bool DoInitWork(Server& server) = 0;
     virtual bool DoTermWork() = 0;
 
@@ -18,26 +18,26 @@ public:
     CDependancy(const CDependancy&) = delete;
     CDependancy& operator=(const CDependancy&) = delete;
 
-    // Starts the library unless it is up. False: it stays down.
+    // Starts the library unless it is running. After a failure it is not running.
     bool Init(Server& server)
     {
-        if (m_isUp) {
+        if (m_isRunning) {
             return true;
         }
-        m_isUp = DoInitWork(server);
-        if (!m_isUp) {
+        m_isRunning = DoInitWork(server);
+        if (!m_isRunning) {
             ReportInitError(server);
         }
-        return m_isUp;
+        return m_isRunning;
     }
 
-    // Ends the library if it is up. False: it stays up.
+    // Ends the library if it is running. After a failure it is still running.
     bool Term()
     {
-        if (m_isUp && !DoTermWork()) {
+        if (m_isRunning && !DoTermWork()) {
             return false;
         }
-        m_isUp = false;
+        m_isRunning = false;
         return true;
     }
 
@@ -45,5 +45,5 @@ protected:
     ~CDependancy() = default;
 
 private:
-    bool m_isUp = false;
+    bool m_isRunning = false;
 };

@@ -22,7 +22,7 @@ struct CRule
 };
 using CRules = std::vector<CRule>;
 
-// Never destroyed, since threads may trace until the process ends.
+// Never destroyed: threads may trace until the process ends.
 struct CTrace
 {
     std::mutex rulesMutex;
@@ -49,7 +49,7 @@ std::string_view Trim(std::string_view text)
     return text.substr(begin, text.find_last_not_of(" \t\r") + 1 - begin);
 }
 
-// What stands in front of the divider; `text` keeps what stands behind it.
+// Removes the first field and its divider from the text.
 std::string_view TakeField(std::string_view* text, std::string_view dividers)
 {
     const std::size_t end = std::min(text->find_first_of(dividers), text->size());
@@ -92,8 +92,8 @@ bool ParseRules(std::string_view text, CRules* rules)
     return !rules->empty();
 }
 
-// Whether the text is the pattern, in which '*' stands for any text. After a mismatch only the last
-// '*' has to take one more character, so the time is the product of the lengths at worst.
+// A '*' in the pattern matches any text. After a mismatch only the last '*' has to match one more
+// character, so the time is at most the product of the two lengths.
 bool Matches(std::string_view pattern, std::string_view text)
 {
     std::size_t p = 0;
@@ -117,7 +117,7 @@ bool Matches(std::string_view pattern, std::string_view text)
     return pattern.find_first_not_of('*', p) == std::string_view::npos;
 }
 
-// The namespace and the function name of a scope's literal.
+// Gives the namespace and the function name.
 std::pair<std::string_view, std::string_view> Split(std::string_view literal)
 {
     const std::size_t divider = literal.rfind("::");
@@ -147,7 +147,7 @@ std::uint32_t MatchingBits(const CRules& rules, std::string_view literal)
     return bits;
 }
 
-// Appends a text so that it stays within its quotes and its line.
+// Escapes what would end the quotes or the line.
 void AppendEscaped(std::string_view text, std::string* line)
 {
     static constexpr std::string_view kHexDigits = "0123456789ABCDEF";
@@ -166,7 +166,7 @@ void AppendEscaped(std::string_view text, std::string* line)
     }
 }
 
-// The length of the text cut to the limit, but not inside a UTF-8 character.
+// The longest length up to the limit that cuts no UTF-8 character.
 std::size_t CutLength(std::string_view text)
 {
     std::size_t length = CFunctionDebugging::kLargeBufferBytes;
@@ -197,7 +197,6 @@ void AppendPairs(const std::string_view* texts, std::size_t pairs, bool whole, s
     }
 }
 
-// What a line begins with: thread, active mail name, indent, kind and scope.
 std::string BeginLine(char kind, const char* literal)
 {
     if (t_threadNumber == 0) {
@@ -226,12 +225,12 @@ void Emit(std::string line)
     t_inSink = true;
     try {
         trace.sink(line);
-    } catch (...) { // a sink's failure is not the traced operation's
+    } catch (...) { // the traced operation goes on
     }
     t_inSink = false;
 }
 
-// Runs a step of tracing, which may neither fail nor change the last error.
+// A step of tracing must not fail or change the last error.
 template <class Step>
 void Quietly(const Step& step) noexcept
 {

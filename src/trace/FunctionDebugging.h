@@ -8,30 +8,31 @@
 #include <string>
 #include <string_view>
 
-// A trace scope: a local object made on entry to an operation with a literal such as
-// "CPABContact::Save", and ended on every way out. While no rules are set it costs one atomic load.
+// A trace scope: a local object of an operation, made with a literal such as "CPABContact::Save".
+// Its construction reports the entry, its destruction the exit. One thread uses it. Without rules
+// it costs one atomic load.
 //
-// The capture rules of the process say which scopes report what. Each event is one line,
+// The capture rules of the process decide which scopes report what. Each event is one line:
 //
 //     T2 ann@example.org   > CPABContact::GetProperty
 //
-// of thread, active mail name (if there is one), an indent for nested scopes, the kind of event
-// (> entry, < exit, ? parameters, = return values) and the scope. Tracing never changes the last
-// error and reports no failure: a line that finds no memory is lost.
+// The line has the thread, the active mail name if there is one, an indent for nested scopes, the
+// kind of event (> entry, < exit, ? parameters, = return values) and the scope's literal. Tracing
+// never fails and never changes the last error. A line that finds no memory is lost.
 class CFunctionDebugging
 {
 public:
-    // Capture bits; all others are unused.
+    // Capture bits. All others are ignored.
     static constexpr std::uint32_t kCaptureScopes = 1; // entry and exit
     static constexpr std::uint32_t kCaptureParameters = 2;
     static constexpr std::uint32_t kCaptureReturnValues = 4;
-    static constexpr std::uint32_t kCaptureLargeBuffers = 32; // values of any length, uncut
+    static constexpr std::uint32_t kCaptureLargeBuffers = 32; // values are not cut
 
-    // Without kCaptureLargeBuffers a longer value is cut to this many bytes.
+    // A longer value is cut to this many bytes, or up to three fewer for a whole UTF-8 character.
     static constexpr std::size_t kLargeBufferBytes = 256;
 
-    // The literal must outlive the scope. Its namespace is what stands before the last "::", its
-    // function name what stands behind. The scope keeps the bits that the rules give it here.
+    // The literal must outlive the scope; null counts as empty. The scope keeps the capture bits
+    // that the rules give it at this moment.
     explicit CFunctionDebugging(const char* function) noexcept
         : m_literal(function == nullptr ? "" : function)
     {
@@ -48,16 +49,19 @@ public:
     CFunctionDebugging(const CFunctionDebugging&) = delete;
     CFunctionDebugging& operator=(const CFunctionDebugging&) = delete;
 
+    // The part of the literal after the last "::", and the part before it. The whole literal and
+    // an empty text where it has none; both empty when memory is exhausted.
     const std::string& GetFunctionName() const noexcept { return Names().function; }
     const std::string& GetNamespace() const noexcept { return Names().nameSpace; }
 
-    // Non-zero if the scope captures it.
+    // Non-zero if the scope captures this.
     int DebugParameters() const noexcept { return (m_bits & kCaptureParameters) != 0; }
     int DebugReturnValues() const noexcept { return (m_bits & kCaptureReturnValues) != 0; }
     int DebugLargeBuffers() const noexcept { return (m_bits & kCaptureLargeBuffers) != 0; }
 
-    // Report count pairs of a name and a value, each a narrow string or a zero-ended text; nothing
-    // where the scope does not capture them. The result says whether the operation succeeded.
+    // Report the first `count` pairs of a name and a value, if the scope captures them. Each is a
+    // narrow string or a zero-ended text, in UTF-8; null counts as "(null)". The result is non-zero
+    // for an operation that succeeded.
     template <class... Texts>
     void Parameters(int count, const Texts&... namesAndValues) const noexcept
     {
@@ -73,25 +77,28 @@ public:
         ReportReturnValues(result, texts, PairCount(count, sizeof...(Texts)));
     }
 
-    // Sets the rules of the process, for scopes made from now on; null removes them. Any thread
-    // may do so at any time. A rule is NAMESPACE:FUNCTION:NAME:DOMAIN:MASK, several are divided by
-    // semicolons or line breaks. The first four match whole, with case, and a '*' in them stands
-    // for any text; NAME and DOMAIN match the thread's active mail name. The mask is decimal, or
-    // hexadecimal behind 0x. A scope gets the bits of all rules that match it. Text that is no
-    // rule, or no rule at all, fails with last error 87, and the old rules stay.
+    // Sets the rules of the process, for scopes made from now on; null removes them. Any thread may
+    // call it at any time. A rule is NAMESPACE:FUNCTION:NAME:DOMAIN:MASK. Semicolons or line breaks
+    // divide several. The first four fields match a whole text, with case; a '*' matches any text.
+    // NAME and DOMAIN match the thread's active mail name. The mask is decimal, or hexadecimal
+    // after "0x". A scope gets the bits of all rules that match it. On failure the old rules stay.
+    // Last error ERROR_INVALID_PARAMETER (87): a malformed rule, or none; ERROR_NOT_ENOUGH_MEMORY
+    // (8).
     static bool SetEventCaptureRules(const char* rules);
 
+    // All scopes report everything; none reports anything.
     static bool TurnOn() { return SetEventCaptureRules("*:*:*:*:65535"); }
     static bool TurnOff() { return SetEventCaptureRules(nullptr); }
 
-    // Takes each line, without line end; from any thread, but never from two at once. It may not
-    // set a sink. Scopes inside it report nothing. An empty one stands for standard error, the
-    // start. When the call returns, the old sink runs no more.
+    // Sets the function that gets each line, without its line end. Any thread may call the sink,
+    // but only one at a time. Scopes inside the sink report nothing, SetSink inside it does
+    // nothing, and exceptions from it are dropped. An empty sink stands for standard error, which
+    // is the default. The old sink is no longer running when SetSink returns.
     using CSink = std::function<void(std::string_view line)>;
     static void SetSink(CSink sink);
 
-    // Names the mailbox that the thread works for, for as long as it lives; "*" is none. A
-    // resource. They nest: the last made holds.
+    // Sets the thread's active mail name for its own lifetime. "*" and "*" stand for none. They
+    // nest: the one made last counts. A resource; the thread that made it destroys it.
     class CActiveMailName
     {
     public:
