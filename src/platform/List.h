@@ -2,9 +2,11 @@
 
 #include <cstddef>
 #include <iterator>
+#include <type_traits>
 #include <utility>
 
-// An opaque place in a CList; null means none. It stays good until its element is removed.
+// A position in a CList: opaque, null means none. It is valid until its element is removed. After a
+// move of the list it is a position of the new list.
 struct CListNodeBase
 {
     CListNodeBase* next = nullptr;
@@ -12,9 +14,18 @@ struct CListNodeBase
 };
 using POSITION = CListNodeBase*;
 
-// Ordered list with positions, the base of every list class of the library. A value: copying
-// copies the elements. Elements stand in insertion order, duplicates are allowed. An element added
-// may come from the list itself. Operations that take a position want one of this list.
+// Ordered list with positions, the base of the library's list classes. A value: a copy has copies
+// of the elements, and a moved-from list is empty. Duplicates are allowed.
+//
+// Adding, inserting and copying may throw std::bad_alloc, and what the element's own copy throws.
+// The list is then as it was. Nothing here sets the last error. Several threads may read one list
+// at once.
+//
+// Not checked: a position belongs to this list and is not null, unless a comment gives null a
+// meaning. GetHead, GetTail, RemoveHead and RemoveTail need a list that is not empty. On an empty
+// list the positions are null, Find and FindIndex give null, and a range-for does nothing.
+//
+// An added element may be one of the list itself.
 template <class T>
 class CList
 {
@@ -51,7 +62,7 @@ public:
     const T& GetAt(POSITION position) const { return Element(position); }
     void SetAt(POSITION position, T value) { Element(position) = std::move(value); }
 
-    // The element at the position, which moves on to the next, or to null behind the last.
+    // The element at the position. The position moves to the next or previous one, or to null.
     T& GetNext(POSITION& position) { return Element(std::exchange(position, position->next)); }
     const T& GetNext(POSITION& position) const
     {
@@ -66,7 +77,8 @@ public:
     POSITION AddHead(T value) { return Link(new Node(std::move(value)), nullptr, m_head); }
     POSITION AddTail(T value) { return Link(new Node(std::move(value)), m_tail, nullptr); }
 
-    // All elements of another list, in its order, in front of the head or behind the tail.
+    // Add copies of another list's elements, in its order, before the head or after the tail. An
+    // empty list adds nothing.
     void AddHead(const CList& other)
     {
         CList all(other);
@@ -79,7 +91,7 @@ public:
         Splice(added);
     }
 
-    // A null position adds at the head, or at the tail.
+    // A null position means the head for InsertBefore, the tail for InsertAfter.
     POSITION InsertBefore(POSITION position, T value)
     {
         return position == nullptr ? AddHead(std::move(value))
@@ -91,6 +103,7 @@ public:
                                    : Link(new Node(std::move(value)), position, position->next);
     }
 
+    // Remove the element and give its value.
     T RemoveHead() { return Take(m_head); }
     T RemoveTail() { return Take(m_tail); }
     void RemoveAt(POSITION position) { delete Unlink(position); }
@@ -101,7 +114,8 @@ public:
         }
     }
 
-    // The first element equal to the value, from the head or behind `after`; null if there is none.
+    // The first element that equals the value, from the head or after the given position; else
+    // null.
     POSITION Find(const T& value, POSITION after = nullptr) const
     {
         POSITION position = after == nullptr ? m_head : after->next;
@@ -111,7 +125,7 @@ public:
         return position;
     }
 
-    // The position of the element with that index, counted from 0; null behind the end.
+    // The position of the element with that index, counted from 0; null from the count on.
     POSITION FindIndex(std::size_t index) const
     {
         POSITION position = m_head;
@@ -121,6 +135,7 @@ public:
         return position;
     }
 
+    // Forward iterators, for range-for and the algorithms. A const list gives const elements.
     template <class Value>
     class CIterator
     {
@@ -133,6 +148,11 @@ public:
 
         CIterator() = default;
         explicit CIterator(POSITION position) : m_position(position) {}
+        // An iterator converts to a const_iterator.
+        operator CIterator<const T>() const requires(!std::is_const_v<Value>)
+        {
+            return CIterator<const T>(m_position);
+        }
         reference operator*() const { return Element(m_position); }
         pointer operator->() const { return &Element(m_position); }
         CIterator& operator++()
@@ -163,12 +183,12 @@ private:
 
     static T& Element(POSITION position) { return static_cast<Node*>(position)->value; }
 
-    POSITION Link(Node* node, POSITION before, POSITION behind) noexcept
+    POSITION Link(Node* node, POSITION before, POSITION after) noexcept
     {
         node->prev = before;
-        node->next = behind;
+        node->next = after;
         (before == nullptr ? m_head : before->next) = node;
-        (behind == nullptr ? m_tail : behind->prev) = node;
+        (after == nullptr ? m_tail : after->prev) = node;
         ++m_count;
         return node;
     }
@@ -197,7 +217,7 @@ private:
         Splice(copies);
     }
 
-    // Moves all elements of the other list behind the tail.
+    // Moves all elements of the other list to the end.
     void Splice(CList& other) noexcept
     {
         if (other.m_head == nullptr) {
