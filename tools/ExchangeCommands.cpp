@@ -2,6 +2,7 @@
 
 #include "CardReader.h"
 #include "Session.h"
+#include "platform/Errno.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,6 +1,7 @@
 #include "Report.h"
 
 #include "Text.h"
+#include "platform/Errno.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -3,7 +3,7 @@
 #include "directory/ContentLineSyntax.h"
 #include "platform/Ascii.h"
 #include "platform/Failure.h"
-#include "platform/FileApi.h"
+#include "platform/FileContent.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,8 +1,10 @@
 #include "pab/AddressBook.h"
 
 #include "pab/PABContact.h"
-#include "platform/FileApi.h"
 #include "platform/FileHandle.h"
+#include "platform/FileNames.h"
+#include "platform/FileStamp.h"
+#include "platform/Flushing.h"
 #include "server/MailOwner.h"
 
 #include <algorithm>
@@ -87,7 +89,7 @@ bool CAddressBook::MayCreate() const
 
 bool CAddressBook::KeepsFineTimes() const
 {
-    return KeepsFineFileTimes(FolderAbove().c_str());
+    return KeepsFineFileTimes(FolderAbove());
 }
 
 bool CAddressBook::Flush() const

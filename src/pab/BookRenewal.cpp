@@ -4,7 +4,11 @@
 #include "pab/PABContact.h"
 #include "platform/ChangeProtocol.h"
 #include "platform/FileHandle.h"
+#include "platform/FileNames.h"
+#include "platform/FileRewrite.h"
+#include "platform/FileStamp.h"
 #include "platform/LastError.h"
+#include "platform/RedoFile.h"
 
 #include <algorithm>
 
@@ -39,10 +43,10 @@ bool RenewAddressBook(const std::string& folder, CBookRenewal* renewal)
     std::vector<std::string> names;
     std::vector<std::string> redoNames;
     FILETIME latest;
-    if (MoveFolderTime(folder.c_str(), FILETIME(), &latest) == 0) {
+    if (!MoveFolderTime(folder, FILETIME(), &latest)) {
         return IsMissingFile(GetLastError());
     }
-    if (TakeOldRedoFiles(folder.c_str()) == 0 || ListFiles(folder.c_str(), &names, ".vcf") == 0 ||
+    if (!MoveOldRedoFiles(folder) || ListFiles(folder.c_str(), &names, ".vcf") == 0 ||
         ListFiles(redoFolder.c_str(), &redoNames) == 0) {
         return false;
     }

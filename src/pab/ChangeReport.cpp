@@ -3,6 +3,7 @@
 #include "pab/PABContact.h"
 #include "platform/Ascii.h"
 #include "platform/FileHandle.h"
+#include "platform/FileStamp.h"
 #include "platform/FileTime.h"
 #include "server/FileSystem.h"
 
@@ -51,7 +52,7 @@ bool CChangeReport::Draw(FILETIME* version)
     }
     if (m_latest > m_version) {
         // I5: a process died behind its stamp. A failure here only delays the followers.
-        MoveFolderTime(m_folder.c_str(), m_latest, &m_latest);
+        MoveFolderTime(m_folder, m_latest, &m_latest);
     }
     return search.Close();
 }
@@ -64,7 +65,7 @@ void CChangeReport::ReadVersion(const FILETIME& folderTime)
     m_version = std::max(folderTime, m_since);
     if (m_since > folderTime && m_since > m_begin) {
         m_version = folderTime;
-        MoveFolderTime(m_folder.c_str(), folderTime, &m_version);
+        MoveFolderTime(m_folder, folderTime, &m_version);
     }
 }
 
@@ -74,7 +75,7 @@ void CChangeReport::MoveBehindCreations(FILETIME* version)
 {
     const FILETIME next = FileTimeFromCount(FileTimeToCount(m_version) + 1);
     FILETIME latest;
-    if (next <= m_begin && MoveFolderTime(m_folder.c_str(), next, &latest) != 0) {
+    if (next <= m_begin && MoveFolderTime(m_folder, next, &latest)) {
         m_created.AddTail(m_atVersion);
         *version = next;
     } else {

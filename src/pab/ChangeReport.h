@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/ContactId.h"
-#include "platform/FileApi.h"
+#include "platform/FileSearch.h"
 
 #include <string>
 

@@ -2,6 +2,8 @@
 
 #include "pab/PABContact.h"
 #include "platform/Failure.h"
+#include "platform/FileNames.h"
+#include "platform/FileSearch.h"
 #include "platform/FolderLock.h"
 #include "server/FileSystem.h"
 

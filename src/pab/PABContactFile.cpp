@@ -10,6 +10,8 @@
 #include "pab/PABContactLines.h"
 #include "platform/Ascii.h"
 #include "platform/Failure.h"
+#include "platform/FileContent.h"
+#include "platform/FileRewrite.h"
 #include "platform/FileTime.h"
 #include "server/FileSystem.h"
 #include "trace/FunctionDebugging.h"

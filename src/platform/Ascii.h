@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <string_view>
 
-// Names in mail and in vCards compare without regard to the case of ASCII letters, whatever the
-// locale; all other characters stand for themselves.
+// Comparison of names in mail and in vCards: without regard to the case of ASCII letters, in every
+// locale. All other characters differ from each other.
 
 template <class Char>
 constexpr Char LowerAscii(Char c)

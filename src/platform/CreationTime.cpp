@@ -1,7 +1,7 @@
 #include "platform/CreationTime.h"
 
 #include "platform/ChangeProtocol.h"
-#include "platform/OpenFile.h"
+#include "platform/SystemCalls.h"
 
 #include <algorithm>
 #include <array>
@@ -12,7 +12,8 @@ namespace
 
 using AttributeText = std::array<char, 24>;
 
-// The first release noted a time ahead until the first save was done.
+// The first release noted a time ahead of the clock until the first save, so the last write counts
+// if it is earlier.
 FILETIME Parse(ssize_t size, const AttributeText& text, const FILETIME& birth,
                const FILETIME& lastWrite)
 {
@@ -32,13 +33,15 @@ bool NoteCreation(int file, const FILETIME& creation)
     const char* end =
         std::to_chars(text.data(), text.data() + text.size(), FileTimeToCount(creation)).ptr;
     const auto size = static_cast<std::size_t>(end - text.data());
-    return CSystemCalls::Current().AddOpenAttribute(file, kCreationAttribute, text.data(), size) ==
-               0 ||
+    // I6: a time that is noted already stays. The two others: the file system has no user
+    // attributes.
+    return CSystemCalls::Current().AddAttribute(file, kCreationAttribute, text.data(), size) == 0 ||
            errno == EEXIST || errno == EOPNOTSUPP || errno == EPERM;
 }
 
 bool KeepCreation(int file, const struct statx& status)
 {
+    // I6: without an attribute the last write counts as the creation, and it is about to move.
     const FILETIME lastWrite = FileTimeOf(status.stx_mtime);
     return BirthTimeOf(status) <= lastWrite || NoteCreation(file, lastWrite);
 }
@@ -46,8 +49,8 @@ bool KeepCreation(int file, const struct statx& status)
 FILETIME CreationTime(int file, const struct statx& status)
 {
     AttributeText text = {};
-    const ssize_t size = CSystemCalls::Current().GetOpenAttribute(file, kCreationAttribute,
-                                                                  text.data(), text.size());
+    const ssize_t size =
+        CSystemCalls::Current().GetAttribute(file, kCreationAttribute, text.data(), text.size());
     return Parse(size, text, BirthTimeOf(status), FileTimeOf(status.stx_mtime));
 }
 

@@ -2,18 +2,19 @@
 
 #include "platform/Types.h"
 
-#include <sys/stat.h>
+struct statx;
 
-// When a followed file was created (platform/ChangeProtocol.h, I6). The attribute says it; file
-// systems without user attributes note nothing.
+// The creation time of a contact file (platform/ChangeProtocol.h, I6). It is noted in an attribute
+// of the file. A file system without user attributes keeps none.
 
-// Notes it, unless it is noted. False with errno set.
+// Notes the time, unless one is noted. False with errno set.
 bool NoteCreation(int file, const FILETIME& creation);
 
-// To be called before a file's last write is moved. A restored file, born after its last write, has
-// no earlier time than that one.
+// Notes the last-write time of a file that was born later, such as a restored one. Called before
+// the last-write time moves. False with errno set.
 bool KeepCreation(int file, const struct statx& status);
 
-// The noted time, else the earlier of birth and last write; 0 where the file system tells no birth.
+// The noted time, or the birth without one; the last write if that is earlier. 0 where the file
+// system keeps no birth time.
 FILETIME CreationTime(int file, const struct statx& status);
 FILETIME CreationTime(const char* path, const FILETIME& birth, const FILETIME& lastWrite);

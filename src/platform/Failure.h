@@ -7,7 +7,7 @@
 #include <new>
 #include <utility>
 
-// What a failed operation gives: false, 0 or null, as its result type has it.
+// The result of a failed operation: false, 0 or null, whichever its type needs.
 class CFailed
 {
 public:
@@ -27,15 +27,14 @@ inline CFailed Fail(std::uint32_t code) noexcept
     return {};
 }
 
-// For exhausted memory. Inside the library that is std::bad_alloc; each operation that a caller can
-// reach catches it and gives this.
+// For exhausted memory: ERROR_NOT_ENOUGH_MEMORY (8). Operations for callers return it where they
+// catch std::bad_alloc.
 inline CFailed FailForMemory() noexcept
 {
     return Fail(ERROR_NOT_ENOUGH_MEMORY);
 }
 
-// Runs an operation. Where it succeeds, the last error is put back to what it was before: a code
-// that was set on the way there is no failure.
+// Runs an operation. If it succeeds, the last error is as it was before.
 template <class Operation>
 bool KeepingLastError(Operation operation)
 {
@@ -47,8 +46,7 @@ bool KeepingLastError(Operation operation)
     return isDone;
 }
 
-// A new object of a class whose `new` gives null when memory is exhausted; throws std::bad_alloc
-// then.
+// A new object. Throws std::bad_alloc also for a class whose `new` gives null.
 template <class T, class... Arguments>
 std::unique_ptr<T> Make(Arguments&&... arguments)
 {

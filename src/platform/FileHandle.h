@@ -1,12 +1,14 @@
 #pragma once
 
-#include "platform/FileApi.h"
+#include "platform/FileOpen.h"
+#include "platform/FileSearch.h"
+#include "platform/LastError.h"
 
 #include <utility>
 
-// Owns one open file, folder or search, and ends it with the given operation. Movable, not
-// copyable. Ending it by destruction leaves the last error alone.
-template <int (*EndHandle)(HANDLE)>
+// Owns the handle of an open file, folder or search. Its destruction closes the handle with the
+// given operation and leaves the last error as it was. A resource; movable.
+template <int (*CloseOwned)(HANDLE)>
 class COwnedHandle
 {
 public:
@@ -28,18 +30,18 @@ public:
     {
         if (IsOpen()) {
             const CKeepLastError keep;
-            // One that fails has ended what stands behind the handle, and frees it the next time.
-            if (EndHandle(m_handle) == 0) {
-                EndHandle(m_handle);
+            // A failed close has still closed the file. The second one frees the handle.
+            if (CloseOwned(m_handle) == 0) {
+                CloseOwned(m_handle);
             }
         }
         m_handle = handle;
     }
 
-    // Ends it and says whether that worked; a handle that could not be ended stays.
+    // False with the last error set, and the handle kept for another close.
     bool Close() noexcept
     {
-        if (IsOpen() && EndHandle(m_handle) == 0) {
+        if (IsOpen() && CloseOwned(m_handle) == 0) {
             return false;
         }
         m_handle = INVALID_HANDLE_VALUE;

@@ -1,20 +1,20 @@
 #pragma once
 
-#include "platform/OpenFile.h"
+#include "platform/Types.h"
 
 #include <string_view>
 
-// Changes of files that are held exclusively, in the order that platform/ChangeProtocol.h tells.
-// All give false with the last error set, or throw std::bad_alloc.
+// Changes of a file that is held exclusively for writing (platform/FileOpen.h). They follow
+// platform/ChangeProtocol.h. Name, lock and creation time stay. Non-zero on success. Last errors:
+// ERROR_FILE_NOT_FOUND (2): another file has the name by now; ERROR_ACCESS_DENIED (5): the file
+// belongs to another user, or is not held; ERROR_DISK_FULL (112); ERROR_BUSY (170): no stamp could
+// be given in time; ERROR_FILE_TOO_LARGE (223): more than 64 MiB.
 
-// RewriteFile of platform/FileApi.h.
-bool RewriteOpenFile(COpenFile& file, std::string_view content);
+// Replaces the whole content, stamps the file and moves its folder's time to the stamp. An empty
+// content is a deletion. A process that dies at any point leaves the old or the new content, or a
+// part of it that the next exclusive open for writing completes. So does a failure; then a second
+// call completes it too.
+int RewriteFile(HANDLE handle, std::string_view content);
 
-// Empties the file, which is how it is deleted, and stamps it.
-bool EmptyOpenFile(COpenFile& file);
-
-// Stamps the file as a rewrite does, its content untouched.
-bool RestampOpenFile(COpenFile& file);
-
-// Completes what a redo file beside the file holds, or drops the redo file.
-bool RepairOpenFile(COpenFile& file);
+// Stamps the file and moves its folder's time to the stamp. The content and a redo file stay.
+int RestampFile(HANDLE handle);

@@ -1,7 +1,12 @@
+#include "platform/FileSearch.h"
+
 #include "platform/Ascii.h"
 #include "platform/CreationTime.h"
+#include "platform/Descriptor.h"
+#include "platform/Errno.h"
 #include "platform/Failure.h"
-#include "platform/OpenFile.h"
+#include "platform/Path.h"
+#include "platform/SystemCalls.h"
 
 #include <algorithm>
 #include <cstring>
@@ -13,10 +18,11 @@
 namespace
 {
 
-// A listing that fits the buffer is one system call, and a rename at the same time cannot hide an
-// entry from it. A listing that fills it is begun anew with a larger one, up to this size.
+// A listing that fits the buffer takes one system call, so a rename meanwhile cannot hide an entry.
+// One that fills the buffer starts again with a larger one, up to the largest size.
 constexpr std::size_t kFirstListBuffer = std::size_t{32} << 10;
 constexpr std::size_t kLargestListBuffer = std::size_t{256} << 20;
+// With less room than this left, a further entry may not have fitted.
 constexpr std::size_t kLargestEntry = sizeof(struct dirent64);
 
 using EntryFunction = std::function<void(const char* name, unsigned char type)>;
@@ -26,6 +32,7 @@ bool IsDotEntry(const char* name)
     return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
 }
 
+// The records have no alignment that a struct could rely on.
 void ForEachEntry(const char* buffer, std::size_t size, const EntryFunction& function)
 {
     for (std::size_t offset = 0; offset < size;) {
@@ -46,8 +53,7 @@ ssize_t List(int folder, char* buffer, std::size_t size)
     return CSystemCalls::Current().ListEntries(folder, buffer, size);
 }
 
-// Gives false with errno set. The function sees no entry before the listing is known to be whole,
-// or too large to be taken whole.
+// Calls the function once the listing is whole, or fills the largest buffer. False with errno set.
 bool ListWhole(int folder, const EntryFunction& function)
 {
     std::size_t capacity = kFirstListBuffer;
@@ -75,16 +81,13 @@ bool EndsWithIgnoringCase(std::string_view name, std::string_view suffix)
            EqualIgnoringCase(name.substr(name.size() - suffix.size()), suffix);
 }
 
-// A folder being searched: the names that match, each ended by a zero, and how far they have been
-// delivered. A resource; FindClose ends it.
+// A search of a folder. A resource; FindClose deletes it.
 struct CSearch
 {
-    explicit CSearch(int descriptor) : folder(descriptor) {}
-
     CDescriptor folder;
     std::string path;
-    std::string names;
-    std::size_t next = 0;
+    std::string names;    // those that match, each with a zero behind it
+    std::size_t next = 0; // the place of the first that is not delivered yet
 };
 
 CSearch* SearchOf(HANDLE handle) noexcept
@@ -95,18 +98,7 @@ CSearch* SearchOf(HANDLE handle) noexcept
     return reinterpret_cast<CSearch*>(static_cast<std::intptr_t>(handle));
 }
 
-// Only a folder that is missing itself is 3 here, as the pattern's last part is no name of a file.
-bool FailToOpenFolder()
-{
-    const bool isMissing = errno == ENOENT;
-    FailWithErrno();
-    if (isMissing) {
-        SetLastError(ERROR_PATH_NOT_FOUND);
-    }
-    return false;
-}
-
-// Network file systems leave an entry's type to be asked for.
+// Some network file systems do not list the type of an entry.
 bool IsFolderEntry(int folder, const char* name, unsigned char type)
 {
     if (type != DT_UNKNOWN) {
@@ -120,9 +112,9 @@ bool IsFolderEntry(int folder, const char* name, unsigned char type)
 bool ListEntries(const char* path, std::vector<std::string>* names, bool withFolders,
                  std::string_view suffix)
 {
-    const CDescriptor folder(OpenFolder(path));
+    const CDescriptor folder = OpenFolder(path);
     if (!folder.IsOpen()) {
-        return FailToOpenFolder();
+        return FailWithErrnoOfFolder();
     }
     std::vector<std::string> found;
     const auto collect = [&](const char* name, unsigned char type) {
@@ -152,6 +144,7 @@ bool CollectNames(CSearch& search, std::string_view pattern)
     return ListWhole(search.folder.Get(), collect) || FailWithErrno();
 }
 
+// Leaves out entries that are gone since the listing.
 bool DeliverNext(CSearch& search, WIN32_FIND_DATA* data)
 {
     while (search.next < search.names.size()) {
@@ -176,18 +169,14 @@ bool DeliverNext(CSearch& search, WIN32_FIND_DATA* data)
 
 HANDLE FindFirstFileA(const char* pattern, WIN32_FIND_DATA* data)
 {
-    const std::string_view text = pattern;
-    const std::size_t slash = text.rfind('/');
-    const std::string folder = FolderOf(text);
-    CDescriptor opened(OpenFolder(folder.c_str()));
-    if (!opened.IsOpen()) {
-        FailToOpenFolder();
+    auto search = std::make_unique<CSearch>();
+    search->path = FolderOf(pattern);
+    search->folder = OpenFolder(search->path.c_str());
+    if (!search->folder.IsOpen()) {
+        FailWithErrnoOfFolder();
         return INVALID_HANDLE_VALUE;
     }
-    auto search = std::make_unique<CSearch>(opened.Get());
-    (void)opened.Release();
-    search->path = folder;
-    if (!CollectNames(*search, slash == std::string_view::npos ? text : text.substr(slash + 1))) {
+    if (!CollectNames(*search, NameOf(pattern))) {
         return INVALID_HANDLE_VALUE;
     }
     if (!DeliverNext(*search, data)) {

@@ -1,8 +1,11 @@
 #include "platform/FileStamp.h"
 
 #include "platform/ChangeProtocol.h"
-#include "platform/OpenFile.h"
+#include "platform/Errno.h"
+#include "platform/LastError.h"
+#include "platform/NewFile.h"
 #include "platform/RedoFile.h"
+#include "platform/SystemCalls.h"
 
 #include <algorithm>
 #include <chrono>
@@ -14,10 +17,13 @@
 namespace
 {
 
-// A thread that sleeps wakes up so much later.
+// A sleeping thread wakes up this much late.
 constexpr std::uint64_t kSpinWait = 50 * kFileTimeUnitsPerMicrosecond;
 
+// With the lead doubled each time, the last attempt leads by 40 ms.
 constexpr int kStampAttempts = 14;
+
+constexpr std::uint32_t kNanosecondsOfProbe = 123'456'700;
 
 std::uint64_t ClockCount()
 {
@@ -34,9 +40,8 @@ struct timespec TimespecOf(std::uint64_t count)
     return {.tv_sec = seconds, .tv_nsec = nanoseconds};
 }
 
-// Sets the file's time and reads it back: some file systems store something else and say nothing.
-// Both times are always given, since some take "leave as it is" for a time. Those that keep whole
-// seconds only get the next second, so that the stamp is never earlier than the one wanted.
+// Sets the file's time and reads it back, since some file systems silently store another one. Those
+// that store whole seconds get the next second, so that the stamp is not earlier than wanted.
 bool SetAndReadBack(int file, std::uint64_t wanted, std::uint64_t* stored)
 {
     struct statx status = {};
@@ -54,7 +59,7 @@ bool SetAndReadBack(int file, std::uint64_t wanted, std::uint64_t* stored)
     return true;
 }
 
-// I4: later than `latest`, and than the clock behind it. False with errno set.
+// I4: a stamp later than `latest` and ahead of the clock. False with errno set.
 bool StampFile(int file, std::uint64_t latest, std::uint64_t* stamp)
 {
     std::uint64_t lead = kStampLead;
@@ -67,7 +72,7 @@ bool StampFile(int file, std::uint64_t latest, std::uint64_t* stamp)
         if (clock < *stamp) {
             return true;
         }
-        // A loaded network file system takes long to set it.
+        // Setting it takes long on a loaded network file system.
         lead = 2 * std::max(lead, clock - std::min(begin, clock));
     }
     errno = EBUSY;
@@ -79,7 +84,7 @@ void WaitForClock(std::uint64_t until)
     for (std::uint64_t now = ClockCount(); now < until; now = ClockCount()) {
         const std::uint64_t rest = until - now;
         if (rest > kLongestStampWait) {
-            return;
+            return; // the clock was set back
         }
         if (rest > kSpinWait) {
             std::this_thread::sleep_for(std::chrono::nanoseconds(100 * (rest - kSpinWait)));
@@ -87,21 +92,22 @@ void WaitForClock(std::uint64_t until)
     }
 }
 
-// What the folder's times tell. When names change, the system sets the last-write time from a
-// coarse clock, which may be earlier than a version that was handed out; the access time keeps it.
-struct FolderTimes
+// When names change, the system sets the folder's last-write time from a coarse clock, which may be
+// earlier than a version that was handed out. The access time still keeps that version.
+struct CFolderTimes
 {
     std::uint64_t lastWrite = 0;
-    std::uint64_t latest = 0;
+    std::uint64_t latest = 0; // of all versions
 };
 
-bool ReadFolderTimes(const std::string& folder, FolderTimes* times)
+bool ReadFolderTimes(const std::string& folder, CFolderTimes* times)
 {
     struct statx status = {};
     if (CSystemCalls::Current().Stat(AT_FDCWD, folder.c_str(), AT_STATX_FORCE_SYNC, &status) != 0) {
         return false;
     }
     const std::uint64_t access = FileTimeToCount(FileTimeOf(status.stx_atime));
+    // The system itself sets the access time too, to its clock.
     const bool isKept =
         access > kAccessTimeLead && access - kAccessTimeLead < ClockCount() + kFarthestVersion;
     times->lastWrite = FileTimeToCount(FileTimeOf(status.stx_mtime));
@@ -116,9 +122,9 @@ bool SetFolderTimes(const std::string& folder, std::uint64_t version)
     return CSystemCalls::Current().SetTimes(folder.c_str(), times) == 0;
 }
 
-// Held while a stamp is given, so that the folder's time goes from one to the next. A lock on the
-// folder itself does not reach the other clients of a network file system. Without the lock a stamp
-// is still right as long as the clock is not set back, so a failure is passed over.
+// Locked while a stamp is given, so that two stamps have an order. It locks a file, since network
+// file systems do not pass the lock of a folder on to other servers. Without the lock stamps are
+// wrong only if the clock is set back, so a failure is ignored.
 class CStampLock
 {
 public:
@@ -129,7 +135,7 @@ public:
             LockPatiently(m_file.Get());
         }
     }
-    // By hand, since a child process may have a copy of the descriptor.
+    // Closing is not enough: a child process may have a copy of the descriptor.
     ~CStampLock()
     {
         if (m_file.IsOpen()) {
@@ -150,21 +156,21 @@ private:
 bool StampAndMoveFolder(int file, const std::string& folder)
 {
     const CStampLock lock(folder);
-    FolderTimes times;
+    CFolderTimes times;
     std::uint64_t stamp = 0;
-    ReadFolderTimes(folder, &times);
+    ReadFolderTimes(folder, &times); // without them the stamp is still ahead of the clock
     if (!StampFile(file, times.latest, &stamp)) {
         return FailWithErrno();
     }
     WaitForClock(stamp);
-    SetFolderTimes(folder, stamp);
+    SetFolderTimes(folder, stamp); // I5: a report makes up for a failure
     return true;
 }
 
-bool MoveFolder(const std::string& folder, const FILETIME& time, FILETIME* latest)
+bool MoveFolderTime(const std::string& folder, const FILETIME& time, FILETIME* latest)
 {
     const CStampLock lock(folder);
-    FolderTimes times;
+    CFolderTimes times;
     if (!ReadFolderTimes(folder, &times)) {
         return FailWithErrno(folder.c_str());
     }
@@ -173,14 +179,14 @@ bool MoveFolder(const std::string& folder, const FILETIME& time, FILETIME* lates
     return times.lastWrite >= version || SetFolderTimes(folder, version) || FailWithErrno();
 }
 
-bool MoveFolderToNow(const std::string& folder, FILETIME* latest)
+bool MoveFolderTimeToNow(const std::string& folder, FILETIME* latest)
 {
-    return MoveFolder(folder, FileTimeFromCount(ClockCount()), latest);
+    return MoveFolderTime(folder, FileTimeFromCount(ClockCount()), latest);
 }
 
 bool MayStamp(int file, const struct statx& status)
 {
-    // Only the owner sets times; where ids are mapped, as on network file systems, trying tells.
+    // Only the owner may set times. Network file systems map user ids, so it is tried too.
     const struct timespec times[2] = {
         {.tv_sec = status.stx_atime.tv_sec, .tv_nsec = status.stx_atime.tv_nsec},
         {.tv_sec = status.stx_mtime.tv_sec, .tv_nsec = status.stx_mtime.tv_nsec}};
@@ -191,6 +197,25 @@ bool MayStamp(int file, const struct statx& status)
 bool SetLastWriteTime(int file, const FILETIME& time)
 {
     const struct timespec value = TimespecOf(FileTimeToCount(time));
+    // Both, since some file systems take "leave it as it is" for a time.
     const struct timespec times[2] = {value, value};
     return CSystemCalls::Current().SetTimes(file, times) == 0;
+}
+
+bool KeepsFineFileTimes(const std::string& folder)
+{
+    const CKeepLastError keep;
+    CSystemCalls& calls = CSystemCalls::Current();
+    const FILETIME fraction = FileTimeFromUnix(0, kNanosecondsOfProbe);
+    const std::string probe = folder + "/.times~";
+    bool isFine = true;
+    MakeFile(probe, std::nullopt, [&](int made) {
+        struct statx status = {};
+        isFine = !SetLastWriteTime(made, fraction) ||
+                 calls.Stat(made, "", AT_EMPTY_PATH, &status) != 0 ||
+                 FileTimeOf(status.stx_mtime) == fraction;
+        return false; // so it gets no name
+    });
+    calls.Unlink(probe.c_str()); // for a file system that makes none without a name
+    return isFine;
 }

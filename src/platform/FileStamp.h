@@ -4,22 +4,28 @@
 
 #include <string>
 
-#include <sys/stat.h>
+struct statx;
 
-// Stamps, and the time of the folder that follows them (platform/ChangeProtocol.h, I4 and I5).
+// Stamps of files, and the time of their folder, which is the version (platform/ChangeProtocol.h,
+// I4 and I5). False comes with the last error set, unless errno is named.
 
-// Stamps an exclusively held file, waits until the clock has passed the stamp, and moves the
-// folder's time there. False with the last error set where the file could not be stamped; what the
-// folder refuses does not count.
+// Stamps a held file, waits until the clock has passed the stamp, and moves the folder's time to
+// it. True also where only the folder's time could not be moved.
 bool StampAndMoveFolder(int file, const std::string& folder);
 
-// Moves the folder's time forward to the given one, and to the latest that it has had. *latest is
-// where it stands then. False with the last error set.
-bool MoveFolder(const std::string& folder, const FILETIME& time, FILETIME* latest);
-bool MoveFolderToNow(const std::string& folder, FILETIME* latest);
+// Moves the time of a folder of contacts forward to the given one, but not behind the latest that
+// it has had. *latest is the folder's latest time after that, also if this process may not move it
+// (ERROR_ACCESS_DENIED, 5). ERROR_FILE_NOT_FOUND (2) or ERROR_PATH_NOT_FOUND (3): no such folder.
+bool MoveFolderTime(const std::string& folder, const FILETIME& time, FILETIME* latest);
+bool MoveFolderTimeToNow(const std::string& folder, FILETIME* latest);
 
-// Whether this process may stamp an open file: it belongs to its user, or rights go beyond that.
+// Whether this process may stamp an open file. `status` is the file's.
 bool MayStamp(int file, const struct statx& status);
 
-// Sets a file's last-write time as it is given. False with errno set.
+// Sets the last-write time of an open file. False with errno set.
 bool SetLastWriteTime(int file, const FILETIME& time);
+
+// Whether the folder's file system keeps fractions of a second in file times, which stamps need.
+// Tries it on a file without a name, or one that is removed at once. True where none can be made.
+// Leaves the last error as it was.
+bool KeepsFineFileTimes(const std::string& folder);

@@ -5,8 +5,9 @@
 namespace
 {
 
-// Seconds from 1601 to 1970.
+// From 1601 to 1970.
 constexpr std::int64_t kEpochSeconds = 11'644'473'600;
+// As a count it still fits 64 bits.
 constexpr std::int64_t kLastUnixSecond = 1'800'000'000'000;
 constexpr std::uint32_t kNanosecondsPerUnit = 100;
 
@@ -37,6 +38,16 @@ void FileTimeToUnix(const FILETIME& time, std::int64_t* seconds, std::uint32_t* 
     *seconds = static_cast<std::int64_t>(count / kFileTimeUnitsPerSecond) - kEpochSeconds;
     *nanoseconds =
         static_cast<std::uint32_t>(count % kFileTimeUnitsPerSecond) * kNanosecondsPerUnit;
+}
+
+FILETIME FileTimeOf(const struct statx_timestamp& time)
+{
+    return FileTimeFromUnix(time.tv_sec, time.tv_nsec);
+}
+
+FILETIME BirthTimeOf(const struct statx& status)
+{
+    return (status.stx_mask & STATX_BTIME) != 0 ? FileTimeOf(status.stx_btime) : FILETIME{};
 }
 
 void GetSystemTime(SYSTEMTIME* time)

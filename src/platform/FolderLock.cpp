@@ -1,7 +1,8 @@
 #include "platform/FolderLock.h"
 
+#include "platform/Errno.h"
 #include "platform/LastError.h"
-#include "platform/OpenFile.h"
+#include "platform/SystemCalls.h"
 
 #include <utility>
 
@@ -20,12 +21,12 @@ bool CFolderLock::AcquireExclusive(const char* folder)
 bool CFolderLock::Acquire(const char* folder, int operation)
 {
     Release();
-    CSystemCalls& calls = CSystemCalls::Current();
-    CDescriptor descriptor(OpenFolder(folder));
-    if (!descriptor.IsOpen()) {
+    CDescriptor opened = OpenFolder(folder);
+    if (!opened.IsOpen()) {
         return FailWithErrno(folder);
     }
-    if (calls.Lock(descriptor.Get(), operation | LOCK_NB) != 0) {
+    if (CSystemCalls::Current().Lock(opened.Get(), operation | LOCK_NB) != 0) {
+        // The table has ERROR_SHARING_VIOLATION (32) for it, as for a file.
         const bool isHeld = errno == EWOULDBLOCK;
         FailWithErrno();
         if (isHeld) {
@@ -33,11 +34,11 @@ bool CFolderLock::Acquire(const char* folder, int operation)
         }
         return false;
     }
-    m_descriptor = descriptor.Release();
+    m_folder = std::move(opened);
     return true;
 }
 
 void CFolderLock::Release() noexcept
 {
-    const CDescriptor released(std::exchange(m_descriptor, -1));
+    m_folder = CDescriptor();
 }

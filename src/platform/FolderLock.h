@@ -1,28 +1,29 @@
 #pragma once
 
-// An advisory lock on a folder, by which readers and writers of a mail folder keep apart: any
-// number of readers hold it at once, in one thread too, or one writer alone. It wants no right to
-// write the folder. FUSE file systems, GlusterFS among them, keep it to themselves: two of their
-// mounts do not see each other's. A resource; destruction releases it and leaves the last error
-// alone.
+#include "platform/Descriptor.h"
+
+// An advisory lock on a folder, for the readers and writers of a mail folder. Any number of readers
+// may hold it at once, in one thread too, or one writer alone. It does not need the right to write
+// the folder. FUSE file systems, GlusterFS among them, do not pass the lock on to other mounts. A
+// resource; destruction releases the lock and leaves the last error as it was.
 class CFolderLock
 {
 public:
     CFolderLock() = default;
-    ~CFolderLock() { Release(); }
     CFolderLock(const CFolderLock&) = delete;
     CFolderLock& operator=(const CFolderLock&) = delete;
 
-    // Take the lock without waiting; a lock that is held is released first. Last error 33: someone
-    // else's lock stands against it; others: the folder cannot be opened.
+    // Acquire the lock without waiting, after releasing what this object holds. Last error
+    // ERROR_LOCK_VIOLATION (33): another owner's lock is in the way; any other: the folder cannot
+    // be opened.
     bool AcquireShared(const char* folder);
     bool AcquireExclusive(const char* folder);
 
-    bool IsHeld() const noexcept { return m_descriptor >= 0; }
+    bool IsHeld() const noexcept { return m_folder.IsOpen(); }
     void Release() noexcept;
 
 private:
     bool Acquire(const char* folder, int operation);
 
-    int m_descriptor = -1;
+    CDescriptor m_folder; // open while the lock is held
 };

@@ -1,48 +1,9 @@
 #include "platform/LastError.h"
 
-#include <cerrno>
-
 namespace
 {
 
 thread_local std::uint32_t t_lastError = ERROR_SUCCESS;
-
-struct ErrnoRow
-{
-    int error;
-    std::uint32_t code;
-};
-
-constexpr ErrnoRow kErrnoTable[] = {
-    {ENOENT, ERROR_FILE_NOT_FOUND},
-    {ENOTDIR, ERROR_PATH_NOT_FOUND},
-    {EMFILE, ERROR_TOO_MANY_OPEN_FILES},
-    {ENFILE, ERROR_TOO_MANY_OPEN_FILES},
-    {EACCES, ERROR_ACCESS_DENIED},
-    {EPERM, ERROR_ACCESS_DENIED},
-    {EROFS, ERROR_ACCESS_DENIED},
-    {EISDIR, ERROR_ACCESS_DENIED},
-    {EBADF, ERROR_INVALID_HANDLE},
-    {ENOMEM, ERROR_NOT_ENOUGH_MEMORY},
-    {EXDEV, ERROR_NOT_SAME_DEVICE},
-    {EWOULDBLOCK, ERROR_SHARING_VIOLATION},
-    {ETXTBSY, ERROR_SHARING_VIOLATION},
-    {EOPNOTSUPP, ERROR_NOT_SUPPORTED},
-    {ENOSYS, ERROR_NOT_SUPPORTED},
-    {EINVAL, ERROR_INVALID_PARAMETER},
-    {ENOSPC, ERROR_DISK_FULL},
-    {ENOTEMPTY, ERROR_DIR_NOT_EMPTY},
-    {EBUSY, ERROR_BUSY},
-    {EEXIST, ERROR_ALREADY_EXISTS},
-    {ENAMETOOLONG, ERROR_FILENAME_EXCED_RANGE},
-    {EFBIG, ERROR_FILE_TOO_LARGE},
-    {EOVERFLOW, ERROR_FILE_TOO_LARGE},
-    {EINTR, ERROR_OPERATION_ABORTED},
-    {ESTALE, ERROR_FILE_INVALID},
-    {EIO, ERROR_IO_DEVICE},
-    {EDQUOT, ERROR_DISK_QUOTA_EXCEEDED},
-    {ELOOP, ERROR_CANT_RESOLVE_FILENAME},
-};
 
 struct TextRow
 {
@@ -103,14 +64,4 @@ const char* LastErrorText(std::uint32_t code) noexcept
         }
     }
     return "unknown error";
-}
-
-std::uint32_t ErrorFromErrno(int error) noexcept
-{
-    for (const ErrnoRow& row : kErrnoTable) {
-        if (row.error == error) {
-            return row.code;
-        }
-    }
-    return ERROR_GEN_FAILURE;
 }

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-// Codes that a failed operation leaves in the thread's last error.
+// Reasons of a failure, as numbers. Their values are those of the Windows interface.
 inline constexpr std::uint32_t ERROR_SUCCESS = 0;
 inline constexpr std::uint32_t ERROR_FILE_NOT_FOUND = 2;
 inline constexpr std::uint32_t ERROR_PATH_NOT_FOUND = 3;
@@ -34,24 +34,24 @@ inline constexpr std::uint32_t ERROR_ALREADY_INITIALIZED = 1247;
 inline constexpr std::uint32_t ERROR_DISK_QUOTA_EXCEEDED = 1295;
 inline constexpr std::uint32_t ERROR_CANT_RESOLVE_FILENAME = 1921;
 
-// The calling thread's last error. A successful operation leaves it as it was.
+// The calling thread's last error: why its last failed operation failed. An operation that gives
+// false, 0 or null sets it, unless its comment says otherwise. Every operation of the installed
+// headers that succeeds leaves it as it was.
 std::uint32_t GetLastError() noexcept;
 void SetLastError(std::uint32_t code) noexcept;
 
-// A file that is not there, or a folder that is missing on the way to it.
+// Whether a code says that a file, or a folder on the way to it, is missing:
+// ERROR_FILE_NOT_FOUND (2) or ERROR_PATH_NOT_FOUND (3).
 constexpr bool IsMissingFile(std::uint32_t code)
 {
     return code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND;
 }
 
-// A few words of English for a code, for messages to people. Never null.
+// A few English words for a code, for messages. "unknown error" for any other code. Never null.
 const char* LastErrorText(std::uint32_t code) noexcept;
 
-// The code for an errno value; the one table of the library. Unknown values give ERROR_GEN_FAILURE.
-std::uint32_t ErrorFromErrno(int error) noexcept;
-
-// Puts the thread's last error back on scope exit, so that cleaning up cannot hide the failure
-// that came first.
+// Keeps the last error: its destruction restores what its construction found. So clean-up after a
+// failure cannot replace the reason.
 class CKeepLastError
 {
 public:

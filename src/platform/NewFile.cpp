@@ -1,12 +1,15 @@
 #include "platform/NewFile.h"
 
+#include "platform/Path.h"
+#include "platform/SystemCalls.h"
+
 #include <unistd.h>
 
 namespace
 {
 
-// Makers of one folder may take the unfinished one from each other, so often at most.
-constexpr int kMakers = 10;
+// Two makers of one folder may remove each other's unfinished folder, so each tries again.
+constexpr int kMakeAttempts = 10;
 
 bool IsRoot() noexcept
 {
@@ -18,18 +21,18 @@ bool GiveTo(int file, const std::optional<COwner>& owner)
     return !owner || CSystemCalls::Current().SetOwner(file, owner->user, owner->group) == 0;
 }
 
-// The name comes first where a file cannot be made without one.
-int MakeNamed(const std::string& path, const std::optional<COwner>& owner,
-              const std::function<bool(int file)>& prepare)
+// For a file system that cannot make a file without a name.
+CDescriptor MakeNamed(const std::string& path, const std::optional<COwner>& owner,
+                      const std::function<bool(int file)>& prepare)
 {
     CDescriptor file(CSystemCalls::Current().Open(
         path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kFileMode));
     const bool isReady = file.IsOpen() && GiveTo(file.Get(), owner) && prepare(file.Get());
-    return isReady ? file.Release() : -1;
+    return isReady ? std::move(file) : CDescriptor();
 }
 
-// A folder with that name was begun by a process that died. It goes, since it may be root's own;
-// one with something in it has its owner.
+// A folder with that name comes from a process that died. It is removed, since its owner may be
+// root. One that is not empty has its right owner.
 bool BeginFolder(const std::string& path, const std::optional<COwner>& owner)
 {
     CSystemCalls& calls = CSystemCalls::Current();
@@ -37,19 +40,18 @@ bool BeginFolder(const std::string& path, const std::optional<COwner>& owner)
     if (calls.MakeFolder(path.c_str(), kFolderMode) != 0 && errno != EEXIST) {
         return false;
     }
-    // A link is not followed: what it leads to belongs to somebody else.
+    // A link is not followed: its target may be another user's.
     const CDescriptor folder(
         calls.Open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC, 0));
     return folder.IsOpen() && GiveTo(folder.Get(), owner);
 }
 
-bool IsThere(const std::string& path)
+bool Exists(const std::string& path)
 {
     return CSystemCalls::Current().Access(path.c_str(), F_OK) == 0;
 }
 
-// Where the file system cannot rename without replacing, an empty folder may be replaced by an
-// empty one, which is no loss.
+// A file system that only renames with replacing replaces an empty folder at most.
 bool GiveName(const std::string& from, const std::string& to)
 {
     CSystemCalls& calls = CSystemCalls::Current();
@@ -76,23 +78,32 @@ bool NewOwnerIn(const std::string& folder, std::optional<COwner>* owner)
     return true;
 }
 
-int MakeFile(const std::string& path, const std::optional<COwner>& owner,
-             const std::function<bool(int file)>& prepare)
+CDescriptor MakeFile(const std::string& path, const std::optional<COwner>& owner,
+                     const std::function<bool(int file)>& prepare)
 {
     CSystemCalls& calls = CSystemCalls::Current();
     CDescriptor file(calls.Open(FolderOf(path).c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, kFileMode));
     if (!file.IsOpen()) {
+        // Three ways in which file systems and kernels refuse O_TMPFILE.
         const bool isUnable = errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL;
-        return isUnable ? MakeNamed(path, owner, prepare) : -1;
+        return isUnable ? MakeNamed(path, owner, prepare) : CDescriptor();
     }
     if (!GiveTo(file.Get(), owner) || !prepare(file.Get())) {
-        return -1;
+        return {};
     }
-    if (calls.LinkOpenFile(file.Get(), path.c_str()) != 0) {
+    if (calls.Link(file.Get(), path.c_str()) != 0) {
+        // Without /proc, or on a file system that cannot link a file without a name.
         const bool isUnable = errno == ENOENT || errno == EXDEV || errno == EOPNOTSUPP;
-        return isUnable ? MakeNamed(path, owner, prepare) : -1;
+        return isUnable ? MakeNamed(path, owner, prepare) : CDescriptor();
     }
-    return file.Release();
+    return file;
+}
+
+CDescriptor MakeFile(const std::string& path)
+{
+    std::optional<COwner> owner;
+    return NewOwnerIn(FolderOf(path), &owner) ? MakeFile(path, owner, [](int) { return true; })
+                                              : CDescriptor();
 }
 
 bool MakeFolder(const std::string& path,
@@ -106,9 +117,10 @@ bool MakeFolder(const std::string& path,
     if (prepare == nullptr && !owner) {
         return calls.MakeFolder(path.c_str(), kFolderMode) == 0;
     }
+    // Others see the folder only with its owner set and its content in place.
     const std::string unfinished = path + ".new~";
     int error = EEXIST;
-    for (int attempt = 0; attempt < kMakers && !IsThere(path); ++attempt) {
+    for (int attempt = 0; attempt < kMakeAttempts && !Exists(path); ++attempt) {
         if (BeginFolder(unfinished, owner) && (prepare == nullptr || prepare(unfinished)) &&
             GiveName(unfinished, path)) {
             return true;
@@ -119,7 +131,7 @@ bool MakeFolder(const std::string& path,
             break;
         }
     }
-    errno = IsThere(path) ? EEXIST : error;
+    errno = Exists(path) ? EEXIST : error;
     return false;
 }
 
@@ -132,12 +144,12 @@ bool CopyOwner(int from, int to)
         calls.Stat(to, "", AT_EMPTY_PATH, &own) != 0) {
         return false;
     }
-    // Another name of the file may be one that is nobody else's business.
+    // A user may have given a file of another user a second name here.
     if (IsRoot() && (!S_ISREG(own.stx_mode) || own.stx_nlink != 1)) {
         errno = EACCES;
         return false;
     }
-    // The mode last: a change of the owner may take bits from it.
+    // The mode last: a change of the owner clears some of its bits.
     return (calls.SetOwner(to, status.stx_uid, status.stx_gid) == 0 || !IsRoot()) &&
            (calls.SetMode(to, status.stx_mode & 07777) == 0 || !IsRoot());
 }

@@ -1,7 +1,11 @@
 #include "platform/RedoFile.h"
 
 #include "platform/ChangeProtocol.h"
+#include "platform/Errno.h"
+#include "platform/FileSearch.h"
+#include "platform/Flushing.h"
 #include "platform/NewFile.h"
+#include "platform/SystemCalls.h"
 
 #include <algorithm>
 #include <array>
@@ -14,8 +18,8 @@
 namespace
 {
 
-// Ends a redo file. All parts are of the machine's own byte order: writer and repairer stand on
-// the same store, and a trailer that does not fit only means that the old content stays.
+// The end of a redo file, in the machine's byte order. Where another machine cannot read it, the
+// old text stays.
 struct RedoTrailer
 {
     char magic[16];
@@ -26,7 +30,7 @@ struct RedoTrailer
 constexpr char kRedoMagic[16] = {'\n', 'c', 'o', 'n', 't', 'a', 'c', 't',
                                  'm',  'g', 'r', '-', 'r', 'e', 'd', 'o'};
 
-// The folder that this thread last saw to have a redo folder, and who gets what root makes there.
+// The last folder in which this thread found a redo folder, and the owner of what root makes there.
 struct CKnownFolder
 {
     std::string path;
@@ -34,6 +38,7 @@ struct CKnownFolder
 };
 thread_local CKnownFolder t_known;
 
+// Finds files that were cut or written in part. Nobody forges them, so it need not be strong.
 std::uint64_t Checksum(std::string_view bytes)
 {
     constexpr std::uint64_t kPrime = 0x9E3779B97F4A7C15;
@@ -62,14 +67,14 @@ std::string RedoText(std::string_view content)
     return text;
 }
 
-std::string RedoPath(const COpenFile& file)
+std::string RedoPath(const std::string& folder, std::string_view name)
 {
-    std::string path = file.folder + kRedoFolder;
-    return path.append(1, '/').append(NameOf(file.path));
+    std::string path;
+    path.reserve(folder.size() + std::strlen(kRedoFolder) + 1 + name.size());
+    return path.append(folder).append(kRedoFolder).append(1, '/').append(name);
 }
 
-// The trailer comes first, so that a large file that is not ours costs nothing. False with errno
-// set.
+// Reads the trailer first, so that a large file of another kind is not read. False with errno set.
 bool ReadState(int redo, ERedo* state, std::string* content)
 {
     struct statx status = {};
@@ -103,27 +108,27 @@ bool ReadState(int redo, ERedo* state, std::string* content)
     return true;
 }
 
-bool WriteAndClose(int file, std::string_view text)
+bool WriteAndClose(CDescriptor redo, std::string_view text)
 {
-    CDescriptor redo(file);
     return redo.IsOpen() && WriteAll(redo.Get(), text, 0) &&
            (!IsFlushing() || CSystemCalls::Current().Sync(redo.Get()) == 0) && redo.Close();
 }
 
-int OpenOrMake(const std::string& path, int flags, const std::optional<COwner>& owner)
+CDescriptor OpenOrMake(const std::string& path, int flags, const std::optional<COwner>& owner)
 {
     CSystemCalls& calls = CSystemCalls::Current();
     flags |= O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
     if (!owner) {
-        return calls.Open(path.c_str(), flags | O_CREAT, kFileMode);
+        return CDescriptor(calls.Open(path.c_str(), flags | O_CREAT, kFileMode));
     }
-    int file = calls.Open(path.c_str(), flags, 0);
-    if (file < 0 && errno == ENOENT) {
-        file = MakeFile(path, owner, [](int) { return true; });
-        // Somebody else may have made it by now.
-        return file < 0 && errno == EEXIST ? calls.Open(path.c_str(), flags, 0) : file;
+    CDescriptor file(calls.Open(path.c_str(), flags, 0));
+    if (file.IsOpen() || errno != ENOENT) {
+        return file;
     }
-    return file;
+    file = MakeFile(path, owner, [](int) { return true; });
+    // Another process may have made it meanwhile.
+    return file.IsOpen() || errno != EEXIST ? std::move(file)
+                                            : CDescriptor(calls.Open(path.c_str(), flags, 0));
 }
 
 bool IsMarkedUnfinished(const std::string& path)
@@ -134,7 +139,7 @@ bool IsMarkedUnfinished(const std::string& path)
     return size > 0 && text[static_cast<std::size_t>(size) - 1] == kOldUnfinishedMark;
 }
 
-// A file that somebody holds is left to him.
+// Leaves a locked file out: its owner completes it.
 bool CopyToRedo(const std::string& path, const std::string& redoPath)
 {
     CSystemCalls& calls = CSystemCalls::Current();
@@ -152,25 +157,23 @@ bool CopyToRedo(const std::string& path, const std::string& redoPath)
                          RedoText(content));
 }
 
-// The redo files that stand beside their contacts.
-bool TakeOldRedoFiles(const std::string& folder, const std::string& redoFolder)
+// False with errno set.
+bool MoveOldRedoFiles(const std::string& folder, const std::string& redoFolder)
 {
     std::vector<std::string> names;
     if (ListFiles(folder.c_str(), &names, kOldRedoSuffix) == 0) {
         errno = EIO;
         return false;
     }
-    for (const std::string& name : names) {
+    return std::ranges::all_of(names, [&](const std::string& name) {
         const std::string path = folder + '/' + name;
         const std::string to = redoFolder + '/' + name.substr(0, name.rfind(kOldRedoSuffix));
-        if (CSystemCalls::Current().Rename(path.c_str(), to.c_str(), 0) != 0 && errno != ENOENT) {
-            return false;
-        }
-    }
-    return true;
+        return CSystemCalls::Current().Rename(path.c_str(), to.c_str(), 0) == 0 || errno == ENOENT;
+    });
 }
 
-bool TakeOldMarks(const std::string& folder, const std::string& redoFolder)
+// False with errno set.
+bool CopyMarkedFiles(const std::string& folder, const std::string& redoFolder)
 {
     std::vector<std::string> names;
     if (ListFiles(folder.c_str(), &names) == 0) {
@@ -183,17 +186,17 @@ bool TakeOldMarks(const std::string& folder, const std::string& redoFolder)
     });
 }
 
-// The lock keeps two makers apart, as far as it reaches.
+// The lock keeps two makers apart. Some network file systems do not pass it on to other servers.
 bool MakeRedoFolder(const std::string& folder)
 {
-    const CDescriptor locked(OpenFolder(folder.c_str()));
+    const CDescriptor locked = OpenFolder(folder.c_str());
     if (!locked.IsOpen()) {
         return false;
     }
     LockPatiently(locked.Get());
     return MakeFolder(folder + kRedoFolder,
                       [&](const std::string& made) {
-                          return TakeOldRedoFiles(folder, made) && TakeOldMarks(folder, made);
+                          return MoveOldRedoFiles(folder, made) && CopyMarkedFiles(folder, made);
                       }) ||
            errno == EEXIST;
 }
@@ -202,6 +205,7 @@ bool MakeRedoFolder(const std::string& folder)
 
 bool EnsureRedoFolder(const std::string& folder)
 {
+    // A redo folder that was removed since shows when a file in it cannot be opened.
     if (t_known.path == folder) {
         return true;
     }
@@ -214,7 +218,7 @@ bool EnsureRedoFolder(const std::string& folder)
     if (!look() && (errno != ENOENT || !MakeRedoFolder(folder) || !look())) {
         return false;
     }
-    // A link could lead root into a folder that is not the store's.
+    // A link could lead root into a folder outside the store.
     if (!S_ISDIR(status.stx_mode)) {
         errno = ENOTDIR;
         return false;
@@ -223,56 +227,55 @@ bool EnsureRedoFolder(const std::string& folder)
     return true;
 }
 
-bool TakeOldRedoFiles(const std::string& folder)
+bool MoveOldRedoFiles(const std::string& folder)
 {
-    return TakeOldRedoFiles(folder, folder + kRedoFolder) || FailWithErrno();
+    return MoveOldRedoFiles(folder, folder + kRedoFolder) || FailWithErrno();
 }
 
-int OpenInRedoFolder(const std::string& folder, std::string_view name, int flags)
+CDescriptor OpenInRedoFolder(const std::string& folder, std::string_view name, int flags)
 {
-    const std::string path = folder + kRedoFolder + '/' + std::string(name);
+    const std::string path = RedoPath(folder, name);
     for (int attempt = 0; attempt < 2 && EnsureRedoFolder(folder); ++attempt) {
-        const int file = OpenOrMake(path, flags, t_known.owner);
-        if (file >= 0 || errno != ENOENT) {
+        CDescriptor file = OpenOrMake(path, flags, t_known.owner);
+        if (file.IsOpen() || errno != ENOENT) {
             return file;
         }
         t_known = {};
     }
-    return -1;
+    return {};
 }
 
-bool WriteRedo(const COpenFile& file, std::string_view content)
+bool WriteRedo(const std::string& folder, std::string_view name, std::string_view content)
 {
     const std::string text = RedoText(content);
-    const std::string& folder = file.folder;
-    const int redo = OpenInRedoFolder(folder, NameOf(file.path), O_WRONLY | O_TRUNC);
-    return (WriteAndClose(redo, text) &&
+    return (WriteAndClose(OpenInRedoFolder(folder, name, O_WRONLY | O_TRUNC), text) &&
             (!IsFlushing() ||
              (SyncFolder((folder + kRedoFolder).c_str()) && SyncFolder(folder.c_str())))) ||
            FailWithErrno();
 }
 
-bool ReadRedo(const COpenFile& file, ERedo* state, std::string* content)
+bool ReadRedo(const std::string& folder, std::string_view name, ERedo* state, std::string* content)
 {
     *state = ERedo::None;
-    if (!EnsureRedoFolder(file.folder)) {
-        // On a full disk, or one that is mounted read-only, a whole file can still be read.
+    if (!EnsureRedoFolder(folder)) {
+        // On a full or read-only disk a whole file can still be read.
         const int error = errno;
-        const std::string old = file.path + kOldRedoSuffix;
-        const bool isCut = CSystemCalls::Current().Access(old.c_str(), F_OK) == 0;
+        const std::string old = (folder + '/').append(name).append(kOldRedoSuffix);
+        const bool isTorn = CSystemCalls::Current().Access(old.c_str(), F_OK) == 0;
         errno = error;
-        return !isCut || FailWithErrno();
+        return !isTorn || FailWithErrno();
     }
     const CDescriptor redo(CSystemCalls::Current().Open(
-        RedoPath(file).c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0));
+        RedoPath(folder, name).c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0));
     if (!redo.IsOpen()) {
+        // ELOOP: a link is no redo file.
         return errno == ENOENT || errno == ELOOP || FailWithErrno();
     }
     return ReadState(redo.Get(), state, content) || FailWithErrno();
 }
 
-bool RemoveRedo(const COpenFile& file)
+bool RemoveRedo(const std::string& folder, std::string_view name)
 {
-    return CSystemCalls::Current().Unlink(RedoPath(file).c_str()) == 0 || errno == ENOENT ||
+    return CSystemCalls::Current().Unlink(RedoPath(folder, name).c_str()) == 0 || errno == ENOENT ||
            FailWithErrno();
 }

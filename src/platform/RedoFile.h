@@ -1,39 +1,41 @@
 #pragma once
 
-#include "platform/OpenFile.h"
+#include "platform/Descriptor.h"
 
-// The redo file of a followed file, `.redo/NAME` in its folder: the whole new content, with its
-// length and a checksum behind it (platform/ChangeProtocol.h, I1). In a folder of its own, so that
-// its coming and going does not move the time of the file's folder. All here want the file's lock.
+#include <string>
+#include <string_view>
+
+// The redo file of a contact file: `.redo/NAME` in its folder, with the whole new text, its length
+// and a checksum (platform/ChangeProtocol.h, I1). It has a folder of its own, so that making and
+// removing it leaves the time of the contacts' folder. The caller holds the lock of NAME.
 
 // Makes the redo folder, unless it is there. False with errno set.
 //
-// Stores of the first release had the redo file beside the file, as `NAME.redo~`, and sometimes
-// wrote without one, with a "~" behind the number of the attribute until the stamp was there.
-// Before the folder gets its name the former are moved into it, and for each of the latter the
-// present content is put there; so the next open of those files completes them.
+// A store of the first release has its redo files beside the contacts, as `NAME.redo~`. It also
+// wrote some contacts without one; such a contact has a "~" after the number in its attribute until
+// its stamp is set. Before the new folder gets its name, the old redo files are moved into it, and
+// the present text of each marked contact is copied into it. So the next open completes them all.
 bool EnsureRedoFolder(const std::string& folder);
 
-// Does the former in a folder that has a redo folder, for files that came back from a backup. False
+// Moves old redo files into a redo folder that is already there, as after a backup came back. False
 // with the last error set.
-bool TakeOldRedoFiles(const std::string& folder);
+bool MoveOldRedoFiles(const std::string& folder);
 
-// Opens a file in the redo folder; both are made where they are missing. -1 with errno set.
-int OpenInRedoFolder(const std::string& folder, std::string_view name, int flags);
+// Opens a file in the redo folder. Both are made where missing. None with errno set.
+CDescriptor OpenInRedoFolder(const std::string& folder, std::string_view name, int flags);
 
-// Writes it, to the disk where flushing is on. False with the last error set; an incomplete one may
-// then be there.
-bool WriteRedo(const COpenFile& file, std::string_view content);
+// False with the last error set. An incomplete redo file may then be there.
+bool WriteRedo(const std::string& folder, std::string_view name, std::string_view content);
 
 enum class ERedo
 {
-    None,       // or what is no file
-    Incomplete, // or not one of ours
+    None,       // missing, or not a regular file
+    Incomplete, // or not this library's
     Complete
 };
 
-// False with the last error set. The content means nothing unless it is complete.
-bool ReadRedo(const COpenFile& file, ERedo* state, std::string* content);
+// False with the last error set. *content counts only for a complete one.
+bool ReadRedo(const std::string& folder, std::string_view name, ERedo* state, std::string* content);
 
-// One that is not there is success. False with the last error set.
-bool RemoveRedo(const COpenFile& file);
+// Succeeds where there is none. False with the last error set.
+bool RemoveRedo(const std::string& folder, std::string_view name);

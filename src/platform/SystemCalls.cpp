@@ -154,26 +154,27 @@ ssize_t CSystemCalls::GetAttribute(const char* path, const char* name, void* val
     return Make("getxattr", [&] { return ::lgetxattr(path, name, value, size); });
 }
 
-ssize_t CSystemCalls::GetOpenAttribute(int file, const char* name, void* value, std::size_t size)
+ssize_t CSystemCalls::GetAttribute(int file, const char* name, void* value, std::size_t size)
 {
     return Make("getxattr", [&] { return ::fgetxattr(file, name, value, size); });
 }
 
-int CSystemCalls::AddOpenAttribute(int file, const char* name, const void* value, std::size_t size)
+int CSystemCalls::AddAttribute(int file, const char* name, const void* value, std::size_t size)
 {
     return Make("setxattr", [&] { return ::fsetxattr(file, name, value, size, XATTR_CREATE); });
 }
 
 int CSystemCalls::Close(int file)
 {
+    // Not through Make: after EINTR the descriptor is closed, and may already be another file's.
     const int error = Begin("close");
     errno = error != 0 ? error : errno;
     return (error == 0 && ::close(file) == 0) || errno == EINTR ? 0 : -1;
 }
 
-int CSystemCalls::LinkOpenFile(int file, const char* path)
+int CSystemCalls::Link(int file, const char* path)
 {
-    // A link from the descriptor itself wants a capability, the one from /proc does not.
+    // A link from the descriptor itself needs a capability; one from /proc does not.
     std::array<char, 40> source{"/proc/self/fd/"};
     const std::size_t prefix = std::strlen(source.data());
     std::to_chars(source.data() + prefix, source.data() + source.size() - 1, file);

@@ -3,8 +3,8 @@
 #include <compare>
 #include <cstdint>
 
-// A count of 100-nanosecond units since 1601-01-01 UTC, in two halves. Versions and times of the
-// library are of this type; they compare as one 64-bit count. A value.
+// A time or a version: a count of 100-nanosecond units since 1601-01-01 UTC, in two halves. Two
+// compare as 64-bit counts. A value.
 struct FILETIME
 {
     std::uint32_t dwLowDateTime = 0;
@@ -32,7 +32,7 @@ constexpr std::strong_ordering operator<=>(const FILETIME& left, const FILETIME&
     return FileTimeToCount(left) <=> FileTimeToCount(right);
 }
 
-// A moment of the UTC calendar. A value.
+// A UTC date and time of day. A value.
 struct SYSTEMTIME
 {
     std::uint16_t wYear = 0;
@@ -45,8 +45,7 @@ struct SYSTEMTIME
     std::uint16_t wMilliseconds = 0;
 };
 
-// An open file, folder or search. Opaque; whoever opened it closes it, CFileHandle and CFindHandle
-// (platform/FileHandle.h) do so by themselves.
+// An open file, folder or search; opaque. Whoever opened it closes it.
 enum class HANDLE : std::intptr_t
 {
 };

@@ -2,6 +2,7 @@
 
 #include "platform/Failure.h"
 #include "platform/FileHandle.h"
+#include "platform/FileNames.h"
 
 #include <chrono>
 #include <thread>

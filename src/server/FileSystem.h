@@ -1,9 +1,9 @@
 #pragma once
 
-#include "platform/FileApi.h"
+#include "platform/FileOpen.h"
 
 // The platform's file operations under the same names, with their arguments, results and last
-// errors (platform/FileApi.h).
+// errors (platform/FileOpen.h).
 class CFileSystem
 {
 public:

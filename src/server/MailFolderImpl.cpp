@@ -1,6 +1,8 @@
 #include "server/MailFolderImpl.h"
 
 #include "platform/Failure.h"
+#include "platform/FileNames.h"
+#include "platform/FileSearch.h"
 #include "server/FileSystem.h"
 #include "server/MailFolder.h"
 #include "server/StoreLayout.h"

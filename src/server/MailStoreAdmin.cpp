@@ -1,7 +1,10 @@
 #include "server/MailStoreAdmin.h"
 
 #include "platform/Failure.h"
+#include "platform/FileContent.h"
 #include "platform/FileHandle.h"
+#include "platform/FileNames.h"
+#include "platform/Flushing.h"
 #include "platform/FolderLock.h"
 #include "server/MailStoreHandles.h"
 #include "text/Utf8.h"

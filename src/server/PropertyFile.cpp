@@ -1,6 +1,7 @@
 #include "server/PropertyFile.h"
 
 #include "platform/Failure.h"
+#include "platform/FileContent.h"
 #include "platform/FileHandle.h"
 #include "server/StoreLayout.h"
 

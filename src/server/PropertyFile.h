@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/FileApi.h"
+#include "platform/FileAttributes.h"
 
 #include <cstdint>
 #include <memory>

@@ -1,7 +1,7 @@
 #include "server/StoreLayout.h"
 
 #include "platform/Failure.h"
-#include "platform/FileApi.h"
+#include "platform/FileAttributes.h"
 #include "text/Utf8.h"
 
 #include <algorithm>

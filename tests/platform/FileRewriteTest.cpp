@@ -1,6 +1,8 @@
-#include "platform/FileApi.h"
+#include "platform/FileRewrite.h"
+#include "platform/Errno.h"
 #include "platform/FileHandle.h"
 #include "platform/FileTime.h"
+#include "platform/Flushing.h"
 #include "support/FaultySystemCalls.h"
 #include "support/TempFolder.h"
 

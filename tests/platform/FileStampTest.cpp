@@ -1,5 +1,6 @@
-#include "platform/FileApi.h"
+#include "platform/FileStamp.h"
 #include "platform/FileHandle.h"
+#include "platform/FileRewrite.h"
 #include "platform/FileTime.h"
 #include "support/FaultySystemCalls.h"
 #include "support/TempFolder.h"
@@ -188,8 +189,7 @@ TEST(FileStampTest, StampsWaitForEachOtherButNotForEver)
             GetSystemTimeAsFileTime(&released);
             flock(other, LOCK_UN);
         });
-        EXPECT_EQ(isSave ? folder.Save() : MoveFolderTime(folder.temp.Path().c_str(), time, &time),
-                  1);
+        EXPECT_EQ(isSave ? folder.Save() : MoveFolderTime(folder.temp.Path(), time, &time), 1);
         isSave ? (void)GetFileTime(folder.file.Get(), nullptr, nullptr, &time)
                : GetSystemTimeAsFileTime(&time);
         holder.join();

@@ -1,5 +1,6 @@
 #include "server/FileSystem.h"
 
+#include "platform/LastError.h"
 #include "support/TempFolder.h"
 
 #include <cstdint>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/FileApi.h"
+#include "platform/FileAttributes.h"
 #include "server/MailFolder.h"
 #include "server/MailOwner.h"
 #include "server/MailServer.h"

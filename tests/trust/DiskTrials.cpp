@@ -1,3 +1,4 @@
+#include "platform/Flushing.h"
 #include "trust/Book.h"
 
 namespace

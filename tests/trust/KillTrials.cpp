@@ -1,4 +1,5 @@
 #include "platform/FileHandle.h"
+#include "platform/Flushing.h"
 #include "trust/Book.h"
 
 #include <sys/ptrace.h>

@@ -1,6 +1,7 @@
-#include "platform/FileApi.h"
-
 #include "platform/FileHandle.h"
+#include "platform/FileNames.h"
+#include "platform/FileRewrite.h"
+#include "platform/FileStamp.h"
 #include "platform/FileTime.h"
 #include "support/FaultySystemCalls.h"
 #include "support/TempFolder.h"
@@ -55,7 +56,7 @@ std::multiset<std::string> Search(const std::string& pattern)
 
 } // namespace
 
-TEST(FileApiTest, FailedOpensLeaveTheDocumentedCode)
+TEST(FileOperationsTest, FailedOpensLeaveTheDocumentedCode)
 {
     const CTempFolder folder;
     folder.Write("file", "text");
@@ -99,7 +100,7 @@ struct CReplacingRenames : CSystemCalls
     }
 };
 
-TEST(FileApiTest, RenamesReplaceNothing)
+TEST(FileOperationsTest, RenamesReplaceNothing)
 {
     CReplacingRenames replacing;
     for (CSystemCalls* calls :
@@ -126,7 +127,7 @@ TEST(FileApiTest, RenamesReplaceNothing)
     CSystemCalls::Replace(nullptr);
 }
 
-TEST(FileApiTest, SearchesMatchNamesAsThePatternSays)
+TEST(FileOperationsTest, SearchesMatchNamesAsThePatternSays)
 {
     const CTempFolder folder;
     for (const char* name : {"a.vcf", "B.VCF", "c.vcf~", ".vcf", "d.nxt", "vcf"}) {
@@ -142,7 +143,7 @@ TEST(FileApiTest, SearchesMatchNamesAsThePatternSays)
     EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
 }
 
-TEST(FileApiTest, AFoldersTimeOnlyMovesForward)
+TEST(FileOperationsTest, AFoldersTimeOnlyMovesForward)
 {
     const CTempFolder folder;
     const std::uint64_t before = LastWriteOf(folder.Path());
@@ -155,7 +156,7 @@ TEST(FileApiTest, AFoldersTimeOnlyMovesForward)
     EXPECT_EQ(LastWriteOf(folder.Path()), before + 12345);
 }
 
-TEST(FileApiTest, AFileSystemOfWholeSecondsIsToldAndStampsAreNeverBehind)
+TEST(FileOperationsTest, AFileSystemOfWholeSecondsIsToldAndStampsAreNeverBehind)
 {
     struct : CSystemCalls
     {
@@ -174,9 +175,9 @@ TEST(FileApiTest, AFileSystemOfWholeSecondsIsToldAndStampsAreNeverBehind)
     } coarse;
     const CTempFolder folder;
     const CFileHandle file(OpenExclusive(folder / "file", CREATE_NEW));
-    EXPECT_TRUE(KeepsFineFileTimes(folder.Path().c_str()));
+    EXPECT_TRUE(KeepsFineFileTimes(folder.Path()));
     CSystemCalls::Replace(&coarse);
-    EXPECT_FALSE(KeepsFineFileTimes(folder.Path().c_str()));
+    EXPECT_FALSE(KeepsFineFileTimes(folder.Path()));
     EXPECT_FALSE(std::filesystem::exists(folder / ".times~"));
     const std::uint64_t version = LastWriteOf(folder.Path());
     FILETIME written;
@@ -187,7 +188,7 @@ TEST(FileApiTest, AFileSystemOfWholeSecondsIsToldAndStampsAreNeverBehind)
     EXPECT_TRUE(KeepsFineFileTimes("none"));
 }
 
-TEST(FileApiTest, WhatRootMakesBelongsToTheOwnerOfItsFolderBeforeItHasItsName)
+TEST(FileOperationsTest, WhatRootMakesBelongsToTheOwnerOfItsFolderBeforeItHasItsName)
 {
     constexpr uid_t kUser = 65534;
     if (geteuid() != 0) {

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "platform/FileAttributes.h"
+#include "platform/Types.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+// Searches and listings of a folder (platform/FileOpen.h). The entries "." and ".." never appear.
+
+struct WIN32_FIND_DATA : WIN32_FILE_ATTRIBUTE_DATA
+{
+    char cFileName[260] = {};
+};
+
+// Searches a folder. The pattern is FOLDER/*, FOLDER/*SUFFIX or FOLDER/NAME. A suffix compares
+// without regard to ASCII case. Names of more than 259 bytes never match. FindFirstFileA lists the
+// folder in one step, so that a rename meanwhile hides no entry. Times and size are read as each
+// entry is delivered; an entry that is gone by then is left out. Last error ERROR_FILE_NOT_FOUND
+// (2): nothing matches; ERROR_PATH_NOT_FOUND (3): no such folder; ERROR_NO_MORE_FILES (18).
+HANDLE FindFirstFileA(const char* pattern, WIN32_FIND_DATA* data);
+int FindNextFileA(HANDLE handle, WIN32_FIND_DATA* data);
+
+// After a failure the handle stays valid for one more FindClose, which frees it.
+int FindClose(HANDLE handle);
+
+// The creation time of the entry that the search delivered last: when an exclusive CREATE_NEW made
+// the file. A file that was made in another way has the earlier of its birth and its last write; 0
+// where the file system keeps no birth time.
+FILETIME GetEntryCreationTime(HANDLE handle, const WIN32_FIND_DATA& data);
+
+// The names in a folder, in no order; times and sizes are not read. *names changes on success only.
+// Last error ERROR_PATH_NOT_FOUND (3): no such folder.
+int ListFolder(const char* path, std::vector<std::string>* names);
+
+// The same without the folders in it, and only names that end in the suffix, without regard to
+// ASCII case. A file that is renamed meanwhile is listed under one of its names.
+int ListFiles(const char* path, std::vector<std::string>* names, std::string_view suffix = {});
