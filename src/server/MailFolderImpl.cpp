@@ -88,7 +88,7 @@ bool CMailFolderImpl::ReadTimes(FolderTimes* times) const
     }
     const std::uint32_t before = GetLastError();
     if (!ReadFolderTime(m_path + "/new", &read.fresh)) {
-        if (!IsMissing(GetLastError())) {
+        if (!IsMissingFile(GetLastError())) {
             return false;
         }
         SetLastError(before);
@@ -208,7 +208,7 @@ bool CMailFolderImpl::WithFile(std::string_view id, const FileOperation& operati
             return true;
         }
         tried = std::move(path);
-        if (!IsMissing(GetLastError()) || !List()) {
+        if (!IsMissingFile(GetLastError()) || !List()) {
             return false;
         }
     }

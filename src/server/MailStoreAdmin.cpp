@@ -6,6 +6,7 @@
 #include "platform/FileNames.h"
 #include "platform/Flushing.h"
 #include "platform/FolderLock.h"
+#include "server/FileSystem.h"
 #include "server/MailStoreHandles.h"
 #include "text/Utf8.h"
 
@@ -23,17 +24,15 @@ using Json = nlohmann::ordered_json;
 // Writing JSON goes down by recursion, so what is nested deeper is not rewritten.
 constexpr std::size_t kMaxDepth = 64;
 
+// ERROR_ALREADY_EXISTS (183) would say that the mailbox exists, so a file of that name gives
+// ERROR_PATH_NOT_FOUND (3).
 bool EnsureFolder(const std::string& path)
 {
-    const std::uint32_t before = GetLastError();
-    if (CreateDirectoryA(path.c_str(), nullptr)) {
+    if (EnsureDirectory(path.c_str()) != 0) {
         return true;
     }
-    if (GetLastError() != ERROR_ALREADY_EXISTS) {
-        return false;
-    }
-    SetLastError(before);
-    return true;
+    const std::uint32_t code = GetLastError();
+    return Fail(code == ERROR_ALREADY_EXISTS ? ERROR_PATH_NOT_FOUND : code);
 }
 
 // The present properties; none where there is no file.
@@ -42,7 +41,7 @@ bool ReadProperties(const std::string& path, Json* properties)
     const std::uint32_t before = GetLastError();
     std::string text;
     if (!ReadPropertyText(path, &text)) {
-        if (!IsMissing(GetLastError())) {
+        if (!IsMissingFile(GetLastError())) {
             return false;
         }
         SetLastError(before);
@@ -142,7 +141,7 @@ bool ReplaceProperties(const std::string& mailbox, const Json& properties)
     const std::string temporary = mailbox + "/tmp" + std::string(kPropertyFileName);
     const std::uint32_t before = GetLastError();
     if (!DeleteFileA(temporary.c_str())) {
-        if (!IsMissing(GetLastError())) {
+        if (!IsMissingFile(GetLastError())) {
             return false;
         }
         SetLastError(before);

@@ -164,7 +164,7 @@ std::shared_ptr<const CPropertyFile> CPropertyFile::Read(const std::string& path
     if (error == ERROR_NOT_ENOUGH_MEMORY) {
         throw std::bad_alloc(); // no fault of the file: the next use reads it again
     }
-    if (!IsMissing(error)) {
+    if (!IsMissingFile(error)) {
         file->m_error = error;
     }
     return file;
@@ -181,8 +181,8 @@ std::shared_ptr<const CPropertyFile> CPropertyFileCache::Get(const std::string& 
     const CKeepLastError keep;
     WIN32_FILE_ATTRIBUTE_DATA status;
     if (!GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &status)) {
-        return IsMissing(GetLastError()) ? std::make_shared<const CPropertyFile>()
-                                         : CPropertyFile::Read(path);
+        return IsMissingFile(GetLastError()) ? std::make_shared<const CPropertyFile>()
+                                             : CPropertyFile::Read(path);
     }
     {
         const std::lock_guard lock(m_mutex);

@@ -105,11 +105,6 @@ bool IsPlainName(const char* name)
            std::ranges::none_of(text, IsBlankOrControl) && IsUtf8(text);
 }
 
-bool IsMissing(std::uint32_t error)
-{
-    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
-}
-
 bool IsFolder(const std::string& path)
 {
     WIN32_FILE_ATTRIBUTE_DATA data;

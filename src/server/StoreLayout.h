@@ -10,9 +10,6 @@
 // CMailbox. Sets no last error.
 bool IsPlainName(const char* name);
 
-// Whether a last error says that a file, or a folder on the way to it, is missing.
-bool IsMissing(std::uint32_t error);
-
 // Whether a path leads to a folder. False with last error 3 where it leads nowhere or to something
 // else, and with what kept it from being looked at.
 bool IsFolder(const std::string& path);
