@@ -41,16 +41,47 @@ std::string ConvertLossy(iconv_t converter, std::string text)
             left -= skipped;
         }
     }
-    // Some charsets hold a character back until they know what follows it.
+    // Some converters hold a character back until they know the one behind it.
     char* out = buffer;
     std::size_t room = sizeof(buffer);
     g_mime_iconv(converter, nullptr, nullptr, &out, &room);
     return converted.append(buffer, sizeof(buffer) - room);
 }
 
+// What mailers mean by a charset's name, where the converter does not know the name or takes it
+// literally. Mail programs for Windows write text of a Windows code page under the name of the
+// standard charset that it extends. The Windows charset decodes the standard one's text too, and so
+// it decodes both. The names on the left are those that the MIME library makes of a mailer's.
+constexpr struct
+{
+    const char *name, *meant;
+} kMeantCharsets[] = {
+    {"iso-8859-1", "CP1252"}, // 0x80 to 0x9F are quotes and dashes, never control characters
+    {"latin1", "CP1252"},         {"iso-8859-9", "CP1254"},
+    {"tis-620", "CP874"},         {"iso-8859-11", "CP874"},
+    {"shift-jis", "CP932"},       {"x-sjis", "CP932"},
+    {"CP31j", "CP932"}, // of windows-31j
+    {"euc-jp", "EUC-JP-MS"},      {"x-euc-jp", "EUC-JP-MS"},
+    {"GBK", "GB18030"},                                // also of gb2312
+    {"x-gbk", "GB18030"},         {"EUC-KR", "CP949"}, // also of ks_c_5601-1987
+    {"x-windows-949", "CP949"},   {"x-big5", "BIG5"},
+    {"x-mac-roman", "MACINTOSH"}, {"unicode-1-1-utf-7", "UTF-7"},
+};
+
 bool IsCharset(const char* charset, const char* name)
 {
     return g_ascii_strcasecmp(charset, name) == 0;
+}
+
+const char* MeantCharset(const char* charset)
+{
+    const char* const known = g_mime_charset_iconv_name(charset);
+    for (const auto& [name, meant] : kMeantCharsets) {
+        if (IsCharset(known, name)) {
+            return meant;
+        }
+    }
+    return charset;
 }
 
 } // namespace
@@ -62,14 +93,15 @@ std::string Utf8FromUnknown(std::string_view text)
 
 std::string DecodeCharset(const std::string& text, const char* charset)
 {
-    if (charset == nullptr || *charset == '\0' || IsCharset(charset, "us-ascii")) {
+    if (charset == nullptr || *charset == '\0' || IsCharset(charset, "us-ascii") ||
+        IsCharset(charset, "ascii")) {
         return Utf8FromUnknown(text);
     }
     if (IsCharset(charset, "utf-8") || IsCharset(charset, "utf8")) {
         return Utf8Lossy(text);
     }
     EnsureMimeLibrary();
-    const iconv_t converter = g_mime_iconv_open("UTF-8", charset);
+    const iconv_t converter = g_mime_iconv_open("UTF-8", MeantCharset(charset));
     if (converter == reinterpret_cast<iconv_t>(-1)) {
         return Utf8FromUnknown(text);
     }

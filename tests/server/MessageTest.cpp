@@ -52,7 +52,7 @@ TEST(MessageTest, RootPartGivesItsTextInUtf8)
         {"NUL in the body", Typed("", std::string("a\0b", 3)), std::string("a\0b", 3)},
         {"base64 cut off", Typed(base64, "TkFNRTpiCg"), "NAME:b"},
         {"bytes that are no UTF-8", Typed("; charset=utf-8", "J\xF6rg"), "J\uFFFDrg"},
-        {"bytes the charset lacks", Typed("; charset=shift_jis", "a\xFFz"), "a\uFFFDz"},
+        {"bytes the charset lacks", Typed("; charset=euc-kr", "a\xFFz"), "a\uFFFDz"},
         {"character cut off", Typed("; charset=gb18030", "a\x81\x30\x81"), "a\uFFFD"},
         {"unknown charset, UTF-8", Typed("; charset=x-none", "J\u00F6"), "J\u00F6"},
         {"unknown charset, not UTF-8", Typed("; charset=x//y", "J\xF6"), "J\u00F6"},
@@ -63,6 +63,34 @@ TEST(MessageTest, RootPartGivesItsTextInUtf8)
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.what);
         EXPECT_EQ(CStoredMessage(c.message).Text(), c.expected);
+    }
+}
+
+TEST(MessageTest, CharsetIsWhatMailersMeanByItsName)
+{
+    static const struct
+    {
+        const char *charset, *bytes, *text;
+    } kCases[] = {
+        {"windows-31j", "\x87\x40\\", "\u2460\\"},
+        {"Shift_JIS", "\x87\x40\\", "\u2460\\"},
+        {"x-sjis", "\x87\x40\\", "\u2460\\"},
+        {"x-euc-jp", "\xAD\xA1", "\u2460"},
+        {"euc-jp", "\xAD\xA1", "\u2460"},
+        {"GB2312", "\x96\x56", "\u6727"},
+        {"x-gbk", "\x81\x30\x89\x37", "\u00DE"},
+        {"ks_c_5601-1987", "\x8C\x63", "\uB620"},
+        {"x-windows-949", "\x8C\x63", "\uB620"},
+        {"x-mac-roman", "\x8A", "\u00E4"},
+        {"iso-8859-1", "\x93\xE4", "\u201C\u00E4"},
+        {"ISO-8859-9", "\x80\xF0", "\u20AC\u011F"},
+        {"ascii", "J\xF6", "J\u00F6"},
+        {"x-none", "\x93", "\u0093"},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.charset);
+        const std::string fields = std::string("; charset=") + c.charset;
+        EXPECT_EQ(CStoredMessage(Typed(fields, c.bytes)).Text(), c.text);
     }
 }
 
