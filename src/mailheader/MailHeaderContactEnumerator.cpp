@@ -3,6 +3,7 @@
 #include "mailheader/MailHeaderContact.h"
 #include "platform/Failure.h"
 #include "server/MailMessage.h"
+#include "text/SenderReader.h"
 
 #include <utility>
 
@@ -17,7 +18,7 @@ bool ReadSender(CMailFolder& folder, const char* messageId, CRfc822Address* send
     CMailMessage message;
     const char* from = nullptr;
     return message.Open(folder, messageId, 0) && message.GetHeader("From", &from) &&
-           sender->Parse(from);
+           ReadSender(from, sender);
 }
 
 } // namespace

@@ -3,9 +3,9 @@
 #include "core/MailFolderContactEnumerator.h"
 
 // Walks the senders of the messages in the folder "INBOX" of an open mailbox, which stays the
-// caller's. Each message whose first "From" is exactly one mail address gives a contact, so that a
-// sender of ten messages comes ten times; all other messages are passed over. Reads the header of
-// one message at a time.
+// caller's. Each message whose first "From" names one sender (text/SenderReader.h) gives a contact,
+// so a sender of ten messages comes ten times. All other messages are passed over. Reads the header
+// of one message at a time.
 class CMailHeaderContactEnumerator : public CMailFolderContactEnumerator
 {
 public:

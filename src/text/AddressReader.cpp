@@ -32,22 +32,6 @@ std::string CommentName(std::string_view comment)
     return name;
 }
 
-// The length of the encoded word in encoding Q that begins the text, whatever its payload holds; 0
-// for none.
-std::size_t QWordLength(std::string_view text)
-{
-    const std::size_t charsetEnd = text.starts_with("=?") ? text.find('?', 2) : text.npos;
-    if (charsetEnd == text.npos ||
-        !std::ranges::all_of(text.substr(0, charsetEnd), IsAtomCharacter)) {
-        return 0;
-    }
-    const std::string_view payload = text.substr(charsetEnd);
-    const std::size_t payloadEnd = payload.find('?', 3);
-    const bool isWord = (payload.starts_with("?Q?") || payload.starts_with("?q?")) &&
-                        payloadEnd != payload.npos && payload.substr(payloadEnd).starts_with("?=");
-    return isWord ? charsetEnd + payloadEnd + 2 : 0;
-}
-
 } // namespace
 
 bool CAddressReader::Take(char c)
@@ -190,7 +174,7 @@ std::string CAddressReader::TakeUnquoted(std::size_t* index) const
     const std::string_view source = m_words[*index].source;
     const char* const phraseEnd = std::to_address(m_words.back().source.end());
     const std::size_t length =
-        QWordLength({source.data(), static_cast<std::size_t>(phraseEnd - source.data())});
+        EncodedWordLength({source.data(), static_cast<std::size_t>(phraseEnd - source.data())});
     if (length <= source.size()) {
         return std::string(source);
     }

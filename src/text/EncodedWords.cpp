@@ -29,8 +29,8 @@ struct CEncodedWord
     std::string_view payload;
 };
 
-// Reads a word of the form =?charset?encoding?payload?=; a language behind the charset (RFC 2231,
-// 5) is passed over.
+// Reads a word of the form =?charset?encoding?payload?=. A language behind the charset (RFC 2231
+// section 5) is dropped.
 bool ReadEncodedWord(std::string_view source, CEncodedWord* word)
 {
     if (!source.starts_with("=?") || !source.ends_with("?=")) {
@@ -66,7 +66,7 @@ std::string DecodePayload(const CEncodedWord& word)
 }
 
 // Joins words to text. The bytes of neighbours in one charset are converted together, since some
-// mailers cut characters in two.
+// mailers divide a character between two words.
 class CWordJoiner
 {
 public:
@@ -122,10 +122,28 @@ std::size_t ChunkLength(std::string_view text)
 
 } // namespace
 
-std::string DecodeEncodedWords(const std::string& text)
+std::size_t EncodedWordLength(std::string_view text)
 {
-    if (text.find("=?") == std::string::npos) {
-        return text;
+    const std::size_t encoding = text.starts_with("=?") ? text.find('?', 2) : text.npos;
+    if (encoding == text.npos || text.size() < encoding + 3) {
+        return 0;
+    }
+    const std::size_t payloadEnd = text.find('?', encoding + 3);
+    if (payloadEnd == text.npos) {
+        return 0;
+    }
+    CEncodedWord word;
+    const std::size_t length = payloadEnd + 2;
+    const std::string_view charset = text.substr(0, encoding);
+    const bool isWord = charset.find_first_of(kBlanks) == charset.npos &&
+                        ReadEncodedWord(text.substr(0, length), &word);
+    return isWord ? length : 0;
+}
+
+std::string DecodeEncodedWords(std::string_view text)
+{
+    if (text.find("=?") == text.npos) {
+        return std::string(text);
     }
     CWordJoiner joiner;
     for (std::string_view rest = text; !rest.empty();) {
@@ -140,6 +158,29 @@ std::string DecodeEncodedWords(const std::string& text)
         }
         rest.remove_prefix(end);
     }
+    return joiner.Finish();
+}
+
+std::string DecodeEncodedWordsAnywhere(std::string_view text)
+{
+    CWordJoiner joiner;
+    std::size_t plain = 0;
+    std::size_t position = text.find("=?");
+    while (position != text.npos) {
+        const std::size_t length = EncodedWordLength(text.substr(position));
+        CEncodedWord word;
+        if (length != 0 && ReadEncodedWord(text.substr(position, length), &word)) {
+            std::string_view between = text.substr(plain, position - plain);
+            if (between.find_first_not_of(kBlanks) != between.npos) {
+                joiner.AddPlain(between, {});
+                between = {};
+            }
+            joiner.AddWord(word, between);
+            plain = position + length;
+        }
+        position = text.find("=?", position + std::max<std::size_t>(length, 2));
+    }
+    joiner.AddPlain(text.substr(plain), {});
     return joiner.Finish();
 }
 

@@ -1,5 +1,6 @@
 #include "fuzz/Fuzz.h"
 #include "text/Rfc822Address.h"
+#include "text/SenderReader.h"
 #include "text/Utf8.h"
 
 #include <algorithm>
@@ -31,7 +32,7 @@ void CheckForms(const CRfc822Address& address)
 
 } // namespace
 
-// Every form of an address that was read reads back the same, alone and in a list.
+// Every form of an address that was read reads back the same, alone, in a list and as a sender.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     const std::string text(FuzzText(data, size));
@@ -39,8 +40,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CRfc822AddressList list;
     const bool isAddress = address.Parse(text.c_str());
     const bool isList = list.Parse(text.c_str());
+    CRfc822Address sender;
+    const bool isSender = ReadSender(text.c_str(), &sender);
+    if (isSender) {
+        CheckForms(sender);
+    }
     if (isAddress) {
         CheckForms(address);
+        FuzzCheck(isSender && std::string_view(sender.RawAddress()) == address.RawAddress(),
+                  "an address is the same as a sender");
         POSITION position = list.GetHeadPosition();
         FuzzCheck(isList &&
                       list.GetNext(position).RawAddress() ==
