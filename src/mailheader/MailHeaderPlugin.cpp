@@ -32,6 +32,9 @@ bool CMailHeaderPlugin::OpenContact(ContactMgr::CContactId id, CContact** contac
         return false;
     }
     const std::string& text = id.ToString();
+    if (text.find('\0') != text.npos) {
+        return Fail(ERROR_INVALID_PARAMETER);
+    }
     CRfc822Address address;
     if (!address.Parse(text.c_str() + text.find('-') + 1)) {
         return false;

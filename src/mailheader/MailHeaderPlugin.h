@@ -23,7 +23,8 @@ public:
     // A namespace that is the type, with case.
     bool OwnsContact(ContactMgr::CContactId id) override;
     // Opens any identifier that holds an address, whether or not a message came from it; looks at
-    // no folder. Last error as CRfc822Address::Parse leaves it.
+    // no folder. Last error ERROR_INVALID_PARAMETER (87): a zero byte in the identifier; others as
+    // CRfc822Address::Parse leaves them.
     bool OpenContact(ContactMgr::CContactId id, CContact** contact) override;
     CContactEnumerator* GetEnumerator() override;
 

@@ -30,6 +30,9 @@ bool TakeApart(const std::string& id, MessagePlace* place)
     if (second == id.npos) {
         return false;
     }
+    if (id.find('\0') != id.npos) {
+        return Fail(ERROR_INVALID_PARAMETER);
+    }
     place->messageId = id.substr(hyphen + 1, first - hyphen - 1);
     place->mailboxName = id.substr(first + 1, second - first - 1);
     place->domainName = id.substr(second + 1);

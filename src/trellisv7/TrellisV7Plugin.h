@@ -28,10 +28,11 @@ public:
     // A namespace that begins with the type, with case.
     bool OwnsContact(ContactMgr::CContactId id) override;
 
-    // Both: no code if the identifier lacks its two blanks; 87: a name in it is no plain path
-    // component; 3: no such mailbox or folder; 2: no such message; others as the mail store leaves
-    // them. OpenContact opens group entries too; where the message cannot be read, the last error
-    // is as CTrellisV7Contact::Load leaves it. DeleteContact removes a message of any format.
+    // Both: no code if the identifier lacks its two blanks; ERROR_INVALID_PARAMETER (87): a zero
+    // byte in it, or a name that is no plain path component; ERROR_PATH_NOT_FOUND (3): no such
+    // mailbox or folder; ERROR_FILE_NOT_FOUND (2): no such message; others as the mail store leaves
+    // them. OpenContact opens group entries too; if the message cannot be read, the last error is
+    // as CTrellisV7Contact::Load leaves it. DeleteContact removes a message of any format.
     bool OpenContact(ContactMgr::CContactId id, CContact** contact) override;
     bool DeleteContact(ContactMgr::CContactId id) override;
 

@@ -38,11 +38,14 @@ bool CUserPlugin::OpenContact(ContactMgr::CContactId id, CContact** contact)
     if (!OwnsContact(id)) {
         return false;
     }
+    const std::string& text = id.ToString();
+    if (text.find('\0') != text.npos) {
+        return Fail(ERROR_INVALID_PARAMETER);
+    }
     // The address begins one character behind the type, also where the namespace is longer.
-    const char* text =
-        id.ToString().c_str() + std::string_view(CUserStoreContact::kPluginType).size() + 1;
+    const std::size_t begin = std::string_view(CUserStoreContact::kPluginType).size() + 1;
     CRfc822Address address;
-    if (!address.Parse(text)) {
+    if (!address.Parse(text.c_str() + begin)) {
         return false;
     }
     if (contact == nullptr) {

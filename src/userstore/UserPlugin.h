@@ -27,8 +27,9 @@ public:
     // A namespace that begins with the type, with case.
     bool OwnsContact(ContactMgr::CContactId id) override;
     // Opens any identifier that holds an address, also of a mailbox that does not exist: reading
-    // its properties then fails. With a null `contact` no mailbox is opened. Last error as
-    // CRfc822Address::Parse leaves it.
+    // its properties then fails. With a null `contact` no mailbox is opened. Last error
+    // ERROR_INVALID_PARAMETER (87): a zero byte in the identifier; others as CRfc822Address::Parse
+    // leaves them.
     bool OpenContact(ContactMgr::CContactId id, CContact** contact) override;
     CContactEnumerator* GetEnumerator() override;
 

@@ -16,6 +16,8 @@ TEST_F(CMailHeaderPluginTest, KeepsTheContractOfAStore)
     ExpectKeepsTheContract(plugin, "INBOX-Ann-Marie <a-b@example.org>", "INBOX-Ann");
     EXPECT_FALSE(plugin.OwnsContact("Inbox-a@example.org"));
     EXPECT_FALSE(plugin.OwnsContact("INBOXES-a@example.org"));
+    EXPECT_EQ(Open(std::string("INBOX-a@example.org\0x", 21)), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
 }
 
 // A sender's comment is the full name, and its last word the last name.

@@ -98,7 +98,7 @@ TEST_F(CTrellisV7PluginTest, IdentifiersNameTheMessageAndItsMailbox)
 {
     Add("1", "\n");
     constexpr std::uint32_t kNoCode = 4711;
-    static const std::pair<const char*, std::uint32_t> kErrors[] = {
+    static const std::pair<std::string, std::uint32_t> kErrors[] = {
         {"trellisv7-1 alice example.org", kNoCode},
         {"TRELLISV7-1", kNoCode},
         {"TRELLISV7-9 alice example.org", ERROR_FILE_NOT_FOUND},
@@ -106,6 +106,7 @@ TEST_F(CTrellisV7PluginTest, IdentifiersNameTheMessageAndItsMailbox)
         {"TRELLISV7-1 carl example.org", ERROR_PATH_NOT_FOUND},
         {"TRELLISV7-1 ../example.org/alice example.org", ERROR_INVALID_PARAMETER},
         {"TRELLISV7-../cur/1 alice example.org", ERROR_INVALID_PARAMETER},
+        {std::string("TRELLISV7-1\0x alice example.org", 31), ERROR_INVALID_PARAMETER},
     };
     store.AddMailbox("example.org/carl"); // has no contact folder
     for (const auto& [id, error] : kErrors) {

@@ -22,6 +22,8 @@ TEST_F(CUserPluginTest, KeepsTheContractOfAStore)
 {
     ExpectKeepsTheContract(plugin, "UserStore-alice@example.org", "UserStore-alice");
     EXPECT_NE(Open("UserStores-a-b@c-d.example"), nullptr) << "longer type, no such mailbox";
+    EXPECT_EQ(Open(std::string("UserStore-alice@example.org\0x", 29)), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
 }
 
 TEST_F(CUserPluginTest, WalkPassesOverTheMailboxesThatAreNoPeople)
