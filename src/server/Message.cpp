@@ -2,7 +2,7 @@
 
 #include "platform/Failure.h"
 #include "server/MessageHeader.h"
-#include "server/MimeText.h"
+#include "server/TextBody.h"
 #include "text/EncodedWords.h"
 #include "text/Utf8.h"
 #include "text/Utf8String.h"
@@ -18,7 +18,7 @@ bool IsControl(char16_t unit)
     return (unit < u' ' && unit != u'\t') || unit == u'\x7F';
 }
 
-// ASCII that no reader would trim or take for an encoded word.
+// ASCII that no reader trims or takes for an encoded word.
 bool CanStandAsItIs(std::string_view text)
 {
     const auto isAscii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
@@ -28,8 +28,8 @@ bool CanStandAsItIs(std::string_view text)
                              kBlanks.find(text.back()) == std::string_view::npos));
 }
 
-// Where to break a line that is too long: the last blank that leaves a line of that length with
-// something on it from the given place on, or the first blank behind; npos without one.
+// Where to break a line that is too long: at the last blank within that length, but behind the
+// given position, or else at the first blank behind it. npos without one.
 std::size_t FindBreak(const std::string& line, std::size_t from, std::size_t maxLength)
 {
     const std::size_t last = line.find_last_of(" \t", maxLength);

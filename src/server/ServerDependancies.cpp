@@ -2,7 +2,7 @@
 
 #include "platform/Failure.h"
 #include "server/MailServer.h"
-#include "text/GMimeInit.h"
+#include "text/MimeLibrary.h"
 
 namespace
 {

@@ -1,6 +1,6 @@
 #include "text/Charset.h"
 
-#include "text/GMimeInit.h"
+#include "text/MimeLibrary.h"
 #include "text/Utf8.h"
 
 #include <cerrno>
@@ -22,7 +22,8 @@ std::string Utf8Lossy(const std::string& text)
     return converted;
 }
 
-// One replacement for each byte that the charset does not have, and one for a cut character.
+// One replacement for each byte that the charset does not have, and one for a character that is cut
+// off at the end.
 std::string ConvertLossy(iconv_t converter, std::string text)
 {
     std::string converted;
@@ -48,24 +49,32 @@ std::string ConvertLossy(iconv_t converter, std::string text)
     return converted.append(buffer, sizeof(buffer) - room);
 }
 
-// What mailers mean by a charset's name, where the converter does not know the name or takes it
-// literally. Mail programs for Windows write text of a Windows code page under the name of the
-// standard charset that it extends. The Windows charset decodes the standard one's text too, and so
-// it decodes both. The names on the left are those that the MIME library makes of a mailer's.
+// What mailers mean by the name of a charset that the converter does not know or takes literally.
+// Mail programs for Windows put the name of a standard charset on text of the Windows code page
+// that extends it, so the code page decodes both. In "iso-8859-1" that turns 0x80 to 0x9F into
+// quotes and dashes; nobody mails the control characters of the standard. The MIME library has
+// turned gb2312 into GBK, ks_c_5601-1987 into EUC-KR and windows-31j into CP31j before.
 constexpr struct
 {
     const char *name, *meant;
 } kMeantCharsets[] = {
-    {"iso-8859-1", "CP1252"}, // 0x80 to 0x9F are quotes and dashes, never control characters
-    {"latin1", "CP1252"},         {"iso-8859-9", "CP1254"},
-    {"tis-620", "CP874"},         {"iso-8859-11", "CP874"},
-    {"shift-jis", "CP932"},       {"x-sjis", "CP932"},
-    {"CP31j", "CP932"}, // of windows-31j
-    {"euc-jp", "EUC-JP-MS"},      {"x-euc-jp", "EUC-JP-MS"},
-    {"GBK", "GB18030"},                                // also of gb2312
-    {"x-gbk", "GB18030"},         {"EUC-KR", "CP949"}, // also of ks_c_5601-1987
-    {"x-windows-949", "CP949"},   {"x-big5", "BIG5"},
-    {"x-mac-roman", "MACINTOSH"}, {"unicode-1-1-utf-7", "UTF-7"},
+    {"iso-8859-1", "CP1252"},
+    {"latin1", "CP1252"},
+    {"iso-8859-9", "CP1254"},
+    {"tis-620", "CP874"},
+    {"iso-8859-11", "CP874"},
+    {"shift-jis", "CP932"},
+    {"x-sjis", "CP932"},
+    {"CP31j", "CP932"},
+    {"euc-jp", "EUC-JP-MS"},
+    {"x-euc-jp", "EUC-JP-MS"},
+    {"GBK", "GB18030"},
+    {"x-gbk", "GB18030"},
+    {"EUC-KR", "CP949"},
+    {"x-windows-949", "CP949"},
+    {"x-big5", "BIG5"},
+    {"x-mac-roman", "MACINTOSH"},
+    {"unicode-1-1-utf-7", "UTF-7"},
 };
 
 bool IsCharset(const char* charset, const char* name)
@@ -101,7 +110,7 @@ std::string DecodeCharset(const std::string& text, const char* charset)
         return Utf8Lossy(text);
     }
     EnsureMimeLibrary();
-    const iconv_t converter = g_mime_iconv_open("UTF-8", MeantCharset(charset));
+    iconv_t converter = g_mime_iconv_open("UTF-8", MeantCharset(charset));
     if (converter == reinterpret_cast<iconv_t>(-1)) {
         return Utf8FromUnknown(text);
     }

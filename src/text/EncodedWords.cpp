@@ -1,6 +1,7 @@
 #include "text/EncodedWords.h"
 
 #include "text/Charset.h"
+#include "text/MimeLibrary.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -14,13 +15,9 @@ namespace
 
 constexpr std::string_view kBlanks = " \t\r\n";
 
-// An encoded word has at most 75 characters; 45 bytes become 60 in base64, and 12 stand around.
+// An encoded word has at most 75 characters. 45 bytes become 60 in base64; charset, encoding and
+// delimiters take 12.
 constexpr std::size_t kBytesPerWord = 45;
-
-struct CGlibFree
-{
-    void operator()(void* memory) const noexcept { g_free(memory); }
-};
 
 struct CEncodedWord
 {
@@ -107,7 +104,7 @@ private:
     std::string m_bytes;
 };
 
-// How many bytes to put into one word without cutting a character.
+// How many bytes to put into one word; whole characters only.
 std::size_t ChunkLength(std::string_view text)
 {
     if (text.size() <= kBytesPerWord) {

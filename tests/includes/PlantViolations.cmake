@@ -15,7 +15,7 @@ set(rows
     "tools/Json.cpp|<nlohmann/json.hpp>|"
 
     "src/platform/FileOpen.cpp|\"server/Mailbox.h\"|does not lie below platform"
-    "src/text/Charset.cpp|\"server/MimeText.h\"|does not lie below text"
+    "src/text/Charset.cpp|\"server/TextBody.h\"|does not lie below text"
     "src/server/Mailbox.cpp|\"core/Contact.h\"|does not lie below server"
     "src/core/ContactMgr.cpp|\"pab/PABPlugin.h\"|does not lie below core"
     "src/directory/ContentLine.h|\"pab/PABContact.h\"|does not lie below directory"

@@ -1,8 +1,8 @@
-#include "server/MimeText.h"
+#include "server/TextBody.h"
 
 #include "server/MessageHeader.h"
 #include "text/Charset.h"
-#include "text/GMimeInit.h"
+#include "text/MimeLibrary.h"
 
 #include <cstddef>
 #include <memory>
@@ -13,10 +13,6 @@
 namespace
 {
 
-struct CUnref
-{
-    void operator()(gpointer object) const { g_object_unref(object); }
-};
 using ContentType = std::unique_ptr<GMimeContentType, CUnref>;
 using Filter = std::unique_ptr<GMimeFilter, CUnref>;
 
@@ -29,8 +25,8 @@ std::string HeaderValue(std::string_view header, std::string_view name)
                : std::string();
 }
 
-// What the parser cannot read it calls application/octet-stream; RFC 2045 section 5.2 has it be
-// plain text, as a missing field is.
+// The parser gives application/octet-stream for a field that it cannot read. RFC 2045 section 5.2
+// treats such a field, like a missing one, as plain text.
 ContentType ReadContentType(std::string_view header)
 {
     constexpr std::string_view kUnreadable = "application/octet-stream";
@@ -51,7 +47,7 @@ std::string DecodeTransfer(std::string_view content, const std::string& encoding
         return std::string(content);
     }
     const Filter filter(g_mime_filter_basic_new(known, FALSE));
-    std::string input(content); // the filter may write in front of and into what it is given
+    std::string input(content); // the filter writes into its input
     char* output = nullptr;
     std::size_t size = 0;
     std::size_t room = 0;

@@ -1,0 +1,9 @@
+#pragma once
+
+#include "server/Message.h"
+
+#include <string>
+
+// A part's text, decoded as CBodyPart::GetTextBody says. False if the part is of another kind; sets
+// no last error. May throw std::bad_alloc.
+bool DecodeTextBody(const _tBodyPartStructure& part, std::string* text);
