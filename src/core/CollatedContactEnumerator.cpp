@@ -152,6 +152,20 @@ CContact* CCollatedContactEnumerator::GetCurrent()
     return m_position == nullptr || m_isFound ? nullptr : m_stores.GetAt(m_position)->GetCurrent();
 }
 
+CContactPlg::Counts CCollatedContactEnumerator::GetPassedOver()
+try {
+    CContactPlg::Counts sums;
+    for (const auto& store : m_stores) {
+        for (const auto& [name, count] : store->GetPassedOver()) {
+            sums[name] += count;
+        }
+    }
+    return sums;
+} catch (const std::bad_alloc&) {
+    FailForMemory();
+    return {};
+}
+
 bool CCollatedContactEnumerator::Finish()
 {
     m_position = nullptr;

@@ -37,6 +37,8 @@ public:
     bool MoveNext() override;
     // Null without a walk.
     CContact* GetCurrent() override;
+    // The sums over all stores.
+    CContactPlg::Counts GetPassedOver() override;
 
 private:
     struct CHash

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <string>
 
 // Walks items, and tells first whether there is anything new since a version that the caller
@@ -51,8 +52,17 @@ public:
 class CContactPlg : public CTracedAllocation
 {
 public:
+    // How many of something, by its name.
+    using Counts = std::map<std::string, std::size_t>;
+
     class CContactEnumerator : public CVersionedEnumerator<CContact, FILETIME>
-    {};
+    {
+    public:
+        // How many messages the walk has passed over so far since it does not read the compression
+        // that they are stored in: "bzip2", "xz", "lz4" or "zstd". Kept until the next Start. Empty
+        // in a store that keeps no messages.
+        virtual Counts GetPassedOver() { return {}; }
+    };
 
     // The store's type: the namespace of its identifiers.
     virtual std::string GetPluginType() = 0;

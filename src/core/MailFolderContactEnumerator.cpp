@@ -1,11 +1,19 @@
 #include "core/MailFolderContactEnumerator.h"
 
 #include "platform/LastError.h"
+#include "server/MailMessage.h"
 
 CMailFolderContactEnumerator::~CMailFolderContactEnumerator()
 {
     const CKeepLastError keep;
     CMailFolderContactEnumerator::Finish();
+}
+
+bool CMailFolderContactEnumerator::OpenOwner()
+{
+    Finish();
+    m_passedOver.clear();
+    return m_owner.Open(m_mailbox);
 }
 
 // The folder takes the caller's version and puts its own in its place.
@@ -14,6 +22,23 @@ bool CMailFolderContactEnumerator::StartWalk(const FILETIME* version)
     m_version = version == nullptr ? FILETIME() : *version;
     m_started = m_folder.StartMessageEnumeration(0, &m_version);
     return m_started || GetLastError() == ERROR_ALREADY_INITIALIZED;
+}
+
+bool CMailFolderContactEnumerator::FindNext(_tMailFolderMessageInfo* info)
+{
+    *info = {};
+    info->dwSize = sizeof(*info);
+    return m_folder.FindNextMessage(info);
+}
+
+bool CMailFolderContactEnumerator::PassOver(const _tMailFolderMessageInfo& info)
+{
+    const std::uint32_t reason = GetLastError();
+    CMailMessage message;
+    if (reason == ERROR_UNSUPPORTED_COMPRESSION && message.Open(m_folder, info.szMessageId, 0)) {
+        ++m_passedOver[message.GetCompression()];
+    }
+    return reason != ERROR_NOT_ENOUGH_MEMORY;
 }
 
 bool CMailFolderContactEnumerator::Finish()

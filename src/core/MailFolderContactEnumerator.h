@@ -20,11 +20,22 @@ public:
     bool Finish() override;
     FILETIME GetVersion() override { return m_version; }
     CContact* GetCurrent() override { return m_current.get(); }
+    CContactPlg::Counts GetPassedOver() override { return m_passedOver; }
 
 protected:
+    // Ends the walk before, and opens the mailbox's owner.
+    bool OpenOwner();
+
     // Begins the walk through the open folder. Nothing new since the version: true, with last error
-    // 1247, and nothing started.
+    // ERROR_ALREADY_INITIALIZED (1247), and nothing started.
     bool StartWalk(const FILETIME* version);
+
+    // The next message of the walk, as CMailFolder::FindNextMessage.
+    bool FindNext(_tMailFolderMessageInfo* info);
+
+    // For a message that gave no contact, with the reason in the last error. False if the walk
+    // cannot go on: ERROR_NOT_ENOUGH_MEMORY (8).
+    bool PassOver(const _tMailFolderMessageInfo& info);
 
     CMailbox& m_mailbox;
     CMailboxMailOwner m_owner;
@@ -34,4 +45,5 @@ protected:
 private:
     FILETIME m_version;
     bool m_started = false;
+    CContactPlg::Counts m_passedOver;
 };

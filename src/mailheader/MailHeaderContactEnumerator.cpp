@@ -10,10 +10,8 @@
 namespace
 {
 
-static_assert(sizeof(_tMailFolderMessageInfo) == 72);
-
 // False: the message has no sender, or has gone.
-bool ReadSender(CMailFolder& folder, const char* messageId, CRfc822Address* sender)
+bool ReadSenderOf(CMailFolder& folder, const char* messageId, CRfc822Address* sender)
 {
     CMailMessage message;
     const char* from = nullptr;
@@ -25,10 +23,13 @@ bool ReadSender(CMailFolder& folder, const char* messageId, CRfc822Address* send
 
 bool CMailHeaderContactEnumerator::Start(const FILETIME* version, bool* changed)
 {
-    Finish();
-    if (!m_owner.Open(m_mailbox) || !m_folder.Open(m_owner, "INBOX") || !m_folder.Lock(nullptr) ||
+    const std::uint32_t before = GetLastError();
+    if (!OpenOwner() || !m_folder.Open(m_owner, "INBOX") || !m_folder.Lock(nullptr) ||
         !StartWalk(version)) {
         return false;
+    }
+    if (IsStarted()) {
+        SetLastError(before);
     }
     if (changed != nullptr) {
         *changed = IsStarted();
@@ -38,20 +39,18 @@ bool CMailHeaderContactEnumerator::Start(const FILETIME* version, bool* changed)
 
 bool CMailHeaderContactEnumerator::MoveNext()
 {
-    for (;;) {
-        _tMailFolderMessageInfo info = {};
-        info.dwSize = sizeof(info);
-        if (!m_folder.FindNextMessage(&info)) {
+    const std::uint32_t before = GetLastError();
+    _tMailFolderMessageInfo info;
+    while (FindNext(&info)) {
+        CRfc822Address sender;
+        if (ReadSenderOf(m_folder, info.szMessageId, &sender)) {
+            m_current = Make<CMailHeaderContact>(std::move(sender));
+            SetLastError(before);
+            return true;
+        }
+        if (!PassOver(info)) {
             return false;
         }
-        CRfc822Address sender;
-        if (!ReadSender(m_folder, info.szMessageId, &sender)) {
-            if (GetLastError() == ERROR_NOT_ENOUGH_MEMORY) {
-                return false;
-            }
-            continue;
-        }
-        m_current = Make<CMailHeaderContact>(std::move(sender));
-        return true;
     }
+    return false;
 }

@@ -11,10 +11,12 @@ class CMailHeaderContactEnumerator : public CMailFolderContactEnumerator
 public:
     using CMailFolderContactEnumerator::CMailFolderContactEnumerator;
 
-    // Takes the folder's shared lock and keeps it for the life of the object. Nothing new since the
-    // version: true, with last error 1247. False as the mailbox's owner, the folder and its lock
-    // leave it: 3: no such folder; 33: a writer holds the folder.
+    // Takes the folder's shared lock and keeps it for the life of the object. With changed true the
+    // last error stays as it was; nothing new since the version is true with last error
+    // ERROR_ALREADY_INITIALIZED (1247). False as the mailbox's owner, the folder and its lock leave
+    // it: ERROR_PATH_NOT_FOUND (3): no such folder; ERROR_LOCK_VIOLATION (33): a writer holds it.
     bool Start(const FILETIME* version, bool* changed) override;
-    // False at the end with last error 18, with no walk open 6. The current contact then stays.
+    // True leaves the last error as it was. False at the end with ERROR_NO_MORE_FILES (18), with no
+    // walk open with ERROR_INVALID_HANDLE (6). The current contact then stays.
     bool MoveNext() override;
 };

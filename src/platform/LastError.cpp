@@ -35,6 +35,7 @@ constexpr TextRow kTextTable[] = {
     {ERROR_ALREADY_EXISTS, "exists already"},
     {ERROR_FILENAME_EXCED_RANGE, "name too long"},
     {ERROR_FILE_TOO_LARGE, "file too large"},
+    {ERROR_UNSUPPORTED_COMPRESSION, "stored in a compression that is not read"},
     {ERROR_OPERATION_ABORTED, "operation interrupted"},
     {ERROR_FILE_INVALID, "file changed underneath"},
     {ERROR_IO_DEVICE, "input/output error"},

@@ -26,6 +26,7 @@ inline constexpr std::uint32_t ERROR_BUSY = 170;
 inline constexpr std::uint32_t ERROR_ALREADY_EXISTS = 183;
 inline constexpr std::uint32_t ERROR_FILENAME_EXCED_RANGE = 206;
 inline constexpr std::uint32_t ERROR_FILE_TOO_LARGE = 223;
+inline constexpr std::uint32_t ERROR_UNSUPPORTED_COMPRESSION = 618;
 inline constexpr std::uint32_t ERROR_OPERATION_ABORTED = 995;
 inline constexpr std::uint32_t ERROR_FILE_INVALID = 1006;
 inline constexpr std::uint32_t ERROR_IO_DEVICE = 1117;

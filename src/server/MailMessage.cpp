@@ -5,6 +5,7 @@
 #include "platform/FileHandle.h"
 #include "server/MailFolder.h"
 #include "server/MailFolderImpl.h"
+#include "server/MessageFile.h"
 #include "server/MessageHeader.h"
 
 #include <algorithm>
@@ -14,24 +15,12 @@
 namespace
 {
 
-// Most "From" fields lie in the first piece; each further one is four times as large.
+// Most "From" fields lie in the first piece. Each further one makes the text four times as long.
 constexpr std::uint32_t kFirstHeaderPiece = 4 << 10;
 constexpr std::size_t kMaxHeaderRead = 256 << 10;
 
 constexpr std::uint32_t kFirstMessagePiece = 16 << 10;
 constexpr std::size_t kMaxMessageSize = 4 << 20;
-
-// Appends up to that many bytes; *isEnd says that the file has no more.
-bool ReadMore(HANDLE file, std::uint32_t size, std::string* text, bool* isEnd)
-{
-    const std::size_t used = text->size();
-    text->resize(used + size);
-    std::uint32_t count = 0;
-    const bool isRead = ReadFile(file, text->data() + used, size, &count, nullptr) != 0;
-    text->resize(used + (isRead ? count : 0));
-    *isEnd = count < size;
-    return isRead;
-}
 
 } // namespace
 
@@ -40,19 +29,43 @@ class CMailMessageImpl
 public:
     explicit CMailMessageImpl(CFileHandle file) : m_file(std::move(file)) {}
 
-    HANDLE File() const { return m_file.Get(); }
+    HANDLE File() const { return m_file.Handle(); }
     bool FindField(std::string_view name, CHeaderField* field);
     bool ReadAll(std::string* text);
+    const char* Compression();
 
     // Keeps a value for as long as the message is open.
     const char* Keep(std::string value) { return m_values.emplace_back(std::move(value)).c_str(); }
 
 private:
-    CFileHandle m_file;
-    std::string m_head; // what has been read of the file
+    bool ReadHead();
+    void Rewind();
+
+    CMessageFile m_file;
+    std::string m_head; // what has been read of the text, for its header
     bool m_isHeadWhole = false;
     std::list<std::string> m_values;
 };
+
+void CMailMessageImpl::Rewind()
+{
+    m_file.Rewind();
+    m_head.clear();
+    m_isHeadWhole = false;
+}
+
+// Reads the next piece of the header.
+bool CMailMessageImpl::ReadHead()
+{
+    const auto size =
+        m_head.empty() ? kFirstHeaderPiece : static_cast<std::uint32_t>(m_head.size() * 3);
+    bool isEnd = false;
+    if (!m_file.Read(size, &m_head, &isEnd)) {
+        return false;
+    }
+    m_isHeadWhole = isEnd;
+    return true;
+}
 
 bool CMailMessageImpl::FindField(std::string_view name, CHeaderField* field)
 {
@@ -61,31 +74,29 @@ bool CMailMessageImpl::FindField(std::string_view name, CHeaderField* field)
         if (result != EHeaderSearch::TextTooShort) {
             return result == EHeaderSearch::Found || Fail(ERROR_NOT_FOUND);
         }
-        // A field that is cut at the cap would read as another one.
+        // A field that is cut off at the limit would read as another one.
         if (m_head.size() >= kMaxHeaderRead) {
             return Fail(ERROR_NOT_FOUND);
         }
-        const auto piece =
-            m_head.empty() ? kFirstHeaderPiece : static_cast<std::uint32_t>(m_head.size() * 3);
-        bool isEnd = false;
-        if (!ReadMore(m_file.Get(), piece, &m_head, &isEnd)) {
+        if (!ReadHead()) {
             return false;
         }
-        m_isHeadWhole = isEnd;
     }
 }
 
-// The header's reader finds the file's position as it left it.
+// Leaves the file rewound, so the next header is read anew.
 bool CMailMessageImpl::ReadAll(std::string* text)
 {
-    SetFilePointer(m_file.Get(), 0, nullptr, FILE_BEGIN);
+    Rewind();
     std::string content;
     std::uint32_t piece = kFirstMessagePiece;
     bool isRead = true;
     for (bool isEnd = false; isRead && !isEnd && content.size() <= kMaxMessageSize; piece *= 2) {
-        isRead = ReadMore(m_file.Get(), piece, &content, &isEnd);
+        const std::size_t room = kMaxMessageSize + 1 - content.size();
+        piece = static_cast<std::uint32_t>(std::min<std::size_t>(piece, room));
+        isRead = m_file.Read(piece, &content, &isEnd);
     }
-    SetFilePointer(m_file.Get(), static_cast<std::int32_t>(m_head.size()), nullptr, FILE_BEGIN);
+    Rewind();
     if (!isRead) {
         return false;
     }
@@ -94,6 +105,15 @@ bool CMailMessageImpl::ReadAll(std::string* text)
     }
     *text = std::move(content);
     return true;
+}
+
+const char* CMailMessageImpl::Compression()
+{
+    const CKeepLastError keep;
+    if (m_file.Compression() == nullptr) {
+        (void)ReadHead(); // fails if the compression is not read
+    }
+    return m_file.Compression() == nullptr ? "" : m_file.Compression();
 }
 
 CMailMessage::CMailMessage() = default;
@@ -147,6 +167,11 @@ bool CMailMessage::GetHeader(const char* name, const char** value) const
     }
     *value = m_message->Keep(HeaderValueToUtf8(field.value));
     return true;
+}
+
+const char* CMailMessage::GetCompression() const
+{
+    return m_message == nullptr ? "" : m_message->Compression();
 }
 
 bool CMailMessage::ReadAll(std::string* text) const

@@ -7,19 +7,22 @@
 
 class CMailFolder;
 
-// A stored message that is read whole, at most 4 MB of it, and parsed at the first use.
+// A stored message. Open reads it whole, up to 4 MB; the first use parses it.
 class CMessageInMessageStore : public CMessageImpl
 {
 public:
-    // Opens a message of an open folder in the place of the one before. On failure none is open.
-    // Last errors as CMailMessage::Open and ReadAll leave them.
+    // Opens a message of an open folder; one that was open is closed. On failure none is open. Last
+    // errors as CMailMessage::Open and ReadAll leave them.
     bool Open(CMailFolder& folder, const char* messageId);
+
+    // As CMailMessage::GetInternalTime of the open message.
+    bool GetInternalTime(FILETIME* time) const { return m_message.GetInternalTime(time); }
 
     const char* GetBodySegment(std::uint32_t offset, std::uint32_t length) const override;
     std::uint32_t GetSize() const override;
 
 protected:
-    // Last error 13: the message is empty, or none is open.
+    // Last error ERROR_INVALID_DATA (13): the message is empty, or none is open.
     bool LoadMessageStructure() override;
 
 private:

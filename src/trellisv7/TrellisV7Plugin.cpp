@@ -2,7 +2,6 @@
 
 #include "platform/Failure.h"
 #include "server/MailFolder.h"
-#include "server/MailMessage.h"
 #include "server/MailOwner.h"
 #include "server/Mailbox.h"
 #include "server/MessageInMessageStore.h"
@@ -81,16 +80,14 @@ bool CTrellisV7Plugin::OpenContact(ContactMgr::CContactId id, CContact** contact
     }
     CMailOwner owner;
     CMailFolder folder;
-    CMessageInMessageStore content;
-    CMailMessage message;
+    CMessageInMessageStore message;
     FILETIME time;
     if (!OpenFolder(m_server, place, &owner, &folder) ||
-        !content.Open(folder, place.messageId.c_str()) ||
-        !message.Open(folder, place.messageId.c_str(), 0) || !message.GetInternalTime(&time)) {
+        !message.Open(folder, place.messageId.c_str()) || !message.GetInternalTime(&time)) {
         return false;
     }
     auto opened =
-        Make<CTrellisV7Contact>(content, std::move(place.messageId), time,
+        Make<CTrellisV7Contact>(message, std::move(place.messageId), time,
                                 std::move(place.mailboxName), std::move(place.domainName));
     if (!opened->Load()) {
         return false;

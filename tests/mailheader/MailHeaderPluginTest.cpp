@@ -13,6 +13,8 @@ using CMailHeaderPluginTest = CStoreTest<CMailHeaderPlugin>;
 TEST_F(CMailHeaderPluginTest, KeepsTheContractOfAStore)
 {
     store.Deliver("cur/1");
+    SetAge(store / "cur", std::chrono::hours(1));
+    SetAge(store / "new", std::chrono::hours(1));
     ExpectKeepsTheContract(plugin, "INBOX-Ann-Marie <a-b@example.org>", "INBOX-Ann");
     EXPECT_FALSE(plugin.OwnsContact("Inbox-a@example.org"));
     EXPECT_FALSE(plugin.OwnsContact("INBOXES-a@example.org"));
@@ -79,6 +81,23 @@ TEST_F(CMailHeaderPluginTest, WalkGivesTheSenderOfEachMessageThatHasOne)
     }
     EXPECT_FALSE(walk->MoveNext());
     EXPECT_EQ(TextOf(*walk->GetCurrent(), "Surname"), u"太郎") << "stays until Finish";
+}
+
+TEST_F(CMailHeaderPluginTest, WalkCountsWhatItPassesOverAndASuccessLeavesTheLastError)
+{
+    store.Deliver("cur/1", "BZh91AY&SY");
+    store.Deliver("cur/2", "\x28\xB5\x2F\xFD");
+    store.Deliver("cur/3", "\x28\xB5\x2F\xFD");
+    store.Deliver("cur/4");
+    for (int round = 0; round < 2; ++round) {
+        SetLastError(4711);
+        EXPECT_TRUE(walk->Start(nullptr, nullptr) && walk->MoveNext());
+        EXPECT_EQ(GetLastError(), 4711u);
+        EXPECT_FALSE(walk->MoveNext());
+        EXPECT_EQ(GetLastError(), ERROR_NO_MORE_FILES);
+        const CContactPlg::Counts expected = {{"bzip2", 1}, {"zstd", 2}};
+        EXPECT_TRUE(walk->Finish() && walk->GetPassedOver() == expected);
+    }
 }
 
 } // namespace

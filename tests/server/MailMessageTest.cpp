@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 namespace
 {
 
@@ -56,6 +58,80 @@ TEST(MailMessageTest, HeaderIsReadInPiecesUpToItsCap)
     }
     store.Deliver("cur/1", "From: a@b" + std::string(300'000, 'x') + "\nFrom: a\n\n");
     EXPECT_EQ(FromOf(store), "!1168");
+}
+
+// The text as gzip writes it.
+std::string Gzip(const std::string& text)
+{
+    const CTempFolder folder;
+    const std::string path = folder.Write("text", text);
+    EXPECT_EQ(std::system(("gzip -n '" + path + "'").c_str()), 0);
+    return folder.Read("text.gz");
+}
+
+TEST(MailMessageTest, CompressedMessagesAreReadOrNamed)
+{
+    using namespace std::string_literals;
+    const std::string gzip = Gzip("From: a@b\n\n" + std::string(3000, 'x'));
+    const std::string nothing = Gzip("");
+    std::string manyNothings;
+    for (int i = 0; i < 20'000; ++i) {
+        manyNothings += nothing;
+    }
+    const std::string text = "\nFrom: a\n\n";
+    const struct
+    {
+        const char* what;
+        std::string file, from, compression;
+    } kCases[] = {
+        {"plain", "From: a\n\n", "a", ""},
+        {"gzip", gzip, "a@b", "gzip"},
+        {"two members and some zeros", Gzip("X: y\nFr") + Gzip("om: a\n\n") + "\0\0"s, "a", "gzip"},
+        {"member cut off", gzip.substr(0, gzip.size() - 9), "!13", "gzip"},
+        {"wrong checksum", gzip.substr(0, gzip.size() - 8) + "12345678", "!13", "gzip"},
+        {"no data", gzip.substr(0, 10), "!13", "gzip"},
+        {"large header", Gzip("X: " + std::string(20'000'000, 'x') + text), "!1168", "gzip"},
+        {"members without text", manyNothings + Gzip(text), "!13", "gzip"},
+        {"bzip2", "BZh91AY&SY" + text, "!618", "bzip2"},
+        {"no bzip2", "BZh9: y" + text, "a", ""},
+        {"xz", "\xFD\x37zXZ\0"s + text, "!618", "xz"},
+        {"lz4", "\x04\x22\x4D\x18" + text, "!618", "lz4"},
+        {"lz4 of mail servers", "Dovecot-LZ4\r\x2A\x9B\xC5" + text, "!618", "lz4"},
+        {"zstd", "\x28\xB5\x2F\xFD" + text, "!618", "zstd"},
+    };
+    const CTestMailStore store;
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.what);
+        store.Deliver("cur/1", c.file);
+        EXPECT_EQ(FromOf(store), c.from);
+        CMailFolder folder = store.OpenFolder();
+        CMailMessage message;
+        ASSERT_TRUE(message.Open(folder, "1", 0));
+        EXPECT_EQ(message.GetCompression(), c.compression);
+        const char* value = nullptr;
+        EXPECT_EQ(message.GetHeader("From", &value), c.from.front() != '!') << "and then read";
+    }
+}
+
+TEST(MailMessageTest, WholeTextIsReadUpToItsCap)
+{
+    const std::string largest = "From: a\n\n" + std::string((4 << 20) - 9, 'x');
+    const CTestMailStore store;
+    for (const bool isGzip : {false, true}) {
+        for (const bool isTooLarge : {false, true}) {
+            const std::string text = largest + (isTooLarge ? "x" : "");
+            store.Deliver("cur/1", isGzip ? Gzip(text) : text);
+            CMailFolder folder = store.OpenFolder();
+            CMailMessage message;
+            const char* from = nullptr;
+            std::string all;
+            ASSERT_TRUE(message.Open(folder, "1", 0) && message.GetHeader("From", &from));
+            EXPECT_EQ(message.ReadAll(&all), !isTooLarge);
+            EXPECT_TRUE(isTooLarge ? GetLastError() == ERROR_FILE_TOO_LARGE : all == text);
+            EXPECT_TRUE(message.GetHeader("FROM", &from));
+            EXPECT_STREQ(from, "a");
+        }
+    }
 }
 
 } // namespace
