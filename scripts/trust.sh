@@ -99,6 +99,7 @@ trials() {
     trial "$1" changes "$2" --count "$(scaled "$6")" "${second[@]}"
     trial "$1" changes "$2" --count "$(scaled "$6")" --jitter "${second[@]}"
     trial "$1" handles "$2" --count "$(scaled "$7")" "${second[@]}"
+    trial "$1" mail "$2" --count "$(scaled 500)"
 }
 
 try_ext4() {

@@ -8,6 +8,11 @@
 #include "platform/OpenFile.h"
 #include "platform/SystemCalls.h"
 
+#include <algorithm>
+#include <iterator>
+
+#include <linux/magic.h>
+
 int GetFileAttributesExA(const char* path, GET_FILEEX_INFO_LEVELS level, void* data)
 {
     if (path == nullptr || level != GetFileExInfoStandard || data == nullptr) {
@@ -71,4 +76,16 @@ void FillAttributes(const struct statx& status, WIN32_FILE_ATTRIBUTE_DATA* data)
     data->ftLastWriteTime = FileTimeOf(status.stx_mtime);
     data->nFileSizeLow = static_cast<std::uint32_t>(status.stx_size);
     data->nFileSizeHigh = static_cast<std::uint32_t>(status.stx_size >> 32);
+}
+
+bool HasTimesOfThisMachine(const char* path)
+{
+    constexpr unsigned kZfsMagic = 0x2FC12FC1;
+    constexpr unsigned kLocalTypes[] = {
+        EXT4_SUPER_MAGIC, XFS_SUPER_MAGIC, BTRFS_SUPER_MAGIC, F2FS_SUPER_MAGIC,
+        kZfsMagic,        TMPFS_MAGIC,     RAMFS_MAGIC,       OVERLAYFS_SUPER_MAGIC};
+    struct statfs status = {};
+    return CSystemCalls::Current().StatFileSystem(path, &status) == 0 &&
+           std::ranges::find(kLocalTypes, static_cast<unsigned>(status.f_type)) !=
+               std::end(kLocalTypes);
 }

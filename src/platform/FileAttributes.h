@@ -38,4 +38,9 @@ int GetFileTime(HANDLE handle, FILETIME* creation, FILETIME* lastAccess, FILETIM
 int SetFileTime(HANDLE handle, const FILETIME* creation, const FILETIME* lastAccess,
                 const FILETIME* lastWrite);
 
+// Whether a path lies on a file system whose times come from this machine's clock: ext, XFS, btrfs,
+// F2FS, ZFS, tmpfs, ramfs or overlay. False for all others, NFS and FUSE among them, and if the
+// system does not tell. Leaves the last error as it was.
+bool HasTimesOfThisMachine(const char* path);
+
 void FillAttributes(const struct statx& status, WIN32_FILE_ATTRIBUTE_DATA* data);

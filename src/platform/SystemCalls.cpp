@@ -93,6 +93,11 @@ int CSystemCalls::Stat(int folder, const char* path, int flags, struct statx* st
     });
 }
 
+int CSystemCalls::StatFileSystem(const char* path, struct statfs* status)
+{
+    return Make("statfs", [&] { return ::statfs(path, status); });
+}
+
 int CSystemCalls::SetTimes(int file, const struct timespec times[2])
 {
     return Make("times", [&] { return ::futimens(file, times); });

@@ -6,6 +6,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <sys/types.h>
 #include <time.h>
 
@@ -30,6 +31,7 @@ public:
     virtual int SyncFileSystem(int file);
     // An empty path stands for the open file `folder`.
     virtual int Stat(int folder, const char* path, int flags, struct statx* status);
+    virtual int StatFileSystem(const char* path, struct statfs* status);
     virtual int SetTimes(int file, const struct timespec times[2]);
     virtual int SetTimes(const char* path, const struct timespec times[2]);
     virtual int SetOwner(int file, uid_t user, gid_t group);

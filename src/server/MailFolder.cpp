@@ -17,7 +17,7 @@ namespace
 
 constexpr std::size_t kMaxFolderNameLength = 254; // a dot comes in front
 
-// Blanks may stand in it; a dot divides the levels of the hierarchy.
+// Blanks are allowed. A dot divides the levels of the hierarchy.
 bool IsFolderName(const char* name)
 {
     if (name == nullptr) {
@@ -65,7 +65,14 @@ bool CMailFolder::Lock(FILETIME* version)
     if (m_folder == nullptr) {
         return Fail(ERROR_INVALID_HANDLE);
     }
-    return m_folder->Lock() && (version == nullptr || m_folder->ReadVersion(version));
+    CMailFolderImpl::Version current;
+    if (!m_folder->Lock() || (version != nullptr && !m_folder->ReadVersion(&current))) {
+        return false;
+    }
+    if (version != nullptr) {
+        *version = current.given;
+    }
+    return true;
 }
 
 bool CMailFolder::StartMessageEnumeration(std::uint32_t /*flags*/, FILETIME* version)
@@ -77,17 +84,17 @@ bool CMailFolder::StartMessageEnumeration(std::uint32_t /*flags*/, FILETIME* ver
         return Fail(ERROR_INVALID_PARAMETER);
     }
     m_folder->EndWalk();
-    FILETIME current;
+    CMailFolderImpl::Version current;
     if (!m_folder->ReadVersion(&current)) {
         return false;
     }
-    if (current <= *version) {
+    if (current.time <= *version) {
         return Fail(ERROR_ALREADY_INITIALIZED);
     }
     if (!m_folder->StartWalk()) {
         return false;
     }
-    *version = current;
+    *version = current.given;
     return true;
 }
 

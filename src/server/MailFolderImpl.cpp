@@ -1,11 +1,14 @@
 #include "server/MailFolderImpl.h"
 
 #include "platform/Failure.h"
+#include "platform/FileAttributes.h"
 #include "platform/FileNames.h"
 #include "platform/FileSearch.h"
+#include "platform/FileTime.h"
 #include "server/FileSystem.h"
 #include "server/MailFolder.h"
 #include "server/StoreLayout.h"
+#include "text/MimeLibrary.h"
 
 #include <algorithm>
 #include <memory>
@@ -17,8 +20,13 @@
 namespace
 {
 
-// A client that renames a message each time it is looked for is not waited for longer.
+// Renames of one message that are followed before it counts as missing.
 constexpr int kMaxRenamesFollowed = 4;
+
+// How near the clock a folder's time is not trusted. The kernel's clock for file times ticks every
+// 10 ms or less. The second allows for the clocks of other machines, and for cached times.
+constexpr std::uint64_t kUntrustedUnits = kFileTimeUnitsPerSecond / 100;
+constexpr std::uint64_t kUntrustedNetworkUnits = kFileTimeUnitsPerSecond;
 
 constexpr std::size_t kNotFound = static_cast<std::size_t>(-1);
 
@@ -41,10 +49,8 @@ std::string_view UniquePart(std::string_view file)
 
 std::string DigestOf(std::string_view text)
 {
-    const std::unique_ptr<char, decltype(&g_free)> digest(
-        g_compute_checksum_for_data(
-            G_CHECKSUM_SHA256, reinterpret_cast<const unsigned char*>(text.data()), text.size()),
-        g_free);
+    const std::unique_ptr<char, CGlibFree> digest(g_compute_checksum_for_data(
+        G_CHECKSUM_SHA256, reinterpret_cast<const unsigned char*>(text.data()), text.size()));
     return std::string("~") + digest.get();
 }
 
@@ -80,9 +86,11 @@ CMailFolderImpl::Message CMailFolderImpl::MessageOf(std::string file, bool isNew
     return message;
 }
 
+// The clock is read first, so every change behind this reading is later than it.
 bool CMailFolderImpl::ReadTimes(FolderTimes* times) const
 {
     FolderTimes read;
+    GetSystemTimeAsFileTime(&read.clock);
     if (!ReadFolderTime(m_path + "/cur", &read.cur)) {
         return false;
     }
@@ -97,13 +105,26 @@ bool CMailFolderImpl::ReadTimes(FolderTimes* times) const
     return true;
 }
 
-bool CMailFolderImpl::ReadVersion(FILETIME* version) const
+// A time further ahead of the clock was set by hand. It is trusted, or every poll until then would
+// tell a change.
+bool CMailFolderImpl::IsSettled(const FILETIME& time, const FILETIME& clock) const
+{
+    const std::uint64_t left = FileTimeToCount(time);
+    const std::uint64_t right = FileTimeToCount(clock);
+    const std::uint64_t distance = left < right ? right - left : left - right;
+    return distance >= kUntrustedNetworkUnits ||
+           (distance >= kUntrustedUnits && HasTimesOfThisMachine(m_path.c_str()));
+}
+
+bool CMailFolderImpl::ReadVersion(Version* version) const
 {
     FolderTimes times;
     if (!ReadTimes(&times)) {
         return false;
     }
-    *version = std::max(times.cur, times.fresh);
+    const FILETIME time = std::max(times.cur, times.fresh);
+    const std::uint64_t less = IsSettled(time, times.clock) ? 0 : 1;
+    *version = {time, FileTimeFromCount(FileTimeToCount(time) - less)};
     return true;
 }
 
@@ -122,7 +143,7 @@ bool CMailFolderImpl::AppendNames(const char* subfolder, bool isNew,
     return true;
 }
 
-// `new` comes first: a message that moves to `cur` meanwhile is then listed twice, not missed.
+// `new` comes first, so a message that moves to `cur` meanwhile is listed twice and not missed.
 bool CMailFolderImpl::List()
 {
     FolderTimes times;
@@ -141,7 +162,7 @@ bool CMailFolderImpl::List()
     };
     messages.erase(std::unique(messages.begin(), messages.end(), isSame), messages.end());
 
-    // A walk goes on behind the message that it gave last.
+    // An open walk goes on behind the message that it gave last.
     const std::string last(m_next == 0 ? std::string_view() : IdOf(m_messages[m_next - 1]));
     const auto next = std::ranges::upper_bound(messages, std::string_view(last), {}, IdOf);
     m_next = static_cast<std::size_t>(next - messages.begin());
@@ -151,11 +172,17 @@ bool CMailFolderImpl::List()
     return true;
 }
 
-// False also if nothing has changed since the names were listed.
+// False also if nothing has changed since the names were listed; the last error then stays.
 bool CMailFolderImpl::ListAgainIfChanged()
 {
     FolderTimes times;
-    return !m_isListed || (ReadTimes(&times) && !(times == m_listedTimes)) ? List() : false;
+    if (!ReadTimes(&times)) {
+        return false;
+    }
+    const bool isSame = times.cur == m_listedTimes.cur && times.fresh == m_listedTimes.fresh &&
+                        IsSettled(times.cur, m_listedTimes.clock) &&
+                        IsSettled(times.fresh, m_listedTimes.clock);
+    return !isSame && List();
 }
 
 bool CMailFolderImpl::StartWalk()
@@ -187,19 +214,55 @@ std::size_t CMailFolderImpl::Find(std::string_view id) const
     return static_cast<std::size_t>(found - m_messages.begin());
 }
 
+// Looks through the names without keeping them. `new` comes first, as in List.
+bool CMailFolderImpl::FindUnlisted(std::string_view id, std::string* path) const
+{
+    bool isFound = false;
+    for (const bool isNew : {true, false}) {
+        std::vector<std::string> names;
+        if (!ListFiles((m_path + (isNew ? "/new" : "/cur")).c_str(), &names) &&
+            !(isNew && IsMissingFile(GetLastError()))) {
+            return false;
+        }
+        for (std::string& name : names) {
+            // Only an id with a '~' in front may be a digest.
+            if (name.front() != '.' && (UniquePart(name) == id || id.front() == '~')) {
+                const Message message = MessageOf(std::move(name), isNew);
+                if (IdOf(message) == id) {
+                    *path = PathOf(message);
+                    isFound = true;
+                }
+            }
+        }
+    }
+    return isFound || Fail(ERROR_FILE_NOT_FOUND);
+}
+
+bool CMailFolderImpl::FindPath(std::string_view id, std::string* path)
+{
+    if (!m_isListed) {
+        return FindUnlisted(id, path);
+    }
+    std::size_t index = Find(id);
+    if (index == kNotFound) {
+        SetLastError(ERROR_FILE_NOT_FOUND);
+        if (!ListAgainIfChanged() || (index = Find(id)) == kNotFound) {
+            return false;
+        }
+    }
+    *path = PathOf(m_messages[index]);
+    return true;
+}
+
 bool CMailFolderImpl::WithFile(std::string_view id, const FileOperation& operation)
 {
     const std::uint32_t before = GetLastError();
     std::string tried;
     for (int attempt = 0; attempt < kMaxRenamesFollowed; ++attempt) {
-        std::size_t index = Find(id);
-        if (index == kNotFound) {
-            SetLastError(ERROR_FILE_NOT_FOUND);
-            if (!ListAgainIfChanged() || (index = Find(id)) == kNotFound) {
-                return false;
-            }
+        std::string path;
+        if (!FindPath(id, &path)) {
+            return false;
         }
-        std::string path = PathOf(m_messages[index]);
         if (path == tried) {
             break; // a link that leads nowhere, not a rename
         }
@@ -207,8 +270,12 @@ bool CMailFolderImpl::WithFile(std::string_view id, const FileOperation& operati
             SetLastError(before);
             return true;
         }
+        if (!IsMissingFile(GetLastError())) {
+            return false;
+        }
         tried = std::move(path);
-        if (!IsMissingFile(GetLastError()) || !List()) {
+        SetLastError(ERROR_FILE_NOT_FOUND);
+        if (m_isListed && !ListAgainIfChanged()) {
             return false;
         }
     }
@@ -217,25 +284,27 @@ bool CMailFolderImpl::WithFile(std::string_view id, const FileOperation& operati
 
 bool CMailFolderImpl::Remove(std::string_view id)
 {
-    FILETIME before;
+    Version before;
     if (!ReadVersion(&before) ||
         !WithFile(id, [](const std::string& path) { return DeleteFileA(path.c_str()) != 0; })) {
         return false;
     }
     const std::size_t index = Find(id);
-    m_messages.erase(m_messages.begin() + static_cast<std::ptrdiff_t>(index));
-    m_next -= index < m_next ? 1 : 0;
-    MoveVersionPast(before);
+    if (index != kNotFound) {
+        m_messages.erase(m_messages.begin() + static_cast<std::ptrdiff_t>(index));
+        m_next -= index < m_next ? 1 : 0;
+    }
+    MoveVersionPast(before.time);
     return true;
 }
 
-// A coarse clock, or one that stands behind the folder's time, would hide the removal. The message
-// has gone already, so this may only be tried.
+// Otherwise a coarse clock, or one behind the folder's time, hides the removal. The message is gone
+// already, so a failure here is ignored.
 void CMailFolderImpl::MoveVersionPast(const FILETIME& version) const
 try {
     const CKeepLastError keep;
-    FILETIME now;
-    if (!ReadVersion(&now) || now > version) {
+    Version now;
+    if (!ReadVersion(&now) || now.time > version) {
         return;
     }
     const FILETIME later = FileTimeFromCount(FileTimeToCount(version) + 1);

@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <linux/magic.h>
+
 namespace
 {
 
@@ -96,6 +98,107 @@ TEST(MailFolderTest, VersionIsTheLaterTimeOfCurAndNew)
         EXPECT_TRUE(folder.Lock(&version));
         EXPECT_EQ(version, expected); // and nothing has moved it
     }
+}
+
+// The system with a clock that stands, one kind of file system, and a count of folder listings.
+struct CStandingClock : CSystemCalls
+{
+    CStandingClock() { Replace(this); }
+    ~CStandingClock() override { Replace(nullptr); }
+    int Now(struct timespec* time) override
+    {
+        *time = now;
+        return 0;
+    }
+    int StatFileSystem(const char*, struct statfs* status) override
+    {
+        status->f_type = isOnNetwork ? NFS_SUPER_MAGIC : RAMFS_MAGIC;
+        return 0;
+    }
+    ssize_t ListEntries(int folder, void* buffer, std::size_t size) override
+    {
+        ++listings;
+        return CSystemCalls::ListEntries(folder, buffer, size);
+    }
+
+    struct timespec now = {1'500'000'000, 500'000'000};
+    bool isOnNetwork = false;
+    int listings = 0;
+};
+
+// Sets a folder's time as a clock that ticks would.
+void SetTime(const std::string& path, const struct timespec& time, std::int64_t microsecondsAhead)
+{
+    const auto since1970 = std::chrono::seconds(time.tv_sec) +
+                           std::chrono::nanoseconds(time.tv_nsec) +
+                           std::chrono::microseconds(microsecondsAhead);
+    std::filesystem::last_write_time(
+        path, std::filesystem::file_time_type::clock::from_sys(
+                  std::chrono::sys_time<std::chrono::nanoseconds>(since1970)));
+}
+
+TEST(MailFolderTest, VersionIsOneUnitLessWhileADeliveryCouldLeaveTheTimeAsItIs)
+{
+    static const struct
+    {
+        std::int64_t aheadUs;
+        bool isOnNetwork;
+        std::uint64_t less;
+    } kCases[] = {
+        {0, false, 1},       {-9'999, false, 1},    {-10'000, false, 0},
+        {9'999, false, 1},   {9'999, true, 1},      {-10'000, true, 1},
+        {-999'999, true, 1}, {-1'000'000, true, 0}, {60'000'000, false, 0},
+    };
+    const CTestMailStore store;
+    store.Deliver("cur/1");
+    CMailFolder folder = store.OpenFolder();
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.aheadUs);
+        CStandingClock clock;
+        clock.isOnNetwork = c.isOnNetwork;
+        SetTime(store / "new", clock.now, c.aheadUs);
+        SetTime(store / "cur", clock.now, c.aheadUs - 1);
+        const std::uint64_t time = FileTimeToCount(LastWriteTime(store / "new"));
+        FILETIME version, locked;
+        EXPECT_TRUE(folder.StartMessageEnumeration(0, &version) && folder.Lock(&locked));
+        EXPECT_EQ(FileTimeToCount(version), time - c.less);
+        EXPECT_EQ(locked, version);
+        clock.now.tv_sec += 2;
+        EXPECT_EQ(folder.StartMessageEnumeration(0, &version), c.less != 0);
+        EXPECT_EQ(FileTimeToCount(version), time);
+        EXPECT_FALSE(folder.StartMessageEnumeration(0, &version));
+    }
+}
+
+TEST(MailFolderTest, FolderIsListedAgainOnlyIfItMayHaveChanged)
+{
+    const CTestMailStore store;
+    store.Deliver("cur/1:2,");
+    for (const char* name : {"cur/2", "cur/3", "cur/4"}) {
+        std::filesystem::create_symlink("nowhere", store / name);
+    }
+    CStandingClock clock;
+    const auto setTimes = [&] {
+        for (const char* name : {"cur", "new"}) {
+            SetTime(store / name, clock.now, 0);
+        }
+    };
+    setTimes();
+    CMailFolder folder = store.OpenFolder();
+    FILETIME version;
+    ASSERT_TRUE(folder.StartMessageEnumeration(0, &version));
+    std::filesystem::rename(store / "cur/1:2,", store / "cur/1:2,S");
+    setTimes();
+    EXPECT_TRUE(CanOpen(folder, "1")) << "renamed in the tick of the listing";
+
+    clock.now.tv_sec += 1;
+    ASSERT_TRUE(folder.StartMessageEnumeration(0, &version));
+    clock.listings = 0;
+    for (const char* id : {"2", "3", "4", "none"}) {
+        EXPECT_FALSE(CanOpen(folder, id));
+        EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+    }
+    EXPECT_EQ(clock.listings, 0);
 }
 
 TEST(MailFolderTest, WalkFindsRenamedMessagesAndPassesOverRemovedOnes)

@@ -42,6 +42,7 @@ TEST_F(CTrellisV7PluginTest, KeepsTheContractOfAStore)
 {
     Add("1", "\n");
     Add("2", "\n");
+    SetAge(store / ".Contacts/cur", std::chrono::hours(1));
     store.AddMailbox("example.org/bob");
     store.folder.Write("example.org/bob/.Contacts/cur/3", "Reply-To: Group\n\nno key\n");
     ExpectKeepsTheContract(plugin, "TRELLISV7-1 alice example.org", "TRELLISV7-3 bob example.org");

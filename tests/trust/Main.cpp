@@ -25,6 +25,7 @@ constexpr CTrial kTrials[] = {
     {"numbers", TryNumbers, "numbers: none twice, none failed, one counter"},
     {"changes", TryChanges, "changes: every one reported, once"},
     {"handles", TryHandles, "handles: second opens refused, no save lost to another"},
+    {"mail", TryDeliveries, "mail: what is delivered behind a walk is told by the next"},
     {"full-disk", TryFullDisk,
      "full disk, blocks shared: no contact lost, whole once there is room"},
     {"root", TryRoot, "what root made or left half done: the mail server goes on with it"},
@@ -37,7 +38,7 @@ constexpr CTrial kTrials[] = {
 int ShowUsage()
 {
     std::cerr << "usage: contactmgr_trust\n"
-                 "           kill|random-kill|numbers|changes|handles|full-disk|root FOLDER\n"
+                 "           kill|random-kill|numbers|changes|handles|mail|full-disk|root FOLDER\n"
                  "           [--count N] [--second FOLDER] [--jitter] [--share COMMAND]\n"
                  "       contactmgr_trust save|repair|read FOLDER --log FILE\n";
     return 2;

@@ -75,6 +75,7 @@ Trial TryRandomKills;
 Trial TryNumbers;
 Trial TryChanges;
 Trial TryHandles;
+Trial TryDeliveries;
 Trial TryFullDisk; // fills the folder's disk
 Trial TryRoot;
 Trial SaveUntilKilled;     // with flushing on, and logs what was acknowledged
