@@ -2,7 +2,6 @@
 
 #include "platform/Failure.h"
 
-#include <algorithm>
 #include <string_view>
 #include <utility>
 
@@ -20,8 +19,9 @@ bool IsWhiteSpace(char16_t character)
 
 std::u16string_view Trim(std::u16string_view text)
 {
-    const auto begin = std::ranges::find_if_not(text, IsWhiteSpace);
-    text.remove_prefix(static_cast<std::size_t>(begin - text.begin()));
+    while (!text.empty() && IsWhiteSpace(text.front())) {
+        text.remove_prefix(1);
+    }
     while (!text.empty() && IsWhiteSpace(text.back())) {
         text.remove_suffix(1);
     }
@@ -81,7 +81,7 @@ bool CMailHeaderContact::ReadProperty(const CContactProperty& property, std::u16
 void CMailHeaderContact::SplitName(const CRfc822Address& address)
 {
     const std::u16string_view name = Trim(address.GetComment());
-    // Only the blank divides words: a tab or a no-break space belongs to its word.
+    // Only the blank U+0020 divides words; a tab or a no-break space is part of a word.
     const std::size_t lastBlank = name.rfind(u' ');
     if (lastBlank == name.npos) {
         m_firstName = name;

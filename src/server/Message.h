@@ -19,7 +19,7 @@ struct _tBodyPartStructure
     std::string_view content;
 };
 
-// Only the root part is told apart; what a multipart nests stays text.
+// The root part alone. The parts of a multipart are text of its content.
 struct _tMessageStructure
 {
     _tBodyPartStructure root;
@@ -35,15 +35,18 @@ public:
     virtual ~CMailHeader() = default;
 
     // Takes one field as it stands in a message, "Name: value", folded or not. The value is
-    // unfolded, trimmed and decoded (RFC 2047). Last error 13: no field; 87: null.
+    // unfolded, trimmed and decoded (RFC 2047). Last error
+    // ERROR_INVALID_DATA (13): no field; ERROR_INVALID_PARAMETER (87): null.
     virtual bool Create(const char* field);
 
-    // Replaces the value; non-ASCII text is written as encoded words. Last error 87: null;
-    // 13: an unpaired surrogate or a control character other than the tab.
+    // Replaces the value; non-ASCII text is written as encoded words. Last error
+    // ERROR_INVALID_PARAMETER (87): null; ERROR_INVALID_DATA (13): an unpaired surrogate or a
+    // control character other than the tab.
     virtual bool SetValue(const char16_t* value);
 
-    // Appends the field to the text, ended by CR LF and folded at blanks into lines of at most that
-    // many bytes where it can be; 0 does not fold. Last error 87: null.
+    // Appends the field to the text, ended by CR LF. Folds it at blanks into lines of at most that
+    // many bytes; a longer word stays whole, and 0 does not fold. Last error
+    // ERROR_INVALID_PARAMETER (87): null.
     virtual bool Write(std::string* text, std::uint32_t maxLineLength) const;
 
     const char* GetName() const { return m_name.c_str(); }
@@ -69,13 +72,13 @@ public:
     virtual ~CBodyPart();
 
     // The first header field of that name, compared without regard to ASCII case. Owned by the
-    // part. Null without one, last error 1168.
+    // part. Null without one, last error ERROR_NOT_FOUND (1168).
     const CMailHeader* GetHeader(std::string name) const;
 
     // The text in UTF-8, owned by the part, its transfer encoding (RFC 2045 section 6) and charset
-    // decoded. What does not decode becomes U+FFFD or is passed over; text without a usable charset
-    // is taken as UTF-8, or as Latin-1 where it is no UTF-8. A part without Content-Type is text.
-    // False with last error 13: a part of another kind, such as multipart.
+    // decoded. What does not decode becomes U+FFFD or is left out. Text without a known charset is
+    // taken as UTF-8 if it is valid UTF-8, else as Latin-1. A part without Content-Type is text.
+    // False with last error ERROR_INVALID_DATA (13): a part of another kind, such as multipart.
     bool GetTextBody(const CUtf8String*& text) const;
 
 private:
@@ -84,7 +87,7 @@ private:
     mutable std::unique_ptr<const CUtf8String> m_text;
 };
 
-// The parts that a message has handed out, by their place in it. Owns them.
+// The parts that a message has given out, by their place in it. Owns them.
 class CBodyPartStructureMap
 {
 public:
@@ -93,7 +96,7 @@ public:
     CBodyPartStructureMap& operator=(const CBodyPartStructureMap&) = delete;
     ~CBodyPartStructureMap() { RemoveAll(); }
 
-    // The part at that place, made when it is asked for first.
+    // The part at that place, made at the first call.
     CBodyPart* GetPart(const _tBodyPartStructure* structure);
     void RemoveAll() noexcept;
 
@@ -119,7 +122,8 @@ public:
     virtual CBodyPart* CreateBodyPart(_tBodyPartStructure* structure, CBodyPart* parent) = 0;
 
     // Bytes of the stored text from an offset on, not ended by a zero; valid while the message is
-    // open. Null with last error 87 where offset and length reach behind its end.
+    // open. Null with last error ERROR_INVALID_PARAMETER (87): offset and length reach behind the
+    // end.
     virtual const char* GetBodySegment(std::uint32_t offset, std::uint32_t length) const = 0;
 
     // The length of the stored text in bytes.
@@ -140,7 +144,7 @@ protected:
     // Calls SetMessageStructure, or gives false with the reason in the last error.
     virtual bool LoadMessageStructure() = 0;
 
-    // Takes the place of the structure before; parts that were handed out end. Null: none yet.
+    // Replaces the structure and destroys the parts that were given out. Null: none yet.
     void SetMessageStructure(std::unique_ptr<_tMessageStructure> structure) noexcept;
 
 private:

@@ -4,9 +4,9 @@
 #include <string>
 #include <string_view>
 
-// The header section of a stored message, told apart as RFC 5322 section 2.2 has it: fields up to
-// the first empty line, each with the lines behind it that begin with a blank. A line that is no
-// field, such as the "From " line of an mbox, is passed over.
+// The header section of a stored message (RFC 5322 section 2.2): fields up to the first empty line,
+// each with the lines behind it that begin with a blank. A line that is no field, such as the
+// "From " line of an mbox, is skipped.
 
 struct CHeaderField
 {
@@ -32,6 +32,6 @@ bool SplitHeaderField(std::string_view text, CHeaderField* field);
 // The length of the header section, the empty line behind it included.
 std::size_t HeaderSectionLength(std::string_view text);
 
-// The value unfolded, trimmed and in UTF-8: bytes that are no UTF-8 are taken as Latin-1, and a NUL
-// becomes U+FFFD.
+// The value unfolded, trimmed and in UTF-8. One that is no valid UTF-8 is taken as Latin-1, and a
+// NUL becomes U+FFFD.
 std::string HeaderValueToUtf8(std::string_view value);

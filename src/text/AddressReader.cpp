@@ -16,7 +16,7 @@ bool IsUnquotable(char c)
     return IsControl(c) && c != '\t';
 }
 
-// Decodes what strangers wrote. An encoded word may hold any character; a name is one line.
+// A decoded name on one line: an encoded word may hold any character, line ends too.
 std::string DecodeName(const std::string& source)
 {
     std::string name = DecodeEncodedWords(source);
@@ -69,8 +69,7 @@ bool CAddressReader::StepQuotable()
     return true;
 }
 
-// Skips blanks, folds and comments. The inside of the first comment goes to a `comment` that is
-// empty.
+// Skips blanks, folds and comments. An empty `comment` becomes the text inside the first of them.
 bool CAddressReader::SkipBlanks(std::string_view* comment)
 {
     while (!AtEnd()) {
@@ -133,7 +132,7 @@ std::string_view CAddressReader::ReadAtom()
     return m_text.substr(begin, m_position - begin);
 }
 
-// Reads words and dots up to the sign that tells what they are.
+// Reads words and dots up to the first other character, which tells what they are.
 bool CAddressReader::ReadWords()
 {
     m_words.clear();
@@ -142,14 +141,14 @@ bool CAddressReader::ReadWords()
         if (!SkipBlanks()) {
             return false;
         }
-        CWord word{CWordKind::kAtom, m_position != before, {}};
+        CWord word{EWordKind::Atom, m_position != before, {}};
         if (Peek() == '"') {
-            word.kind = CWordKind::kQuoted;
+            word.kind = EWordKind::Quoted;
             if (!ReadQuoted(&word.source)) {
                 return false;
             }
         } else if (Peek() == '.') {
-            word.kind = CWordKind::kDot;
+            word.kind = EWordKind::Dot;
             word.source = m_text.substr(m_position++, 1);
         } else {
             word.source = ReadAtom();
@@ -163,12 +162,12 @@ bool CAddressReader::ReadWords()
 
 bool CAddressReader::IsPhrase() const
 {
-    return m_words.empty() || m_words.front().kind != CWordKind::kDot;
+    return m_words.empty() || m_words.front().kind != EWordKind::Dot;
 }
 
-// The atom or dot at the index. Some mailers leave blanks and quotes inside an encoded word, which
-// RFC 2047, 5 forbids and which cut it into several words: it then comes whole and without them,
-// and the index moves to its last word.
+// The atom or dot at the index. Some mailers leave blanks and quotes inside an encoded word,
+// against RFC 2047 section 5, so that it reads as several words. It is then given whole, without
+// quotes and with '_' for blanks, and the index moves to its last word.
 std::string CAddressReader::TakeUnquoted(std::size_t* index) const
 {
     const std::string_view source = m_words[*index].source;
@@ -193,8 +192,8 @@ std::string CAddressReader::TakeUnquoted(std::size_t* index) const
     return word;
 }
 
-// The words as a display name. Blanks divide encoded words from one another, so unquoted words go
-// to the decoder together; quoted text holds none (RFC 2047, 5).
+// The words as a display name. The decoder drops blanks between encoded words, so it gets unquoted
+// words together. Quoted text holds no encoded words (RFC 2047 section 5).
 std::string CAddressReader::DisplayName() const
 {
     std::string name;
@@ -207,7 +206,7 @@ std::string CAddressReader::DisplayName() const
     };
     for (std::size_t i = 0; i < m_words.size(); ++i) {
         const CWord& word = m_words[i];
-        if (word.kind == CWordKind::kQuoted) {
+        if (word.kind == EWordKind::Quoted) {
             append(DecodeName(unquoted));
             unquoted.clear();
             append(Unquote(word.source));
@@ -227,11 +226,11 @@ bool CAddressReader::GetLocalPart(std::string* localPart) const
     bool expectsDot = false;
     localPart->clear();
     for (const CWord& word : m_words) {
-        if ((word.kind == CWordKind::kDot) != expectsDot) {
+        if ((word.kind == EWordKind::Dot) != expectsDot) {
             return false;
         }
         expectsDot = !expectsDot;
-        *localPart += word.kind == CWordKind::kQuoted ? Unquote(word.source) : word.source;
+        *localPart += word.kind == EWordKind::Quoted ? Unquote(word.source) : word.source;
     }
     return expectsDot && IsUtf8(*localPart);
 }
@@ -253,7 +252,7 @@ bool CAddressReader::ReadLiteral(std::string* domain)
     return true;
 }
 
-// Reads the domain with the blanks around it; the first comment behind it goes to `comment`.
+// Reads the domain with the blanks around it, and into `comment` the first comment behind it.
 bool CAddressReader::ReadDomain(std::string* domain, std::string_view* comment)
 {
     std::string_view behind;
@@ -286,13 +285,13 @@ bool CAddressReader::ReadDomain(std::string* domain, std::string_view* comment)
     return IsUtf8(*domain);
 }
 
-// Reads from the at sign that stands behind the local part's words.
+// Reads from the at sign on; the words in front of it have been read.
 bool CAddressReader::ReadAddress(CMailboxText* mailbox, std::string_view* comment)
 {
     return GetLocalPart(&mailbox->localPart) && Take('@') && ReadDomain(&mailbox->domain, comment);
 }
 
-// Skips the route of old, "@relay.example,@hub.example:", if there is one.
+// Skips an obsolete route, "@relay.example,@hub.example:", if there is one.
 bool CAddressReader::SkipRoute()
 {
     if (!SkipBlanks()) {
@@ -346,7 +345,7 @@ bool CAddressReader::ReadMailbox(CMailboxText* mailbox)
     return ReadWords() && ReadBehindWords(mailbox) && AtEnd();
 }
 
-// Reads a mailbox, or a group up to its colon, with what divides it from the next.
+// Reads a mailbox up to what divides it from the next, or a group up to its colon.
 bool CAddressReader::ReadElement(bool* inGroup, std::vector<CMailboxText>* mailboxes)
 {
     if (!m_words.empty() && Peek() == ':') {

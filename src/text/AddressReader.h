@@ -8,18 +8,18 @@
 // One mailbox as it was read: UTF-8 without quotes, folding, comments or route. A value.
 struct CMailboxText
 {
-    std::string displayName; // in which bytes that are no UTF-8 may stand
+    std::string displayName; // may hold bytes that are no UTF-8
     std::string localPart;
     std::string domain;
 };
 
-// Reads mail addresses by the grammar of RFC 5322, 3.4, with the obsolete forms of 4.4 and UTF-8
-// as RFC 6532 has it. Stricter in one point: control characters are refused everywhere but for tabs
-// and folds, which may end in LF alone, as files do. A resource, for one text and one call, which
-// gives false where the text is not of the grammar. Needs time and memory of the order of the
-// text's length, however deep comments nest. May throw std::bad_alloc.
+// Reads mail addresses by the grammar of RFC 5322 section 3.4, with the obsolete forms of section
+// 4.4 and UTF-8 (RFC 6532). Stricter in one point: of the control characters only tabs and folds
+// are allowed. A fold may end in LF alone, as in files. A resource, for one text and one call.
+// False if the text is not of the grammar. Needs time and memory of the order of the text's length,
+// at any depth of comments. May throw std::bad_alloc.
 //
-// The MIME library's own address parser is not used: in its strict mode, too, it takes "a@b@c" and
+// The MIME library's own address parser is not used: even in its strict mode it takes "a@b@c" and
 // "a@b x", rewrites domains of the form "xn--", decodes inside quotes and keeps folds.
 class CAddressReader
 {
@@ -28,24 +28,24 @@ public:
     CAddressReader(const CAddressReader&) = delete;
     CAddressReader& operator=(const CAddressReader&) = delete;
 
-    // Exactly one mailbox; of several comments behind a bare address the first is the name.
+    // Exactly one mailbox. The first of several comments behind a bare address is the name.
     bool ReadMailbox(CMailboxText* mailbox);
 
     // Mailboxes and groups; the members of groups are among the mailboxes.
     bool ReadList(std::vector<CMailboxText>* mailboxes);
 
 private:
-    enum class CWordKind
+    enum class EWordKind
     {
-        kAtom,
-        kQuoted,
-        kDot
+        Atom,
+        Quoted,
+        Dot
     };
     struct CWord
     {
-        CWordKind kind;
+        EWordKind kind;
         bool blankBefore;
-        std::string_view source; // of a quoted string what stands between the quotes
+        std::string_view source; // of a quoted string the text between the quotes
     };
 
     char Peek() const { return m_position < m_text.size() ? m_text[m_position] : '\0'; }

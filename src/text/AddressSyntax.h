@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-// The words of mail addresses, RFC 5322, 3.2, with the UTF-8 of RFC 6532, where each byte from 0x80
+// The words of mail addresses, RFC 5322 section 3.2 with the UTF-8 of RFC 6532: each byte from 0x80
 // on counts as a letter. May throw std::bad_alloc.
 
 bool IsAtomCharacter(char c);
@@ -17,9 +17,9 @@ bool IsDotAtom(std::string_view text);
 // Whether the text is a domain literal in brackets, without blanks.
 bool IsDomainLiteral(std::string_view text);
 
-// What stands in a quoted string or comment, without quoting backslashes and line ends.
+// The text of a quoted string or comment, without quoting backslashes and line ends.
 std::string Unquote(std::string_view source);
 
-// A local part or display name, one line, with quotes around it where it needs them.
+// A local part or display name of one line, in quotes if it needs them.
 std::string EncodeLocalPart(std::string_view localPart);
 std::string EncodePhrase(std::string_view name);

@@ -14,7 +14,7 @@
 namespace
 {
 
-// The comment in UTF-8 on one line. Tabs may stand in quotes, other control characters nowhere.
+// The comment in UTF-8 on one line. Of the control characters quotes may hold tabs only.
 std::string CommentLine(std::u16string_view comment)
 {
     std::string line;
@@ -98,7 +98,7 @@ try {
     if (text == nullptr) {
         return Fail(ERROR_INVALID_PARAMETER);
     }
-    // Address books hold hardly anything but plain name@domain.
+    // Nearly all addresses of an address book are plain name@domain.
     const std::string_view whole = text;
     const std::size_t at = whole.find('@');
     if (at != std::string_view::npos && IsDotAtom(whole.substr(0, at)) &&

@@ -9,11 +9,13 @@
 
 struct CMailboxText;
 
-// One mail address (RFC 5322, 3.4) with a comment, its display name. A value; a new one is empty.
+// One mail address (RFC 5322 section 3.4) with a comment, its display name. A value; a new one is
+// empty.
 //
-// Narrow text is UTF-8 (RFC 6532). Returned pointers are never null and stay good until the object
-// changes or goes. Forms that are asked for seldom are made at the first call, so that a const
-// object, too, belongs to one thread at a time; one that finds no memory is empty, last error 8.
+// Narrow text is UTF-8 (RFC 6532). Returned pointers are never null and stay valid until the object
+// changes or ends. EncodedComment and RawFullAddress are made at the first call, so a const object
+// too belongs to one thread at a time. Without memory for it such a text is empty, with last error
+// ERROR_NOT_ENOUGH_MEMORY (8).
 class CRfc822Address : public CTracedAllocation
 {
 public:
@@ -25,38 +27,40 @@ public:
     ~CRfc822Address() = default;
 
     // Reads exactly one mailbox with a local part and a domain. The comment becomes the display
-    // name, with encoded words (RFC 2047) decoded, or else what stands in parentheses behind the
-    // address. Folding, comments, routes and blanks around dots (RFC 5322, 4.4) are read and
-    // dropped. All else, groups and several addresses among it, fails with last error 13 and
-    // leaves the object as it was. Last error 87: text is null.
+    // name, with encoded words (RFC 2047) decoded, or without one the text in parentheses behind
+    // the address. Folding, other comments, routes and blanks around dots (RFC 5322 section 4.4)
+    // are read and dropped. On failure the object stays as it was. Last error ERROR_INVALID_DATA
+    // (13): any other text, such as a group or several addresses; ERROR_INVALID_PARAMETER (87):
+    // text is null.
     bool Parse(const char* text);
 
-    // The local part and the domain, in plain form, without quotes. Refused with last error 13,
-    // and left as they were: empty text, control characters, bytes that are no UTF-8, and a domain
-    // that is neither atoms divided by dots nor a literal in brackets. Last error 87: text is null.
+    // The local part and the domain, in plain form, without quotes. On failure they stay as they
+    // were. Last error ERROR_INVALID_DATA (13): empty text, control characters, bytes that are no
+    // UTF-8, or a domain that is neither atoms divided by dots nor a literal in brackets;
+    // ERROR_INVALID_PARAMETER (87): text is null.
     bool SetName(const char* name);
     bool SetDomain(const char* domain);
 
-    // Any text; null or empty removes. Last error 13: an unpaired surrogate.
+    // Any text; null or empty removes. Last error ERROR_INVALID_DATA (13): an unpaired surrogate.
     bool SetComment(const char16_t* comment);
 
     const char16_t* GetComment() const { return m_comment.c_str(); }
     bool HasComment() const { return !m_comment.empty(); }
     bool HasDomain() const { return m_nameStart > m_domainStart + 1; }
 
-    // The fields as they stand in a mail header: the comment as a phrase, with quotes where it
-    // needs them and as encoded words where it is not ASCII; the local part with quotes where it is
-    // no dot-atom.
+    // The fields as a mail header has them: the comment as a phrase, in quotes if it needs them,
+    // and as encoded words if it is not ASCII; the local part in quotes if it is no dot-atom.
     const char* EncodedComment() const;
     const char* EncodedName() const { return m_text.c_str() + m_nameStart; }
     const char* EncodedDomain() const { return m_text.c_str() + m_domainStart; }
 
-    // name@domain, an identity: Parse of it gives the same again. Case stays as it was written.
+    // name@domain, the identity of an address. Parse of it gives the same address. Case stays as it
+    // was written.
     const char* RawAddress() const { return m_text.c_str(); }
 
-    // The comment in UTF-8, quoted where it needs it, and the address in angle brackets; without a
-    // comment, RawAddress. Parse of it gives the same address and comment, except that control
-    // characters of the comment have become blanks.
+    // The comment in UTF-8, in quotes if it needs them, and the address in angle brackets; without
+    // a comment, RawAddress. Parse of it gives the same address and comment, but with blanks for
+    // the comment's control characters.
     const char* RawFullAddress() const;
 
 private:
@@ -84,16 +88,18 @@ public:
     CRfc822AddressList(const CRfc822AddressList&) = delete;
     CRfc822AddressList& operator=(const CRfc822AddressList&) = delete;
 
-    // Reads a list of mailboxes and groups (RFC 5322, 3.4) in place of the old elements; each
-    // mailbox as CRfc822Address::Parse reads it. The members of a group become elements, its name
-    // is dropped, and so an empty group gives an empty list. Last error 13: the text is no list;
-    // 87: it is null. The old elements then stay.
+    // Reads a list of mailboxes and groups (RFC 5322 section 3.4) in place of the old elements;
+    // each mailbox as CRfc822Address::Parse reads it. The members of a group become elements, and
+    // its name is dropped, so an empty group gives an empty list. On failure the old elements stay.
+    // Last error ERROR_INVALID_DATA (13): the text is no list; ERROR_INVALID_PARAMETER (87): it is
+    // null.
     bool Parse(const char* text);
 
     bool IsEmpty() const { return m_addresses.IsEmpty(); }
     POSITION GetHeadPosition() const { return m_addresses.GetHeadPosition(); }
 
-    // The element at the position, which moves on. Last error 8, and an empty address: no memory.
+    // The element at the position, which moves on. An empty address with last error
+    // ERROR_NOT_ENOUGH_MEMORY (8): no memory.
     CRfc822Address GetNext(POSITION& position) const;
 
 private:

@@ -13,8 +13,8 @@
 namespace
 {
 
-// How many ASCII characters the text begins with. Nearly all text of an address book is ASCII from
-// end to end, so these go eight bytes at a time.
+// How many ASCII characters the text begins with. Nearly all text of an address book is ASCII, so
+// eight bytes are looked at at once.
 std::size_t AsciiLength(std::string_view text)
 {
     std::size_t length = 0;
@@ -46,8 +46,8 @@ std::size_t AsciiLength(std::u16string_view text)
     return length;
 }
 
-// The length of UTF-8 in UTF-16: one unit for each character, and one more for those that take four
-// bytes. Of bytes that are no UTF-8 it gives no less than their valid beginning takes.
+// The length of UTF-8 in UTF-16: one unit for each character, and one more for a character of four
+// bytes. For invalid UTF-8 it is enough for the valid beginning.
 std::size_t CountUnits(std::string_view text)
 {
     std::size_t units = 0;
@@ -58,8 +58,8 @@ std::size_t CountUnits(std::string_view text)
     return units;
 }
 
-// Takes the character that the text begins with, which is not ASCII, off it. False unless it is one
-// of RFC 3629, 4.
+// Takes the first character off the text, which begins with a byte that is not ASCII. False unless
+// it is valid (RFC 3629 section 4).
 bool TakeCharacter(std::string_view* text, char32_t* character)
 {
     static constexpr char32_t kLeastOfLength[] = {0, 0, 0x80, 0x800, 0x10000};

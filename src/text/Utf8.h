@@ -10,13 +10,13 @@
 bool Utf8ToWide(std::string_view text, std::u16string* out);
 bool WideToUtf8(std::u16string_view text, std::string* out);
 
-// Puts the UTF-8 form behind what the output holds already.
+// Appends the UTF-8 form.
 bool AppendUtf8(std::u16string_view text, std::string* out);
 
-// For text that strangers wrote: bytes that do not decode become U+FFFD.
+// For text from outside: bytes that do not decode become U+FFFD.
 std::u16string Utf8ToWideLossy(std::string_view text);
 
-// Whether Utf8ToWide would take the text.
+// Whether Utf8ToWide takes the text.
 bool IsUtf8(std::string_view text);
 
 // Each byte is a character, U+0000 to U+00FF.

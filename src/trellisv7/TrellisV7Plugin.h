@@ -8,24 +8,24 @@
 class CMailbox;
 
 // The store of type "TRELLISV7": the address book entries that the older web client left as
-// messages in the mailbox's folder "Contacts". Reads and removes them; creates, changes and reports
-// nothing. The mailbox must be open, stays the caller's and outlives the store; enumerators end
-// before the store. Nothing stays open between calls.
+// messages in the mailbox's folder "Contacts". Reads and removes them. It creates and changes no
+// contacts and has no change report. The mailbox must be open, stays the caller's and outlives the
+// store; enumerators end before the store. Nothing stays open between calls.
 //
-// An identifier names its mailbox and domain itself, and any mailbox of the mail store opens, and
-// loses its message, through it: whoever takes identifiers from outside must check whose they are.
+// An identifier names its mailbox and domain itself. Through it a message of any mailbox of the
+// mail store can be opened or deleted: whoever takes identifiers from outside must check whose they
+// are.
 class CTrellisV7Plugin final : public CContactPlg
 {
 public:
-    // Makes the store, which ends with Release. Where memory ends all operations throw
-    // std::bad_alloc.
+    // Makes the store, which Release destroys. Without memory all operations throw std::bad_alloc.
     static CContactPlg* Create(CMailbox& mailbox);
     static void Release(CContactPlg* plugin);
 
     explicit CTrellisV7Plugin(CMailbox& mailbox);
 
     std::string GetPluginType() override;
-    // A namespace that begins with the type, with case.
+    // The namespace begins with the type, with case.
     bool OwnsContact(ContactMgr::CContactId id) override;
 
     // Both: no code if the identifier lacks its two blanks; ERROR_INVALID_PARAMETER (87): a zero

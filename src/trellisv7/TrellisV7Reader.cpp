@@ -7,9 +7,9 @@
 #include <utility>
 
 // The format of the stored messages. A "Reply-To" of "Group" marks a group entry. The body is text
-// of lines KEY:VALUE, in any order, without quoting or continuation; the last of several lines with
-// one key holds. The older web client wrote no other lines, so any other line means that the
-// message is none of its own.
+// of lines KEY:VALUE, in any order, without quoting or continuation. Of several lines with one key
+// the last counts. The older web client wrote no other lines, so a message with another line is not
+// its message.
 
 bool CTrellisV7Contact::Load()
 {
