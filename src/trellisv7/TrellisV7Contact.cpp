@@ -36,7 +36,7 @@ bool CTrellisV7Contact::ReadProperty(const CContactProperty& property, std::u16s
         return true;
     }
     const std::optional<EField> field = FieldOf(property);
-    return field && m_fields[*field].ToUnicode(value) != 0;
+    return field && Field(*field).ToUnicode(value) != 0;
 }
 
 std::optional<CTrellisV7Contact::EField>
@@ -48,14 +48,14 @@ CTrellisV7Contact::FieldOf(const CContactProperty& property)
         CContactProperty name;
         EField field;
     } fields[] = {
-        {names.Nickname, kNick},
-        {names.FullName, kName},
-        {names.Title, kTitle},
-        {names.Jobtitle, kJobTitle},
-        {names.Organization, kBusinessName},
-        {names.OrgUnit, kDepartment},
-        {names.URL, kUrl},
-        {names.Comment, kNotes},
+        {names.Nickname, EField::Nick},
+        {names.FullName, EField::Name},
+        {names.Title, EField::Title},
+        {names.Jobtitle, EField::JobTitle},
+        {names.Organization, EField::BusinessName},
+        {names.OrgUnit, EField::Department},
+        {names.URL, EField::Url},
+        {names.Comment, EField::Notes},
     };
     for (const auto& candidate : fields) {
         if (candidate.name == property) {

@@ -13,9 +13,9 @@
 class CBodyPart;
 class CMessage;
 
-// One entry of the older web client's address book, which kept each as a mail message. Read once by
-// Load; from then on it needs neither message nor folder, and notices no change of them. Read-only:
-// only the whole message can be removed, through the store.
+// One entry of the older web client's address book, which kept each as a mail message. Load reads
+// it once; from then on it needs neither message nor folder, and does not follow their changes.
+// Read-only: only the whole message can be removed, through the store.
 class CTrellisV7Contact : public CReadOnlyContact
 {
 public:
@@ -28,9 +28,10 @@ public:
     CTrellisV7Contact(CMessage& message, std::string messageId, const FILETIME& modifiedTime,
                       std::string mailboxName, std::string domainName);
 
-    // Reads the message; once in a contact's life. On failure the contact is of no use. Last error
-    // 50: a line of the body is none of this format; 13: an e-mail list that is none, bytes that
-    // are no UTF-8, or a message without a text; others: as the message leaves them.
+    // Reads the message; once in a contact's life. After a failure the contact is of no use. Last
+    // error ERROR_NOT_SUPPORTED (50): a line of the body is not of this format; ERROR_INVALID_DATA
+    // (13): no e-mail list in its place, bytes that are no UTF-8, or a message without a text;
+    // others: as the message leaves them.
     bool Load();
 
     // False for a group entry, whose members are not modelled.
@@ -52,35 +53,36 @@ private:
     bool ReadProperty(const CContactProperty& property, std::u16string* value) override;
 
     // The values that a body can hold.
-    enum EField : std::size_t
+    enum class EField
     {
-        kBusinessCity,
-        kNotes,
-        kBusinessCountry,
-        kEmail,
-        kFax,
-        kName,
-        kHomeAddress,
-        kHomeCity,
-        kHomeCountry,
-        kHomePhone,
-        kHomeZip,
-        kHomeState,
-        kJobTitle,
-        kCell,
-        kNick,
-        kBusinessName,
-        kDepartment,
-        kPager,
-        kBusinessAddress,
-        kBusinessZip,
-        kBusinessState,
-        kWorkPhone,
-        kTitle,
-        kUrl,
-        kFieldCount
+        BusinessCity,
+        Notes,
+        BusinessCountry,
+        Email,
+        Fax,
+        Name,
+        HomeAddress,
+        HomeCity,
+        HomeCountry,
+        HomePhone,
+        HomeZip,
+        HomeState,
+        JobTitle,
+        Cell,
+        Nick,
+        BusinessName,
+        Department,
+        Pager,
+        BusinessAddress,
+        BusinessZip,
+        BusinessState,
+        WorkPhone,
+        Title,
+        Url,
+        Count
     };
 
+    CUtf8String& Field(EField field) { return m_fields[static_cast<std::size_t>(field)]; }
     static std::optional<EField> FieldOf(const CContactProperty& property);
     bool ReadMarker(const CBodyPart& root);
     bool ReadLines(std::string_view body);
@@ -95,5 +97,5 @@ private:
     const std::string m_mailboxName;
     const std::string m_domainName;
     bool m_isIndividual = true;
-    std::array<CUtf8String, kFieldCount> m_fields;
+    std::array<CUtf8String, static_cast<std::size_t>(EField::Count)> m_fields;
 };

@@ -63,34 +63,34 @@ bool CTrellisV7Contact::SetField(std::string_view key, std::string_view value)
         std::string_view key;
         EField field;
     } kKeys[] = {
-        {"NICK", kNick},
-        {"EMAIL", kEmail},
-        {"NAME", kName},
-        {"TITLE", kTitle},
-        {"JOBTITLE", kJobTitle},
-        {"HADDRESS", kHomeAddress},
-        {"HCITY", kHomeCity},
-        {"HSTATE", kHomeState},
-        {"HZIP", kHomeZip},
-        {"HCOUNTRY", kHomeCountry},
-        {"BNAME", kBusinessName},
-        {"BDEPT", kDepartment},
-        {"BADDRESS", kBusinessAddress},
-        {"BCITY", kBusinessCity},
-        {"BSTATE", kBusinessState},
-        {"BZIP", kBusinessZip},
-        {"BCOUNTRY", kBusinessCountry},
-        {"HPHONE", kHomePhone},
-        {"WPHONE", kWorkPhone},
-        {"PAGER", kPager},
-        {"CELL", kCell},
-        {"FAX", kFax},
-        {"URL", kUrl},
-        {"NOTES", kNotes},
+        {"NICK", EField::Nick},
+        {"EMAIL", EField::Email},
+        {"NAME", EField::Name},
+        {"TITLE", EField::Title},
+        {"JOBTITLE", EField::JobTitle},
+        {"HADDRESS", EField::HomeAddress},
+        {"HCITY", EField::HomeCity},
+        {"HSTATE", EField::HomeState},
+        {"HZIP", EField::HomeZip},
+        {"HCOUNTRY", EField::HomeCountry},
+        {"BNAME", EField::BusinessName},
+        {"BDEPT", EField::Department},
+        {"BADDRESS", EField::BusinessAddress},
+        {"BCITY", EField::BusinessCity},
+        {"BSTATE", EField::BusinessState},
+        {"BZIP", EField::BusinessZip},
+        {"BCOUNTRY", EField::BusinessCountry},
+        {"HPHONE", EField::HomePhone},
+        {"WPHONE", EField::WorkPhone},
+        {"PAGER", EField::Pager},
+        {"CELL", EField::Cell},
+        {"FAX", EField::Fax},
+        {"URL", EField::Url},
+        {"NOTES", EField::Notes},
     };
     for (const auto& known : kKeys) {
         if (known.key == key) {
-            m_fields[known.field].assign(value);
+            Field(known.field).assign(value);
             return true;
         }
     }
@@ -104,17 +104,17 @@ bool CTrellisV7Contact::BuildAddresses()
         std::uint32_t type;
         EField address, city, state, zip, country;
     } kAddresses[] = {
-        {CContactAddr::kWork, kBusinessAddress, kBusinessCity, kBusinessState, kBusinessZip,
-         kBusinessCountry},
-        {CContactAddr::kHome, kHomeAddress, kHomeCity, kHomeState, kHomeZip, kHomeCountry},
+        {CContactAddr::kWork, EField::BusinessAddress, EField::BusinessCity, EField::BusinessState,
+         EField::BusinessZip, EField::BusinessCountry},
+        {CContactAddr::kHome, EField::HomeAddress, EField::HomeCity, EField::HomeState,
+         EField::HomeZip, EField::HomeCountry},
     };
     m_addresses.RemoveAll();
     for (const auto& fields : kAddresses) {
         std::u16string address, city, state, zip, country;
-        if (!m_fields[fields.address].ToUnicode(&address) ||
-            !m_fields[fields.city].ToUnicode(&city) || !m_fields[fields.state].ToUnicode(&state) ||
-            !m_fields[fields.zip].ToUnicode(&zip) ||
-            !m_fields[fields.country].ToUnicode(&country)) {
+        if (!Field(fields.address).ToUnicode(&address) || !Field(fields.city).ToUnicode(&city) ||
+            !Field(fields.state).ToUnicode(&state) || !Field(fields.zip).ToUnicode(&zip) ||
+            !Field(fields.country).ToUnicode(&country)) {
             return false;
         }
         CContactAddr entry;
@@ -136,13 +136,13 @@ bool CTrellisV7Contact::BuildTelephones()
         EField number;
         std::uint32_t type;
     } kTelephones[] = {
-        {kWorkPhone, CContactTel::kWork}, {kCell, CContactTel::kCell},
-        {kPager, CContactTel::kPager},    {kHomePhone, CContactTel::kHome},
-        {kFax, CContactTel::kFax},
+        {EField::WorkPhone, CContactTel::kWork}, {EField::Cell, CContactTel::kCell},
+        {EField::Pager, CContactTel::kPager},    {EField::HomePhone, CContactTel::kHome},
+        {EField::Fax, CContactTel::kFax},
     };
     m_telephones.RemoveAll();
     for (const auto& telephone : kTelephones) {
-        const std::string& number = m_fields[telephone.number];
+        const std::string& number = Field(telephone.number);
         if (number.empty()) {
             continue;
         }
@@ -157,14 +157,14 @@ bool CTrellisV7Contact::BuildTelephones()
 bool CTrellisV7Contact::BuildEmails()
 {
     m_emails.RemoveAll();
-    if (m_fields[kEmail].empty()) {
+    if (Field(EField::Email).empty()) {
         return true;
     }
     CRfc822AddressList addresses;
-    if (m_fields[kEmail].find('\0') != std::string::npos) {
+    if (Field(EField::Email).find('\0') != std::string::npos) {
         return Fail(ERROR_INVALID_DATA);
     }
-    if (!addresses.Parse(m_fields[kEmail].c_str())) {
+    if (!addresses.Parse(Field(EField::Email).c_str())) {
         return false;
     }
     for (POSITION position = addresses.GetHeadPosition(); position != nullptr;) {
