@@ -24,6 +24,17 @@ bool CMailFolderContactEnumerator::StartWalk(const FILETIME* version)
     return m_started || GetLastError() == ERROR_ALREADY_INITIALIZED;
 }
 
+bool CMailFolderContactEnumerator::FinishStart(std::uint32_t before, bool* changed)
+{
+    if (m_started) {
+        SetLastError(before);
+    }
+    if (changed != nullptr) {
+        *changed = m_started;
+    }
+    return true;
+}
+
 bool CMailFolderContactEnumerator::FindNext(_tMailFolderMessageInfo* info)
 {
     *info = {};

@@ -30,6 +30,10 @@ protected:
     // ERROR_ALREADY_INITIALIZED (1247), and nothing started.
     bool StartWalk(const FILETIME* version);
 
+    // Ends a Start that succeeds: tells whether a walk is open, and with an open walk puts the last
+    // error back to what it was before. True.
+    bool FinishStart(std::uint32_t before, bool* changed);
+
     // The next message of the walk, as CMailFolder::FindNextMessage.
     bool FindNext(_tMailFolderMessageInfo* info);
 

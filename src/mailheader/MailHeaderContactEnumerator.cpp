@@ -24,17 +24,8 @@ bool ReadSenderOf(CMailFolder& folder, const char* messageId, CRfc822Address* se
 bool CMailHeaderContactEnumerator::Start(const FILETIME* version, bool* changed)
 {
     const std::uint32_t before = GetLastError();
-    if (!OpenOwner() || !m_folder.Open(m_owner, "INBOX") || !m_folder.Lock(nullptr) ||
-        !StartWalk(version)) {
-        return false;
-    }
-    if (IsStarted()) {
-        SetLastError(before);
-    }
-    if (changed != nullptr) {
-        *changed = IsStarted();
-    }
-    return true;
+    return OpenOwner() && m_folder.Open(m_owner, "INBOX") && m_folder.Lock(nullptr) &&
+           StartWalk(version) && FinishStart(before, changed);
 }
 
 bool CMailHeaderContactEnumerator::MoveNext()

@@ -7,7 +7,6 @@
 #include "platform/FileTime.h"
 #include "server/FileSystem.h"
 #include "server/MailFolder.h"
-#include "server/StoreLayout.h"
 #include "text/MimeLibrary.h"
 
 #include <algorithm>

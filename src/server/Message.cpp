@@ -21,9 +21,8 @@ bool IsControl(char16_t unit)
 // ASCII that no reader trims or takes for an encoded word.
 bool CanStandAsItIs(std::string_view text)
 {
-    const auto isAscii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
     constexpr std::string_view kBlanks = " \t";
-    return std::ranges::all_of(text, isAscii) && text.find("=?") == std::string_view::npos &&
+    return IsAscii(text) && text.find("=?") == std::string_view::npos &&
            (text.empty() || (kBlanks.find(text.front()) == std::string_view::npos &&
                              kBlanks.find(text.back()) == std::string_view::npos));
 }

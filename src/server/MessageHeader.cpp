@@ -1,7 +1,9 @@
 #include "server/MessageHeader.h"
 
 #include "platform/Ascii.h"
+#include "text/AddressSyntax.h"
 #include "text/Charset.h"
+#include "text/Utf8.h"
 
 #include <algorithm>
 #include <new>
@@ -10,12 +12,6 @@ namespace
 {
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
-
-bool IsBlank(char c)
-{
-    return c == ' ' || c == '\t';
-}
 
 bool IsWhite(char c)
 {
@@ -133,7 +129,7 @@ std::string HeaderValueToUtf8(std::string_view value)
     std::string unfolded;
     for (const char c : Utf8FromUnknown(Trimmed(value))) {
         if (c == '\0') {
-            unfolded += kReplacement;
+            unfolded += kReplacementCharacter;
         } else if (c != '\r' && c != '\n') {
             unfolded += c;
         }

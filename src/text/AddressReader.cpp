@@ -11,11 +11,6 @@
 namespace
 {
 
-bool IsUnquotable(char c)
-{
-    return IsControl(c) && c != '\t';
-}
-
 // A decoded name on one line: an encoded word may hold any character, line ends too.
 std::string DecodeName(const std::string& source)
 {

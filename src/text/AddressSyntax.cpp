@@ -37,6 +37,20 @@ bool IsPlainPhrase(std::string_view text)
     return !atBlank && text.find("=?") == std::string_view::npos;
 }
 
+std::string Quote(std::string_view text)
+{
+    std::string quoted = "\"";
+    quoted.reserve(text.size() + 2);
+    for (const char c : text) {
+        if (c == '"' || c == '\\') {
+            quoted += '\\';
+        }
+        quoted += c;
+    }
+    quoted += '"';
+    return quoted;
+}
+
 } // namespace
 
 bool IsAtomCharacter(char c)
@@ -53,6 +67,11 @@ bool IsControl(char c)
 {
     const auto byte = static_cast<unsigned char>(c);
     return byte < 0x20 || byte == 0x7F;
+}
+
+bool IsUnquotable(char c)
+{
+    return IsControl(c) && c != '\t';
 }
 
 bool IsLiteralCharacter(char c)
@@ -92,20 +111,6 @@ std::string Unquote(std::string_view source)
         }
     }
     return text;
-}
-
-std::string Quote(std::string_view text)
-{
-    std::string quoted = "\"";
-    quoted.reserve(text.size() + 2);
-    for (const char c : text) {
-        if (c == '"' || c == '\\') {
-            quoted += '\\';
-        }
-        quoted += c;
-    }
-    quoted += '"';
-    return quoted;
 }
 
 std::string EncodeLocalPart(std::string_view localPart)

@@ -8,7 +8,8 @@
 
 bool IsAtomCharacter(char c);
 bool IsBlank(char c);
-bool IsControl(char c); // a tab is one
+bool IsControl(char c);    // a tab is one
+bool IsUnquotable(char c); // a control character other than the tab
 bool IsLiteralCharacter(char c);
 
 // Whether the text is atoms divided by single dots.

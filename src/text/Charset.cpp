@@ -13,8 +13,6 @@
 namespace
 {
 
-constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
-
 std::string Utf8Lossy(const std::string& text)
 {
     std::string converted;
@@ -36,7 +34,7 @@ std::string ConvertLossy(iconv_t converter, std::string text)
         const std::size_t result = g_mime_iconv(converter, &in, &left, &out, &room);
         converted.append(buffer, sizeof(buffer) - room);
         if (result == static_cast<std::size_t>(-1) && errno != E2BIG) {
-            converted += kReplacement;
+            converted += kReplacementCharacter;
             const std::size_t skipped = errno == EILSEQ ? 1 : left;
             in += skipped;
             left -= skipped;

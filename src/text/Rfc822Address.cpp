@@ -19,8 +19,7 @@ std::string CommentLine(std::u16string_view comment)
 {
     std::string line;
     WideToUtf8(comment, &line);
-    const auto isUnquotable = [](char c) { return IsControl(c) && c != '\t'; };
-    std::replace_if(line.begin(), line.end(), isUnquotable, ' ');
+    std::replace_if(line.begin(), line.end(), IsUnquotable, ' ');
     return line;
 }
 
@@ -166,9 +165,7 @@ const char* CRfc822Address::EncodedComment() const
 try {
     if (m_encodedComment.empty() && HasComment()) {
         const std::string line = CommentLine(m_comment);
-        const bool isAscii = std::all_of(
-            line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-        m_encodedComment = isAscii ? EncodePhrase(line) : EncodeWords(line);
+        m_encodedComment = IsAscii(line) ? EncodePhrase(line) : EncodeWords(line);
     }
     return m_encodedComment.c_str();
 } catch (const std::bad_alloc&) {

@@ -132,6 +132,11 @@ bool CountBytes(std::u16string_view text, std::size_t* bytes)
 
 } // namespace
 
+bool IsAscii(std::string_view text)
+{
+    return AsciiLength(text) == text.size();
+}
+
 bool IsUtf8(std::string_view text)
 {
     for (;;) {
@@ -145,7 +150,7 @@ bool IsUtf8(std::string_view text)
 
 bool Utf8ToWide(std::string_view text, std::u16string* out)
 {
-    if (AsciiLength(text) == text.size()) {
+    if (IsAscii(text)) {
         out->resize(text.size());
         return Decode(text, out->data());
     }

@@ -16,6 +16,11 @@ bool AppendUtf8(std::u16string_view text, std::string* out);
 // For text from outside: bytes that do not decode become U+FFFD.
 std::u16string Utf8ToWideLossy(std::string_view text);
 
+// U+FFFD, which stands for what does not decode.
+inline constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";
+
+bool IsAscii(std::string_view text);
+
 // Whether Utf8ToWide takes the text.
 bool IsUtf8(std::string_view text);
 

@@ -23,13 +23,7 @@ bool CTrellisV7ContactEnumerator::Start(const FILETIME* version, bool* changed)
     if (hasFolder ? !StartWalk(version) : GetLastError() != ERROR_PATH_NOT_FOUND) {
         return false;
     }
-    if (IsStarted()) {
-        SetLastError(before);
-    }
-    if (changed != nullptr) {
-        *changed = IsStarted();
-    }
-    return true;
+    return FinishStart(before, changed);
 }
 
 bool CTrellisV7ContactEnumerator::MoveNext()
