@@ -1,6 +1,7 @@
 #include "server/MessageFile.h"
 
 #include "platform/Failure.h"
+#include "platform/FileContent.h"
 #include "text/MimeLibrary.h"
 
 #include <algorithm>
