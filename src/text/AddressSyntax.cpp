@@ -118,7 +118,7 @@ std::string EncodeLocalPart(std::string_view localPart)
     return IsDotAtom(localPart) ? std::string(localPart) : Quote(localPart);
 }
 
-std::string EncodePhrase(std::string_view line)
+std::string EncodePhrase(std::string_view name)
 {
-    return IsPlainPhrase(line) ? std::string(line) : Quote(line);
+    return IsPlainPhrase(name) ? std::string(name) : Quote(name);
 }
