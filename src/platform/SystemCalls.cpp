@@ -3,9 +3,13 @@
 #include <array>
 #include <atomic>
 #include <charconv>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
+#include <mutex>
 
 #include <dirent.h>
+#include <pwd.h>
 #include <sys/file.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -15,6 +19,15 @@ namespace
 
 CSystemCalls g_system;
 std::atomic<CSystemCalls*> g_current{&g_system};
+
+constexpr std::size_t kFirstUserBuffer = 1024;
+constexpr std::size_t kLargestUserBuffer = std::size_t{1} << 20;
+
+// Some sources of users say that a user is unknown by one of these.
+bool IsUserLookUpDone(int error)
+{
+    return error == 0 || error == ENOENT || error == ESRCH || error == EPERM || error == EBADF;
+}
 
 } // namespace
 
@@ -186,6 +199,63 @@ int CSystemCalls::Link(int file, const char* path)
     return Make("link", [&] {
         return ::linkat(AT_FDCWD, source.data(), AT_FDCWD, path, AT_SYMLINK_FOLLOW);
     });
+}
+
+int CSystemCalls::ResolvePath(const char* path, std::string* resolved)
+{
+    char* found = nullptr;
+    const int result = Make("realpath", [&] {
+        found = ::realpath(path, nullptr);
+        return found == nullptr ? -1 : 0;
+    });
+    const std::unique_ptr<char, decltype(&std::free)> owned(found, &std::free);
+    if (result == 0) {
+        *resolved = owned.get();
+    }
+    return result;
+}
+
+int CSystemCalls::GetHomeFolder(const char* user, std::string* home)
+{
+    std::vector<char> buffer(kFirstUserBuffer);
+    for (;;) {
+        struct passwd entry = {};
+        struct passwd* found = nullptr;
+        const int result = Make("getpwnam", [&] {
+            errno = ::getpwnam_r(user, &entry, buffer.data(), buffer.size(), &found);
+            return IsUserLookUpDone(errno) ? 0 : -1;
+        });
+        if (result == 0) {
+            *home = found == nullptr ? "" : found->pw_dir;
+            return 0;
+        }
+        if (errno != ERANGE || buffer.size() > kLargestUserBuffer) {
+            return -1;
+        }
+        buffer.resize(buffer.size() * 4);
+    }
+}
+
+// The C library has one walk of the database for the whole process.
+int CSystemCalls::ListUsers(std::vector<std::string>* names)
+{
+    static std::mutex mutex;
+    const std::lock_guard lock(mutex);
+    std::vector<std::string> found;
+    const int result = Make("getpwent", [&] {
+        found.clear();
+        ::setpwent();
+        errno = 0;
+        while (const struct passwd* const entry = ::getpwent()) {
+            found.emplace_back(entry->pw_name);
+        }
+        return IsUserLookUpDone(errno) ? 0 : -1;
+    });
+    ::endpwent();
+    if (result == 0) {
+        *names = std::move(found);
+    }
+    return result;
 }
 
 int CSystemCalls::Now(struct timespec* time)

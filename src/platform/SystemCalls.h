@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <string>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -49,6 +51,11 @@ public:
     virtual ssize_t GetAttribute(int file, const char* name, void* value, std::size_t size);
     // EEXIST where the file has the attribute.
     virtual int AddAttribute(int file, const char* name, const void* value, std::size_t size);
+    // The path with all symbolic links followed (realpath).
+    virtual int ResolvePath(const char* path, std::string* resolved);
+    // The home folder of a user of the system; empty and 0 for a user who is unknown.
+    virtual int GetHomeFolder(const char* user, std::string* home);
+    virtual int ListUsers(std::vector<std::string>* names);
     virtual int Now(struct timespec* time);
 
     static CSystemCalls& Current() noexcept;

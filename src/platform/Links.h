@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+// Symbolic links. Paths are bytes, divided by '/'.
+
+// Whether the path itself is a symbolic link. False too for a path that cannot be looked at. One
+// system call; the last error stays.
+bool IsLink(const char* path);
+
+// The absolute path that is left once all symbolic links on the way are followed. False with
+// ERROR_FILE_NOT_FOUND (2) or ERROR_PATH_NOT_FOUND (3): it leads nowhere; other codes: it cannot be
+// followed. *resolved is written on success only.
+bool ResolveLinks(const char* path, std::string* resolved);
