@@ -8,14 +8,13 @@
 #include "server/MailOwner.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
 
 namespace
 {
 
 constexpr std::string_view kFolderName = "/Contacts";
-constexpr std::uint32_t kPathRoom = 261;
+constexpr std::uint32_t kUsualRoom = 261;
 
 bool HasContent(const WIN32_FILE_ATTRIBUTE_DATA& file)
 {
@@ -27,13 +26,24 @@ bool HasContent(const WIN32_FILE_ATTRIBUTE_DATA& file)
 
 std::optional<CAddressBook> CAddressBook::Of(CMailbox& mailbox)
 {
+    const std::uint32_t before = GetLastError();
     CMailboxMailOwner owner;
-    std::array<char, kPathRoom> location = {};
-    std::uint32_t size = kPathRoom;
-    if (!owner.Open(mailbox) || !owner.GetMessageStoreLocation(location.data(), &size)) {
+    if (!owner.Open(mailbox)) {
         return std::nullopt;
     }
-    return CAddressBook(std::string(location.data(), size).append(kFolderName));
+    std::uint32_t size = kUsualRoom;
+    std::string location(size, '\0');
+    bool isRead = owner.GetMessageStoreLocation(location.data(), &size);
+    if (!isRead && GetLastError() == ERROR_INSUFFICIENT_BUFFER) {
+        location.resize(size);
+        isRead = owner.GetMessageStoreLocation(location.data(), &size);
+    }
+    if (!isRead) {
+        return std::nullopt;
+    }
+    SetLastError(before);
+    location.resize(size);
+    return CAddressBook(location.append(kFolderName));
 }
 
 std::optional<ContactMgr::CContactId> CAddressBook::ContactOf(const std::string& fileName)

@@ -23,9 +23,8 @@ class CAddressBook
 {
 public:
     // The address book of an open mailbox: the folder "Contacts" below the location of its message
-    // store. Reads no file; the folder need not exist. Nothing with last error
-    // ERROR_INVALID_HANDLE (6): the mailbox is closed; ERROR_INSUFFICIENT_BUFFER (122): the
-    // location has more than 260 bytes.
+    // store (CMailServer tells where that is). The folder need not exist. Nothing with last error
+    // ERROR_INVALID_HANDLE (6): the mailbox is closed.
     static std::optional<CAddressBook> Of(CMailbox& mailbox);
 
     explicit CAddressBook(std::string folder) : m_folder(std::move(folder)) {}

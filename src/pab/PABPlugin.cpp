@@ -54,8 +54,10 @@ bool CopyLists(CContact& from, CContact& to)
 
 CContactPlg* CPABPlugin::Create(CMailbox& mailbox)
 {
+    CMailboxMailOwner owner;
     const std::optional<CAddressBook> book = CAddressBook::Of(mailbox);
-    return book ? Make<CPABPlugin>(book->Folder()).release() : nullptr;
+    return book && owner.Open(mailbox) ? Make<CPABPlugin>(book->Folder(), owner).release()
+                                       : nullptr;
 }
 
 void CPABPlugin::Release(CContactPlg* plugin)
@@ -63,7 +65,9 @@ void CPABPlugin::Release(CContactPlg* plugin)
     delete static_cast<CPABPlugin*>(plugin);
 }
 
-CPABPlugin::CPABPlugin(std::string rootDirectory) : m_rootDirectory(std::move(rootDirectory)) {}
+CPABPlugin::CPABPlugin(std::string rootDirectory, const CMailOwner& owner)
+    : m_rootDirectory(std::move(rootDirectory)), m_owner(owner)
+{}
 
 std::string CPABPlugin::GetPluginType()
 {
@@ -92,10 +96,27 @@ bool CPABPlugin::OpenContact(ContactMgr::CContactId id, CContact** contact)
     return true;
 }
 
+// A message store of its own is made with its first contact.
+bool CPABPlugin::EnsureRootDirectory() const
+{
+    const char* const path = m_rootDirectory.c_str();
+    if (EnsureDirectory(path) != 0) {
+        return true;
+    }
+    if (GetLastError() != ERROR_PATH_NOT_FOUND) {
+        return false;
+    }
+    if (!m_owner.MakeMessageStore()) {
+        const bool hasOwner = GetLastError() != ERROR_INVALID_HANDLE;
+        return hasOwner ? false : Fail(ERROR_PATH_NOT_FOUND);
+    }
+    return EnsureDirectory(path) != 0;
+}
+
 CContact* CPABPlugin::CreateContact(CContact* contact)
 {
     // ERROR_PATH_NOT_FOUND comes again below, from the counter or the contact's file.
-    if (EnsureDirectory(m_rootDirectory.c_str()) == 0 && GetLastError() != ERROR_PATH_NOT_FOUND) {
+    if (!EnsureRootDirectory() && GetLastError() != ERROR_PATH_NOT_FOUND) {
         return nullptr;
     }
     auto created = Make<CPABContact>();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/ContactPlg.h"
+#include "server/MailOwner.h"
 
 #include <string>
 
@@ -11,8 +12,9 @@ class CMailbox;
 // last-write time is the store's version. A folder that does not exist is an empty store; the first
 // CreateContact makes it.
 //
-// The plug-in keeps the path alone: several threads and processes may use one folder at once
-// through plug-ins of their own. Where memory ends the operations throw std::bad_alloc.
+// The plug-in keeps where the folder lies and nothing else: several threads and processes may use
+// one folder at once through plug-ins of their own. Where memory ends the operations throw
+// std::bad_alloc.
 class CPABPlugin final : public CContactPlg
 {
 public:
@@ -21,8 +23,9 @@ public:
     static CContactPlg* Create(CMailbox& mailbox);
     static void Release(CContactPlg* plugin);
 
-    // Touches nothing on disk.
-    explicit CPABPlugin(std::string rootDirectory);
+    // Touches nothing on disk. The owner makes the message store where that is a folder of its own;
+    // without one the folder in front of the root directory must be there.
+    explicit CPABPlugin(std::string rootDirectory, const CMailOwner& owner = {});
     ~CPABPlugin() = default;
 
     std::string GetPluginType() override;
@@ -55,7 +58,9 @@ public:
     CContactPlg::CContactEnumerator* GetEnumerator() override;
 
 private:
+    bool EnsureRootDirectory() const;
     std::uint32_t AllocateContactNumber();
 
     const std::string m_rootDirectory;
+    const CMailOwner m_owner;
 };

@@ -1,8 +1,9 @@
 #include "platform/Links.h"
 
+#include "platform/Errno.h"
 #include "platform/Failure.h"
 #include "platform/FileHandle.h"
-#include "platform/OpenFile.h"
+#include "platform/SystemCalls.h"
 
 #include <sys/stat.h>
 

@@ -1,7 +1,8 @@
 #include "platform/SystemUsers.h"
 
+#include "platform/Errno.h"
 #include "platform/Failure.h"
-#include "platform/OpenFile.h"
+#include "platform/SystemCalls.h"
 
 bool FindHomeFolder(const char* user, std::string* home)
 {

@@ -4,14 +4,15 @@
 #include "platform/FileHandle.h"
 #include "platform/FileNames.h"
 
+#include <algorithm>
 #include <chrono>
 #include <thread>
 
 namespace
 {
 
-// A replicated file system may refuse a name that another server is just giving to a folder, and
-// not show that folder yet.
+// While another server makes a folder, a replicated file system may refuse its name and not show
+// the folder yet.
 constexpr int kLooks = 50;
 constexpr std::chrono::milliseconds kPauseBetweenLooks{2};
 
@@ -45,6 +46,18 @@ int EnsureDirectory(const char* path)
         return Fail(ERROR_ALREADY_EXISTS);
     }
     SetLastError(before);
+    return 1;
+}
+
+int EnsureDirectories(const std::string& root, const std::string& path)
+{
+    std::size_t end = root.size();
+    while (end < path.size()) {
+        end = std::min(path.find('/', end + 1), path.size());
+        if (EnsureDirectory(path.substr(0, end).c_str()) == 0) {
+            return 0;
+        }
+    }
     return 1;
 }
 

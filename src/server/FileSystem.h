@@ -2,6 +2,8 @@
 
 #include "platform/FileOpen.h"
 
+#include <string>
+
 // The platform's file operations under the same names, with their arguments, results and last
 // errors (platform/FileOpen.h).
 class CFileSystem
@@ -27,9 +29,13 @@ public:
 };
 
 // Makes the folder unless it is there, but not its parents. Non-zero on success; 0 with last error
-// 3: the parent is missing; 183: something that is no folder has the name; 87: the path is null or
-// empty; or as CreateDirectoryA left it.
+// ERROR_PATH_NOT_FOUND (3): the parent is missing; ERROR_ALREADY_EXISTS (183): something that is no
+// folder has the name; ERROR_INVALID_PARAMETER (87): the path is null or empty; other codes: as
+// CreateDirectoryA left it.
 int EnsureDirectory(const char* path);
+
+// The same for all folders of a path that are below the folder root.
+int EnsureDirectories(const std::string& root, const std::string& path);
 
 // Moves a folder's last-write time forward, as SetFileTime does. 0 with the last error of
 // CreateFileA or SetFileTime.

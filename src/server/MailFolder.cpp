@@ -6,7 +6,6 @@
 #include "server/MailStoreHandles.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string_view>
 #include <utility>
 
@@ -44,11 +43,8 @@ bool CMailFolder::Open(CMailOwner& owner, const char* name)
     if (!IsFolderName(name)) {
         return Fail(ERROR_INVALID_PARAMETER);
     }
-    std::string path = owner.m_owner->Path();
-    if (std::strcmp(name, "INBOX") != 0) {
-        path += std::string("/.") + name;
-    }
-    if (!IsFolder(path + "/cur")) {
+    std::string path;
+    if (!FindMailFolder(owner.m_owner->Place(), name, &path)) {
         return false;
     }
     m_folder = std::make_shared<CMailFolderImpl>(std::move(path));

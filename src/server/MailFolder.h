@@ -38,11 +38,11 @@ public:
     CMailFolder();
     virtual ~CMailFolder();
 
-    // Opens an existing folder: "INBOX" is the mailbox folder itself, NAME its subfolder `.NAME`.
+    // Opens an existing folder: "INBOX", or NAME as the layout of the mailbox has it (CMailServer).
     // Open on an open object replaces what it held, its lock and walk included; on failure the
     // object is closed. Last error ERROR_PATH_NOT_FOUND (3): no such folder (none that holds
-    // `cur`); ERROR_INVALID_PARAMETER (87): a name that is no plain path component;
-    // ERROR_INVALID_HANDLE (6): the owner is closed.
+    // `cur`); ERROR_ACCESS_DENIED (5): it is a link that is not followed; ERROR_INVALID_PARAMETER
+    // (87): a name that is no plain path component; ERROR_INVALID_HANDLE (6): the owner is closed.
     bool Open(CMailOwner& owner, const char* name);
 
     bool IsValid() const;

@@ -13,13 +13,13 @@ bool CMailOwner::Open(_tMailServer* server, const char* mailboxName, const char*
                       std::uint32_t /*flags*/)
 {
     Reset();
-    std::string path;
-    return FindMailbox(server, mailboxName, domain, &path) && OpenAt(std::move(path));
+    CMailboxPlace place;
+    return FindMailbox(server, mailboxName, domain, &place) && OpenAt(std::move(place));
 }
 
-bool CMailOwner::OpenAt(std::string path)
+bool CMailOwner::OpenAt(CMailboxPlace place)
 {
-    m_owner = std::make_shared<const CMailOwnerImpl>(std::move(path));
+    m_owner = std::make_shared<const CMailOwnerImpl>(std::move(place));
     return true;
 }
 
@@ -31,7 +31,7 @@ bool CMailOwner::GetMessageStoreLocation(char* buffer, std::uint32_t* size) cons
     if (buffer == nullptr || size == nullptr) {
         return Fail(ERROR_INVALID_PARAMETER);
     }
-    const std::string& path = m_owner->Path();
+    const std::string path = MessageStoreLocation(m_owner->Place());
     const auto length = static_cast<std::uint32_t>(path.size());
     if (length >= *size) {
         *size = length + 1;
@@ -40,6 +40,14 @@ bool CMailOwner::GetMessageStoreLocation(char* buffer, std::uint32_t* size) cons
     buffer[path.copy(buffer, length)] = '\0';
     *size = length;
     return true;
+}
+
+bool CMailOwner::MakeMessageStore() const
+{
+    if (m_owner == nullptr) {
+        return Fail(ERROR_INVALID_HANDLE);
+    }
+    return ::MakeMessageStore(m_owner->Place());
 }
 
 void CMailOwner::Close()
@@ -59,5 +67,5 @@ bool CMailboxMailOwner::Open(CMailbox& mailbox)
     if (handle == nullptr) {
         return Fail(ERROR_INVALID_HANDLE);
     }
-    return OpenAt(handle->path);
+    return OpenAt(handle->place);
 }

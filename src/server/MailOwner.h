@@ -6,6 +6,7 @@
 
 class CMailbox;
 class CMailOwnerImpl;
+struct CMailboxPlace;
 struct _tMailServer;
 
 // Stands for the owner of a message store, which is always a mailbox. Copies share the handle. An
@@ -21,16 +22,23 @@ public:
     bool Open(_tMailServer* server, const char* mailboxName, const char* domain,
               std::uint32_t flags);
 
-    // The path of the message store, which is the mailbox folder, ended by a zero byte. *size comes
-    // in as the buffer's room and goes out as the path's length without that byte. Last error 122:
-    // the room is too small, and *size becomes the room it takes; 6: closed; 87: null argument.
+    // The path of the message store, ended by a zero byte: the folder of the mailbox, or another
+    // one where "Contacts" in it would be a mail folder or the options of CMailServer::Open say so.
+    // *size comes in as the buffer's room and goes out as the path's length without that byte. Last
+    // error ERROR_INSUFFICIENT_BUFFER (122): the room is too small, and *size becomes the room that
+    // it takes; ERROR_INVALID_HANDLE (6): closed; ERROR_INVALID_PARAMETER (87): null argument.
     bool GetMessageStoreLocation(char* buffer, std::uint32_t* size) const;
+
+    // Makes the folders of a message store that is not the folder of the mailbox. Last error
+    // ERROR_PATH_NOT_FOUND (3): it is, or the folder for it is missing; ERROR_INVALID_HANDLE (6):
+    // closed; other codes: a folder cannot be made.
+    bool MakeMessageStore() const;
 
     void Close();
     void Reset();
 
 protected:
-    bool OpenAt(std::string path);
+    bool OpenAt(CMailboxPlace place);
 
 private:
     friend class CMailFolder;
@@ -42,6 +50,6 @@ private:
 class CMailboxMailOwner : public CMailOwner
 {
 public:
-    // Touches no file. Last error 6: the mailbox is closed.
+    // Touches no file. Last error ERROR_INVALID_HANDLE (6): the mailbox is closed.
     bool Open(CMailbox& mailbox);
 };

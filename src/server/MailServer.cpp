@@ -1,5 +1,6 @@
 #include "server/MailServer.h"
 
+#include "platform/Ascii.h"
 #include "platform/Failure.h"
 #include "server/MailStoreHandles.h"
 
@@ -32,16 +33,52 @@ CMailServer::CMailServer() = default;
 CMailServer::~CMailServer() = default;
 
 bool CMailServer::Open(const char* location)
+{
+    return Open(location, {});
+}
+
+bool CMailServer::Open(const char* location, const CMailServerOptions& options)
 try {
     Reset();
     auto server = std::make_shared<_tMailServer>();
-    if (!server->layout.Parse(location) || !IsFolder(server->layout.Root())) {
+    if (!server->layout.Parse(location, options)) {
         return false;
     }
     m_server = std::move(server);
     return true;
 } catch (const std::bad_alloc&) {
     return FailForMemory();
+}
+
+bool _tMailServer::TakeName(CMailboxPlace* place)
+{
+    if (!layout.IsOneMailbox()) {
+        return true;
+    }
+    const std::lock_guard lock(m_nameMutex);
+    if (m_name.empty()) {
+        m_domain = place->domain;
+        m_name = place->name;
+    }
+    if (!EqualIgnoringCase(place->name, m_name) || !EqualIgnoringCase(place->domain, m_domain)) {
+        return Fail(ERROR_PATH_NOT_FOUND);
+    }
+    place->name = m_name;
+    place->domain = m_domain;
+    return true;
+}
+
+bool _tMailServer::ListNames(std::string_view domain, std::vector<std::string>* names)
+{
+    if (!layout.IsOneMailbox()) {
+        return layout.ListNames(domain, names);
+    }
+    const std::lock_guard lock(m_nameMutex);
+    if (m_name.empty() || !EqualIgnoringCase(domain, m_domain)) {
+        return Fail(ERROR_PATH_NOT_FOUND);
+    }
+    names->push_back(m_name);
+    return true;
 }
 
 void CMailServer::Wrap(_tMailServer* server)

@@ -24,11 +24,11 @@ using Json = nlohmann::ordered_json;
 // Writing JSON goes down by recursion, so what is nested deeper is not rewritten.
 constexpr std::size_t kMaxDepth = 64;
 
-// ERROR_ALREADY_EXISTS (183) would say that the mailbox exists, so a file of that name gives
+// ERROR_ALREADY_EXISTS (183) would say that the mailbox exists, so a file in its way gives
 // ERROR_PATH_NOT_FOUND (3).
-bool EnsureFolder(const std::string& path)
+bool EnsureFolders(const std::string& root, const std::string& path)
 {
-    if (EnsureDirectory(path.c_str()) != 0) {
+    if (EnsureDirectories(root, path) != 0) {
         return true;
     }
     const std::uint32_t code = GetLastError();
@@ -130,7 +130,7 @@ bool WriteNewFile(const std::string& path, const std::string& text)
            file.Close();
 }
 
-// Whoever comes here holds the lock on `tmp`, so a file that stands there is a dead process's.
+// The caller holds the lock on `tmp`, so a file that is there was left by a dead process.
 bool ReplaceProperties(const std::string& mailbox, const Json& properties)
 {
     const std::string text = properties.dump(4) + '\n';
@@ -159,17 +159,15 @@ bool ReplaceProperties(const std::string& mailbox, const Json& properties)
 
 bool CreateMailbox(_tMailServer* server, const char* name, const char* domain)
 try {
-    if (!CheckMailboxNames(server, name, domain)) {
+    CMailboxPlace place;
+    if (!CheckMailboxNames(server, name, domain) || !server->layout.Locate(name, domain, &place) ||
+        !EnsureFolders(place.foldersRoot, place.folders) ||
+        (place.inbox != place.folders && !EnsureFolders(place.inboxRoot, place.inbox)) ||
+        !EnsureFolders(place.inbox, place.inbox + "/tmp") ||
+        !EnsureFolders(place.inbox, place.inbox + "/new")) {
         return false;
     }
-    for (const std::string& path : server->layout.PathsDown(name, domain)) {
-        if (!EnsureFolder(path)) {
-            return false;
-        }
-    }
-    const std::string mailbox = server->layout.MailboxPath(name, domain);
-    return EnsureFolder(mailbox + "/tmp") && EnsureFolder(mailbox + "/new") &&
-           CreateDirectoryA((mailbox + "/cur").c_str(), nullptr) != 0;
+    return CreateDirectoryA((place.inbox + "/cur").c_str(), nullptr) != 0;
 } catch (const std::bad_alloc&) {
     return FailForMemory();
 }
@@ -177,17 +175,17 @@ try {
 bool SetMailboxProperties(_tMailServer* server, const char* name, const char* domain,
                           const std::vector<CMailboxPropertySetting>& settings)
 try {
-    std::string mailbox;
-    if (!FindMailbox(server, name, domain, &mailbox)) {
+    CMailboxPlace place;
+    if (!FindMailbox(server, name, domain, &place)) {
         return false;
     }
     CFolderLock lock;
-    const std::string folder = mailbox + "/tmp";
-    if (!EnsureFolder(folder) || !lock.AcquireExclusive(folder.c_str())) {
+    const std::string folder = place.folders + "/tmp";
+    if (!EnsureFolders(place.folders, folder) || !lock.AcquireExclusive(folder.c_str())) {
         return false;
     }
     Json properties;
-    if (!ReadProperties(mailbox + std::string(kPropertyFileName), &properties)) {
+    if (!ReadProperties(place.folders + std::string(kPropertyFileName), &properties)) {
         return false;
     }
     for (const CMailboxPropertySetting& setting : settings) {
@@ -195,7 +193,7 @@ try {
             return false;
         }
     }
-    return ReplaceProperties(mailbox, properties);
+    return ReplaceProperties(place.folders, properties);
 } catch (const std::bad_alloc&) {
     return FailForMemory();
 }
@@ -203,11 +201,11 @@ try {
 bool CheckPropertyFiles(_tMailServer* server, const char* name, const char* domain,
                         CPropertyFileFault* fault)
 try {
-    std::string mailbox;
-    if (!FindMailbox(server, name, domain, &mailbox)) {
+    CMailboxPlace place;
+    if (!FindMailbox(server, name, domain, &place)) {
         return false;
     }
-    for (const std::string& path : PropertyFilePaths(*server, mailbox, domain)) {
+    for (const std::string& path : PropertyFilePaths(*server, place)) {
         const auto file = path.empty() ? nullptr : CPropertyFile::Read(path);
         if (file != nullptr && file->Error() != ERROR_SUCCESS) {
             *fault = {path, file->ErrorLine()};

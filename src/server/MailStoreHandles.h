@@ -9,6 +9,9 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 // What stands behind the handles of the mail store; for the sources of this folder alone.
 
@@ -16,14 +19,25 @@ struct _tMailServer : std::enable_shared_from_this<_tMailServer>
 {
     CStoreLayout layout;
     CPropertyFileCache sharedProperties;
+
+    // The folder of one mailbox does not tell the mailbox's name: the first mailbox that is found
+    // on the server gives it. False if place has another name. The case of ASCII letters does not
+    // count, and place takes over the spelling of the first. Any thread.
+    bool TakeName(CMailboxPlace* place);
+
+    // The names that the mailboxes of a domain may have. False as CStoreLayout::ListNames.
+    bool ListNames(std::string_view domain, std::vector<std::string>* names);
+
+private:
+    std::mutex m_nameMutex;
+    std::string m_name; // of the one mailbox, empty as long as it is not known
+    std::string m_domain;
 };
 
 struct _tMailbox
 {
     std::shared_ptr<_tMailServer> server;
-    std::string name;
-    std::string domain;
-    std::string path;
+    CMailboxPlace place;
 
     // The mailbox's own file, the domain's and the server's, read at the first use.
     using PropertyFiles = std::array<std::shared_ptr<const CPropertyFile>, 3>;
@@ -37,23 +51,25 @@ private:
 class CMailOwnerImpl
 {
 public:
-    explicit CMailOwnerImpl(std::string path) : m_path(std::move(path)) {}
-    const std::string& Path() const { return m_path; }
+    explicit CMailOwnerImpl(CMailboxPlace place) : m_place(std::move(place)) {}
+    const CMailboxPlace& Place() const { return m_place; }
 
 private:
-    const std::string m_path;
+    const CMailboxPlace m_place;
 };
 
-// The folder of an existing mailbox. False with the last errors of CMailbox::Open.
-bool FindMailbox(_tMailServer* server, const char* name, const char* domain, std::string* path);
+// Where an existing mailbox lies. A mailbox that is not there as given is looked for in lower case,
+// and place then has that name. False with the last errors of CMailbox::Open.
+bool FindMailbox(_tMailServer* server, const char* name, const char* domain, CMailboxPlace* place);
 
-// Whether server and names can be used at all: false with 87 or 6.
+// Whether server and names can be used at all: false with ERROR_INVALID_PARAMETER (87) or
+// ERROR_INVALID_HANDLE (6).
 bool CheckMailboxNames(_tMailServer* server, const char* name, const char* domain);
 
 // The property files of a mailbox in the order in which they are searched; an empty path where the
 // layout has none.
-std::array<std::string, 3> PropertyFilePaths(const _tMailServer& server, const std::string& mailbox,
-                                             const char* domain);
+std::array<std::string, 3> PropertyFilePaths(const _tMailServer& server,
+                                             const CMailboxPlace& place);
 
 // The registered default of a number property, by its key.
 std::optional<std::uint32_t> RegisteredDefault(const std::string& key);

@@ -5,6 +5,7 @@
 #include "platform/FileSearch.h"
 #include "server/MailStoreHandles.h"
 #include "server/PropertyNames.h"
+#include "server/StorePaths.h"
 
 #include <algorithm>
 #include <new>
@@ -26,8 +27,8 @@ bool IsContactText(std::string_view key)
     });
 }
 
-// The value that answers for a name, a file's own or *made; null with the reason in the last error.
-// A copy of a variant that finds no memory is undefined in libstdc++ 12, so none is made.
+// The value of a name, from a file or *made; null with the reason in the last error. It is not
+// copied: in libstdc++ 12 a variant that finds no memory while it is copied is undefined.
 const PropertyValue* LookUp(const _tMailbox& mailbox, const char* name, PropertyValue* made)
 {
     std::string key = PropertyKey(name);
@@ -98,24 +99,47 @@ bool CheckMailboxNames(_tMailServer* server, const char* name, const char* domai
     return true;
 }
 
-bool FindMailbox(_tMailServer* server, const char* name, const char* domain, std::string* path)
+namespace
+{
+
+bool FindAsGiven(_tMailServer* server, std::string_view name, std::string_view domain,
+                 CMailboxPlace* place)
+{
+    CMailboxPlace found;
+    if (!server->layout.Locate(name, domain, &found) || !IsFolder(found.inbox + "/cur") ||
+        !server->TakeName(&found)) {
+        return false;
+    }
+    *place = std::move(found);
+    return true;
+}
+
+} // namespace
+
+bool FindMailbox(_tMailServer* server, const char* name, const char* domain, CMailboxPlace* place)
 {
     if (!CheckMailboxNames(server, name, domain)) {
         return false;
     }
-    std::string found = server->layout.MailboxPath(name, domain);
-    if (!IsFolder(found + "/cur")) {
+    const std::uint32_t before = GetLastError();
+    if (FindAsGiven(server, name, domain, place)) {
+        return true;
+    }
+    // Mail servers fold the names of mailboxes to lower case.
+    const std::string lowerName = PropertyKey(name);
+    const std::string lowerDomain = PropertyKey(domain);
+    if (!IsMissingFile(GetLastError()) || (lowerName == name && lowerDomain == domain) ||
+        !FindAsGiven(server, lowerName, lowerDomain, place)) {
         return false;
     }
-    *path = std::move(found);
+    SetLastError(before);
     return true;
 }
 
-std::array<std::string, 3> PropertyFilePaths(const _tMailServer& server, const std::string& mailbox,
-                                             const char* domain)
+std::array<std::string, 3> PropertyFilePaths(const _tMailServer& server, const CMailboxPlace& place)
 {
-    std::array<std::string, 3> paths = {mailbox, server.layout.DomainPath(domain),
-                                        server.layout.Root()};
+    std::array<std::string, 3> paths = {place.folders, server.layout.DomainPath(place.domain),
+                                        server.layout.ServerPath()};
     for (std::string& path : paths) {
         path += path.empty() ? std::string_view() : kPropertyFileName;
     }
@@ -125,11 +149,12 @@ std::array<std::string, 3> PropertyFilePaths(const _tMailServer& server, const s
 const _tMailbox::PropertyFiles& _tMailbox::Properties() const
 {
     std::call_once(m_propertiesRead, [this] {
-        const auto [own, ofDomain, ofServer] = PropertyFilePaths(*server, path, domain.c_str());
-        m_properties = {CPropertyFile::Read(own),
-                        ofDomain.empty() ? std::make_shared<CPropertyFile>()
-                                         : server->sharedProperties.Get(ofDomain),
-                        server->sharedProperties.Get(ofServer)};
+        const auto shared = [this](const std::string& path) {
+            return path.empty() ? std::make_shared<const CPropertyFile>()
+                                : server->sharedProperties.Get(path);
+        };
+        const auto [own, ofDomain, ofServer] = PropertyFilePaths(*server, place);
+        m_properties = {CPropertyFile::Read(own), shared(ofDomain), shared(ofServer)};
     });
     return m_properties;
 }
@@ -142,12 +167,10 @@ try {
     // The names and the server may be this object's own.
     const std::shared_ptr<_tMailbox> previous = std::exchange(m_mailbox, nullptr);
     auto mailbox = std::make_shared<_tMailbox>();
-    if (!FindMailbox(server, name, domain, &mailbox->path)) {
+    if (!FindMailbox(server, name, domain, &mailbox->place)) {
         return false;
     }
     mailbox->server = server->shared_from_this();
-    mailbox->name = name;
-    mailbox->domain = domain;
     m_mailbox = std::move(mailbox);
     return true;
 } catch (const std::bad_alloc&) {
@@ -161,12 +184,12 @@ CMailbox::operator _tMailbox*() const
 
 const char* CMailbox::GetName() const
 {
-    return m_mailbox == nullptr ? "" : m_mailbox->name.c_str();
+    return m_mailbox == nullptr ? "" : m_mailbox->place.name.c_str();
 }
 
 const char* CMailbox::GetDomain() const
 {
-    return m_mailbox == nullptr ? "" : m_mailbox->domain.c_str();
+    return m_mailbox == nullptr ? "" : m_mailbox->place.domain.c_str();
 }
 
 bool CMailbox::GetProperty(const char* name, std::uint32_t* value) const
@@ -207,19 +230,12 @@ try {
     if (!IsPlainName(domain)) {
         return Fail(ERROR_INVALID_PARAMETER);
     }
-    std::vector<std::string> entries;
-    if (!ListFolder(server->layout.EntriesPath(domain).c_str(), &entries)) {
+    auto enumeration = std::make_unique<_tMailboxEnumeration>();
+    if (!server->ListNames(domain, &enumeration->names)) {
         return nullptr;
     }
-    auto enumeration = std::make_unique<_tMailboxEnumeration>();
     enumeration->server = server->shared_from_this();
     enumeration->domain = domain;
-    for (const std::string& entry : entries) {
-        std::string name = server->layout.NameOfEntry(entry, domain);
-        if (!name.empty()) {
-            enumeration->names.push_back(std::move(name));
-        }
-    }
     std::ranges::sort(enumeration->names);
     return enumeration.release();
 } catch (const std::bad_alloc&) {
@@ -238,9 +254,9 @@ try {
     while (enumeration->next < enumeration->names.size()) {
         const std::string& found = enumeration->names[enumeration->next++];
         const CKeepLastError keep;
-        if (found.size() > *size ||
-            !IsFolder(enumeration->server->layout.MailboxPath(found, enumeration->domain) +
-                      "/cur")) {
+        CMailboxPlace place;
+        if (found.size() > *size || !IsPlainName(found.c_str()) ||
+            !FindAsGiven(enumeration->server.get(), found, enumeration->domain, &place)) {
             continue;
         }
         name[found.copy(name, found.size())] = '\0';

@@ -3,7 +3,6 @@
 #include "platform/Failure.h"
 #include "platform/FileContent.h"
 #include "platform/FileHandle.h"
-#include "server/StoreLayout.h"
 
 #include <algorithm>
 #include <limits>
@@ -14,8 +13,8 @@
 namespace
 {
 
-// Takes the members of the outermost object as the parser meets them. What is nested deeper is
-// counted and passed over, so no depth can exhaust the stack.
+// Takes the members of the outermost object as the parser finds them. Deeper levels are counted and
+// not stored, so no depth can exhaust the stack.
 class CPropertyReader : public nlohmann::json_sax<nlohmann::json>
 {
 public:
@@ -140,8 +139,8 @@ CPropertyFile::CPropertyFile(std::string_view text)
 {
     CPropertyReader reader(&m_values);
     if (!nlohmann::json::sax_parse(text, &reader)) {
-        // The parser has read the byte at which it stopped; without a fault of the syntax it is the
-        // first value that is no object.
+        // The parser stopped behind the faulty byte. If the syntax is right, the first value is no
+        // object.
         const std::size_t stop = reader.ErrorPosition() > 0 ? reader.ErrorPosition() - 1
                                                             : text.find_first_not_of(" \t\r\n");
         const std::string_view before = text.substr(0, std::min(stop, text.size()));
@@ -192,7 +191,8 @@ std::shared_ptr<const CPropertyFile> CPropertyFileCache::Get(const std::string& 
         }
     }
     std::shared_ptr<const CPropertyFile> file = CPropertyFile::Read(path);
-    // A read that failed may succeed the next time; what the text says stays.
+    // A file that could not be read is tried again. A text that is no JSON stays so until it
+    // changes.
     if (file->Error() == ERROR_SUCCESS || file->Error() == ERROR_INVALID_DATA) {
         const std::lock_guard lock(m_mutex);
         m_entries.insert_or_assign(path, Entry{status, file});

@@ -13,13 +13,14 @@
 inline constexpr std::string_view kPropertyFileName = "/properties.json";
 inline constexpr std::uint32_t kMaxPropertyFileSize = 1 << 20;
 
-// A value of another type than the three that can be asked for is std::monostate.
+// A value that has none of the three types that can be asked for is std::monostate.
 using PropertyValue = std::variant<std::monostate, std::uint32_t, bool, std::string>;
 
-// What properties compare by: the name in lower case.
+// A property's name in lower case. Names of properties compare by it.
 std::string PropertyKey(std::string_view name);
 
-// Reads a whole property file. False with last error 2 or 3: there is none; 223: over 1 MB.
+// Reads a whole property file. False with last error ERROR_FILE_NOT_FOUND (2) or
+// ERROR_PATH_NOT_FOUND (3): there is none; ERROR_FILE_TOO_LARGE (223): over 1 MB.
 bool ReadPropertyText(const std::string& path, std::string* text);
 
 // The properties of one file (RFC 8259). Immutable once made, so any thread may read it. A file
@@ -32,7 +33,7 @@ public:
     explicit CPropertyFile(std::string_view text);
     CPropertyFile() = default;
 
-    // 0, 13 (no JSON object), or what kept the file from being read.
+    // ERROR_SUCCESS (0), ERROR_INVALID_DATA (13): no JSON object, or why it could not be read.
     std::uint32_t Error() const { return m_error; }
     // The line, from 1, at which the text stops being a JSON object.
     std::uint32_t ErrorLine() const { return m_errorLine; }
@@ -49,7 +50,7 @@ private:
     std::size_t m_depth = 0;
 };
 
-// The files that many mailboxes share, read again only when their times or their size have
+// The files that many mailboxes share. A file is read again only when its times or its size have
 // changed. Any thread.
 class CPropertyFileCache
 {

@@ -1,196 +1,269 @@
 #include "server/StoreLayout.h"
 
+#include "platform/Ascii.h"
 #include "platform/Failure.h"
-#include "platform/FileAttributes.h"
-#include "text/Utf8.h"
+#include "platform/FileHandle.h"
+#include "platform/SystemUsers.h"
+#include "server/PropertyFile.h"
+#include "server/StorePaths.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <system_error>
+#include <utility>
 
 namespace
 {
 
-constexpr std::size_t kMaxComponentLength = 255;
+constexpr std::string_view kEveryMailbox = "/%d/%n";
 
-bool IsBlankOrControl(char c)
-{
-    const auto byte = static_cast<unsigned char>(c);
-    return byte <= ' ' || byte == 0x7F;
-}
+// What a mail server may have in front of a location, and what a report calls it.
+constexpr std::pair<std::string_view, const char*> kOtherFormats[] = {
+    {"mdbox", "an mdbox"}, {"sdbox", "an sdbox"}, {"dbox", "a dbox"}, {"mbox", "an mbox"},
+    {"obox", "an obox"},   {"cydir", "a cydir"},  {"imapc", "imapc"}, {"pop3c", "a POP3 server"}};
 
-std::vector<std::string> SplitPath(std::string_view path)
+// Settings of a location that move no mail.
+constexpr std::string_view kHarmlessSettings[] = {
+    "INDEX",         "INDEXPVT", "INDEXCACHE",  "LISTINDEX",  "ITERINDEX",   "CONTROL",
+    "SUBSCRIPTIONS", "UTF-8",    "VOLATILEDIR", "BROKENCHAR", "NO-NOSELECT", "NO-FS-VALIDATION"};
+
+// Takes what stands in front of the next colon off the text. Two colons stand for one.
+std::string TakeField(std::string_view* text)
 {
-    std::vector<std::string> components;
-    while (!path.empty()) {
-        const std::size_t length = std::min(path.find('/'), path.size());
-        if (length > 0 && path.substr(0, length) != ".") {
-            components.emplace_back(path.substr(0, length));
+    std::string field;
+    while (!text->empty()) {
+        const bool isColon = text->front() == ':';
+        text->remove_prefix(isColon ? 1 : 0);
+        if (isColon && !text->starts_with(':')) {
+            break;
         }
-        path.remove_prefix(std::min(length + 1, path.size()));
+        field += text->front();
+        text->remove_prefix(1);
     }
-    return components;
+    return field;
 }
 
-bool IsTemplate(const std::string& component)
+bool IsTemplate(std::string_view location)
 {
-    return component.find('%') != std::string::npos;
+    return location.find('%') != location.npos || location.starts_with('~');
 }
 
-// Puts the names in the place of %n and %d.
-std::string Expand(std::string_view component, std::string_view name, std::string_view domain)
+bool IsMaildir(std::string_view folder)
 {
-    std::string expanded;
-    for (std::size_t i = 0; i < component.size(); ++i) {
-        if (component[i] != '%') {
-            expanded += component[i];
-            continue;
+    const CKeepLastError keep;
+    return IsFolder(std::string(folder) + "/cur");
+}
+
+} // namespace
+
+bool CStoreLayout::Refuse(std::string fault)
+{
+    m_fault = std::move(fault);
+    return Fail(ERROR_INVALID_PARAMETER);
+}
+
+bool CStoreLayout::Parse(const char* location, const CMailServerOptions& options)
+{
+    *this = CStoreLayout();
+    if (location == nullptr || *location == '\0') {
+        return Refuse("the location is empty");
+    }
+    if (!options.domain.empty() && !IsPlainName(options.domain.c_str())) {
+        return Refuse("the default domain is no domain name");
+    }
+    m_defaultDomain = options.domain;
+    return ParseLocation(location) && ParseBook(options.book) && CheckRoots();
+}
+
+bool CStoreLayout::ParseLocation(std::string_view location)
+{
+    const std::string_view front = location.substr(0, location.find(':'));
+    if (front.size() < location.size() && EqualIgnoringCase(front, "maildir")) {
+        return ParseDriver(location.substr(front.size() + 1));
+    }
+    for (const auto& [format, text] : kOtherFormats) {
+        if (front.size() < location.size() && EqualIgnoringCase(front, format)) {
+            return Refuse(std::string("no Maildir here: the location names ") + text);
         }
-        ++i;
-        expanded += component[i] == 'n' ? name : component[i] == 'd' ? domain : "%";
     }
-    return expanded;
+    std::string text(location);
+    if (!IsTemplate(location) && !IsMaildir(location)) {
+        text += kEveryMailbox;
+    }
+    return ParseTemplate("location", text, &m_folders);
 }
 
-bool HasOnlyKnownLetters(std::string_view component)
+// What stands behind "maildir:".
+bool CStoreLayout::ParseDriver(std::string_view location)
 {
-    for (std::size_t i = 0; i < component.size(); ++i) {
-        if (component[i] == '%' &&
-            (++i == component.size() ||
-             std::string_view("dn%").find(component[i]) == std::string_view::npos)) {
+    m_layout = EFolderLayout::kMaildirPlusPlus;
+    const std::string path = TakeField(&location);
+    if (path.empty()) {
+        return Refuse("the location has no path");
+    }
+    if (!ParseTemplate("location", path, &m_folders)) {
+        return false;
+    }
+    while (!location.empty()) {
+        if (!ParseSetting(TakeField(&location))) {
             return false;
         }
     }
     return true;
 }
 
-// Where %LETTER stands in the component; npos if nowhere. A percent sign of its own is skipped.
-std::size_t FindLetter(std::string_view component, char letter)
+bool CStoreLayout::ParseSetting(std::string_view setting)
 {
-    for (std::size_t i = 0; i + 1 < component.size(); ++i) {
-        if (component[i] == '%' && component[++i] == letter) {
-            return i - 1;
-        }
+    const std::string_view key = setting.substr(0, setting.find('='));
+    const std::string_view value = setting.substr(std::min(key.size() + 1, setting.size()));
+    if (key == "INBOX" && !value.empty()) {
+        return ParseTemplate("INBOX", value, &m_inbox.emplace());
     }
-    return std::string_view::npos;
+    if (key == "LAYOUT" && EqualIgnoringCase(value, "fs")) {
+        m_layout = EFolderLayout::kFileSystem;
+        return true;
+    }
+    if ((key == "LAYOUT" && EqualIgnoringCase(value, "maildir++")) || key.empty() ||
+        std::ranges::find(kHarmlessSettings, key) != std::end(kHarmlessSettings)) {
+        return true;
+    }
+    return Refuse("the location has " + std::string(setting) + ", which is not supported");
 }
 
-std::size_t IndexOfLetter(const std::vector<std::string>& components, char letter)
+bool CStoreLayout::ParseTemplate(std::string_view what, std::string_view text, CPathTemplate* made)
 {
-    const auto found = std::ranges::find_if(components, [letter](const std::string& component) {
-        return FindLetter(component, letter) != std::string_view::npos;
+    std::string fault;
+    if (!made->Parse(text, &fault)) {
+        return Refuse("the " + std::string(what) + ' ' + fault);
+    }
+    if (!made->TellsNamesApart() && !made->IsFixed()) {
+        return Refuse("the " + std::string(what) + " has no %n");
+    }
+    return true;
+}
+
+bool CStoreLayout::ParseBook(std::string_view book)
+{
+    if (book.empty()) {
+        return true;
+    }
+    std::string text(book);
+    if (!IsTemplate(book) && !IsOneMailbox()) {
+        text += kEveryMailbox;
+    }
+    m_book.emplace();
+    if (!ParseTemplate("address book location", text, &*m_book)) {
+        return false;
+    }
+    if (m_book->IsFixed() && !IsOneMailbox()) {
+        return Refuse("the address book location has no %n");
+    }
+    if (m_folders.HasDomain() && !m_book->HasDomain()) {
+        return Refuse("the address book location has no %d, which the location has");
+    }
+    return true;
+}
+
+bool CStoreLayout::CheckRoots()
+{
+    const auto isThere = [this](const CPathTemplate& path) {
+        if (path.StartsAtHome() || IsFolder(path.Root())) {
+            return true;
+        }
+        m_fault = GetLastError() == ERROR_PATH_NOT_FOUND ? "no folder " + path.Root() : "";
+        return false;
+    };
+    return isThere(m_folders) && (!m_book || isThere(*m_book));
+}
+
+bool CStoreLayout::HasOtherDomain(std::string_view domain) const
+{
+    return !m_folders.HasDomain() && !m_defaultDomain.empty() &&
+           !EqualIgnoringCase(domain, m_defaultDomain);
+}
+
+bool CStoreLayout::Locate(std::string_view name, std::string_view domain, CMailboxPlace* place,
+                          std::string* fault) const
+{
+    const auto refuse = [fault](std::uint32_t code, std::string text) {
+        if (fault != nullptr) {
+            *fault = std::move(text);
+        }
+        return Fail(code);
+    };
+    if (HasOtherDomain(domain)) {
+        return refuse(ERROR_PATH_NOT_FOUND, "the domain of the store is " + m_defaultDomain);
+    }
+    std::string home;
+    const std::string user(name);
+    if (NeedsHome() && !FindHomeFolder(user.c_str(), &home)) {
+        const std::uint32_t code = GetLastError();
+        return refuse(code,
+                      code == ERROR_PATH_NOT_FOUND ? "no user " + user + " of this system" : "");
+    }
+    const CTemplateNames names{name, domain, home};
+    CMailboxPlace found = Fill(names);
+    if (found.folders.empty() || found.inbox.empty() || (m_book && found.store.empty())) {
+        return refuse(ERROR_INVALID_PARAMETER, "the location makes no path of this name");
+    }
+    if (found.folders.find(kPropertyFileName) != found.folders.npos && TakesPropertyFile(names)) {
+        return refuse(ERROR_INVALID_PARAMETER, "a property file has that place");
+    }
+    *place = std::move(found);
+    return true;
+}
+
+bool CStoreLayout::NeedsHome() const
+{
+    return m_folders.StartsAtHome() || (m_inbox && m_inbox->StartsAtHome()) ||
+           (m_book && m_book->StartsAtHome());
+}
+
+CMailboxPlace CStoreLayout::Fill(const CTemplateNames& names) const
+{
+    const auto rootOf = [&names](const CPathTemplate& path) {
+        return path.StartsAtHome() ? std::string(names.home) : path.Root();
+    };
+    const CPathTemplate& inbox = m_inbox ? *m_inbox : m_folders;
+    CMailboxPlace place;
+    place.name = names.name;
+    place.domain = names.domain;
+    place.folders = m_folders.Fill(names);
+    place.foldersRoot = rootOf(m_folders);
+    place.inbox = inbox.Fill(names);
+    place.inboxRoot = rootOf(inbox);
+    if (m_book) {
+        place.store = m_book->Fill(names);
+        place.storeRoot = rootOf(*m_book);
+    }
+    place.layout = m_layout;
+    place.isOneOfSeveral = !IsOneMailbox();
+    return place;
+}
+
+// Whether a folder of the mailbox would have the path of a property file.
+bool CStoreLayout::TakesPropertyFile(const CTemplateNames& names) const
+{
+    const std::string files[] = {ServerPath(), DomainPath(names.domain)};
+    const std::vector<std::string> folders = m_folders.FillDown(names);
+    return std::ranges::any_of(files, [&folders](const std::string& file) {
+        return !file.empty() &&
+               std::ranges::find(folders, file + std::string(kPropertyFileName)) != folders.end();
     });
-    return static_cast<std::size_t>(found - components.begin());
 }
 
-// The path from the root on, so that the store stays where it is when the process changes its
-// folder. One that no longer has a folder keeps the path.
-std::string Absolute(const std::string& path)
+std::string CStoreLayout::ServerPath() const
 {
-    std::error_code error;
-    const std::filesystem::path here = std::filesystem::current_path(error);
-    return path.empty() ? here.string() : (here / path).string();
-}
-
-} // namespace
-
-bool IsPlainName(const char* name)
-{
-    if (name == nullptr) {
-        return false;
-    }
-    const std::string_view text(name);
-    return !text.empty() && text.size() <= kMaxComponentLength && text.front() != '.' &&
-           text.find('/') == std::string_view::npos &&
-           std::ranges::none_of(text, IsBlankOrControl) && IsUtf8(text);
-}
-
-bool IsFolder(const std::string& path)
-{
-    WIN32_FILE_ATTRIBUTE_DATA data;
-    if (!GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data)) {
-        if (GetLastError() == ERROR_FILE_NOT_FOUND) {
-            SetLastError(ERROR_PATH_NOT_FOUND);
-        }
-        return false;
-    }
-    if ((data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
-        return Fail(ERROR_PATH_NOT_FOUND);
-    }
-    return true;
-}
-
-bool CStoreLayout::Parse(const char* location)
-{
-    if (location == nullptr || *location == '\0') {
-        return Fail(ERROR_INVALID_PARAMETER);
-    }
-    std::vector<std::string> components = SplitPath(location);
-    if (std::ranges::none_of(components, IsTemplate)) {
-        components.insert(components.end(), {"%d", "%n"});
-    }
-    const auto first = std::ranges::find_if(components, IsTemplate);
-    std::string root = *location == '/' ? "/" : "";
-    for (auto component = components.begin(); component != first; ++component) {
-        root += (root.empty() || root == "/" ? "" : "/") + *component;
-    }
-    m_root = Absolute(root);
-    m_components.assign(first, components.end());
-    m_nameIndex = IndexOfLetter(m_components, 'n');
-    m_domainIndex = IndexOfLetter(m_components, 'd');
-    if (m_nameIndex == m_components.size() || m_domainIndex == m_components.size() ||
-        !std::ranges::all_of(m_components, HasOnlyKnownLetters)) {
-        return Fail(ERROR_INVALID_PARAMETER);
-    }
-    return true;
-}
-
-std::string CStoreLayout::PathUpTo(std::size_t count, std::string_view name,
-                                   std::string_view domain) const
-{
-    std::string path = m_root == "/" ? "" : m_root;
-    for (std::size_t i = 0; i < count; ++i) {
-        path += '/' + Expand(m_components[i], name, domain);
-    }
-    return path.empty() ? "/" : path;
-}
-
-std::string CStoreLayout::MailboxPath(std::string_view name, std::string_view domain) const
-{
-    return PathUpTo(m_components.size(), name, domain);
+    return IsOneMailbox() || IsOfSystemUsers() ? std::string() : m_folders.Root();
 }
 
 std::string CStoreLayout::DomainPath(std::string_view domain) const
 {
-    return m_domainIndex < m_nameIndex ? PathUpTo(m_domainIndex + 1, {}, domain) : std::string();
+    return m_folders.DomainPath(domain);
 }
 
-std::vector<std::string> CStoreLayout::PathsDown(std::string_view name,
-                                                 std::string_view domain) const
+bool CStoreLayout::ListNames(std::string_view domain, std::vector<std::string>* names) const
 {
-    std::vector<std::string> paths;
-    for (std::size_t count = 1; count <= m_components.size(); ++count) {
-        paths.push_back(PathUpTo(count, name, domain));
+    if (HasOtherDomain(domain)) {
+        return Fail(ERROR_PATH_NOT_FOUND);
     }
-    return paths;
-}
-
-std::string CStoreLayout::EntriesPath(std::string_view domain) const
-{
-    return PathUpTo(m_nameIndex, {}, domain);
-}
-
-std::string CStoreLayout::NameOfEntry(const std::string& entry, std::string_view domain) const
-{
-    const std::string& component = m_components[m_nameIndex];
-    const std::size_t withoutName = Expand(component, {}, domain).size();
-    const std::size_t uses = Expand(component, "n", domain).size() - withoutName;
-    const std::string front = component.substr(0, FindLetter(component, 'n'));
-    const std::size_t at = Expand(front, {}, domain).size();
-    if (entry.size() <= withoutName) {
-        return {};
-    }
-    std::string name = entry.substr(at, (entry.size() - withoutName) / uses);
-    const bool isEntry = IsPlainName(name.c_str()) && Expand(component, name, domain) == entry;
-    return isEntry ? name : std::string();
+    return IsOfSystemUsers() ? ListSystemUsers(names) : m_folders.ListNames(domain, names);
 }

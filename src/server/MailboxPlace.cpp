@@ -1,0 +1,137 @@
+#include "server/MailboxPlace.h"
+
+#include "platform/Failure.h"
+#include "platform/FileSearch.h"
+#include "platform/FileHandle.h"
+#include "platform/Links.h"
+#include "server/FileSystem.h"
+#include "server/StorePaths.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace
+{
+
+constexpr const char* kAddressBook = "/Contacts";
+
+bool IsMailFolder(const std::string& path)
+{
+    return IsFolder(path + "/cur");
+}
+
+// Only links are followed to their end; everything else lies where its name says.
+bool LeadsOutOf(const std::string& folder, const std::string& path)
+{
+    std::string target;
+    std::string root;
+    if (!IsLink(path.c_str())) {
+        return false;
+    }
+    return !ResolveLinks(folder.c_str(), &root) || !ResolveLinks(path.c_str(), &target) ||
+           !target.starts_with(root + '/');
+}
+
+bool HasPlainSubfolder(const std::string& mailbox)
+{
+    std::vector<std::string> names;
+    return ListFolder(mailbox.c_str(), &names) &&
+           std::ranges::any_of(names, [&mailbox](const std::string& name) {
+               return name.front() != '.' && IsMailFolder(mailbox + '/' + name);
+           });
+}
+
+bool IsPlainLayout(const CMailboxPlace& place)
+{
+    return place.layout == EFolderLayout::kFileSystem ||
+           (place.layout == EFolderLayout::kUnknown && HasPlainSubfolder(place.folders));
+}
+
+// The path without links, as far as it exists.
+std::string Resolved(const std::string& path)
+{
+    std::string resolved;
+    const std::size_t slash = path.rfind('/');
+    if (ResolveLinks(path.c_str(), &resolved) || slash == path.npos) {
+        return resolved.empty() ? path : resolved;
+    }
+    return Resolved(path.substr(0, slash)) + path.substr(slash);
+}
+
+std::string PlaceBeside(const std::string& mailbox)
+{
+    const std::size_t slash = mailbox.rfind('/');
+    return mailbox.substr(0, slash + 1) + '.' + mailbox.substr(slash + 1) + ".contactmgr";
+}
+
+// Whether a folder that may be a mail folder too is an address book.
+bool HoldsContacts(const std::string& folder)
+{
+    std::vector<std::string> names;
+    return (ListFiles(folder.c_str(), &names, ".nxt") ||
+            ListFiles(folder.c_str(), &names, ".vcf")) &&
+           !names.empty();
+}
+
+} // namespace
+
+bool FindMailFolder(const CMailboxPlace& place, const std::string& name, std::string* path)
+{
+    const bool isInbox = name == "INBOX";
+    const std::string& mailbox = isInbox ? place.inbox : place.folders;
+    const std::string plain = mailbox + '/' + name;
+    std::string found = mailbox;
+    if (!isInbox) {
+        found = place.layout == EFolderLayout::kFileSystem ? plain : mailbox + "/." + name;
+    }
+    bool isThere = IsMailFolder(found);
+    if (!isThere && !isInbox && place.layout == EFolderLayout::kUnknown &&
+        IsMissingFile(GetLastError())) {
+        found = plain;
+        isThere = IsMailFolder(found);
+    }
+    if (!isThere) {
+        return false;
+    }
+    if (place.isOneOfSeveral &&
+        ((!isInbox && LeadsOutOf(mailbox, found)) || LeadsOutOf(mailbox, found + "/cur") ||
+         LeadsOutOf(mailbox, found + "/new"))) {
+        return Fail(ERROR_ACCESS_DENIED);
+    }
+    *path = std::move(found);
+    return true;
+}
+
+std::string MessageStoreLocation(const CMailboxPlace& place)
+{
+    const CKeepLastError keep;
+    if (!place.store.empty()) {
+        return place.store;
+    }
+    const std::string inside = place.folders + kAddressBook;
+    const std::string beside = PlaceBeside(place.folders);
+    const bool mayBeMailFolder = place.layout == EFolderLayout::kFileSystem || IsMailFolder(inside);
+    if (IsFolder(inside) && (!mayBeMailFolder || HoldsContacts(inside))) {
+        return place.folders;
+    }
+    return IsFolder(beside + kAddressBook) || IsPlainLayout(place) ? beside : place.folders;
+}
+
+bool MakeMessageStore(const CMailboxPlace& place)
+{
+    const std::string store = MessageStoreLocation(place);
+    if (store == place.folders) {
+        return Fail(ERROR_PATH_NOT_FOUND);
+    }
+    const std::string root =
+        place.store.empty() ? store.substr(0, store.rfind('/')) : place.storeRoot;
+    return EnsureDirectories(root, store) != 0;
+}
+
+bool IsAmongMailFolders(const CMailboxPlace& place, const std::string& path)
+{
+    const CKeepLastError keep;
+    const std::string mailbox = Resolved(place.folders) + '/';
+    const std::string target = Resolved(path);
+    return target.starts_with(mailbox) && (target[mailbox.size()] == '.' || IsPlainLayout(place));
+}
