@@ -51,7 +51,7 @@ private:
 
 bool AddMailbox(CSession& session, const std::string& mailbox)
 {
-    const CMailboxName name = ParseMailboxName(mailbox);
+    const CMailboxName name = session.ParseName(mailbox);
     return session.OpenStore() &&
            (Try([&] {
                 return CreateMailbox(session.Server(), name.name.c_str(), name.domain.c_str());
@@ -82,7 +82,7 @@ struct CSetMailboxOptions
 
 bool SetMailbox(CSession& session, const CSetMailboxOptions& options)
 {
-    const CMailboxName name = ParseMailboxName(options.mailbox);
+    const CMailboxName name = session.ParseName(options.mailbox);
     std::vector<CMailboxPropertySetting> settings;
     for (const std::string& word : options.settings) {
         const CAssignment assignment = ParseAssignment(word);

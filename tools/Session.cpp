@@ -17,24 +17,37 @@ bool CSession::OpenStore()
     if (m_options.store.empty()) {
         throw CUsageError("--store or CONTACTMGR_STORE is required");
     }
-    return Try([&] { return m_server.Open(m_options.store.c_str()); }) ||
-           m_report.Failure("mail store " + m_options.store);
+    const char* const location = m_options.store.c_str();
+    return Try([&] { return m_server.Open(location, ServerOptions()); }) ||
+           Explain("mail store " + m_options.store, ExplainLocation(location, ServerOptions()));
+}
+
+bool CSession::Explain(const std::string& what, const std::string& reason)
+{
+    return reason.empty() ? m_report.Failure(what) : m_report.FailureBecause(what, reason);
+}
+
+CMailboxName CSession::ParseName(const std::string& mailbox) const
+{
+    const bool isWhole = m_options.domain.empty() || mailbox.find('@') != mailbox.npos;
+    return ParseMailboxName(isWhole ? mailbox : mailbox + '@' + m_options.domain);
 }
 
 bool CSession::OpenMailbox(const std::string& mailbox)
 {
-    m_name = ParseMailboxName(mailbox);
+    m_name = ParseName(mailbox);
     if (!OpenStore()) {
         return false;
     }
     m_activeName.emplace(m_name.name, m_name.domain);
-    if (!Try(
-            [&] { return m_mailbox.Open(m_server, m_name.name.c_str(), m_name.domain.c_str()); })) {
-        return m_report.Failure("mailbox " + mailbox);
+    const char* const name = m_name.name.c_str();
+    const char* const domain = m_name.domain.c_str();
+    if (!Try([&] { return m_mailbox.Open(m_server, name, domain); })) {
+        return Explain("mailbox " + mailbox, ExplainMailbox(m_server, name, domain));
     }
+    m_name = {m_mailbox.GetName(), m_mailbox.GetDomain()};
     m_addressBook = Try([&] { return CAddressBook::Of(m_mailbox); });
-    return m_addressBook.has_value() ||
-           m_report.FailureBecause("address book of " + mailbox, "its path is too long");
+    return m_addressBook.has_value() || m_report.Failure("address book of " + mailbox);
 }
 
 bool CSession::OpenContacts(EAccess access)
@@ -49,6 +62,9 @@ bool CSession::OpenContacts(EAccess access)
         return false;
     }
     if (access == EAccess::kWrite) {
+        if (!CheckAddressBook()) {
+            return false;
+        }
         CheckFileSystem();
     }
     m_manager.emplace(m_mailbox);
@@ -118,6 +134,29 @@ void CSession::ReportPropertyFault(const std::string& what, const char* name, co
         const std::string line = fault.line == 0 ? "" : ":" + std::to_string(fault.line);
         m_report.Failure(what + ": " + fault.path + line);
     }
+}
+
+// An address book that is there is used wherever it lies.
+bool CSession::CheckAddressBook()
+{
+    CAddressBookPlace book;
+    if (!LocateAddressBook(m_server, m_name.name.c_str(), m_name.domain.c_str(), &book) ||
+        !book.isAmongMailFolders) {
+        return true;
+    }
+    if (book.isThere) {
+        m_report.Note(
+            "mailbox " + m_options.mailbox,
+            "its address book " + book.path +
+                " is among the mail folders, and whoever "
+                "deletes that mail folder deletes all contacts: move it, and say where to by "
+                "--book");
+        return true;
+    }
+    return m_report.Refusal("make address book " + book.path,
+                            "it would be among the mail folders, and whoever deletes that mail "
+                            "folder would delete all contacts: give another place by --book",
+                            ERROR_INVALID_PARAMETER);
 }
 
 std::unique_ptr<CContact> CSession::OpenContact(const std::string& what, const std::string& id)

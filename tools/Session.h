@@ -18,6 +18,8 @@ struct COptions
 {
     std::string store;
     std::string mailbox;
+    std::string domain; // of mailboxes that are given without one
+    std::string book;
     bool anyMailbox = false;
 };
 
@@ -35,7 +37,7 @@ public:
     // Throws CUsageError if the option --store is missing.
     bool OpenStore();
 
-    // The mailbox alone, NAME@DOMAIN. One whose path is too long for an address book is refused.
+    // The mailbox alone: NAME@DOMAIN, or NAME where there is a default domain.
     bool OpenMailbox(const std::string& mailbox);
 
     // The mailbox of the option --mailbox and its contacts. Throws CUsageError if the option is
@@ -47,6 +49,9 @@ public:
         kWrite
     };
     bool OpenContacts(EAccess access);
+
+    // Throws CUsageError if it is no such text.
+    CMailboxName ParseName(const std::string& mailbox) const;
 
     // After OpenStore.
     _tMailServer* Server() const { return m_server; }
@@ -84,7 +89,11 @@ public:
     void ReportPropertyFault(const std::string& what, const char* name, const char* domain);
 
 private:
+    CMailServerOptions ServerOptions() const { return {m_options.domain, m_options.book}; }
+    // Reports a reason that the library has beside the last error, if it has one.
+    bool Explain(const std::string& what, const std::string& reason);
     bool CheckProperties();
+    bool CheckAddressBook();
     void CheckFileSystem();
     bool IsForeign(const ContactMgr::CContactId& id) const;
 

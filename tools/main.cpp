@@ -21,7 +21,9 @@ struct CGlobalOptions : COptions
 
 void AddOptions(CLI::App& app, CGlobalOptions* options)
 {
-    app.add_option("--store", options->store, "Mail store: a folder, or a template with %d and %n")
+    app.add_option("--store", options->store,
+                   "Mail store: a folder, a template with %d and %n, or a location as mail servers "
+                   "write it (maildir:~/Maildir)")
         ->type_name("LOCATION")
         ->take_last()
         ->envname("CONTACTMGR_STORE");
@@ -29,6 +31,15 @@ void AddOptions(CLI::App& app, CGlobalOptions* options)
         ->type_name("NAME@DOMAIN")
         ->take_last()
         ->envname("CONTACTMGR_MAILBOX");
+    app.add_option("--domain", options->domain,
+                   "The domain of mailboxes that are given without one")
+        ->take_last()
+        ->envname("CONTACTMGR_DOMAIN");
+    app.add_option("--book", options->book,
+                   "Where the address books lie, as folders Contacts, if not in the mail store")
+        ->type_name("LOCATION")
+        ->take_last()
+        ->envname("CONTACTMGR_BOOK");
     app.add_flag("--any-mailbox", options->anyMailbox,
                  "Also take identifiers that name another mailbox or domain");
     app.add_option("--trace", options->traceRules,

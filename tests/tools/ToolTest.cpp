@@ -56,7 +56,8 @@ TEST(ToolTest, EachRunEndsWithItsStatusAndOneLineForEachFailure)
         {"unknown property", {"new", "Shoe=44"}, 2, "no property of a contact: Shoe"},
         {"six components", {"new", "--adr", "a;b;c;d;e;f"}, 2, "seven components"},
         {"entries and none", {"new", "--tel", "1", "--no-tel"}, 2, "--no-tel"},
-        {"missing mailbox", {"--mailbox", "e@f.g", "list"}, 1, "e@f.g: folder not found (3)"},
+        {"missing mailbox", {"--mailbox", "e@f.g", "list"}, 1, "/store/f.g/e (3)"},
+        {"location without a name", {"--store", "/tmp/%d", "list"}, 1, "has no %n (87)"},
         {"missing contact", {"show", "VCARDPAB-9"}, 1, "show VCARDPAB-9: not found (2)"},
         {"nobody's identifier", {"delete", "x"}, 1, "delete x: "},
         {"read-only contact", {"set", "INBOX-bob@example.org", "FullName=x"}, 1, "INBOX-"},
@@ -76,6 +77,28 @@ TEST(ToolTest, EachRunEndsWithItsStatusAndOneLineForEachFailure)
     }
     // What was refused has created nothing.
     EXPECT_EQ(tool.Run({"new", "Nickname=x"}).out, "VCARDPAB-2\n");
+}
+
+TEST(ToolTest, AddressBookIsNotMadeAmongMailFolders)
+{
+    const CTool tool;
+    const string mailbox = tool.StorePath() + "/example.org/alice";
+    std::filesystem::create_directories(mailbox + "/Sent/cur");
+    const CArguments creation = {"--domain", "example.org", "--mailbox",
+                                 "ALICE",    "new",         "FullName=A"};
+    CArguments among = creation;
+    among.insert(among.begin(), {"--book", tool.StorePath()});
+    const CToolRun refused = tool.Run(among);
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_TRUE(Contains(refused.err, "by --book (87)")) << refused.err;
+    EXPECT_FALSE(std::filesystem::exists(mailbox + "/Contacts"));
+    EXPECT_EQ(tool.Run(creation).out, "VCARDPAB-1\n");
+
+    // One that is there is used.
+    std::filesystem::create_directory(mailbox + "/Contacts");
+    const CToolRun used = tool.Run(among);
+    EXPECT_EQ(used.out, "VCARDPAB-1\n");
+    EXPECT_TRUE(Contains(used.err, "is among the mail folders")) << used.err;
 }
 
 TEST(ToolTest, FieldsReachTheRecordWhichIsOneObjectInTheDocumentedOrder)
