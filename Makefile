@@ -1,6 +1,6 @@
 # The commands of the README. Everything else is CMake's: see CMakePresets.json.
 
-.PHONY: demo check trust dependencies
+.PHONY: demo check trust servers dependencies
 
 demo: dependencies
 	cmake --preset release
@@ -22,6 +22,13 @@ trust:
 	cmake --preset release
 	cmake --build --preset release --target contactmgr_trust
 	scripts/trust.sh $(EFFORT) build/release/tests/contactmgr_trust
+
+# Every form of location with Dovecot itself; wants root. MAILS=FOLDER compares further messages.
+servers:
+	@scripts/install-dependencies.sh dovecot-core dovecot-imapd
+	cmake --preset release
+	cmake --build --preset release --target contactmgr_tool
+	scripts/servers.sh build/release/contactmgr $(MAILS)
 
 dependencies:
 	@scripts/install-dependencies.sh
