@@ -22,7 +22,7 @@ fi
 # Folders that a target starts from.
 seeds() {
     case $1 in
-    ContactFile | TextExchange) echo tests/fuzz/corpus/Contact tests/data/vcards ;;
+    Contact) echo tests/fuzz/corpus/Contact tests/data/vcards ;;
     *) echo "tests/fuzz/corpus/$1" ;;
     esac
 }

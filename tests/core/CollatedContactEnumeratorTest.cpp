@@ -42,12 +42,13 @@ std::shared_ptr<CFakeContact> Fake(const char* name, bool isReadOnly,
     return std::shared_ptr<CFakeContact>(new CFakeContact(name, isReadOnly, emails));
 }
 
-// What a fake store holds, the call that it refuses, and in `calls` what was asked of it.
-struct FakeStore
+// A store that has nothing but a walk. It remembers what was asked of that.
+struct CFakeStore final : CContactPlg
 {
-    Contacts contacts;
-    FILETIME version = FileTimeFromCount(1);
-    std::string failing, calls;
+    std::string GetPluginType() override { return "FAKE"; }
+    bool OwnsContact(ContactMgr::CContactId) override { return false; }
+    bool OpenContact(ContactMgr::CContactId, CContact**) override { return false; }
+    CContactEnumerator* GetEnumerator() override;
 
     bool Call(const std::string& call)
     {
@@ -55,12 +56,17 @@ struct FakeStore
         SetLastError(ERROR_ACCESS_DENIED);
         return call != failing;
     }
+
+    Contacts contacts;
+    FILETIME version = FileTimeFromCount(1);
+    std::string failing, calls;
+    bool hasWalk = true;
 };
 
 class CFakeEnumerator : public CContactPlg::CContactEnumerator
 {
 public:
-    explicit CFakeEnumerator(FakeStore& store) : m_store(store) {}
+    explicit CFakeEnumerator(CFakeStore& store) : m_store(store) {}
 
     bool Start(const FILETIME* version, bool* changed) override
     {
@@ -93,43 +99,29 @@ public:
     }
 
 private:
-    FakeStore& m_store;
+    CFakeStore& m_store;
     bool m_isStarted = false;
     std::size_t m_reached = 0; // contacts that were current, with the present one
 };
 
-// A store that has nothing but an enumerator; none without a fake store.
-class CFakePlugin final : public CContactPlg
+CContactPlg::CContactEnumerator* CFakeStore::GetEnumerator()
 {
-public:
-    explicit CFakePlugin(FakeStore* store) : m_store(store) {}
-    static void Release(CContactPlg* plugin) { delete static_cast<CFakePlugin*>(plugin); }
+    return hasWalk ? new CFakeEnumerator(*this) : nullptr;
+}
 
-    std::string GetPluginType() override { return "FAKE"; }
-    bool OwnsContact(ContactMgr::CContactId) override { return false; }
-    bool OpenContact(ContactMgr::CContactId, CContact**) override { return false; }
-    CContactEnumerator* GetEnumerator() override
-    {
-        return m_store == nullptr ? nullptr : new CFakeEnumerator(*m_store);
-    }
-
-private:
-    FakeStore* const m_store;
-};
-
-// Three fake stores, one without an enumerator between them, and the enumerator over them.
+// Three fake stores, one without a walk between them, and the enumerator over them.
 struct CCollatedContactEnumeratorTest : testing::Test
 {
     CCollatedContactEnumeratorTest()
     {
-        for (FakeStore* store :
-             {&stores[0], static_cast<FakeStore*>(nullptr), &stores[1], &stores[2]}) {
-            plugins.AddTail(CContactPlgOwner(new CFakePlugin(store), CFakePlugin::Release));
+        other.hasWalk = false;
+        for (CFakeStore* store : {&stores[0], &other, &stores[1], &stores[2]}) {
+            plugins.AddTail(CContactPlgOwner(store, [](CContactPlg*) {}));
         }
         walk = std::make_unique<CCollatedContactEnumerator>(plugins);
     }
 
-    FakeStore stores[3];
+    CFakeStore stores[3], other;
     CContactPlgList plugins;
     std::unique_ptr<CContactPlg::CContactEnumerator> walk;
 };
@@ -192,7 +184,7 @@ TEST_F(CCollatedContactEnumeratorTest, PollAsksEachStoreOnceAndStopsAtTheFirstCh
     EXPECT_TRUE(walk->Start(&since, &changed));
     EXPECT_FALSE(changed || walk->IsStarted() || walk->MoveNext());
     EXPECT_EQ(walk->GetVersion(), FILETIME());
-    for (FakeStore& store : stores) {
+    for (CFakeStore& store : stores) {
         EXPECT_EQ(std::exchange(store.calls, ""), "poll:5 ");
     }
 
@@ -220,6 +212,12 @@ TEST_F(CCollatedContactEnumeratorTest, AStoresFailureEndsTheCall)
     EXPECT_FALSE(walk->IsStarted());
 
     stores[1].failing = "";
+    stores[2].failing = "open";
+    EXPECT_FALSE(walk->Start(nullptr, &changed));
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    EXPECT_TRUE(changed);
+    EXPECT_FALSE(walk->IsStarted() || walk->MoveNext());
+
     stores[0].failing = stores[2].failing = "finish";
     EXPECT_TRUE(walk->Start(nullptr, nullptr));
     EXPECT_FALSE(walk->Finish());

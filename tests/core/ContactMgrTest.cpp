@@ -1,7 +1,6 @@
 #include "core/ContactMgr.h"
 
 #include "platform/LastError.h"
-#include "support/AllocationFault.h"
 #include "support/ContactText.h"
 #include "support/TestMailStore.h"
 #include "trace/MemoryDebugging.h"
@@ -98,33 +97,6 @@ TEST_F(CContactMgrTest, TheStoreThatIsNamedTakesTheCallAndItsFailureEndsIt)
     EXPECT_EQ(GetLastError(), ERROR_NOT_SUPPORTED);
 }
 
-TEST_F(CContactMgrTest, EveryOperationSaysThatMemoryWasExhaustedAtTheStart)
-{
-    CMailbox alice = Open(R"({"EnabledContactPlugins": 15})");
-    const CContactMgr first(alice); // reads the property files
-    const std::size_t before = CMemoryDebugging::LiveBlocks();
-    int exhausted = 0;
-    bool wasHit = true;
-    for (int number = 1; wasHit; ++number) {
-        SCOPED_TRACE(number);
-        auto fault = std::make_unique<CAllocationFault>(number);
-        CContactMgr manager(alice);
-        wasHit = fault->WasHit();
-        fault.reset();
-        SetLastError(0);
-        if (manager.OpenContact("INBOX-a@x.y", nullptr) || GetLastError() == ERROR_NOT_FOUND) {
-            continue;
-        }
-        ++exhausted;
-        EXPECT_FALSE(manager.CreateContact(nullptr) || manager.DeleteContact("VCARDPAB-1") ||
-                     manager.ChangesSince("VCARDPAB", {}, &version, &deleted, &changed, &created) ||
-                     !manager.GetPermanentPluginType().empty() || manager.GetEnumerator());
-        EXPECT_EQ(GetLastError(), ERROR_NOT_ENOUGH_MEMORY);
-    }
-    EXPECT_GE(exhausted, 5) << "the implementation object and the four places of the stores";
-    EXPECT_EQ(CMemoryDebugging::LiveBlocks(), before);
-}
-
 TEST_F(CContactMgrTest, ThreadsWithManagersOfTheirOwnShareAMailbox)
 {
     constexpr std::size_t kThreads = 8;
@@ -138,23 +110,20 @@ TEST_F(CContactMgrTest, ThreadsWithManagersOfTheirOwnShareAMailbox)
             const ContactMgr::CContactId id = contact->GetId();
             EXPECT_TRUE(contact->SetProperty("FullName", u"Bob") && contact->Save());
             contact.reset();
-            std::unique_ptr<CContactPlg::CContactEnumerator> walk(other.GetEnumerator());
+            const std::unique_ptr<CContactPlg::CContactEnumerator> walk(other.GetEnumerator());
             EXPECT_TRUE(walk->Start(nullptr, nullptr));
-            while (walk->MoveNext()) {
-            }
-            walk.reset();
+            IdsOf(*walk);
+            EXPECT_TRUE(walk->Finish());
             while (round % 2 != 0 && !manager.DeleteContact(id)) {
                 ASSERT_EQ(GetLastError(), ERROR_SHARING_VIOLATION) << "held by another's walk";
             }
         }
     };
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (std::size_t thread = 0; thread < kThreads; ++thread) {
         threads.emplace_back(work);
     }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    threads.clear(); // which waits for them
     EXPECT_TRUE(
         CContactMgr(alice).ChangesSince("VCARDPAB", {}, &version, &deleted, &changed, &created));
     EXPECT_EQ(created.GetCount(), 1 + kThreads * kRounds / 2);

@@ -1,28 +1,13 @@
 #include "core/Contact.h"
 
-#include "mailheader/MailHeaderContact.h"
 #include "pab/PABContact.h"
 #include "platform/LastError.h"
-#include "support/AllocationFault.h"
 #include "support/ContactText.h"
 
 #include <gtest/gtest.h>
 
-#include <memory>
-
 namespace
 {
-
-CContactTelList Numbers(std::initializer_list<const char*> numbers)
-{
-    CContactTelList list;
-    for (const char* number : numbers) {
-        list.AddTail(CContactTel());
-        list.GetTail().SetNumber(number);
-        list.GetTail().SetType(CContactTel::kFax);
-    }
-    return list;
-}
 
 template <class Value>
 concept IsPropertyValue = requires(CPABContact& contact, Value value)
@@ -44,26 +29,6 @@ TEST(ContactTest, LiteralIsSetAsText)
     EXPECT_EQ(TextOf(contact, "URL"), u"http://x/");
     EXPECT_FALSE(contact.SetProperty("URL", static_cast<const char16_t*>(nullptr)));
     EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
-}
-
-TEST(ContactTest, SettingAListCopiesItWholeOrLeavesTheOldOne)
-{
-    CMailHeaderContact contact({});
-    ASSERT_TRUE(contact.SetTelephones(Numbers({"old"})));
-    CContactTelList numbers = Numbers({"1", "2", "a number too long to stand in a string"});
-    const std::string whole = "16 1; 16 2; 16 a number too long to stand in a string; ";
-    int failures = 0;
-    for (bool isDone = false; !isDone; ++failures) {
-        auto fault = std::make_unique<CAllocationFault>(failures + 1);
-        isDone = contact.SetTelephones(numbers);
-        fault.reset();
-        EXPECT_TRUE(isDone || GetLastError() == ERROR_NOT_ENOUGH_MEMORY);
-        EXPECT_EQ(TelephonesOf(contact), isDone ? whole : "16 old; ");
-    }
-    EXPECT_EQ(failures, 5);
-    numbers.GetHead().SetNumber("changed");
-    EXPECT_TRUE(contact.SetTelephones(contact.GetTelephones()));
-    EXPECT_EQ(TelephonesOf(contact), whole) << "set from itself";
 }
 
 } // namespace

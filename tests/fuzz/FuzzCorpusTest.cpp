@@ -14,8 +14,8 @@
 // The fuzz targets, each under the name that the build gives it here. A target that finds a fault
 // ends the program.
 using FuzzTarget = int(const std::uint8_t* data, std::size_t size);
-extern "C" FuzzTarget AddressFuzz, ContactFileFuzz, ContentLineFuzz, PropertyFileFuzz,
-    StoredContactFuzz, TextExchangeFuzz, Utf8Fuzz;
+extern "C" FuzzTarget AddressFuzz, ContactFuzz, ContentLineFuzz, StoredContactFuzz,
+    Utf8Fuzz;
 
 namespace
 {
@@ -39,11 +39,9 @@ TEST(FuzzCorpusTest, EveryTargetTakesEveryBeginningOfItsCorpus)
 {
     static const std::pair<FuzzTarget*, const char*> kTargets[] = {
         {AddressFuzz, "Address"},
-        {ContactFileFuzz, "Contact"},
+        {ContactFuzz, "Contact"},
         {ContentLineFuzz, "ContentLine"},
-        {PropertyFileFuzz, "PropertyFile"},
         {StoredContactFuzz, "StoredContact"},
-        {TextExchangeFuzz, "Contact"},
         {Utf8Fuzz, "Utf8"},
     };
     for (const auto& [target, corpus] : kTargets) {
@@ -80,13 +78,13 @@ TEST(FuzzCorpusTest, AContactWithADamagedByteOrAnEarlyEndOpensOrStaysAsItIs)
         const char before = byte;
         for (int change = 1; change < 256; change += isLong ? 1 : change) {
             byte = static_cast<char>(before ^ change);
-            RunTarget(ContactFileFuzz, card);
+            RunTarget(ContactFuzz, card);
         }
         byte = before;
     }
     card = CardOf(isLong ? 20'000 : 0);
     for (std::size_t size = 0; size < card.size(); ++size) {
-        RunTarget(ContactFileFuzz, std::string_view(card).substr(0, size));
+        RunTarget(ContactFuzz, std::string_view(card).substr(0, size));
     }
 }
 

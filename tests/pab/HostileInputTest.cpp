@@ -1,7 +1,7 @@
-#include "core/ContactProperties.h"
 #include "pab/PABContact.h"
 #include "platform/LastError.h"
 #include "support/AllocationFault.h"
+#include "support/ContactText.h"
 #include "support/TempFolder.h"
 #include "text/Rfc822Address.h"
 
@@ -9,17 +9,7 @@
 
 #include <string>
 
-namespace
-{
-
 constexpr const char* kFile = "80000000.vcf";
-
-std::string Card(const std::string& lines)
-{
-    return "BEGIN:VCARD\r\n" + lines + "END:VCARD\r\n";
-}
-
-} // namespace
 
 TEST(HostileInputTest, AZeroByteEndsNothing)
 {

@@ -1,47 +1,21 @@
-#include "platform/FileRewrite.h"
 #include "platform/Errno.h"
-#include "platform/FileHandle.h"
 #include "platform/FileTime.h"
 #include "platform/Flushing.h"
 #include "support/FaultySystemCalls.h"
+#include "support/Files.h"
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <set>
-#include <thread>
 #include <tuple>
 #include <utility>
 
-#include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/xattr.h>
 
 namespace
 {
-
-HANDLE OpenExclusive(const std::string& path, std::uint32_t disposition)
-{
-    return CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, disposition,
-                       FILE_ATTRIBUTE_NORMAL, INVALID_HANDLE_VALUE);
-}
-
-bool Rewrite(const std::string& path, const std::string& content)
-{
-    const CFileHandle file(OpenExclusive(path, OPEN_EXISTING));
-    return file.IsOpen() && RewriteFile(file.Get(), content) == 1;
-}
-
-// Makes the file with the old content, as its creator would.
-void MakeFile(const std::string& path, const std::string& content)
-{
-    const CFileHandle file(OpenExclusive(path, CREATE_NEW));
-    ASSERT_TRUE(file.IsOpen());
-    ASSERT_EQ(RewriteFile(file.Get(), content), 1);
-}
 
 // Rewrites the file and dies at that call; false once the rewrite makes fewer.
 bool DiesWhileRewriting(const std::string& path, const std::string& content, int call)
@@ -58,19 +32,12 @@ bool DiesWhileRewriting(const std::string& path, const std::string& content, int
 // The file beside which a writer has died with a whole redo file and half of the new content.
 void MakeTorn(const CTempFolder& folder, const std::string& before, const std::string& after)
 {
-    MakeFile(folder / "file", before);
+    ASSERT_TRUE(MakeFile(folder / "file", before));
     for (int call = 1; folder.Read("file") == before; ++call) {
         std::filesystem::remove(folder / ".redo/file");
         ASSERT_TRUE(DiesWhileRewriting(folder / "file", after, call));
     }
     ASSERT_NE(folder.Read("file"), after);
-}
-
-FILETIME LastWriteOf(const std::string& path)
-{
-    WIN32_FILE_ATTRIBUTE_DATA data;
-    EXPECT_EQ(GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data), 1);
-    return data.ftLastWriteTime;
 }
 
 bool IsTidy(const CTempFolder& folder)
@@ -81,14 +48,11 @@ bool IsTidy(const CTempFolder& folder)
 }
 
 // A disk without room for what is written over other files than redo files.
-struct CFullDisk : CSystemCalls
+struct CFullDisk : CPlantedCalls
 {
-    CFullDisk() { Replace(this); }
-    ~CFullDisk() override { Replace(nullptr); }
     ssize_t WriteAt(int file, const void* bytes, std::size_t size, off_t position) override
     {
-        const auto path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file));
-        if (isFull && path.parent_path().filename() != ".redo") {
+        if (isFull && PathOf(file).parent_path().filename() != ".redo") {
             errno = ENOSPC;
             return position > 0 ? -1 : CSystemCalls::WriteAt(file, bytes, size / 2, position);
         }
@@ -128,10 +92,10 @@ TEST(FileRewriteTest, ProcessesThatDieAtAnyCallAndWhileTheyRepairLeaveAWholeFile
                 CFaultySystemCalls calls;
                 calls.CutWrites(true);
                 calls.DieAt(repairCall);
-                CFileHandle(OpenExclusive(path, OPEN_EXISTING)).Reset();
+                CanOpen(path);
                 isRepairing = calls.WasHit();
                 calls.Bury();
-                EXPECT_TRUE(CFileHandle(OpenExclusive(path, OPEN_EXISTING)).IsOpen());
+                EXPECT_TRUE(CanOpen(path));
                 const std::string content = folder.Read("file");
                 ASSERT_TRUE(content == before || content == after);
                 ASSERT_TRUE(IsTidy(folder));
@@ -149,9 +113,9 @@ TEST(FileRewriteTest, AChangeOfADeadProcessIsStampedBehindEveryVersionTakenSince
     const CTempFolder folder;
     MakeTorn(folder, std::string(900, 'o'), std::string(1000, 'n'));
     FILETIME version;
-    MakeFile(folder / "other", "text");
+    EXPECT_TRUE(MakeFile(folder / "other", "text"));
     GetSystemTimeAsFileTime(&version);
-    EXPECT_TRUE(CFileHandle(OpenExclusive(folder / "file", OPEN_EXISTING)).IsOpen());
+    EXPECT_TRUE(CanOpen(folder / "file"));
     EXPECT_EQ(folder.Read("file"), std::string(1000, 'n'));
     EXPECT_GT(LastWriteOf(folder / "file"), version);
     EXPECT_TRUE(IsTidy(folder));
@@ -164,7 +128,13 @@ TEST(FileRewriteTest, AFullDiskLosesNothingAndTheNextSaveOrOpenCompletesIt)
         const CTempFolder folder;
         MakeFile(folder / "file", before);
         CFullDisk disk;
-        CFileHandle file(OpenExclusive(folder / "file", OPEN_EXISTING));
+        CFileHandle file(OpenExclusive(folder / "file"));
+        disk.isFull = disk.mayReserve = false;
+        EXPECT_EQ(RewriteFile(file.Get(), std::string(9000, 'n')), 0);
+        EXPECT_EQ(GetLastError(), ERROR_DISK_FULL);
+        EXPECT_EQ(folder.Read("file"), before) << "no room was reserved, so it is not touched";
+        EXPECT_TRUE(IsTidy(folder));
+        disk.isFull = disk.mayReserve = true;
         folder.Write(".redo/file", std::string(20'000, 'x')); // one that could not be removed
         for (const char text : {'a', 'b'}) {
             EXPECT_EQ(RewriteFile(file.Get(), std::string(9000, text)), 0);
@@ -177,10 +147,10 @@ TEST(FileRewriteTest, AFullDiskLosesNothingAndTheNextSaveOrOpenCompletesIt)
         } else {
             file.Reset();
             SetLastError(ERROR_SUCCESS);
-            EXPECT_FALSE(CFileHandle(OpenExclusive(folder / "file", OPEN_EXISTING)).IsOpen());
+            EXPECT_FALSE(CanOpen(folder / "file"));
             EXPECT_EQ(GetLastError(), ERROR_DISK_FULL);
             disk.isFull = false;
-            EXPECT_TRUE(CFileHandle(OpenExclusive(folder / "file", OPEN_EXISTING)).IsOpen());
+            EXPECT_TRUE(CanOpen(folder / "file"));
             EXPECT_EQ(folder.Read("file"), std::string(9000, 'a'))
                 << "the first is completed first";
         }
@@ -188,34 +158,16 @@ TEST(FileRewriteTest, AFullDiskLosesNothingAndTheNextSaveOrOpenCompletesIt)
     }
 }
 
-TEST(FileRewriteTest, ALongerTextThatHasNoRoomLeavesTheOldOneWhole)
-{
-    const CTempFolder folder;
-    MakeFile(folder / "file", "text");
-    CFullDisk disk;
-    disk.isFull = disk.mayReserve = false;
-    EXPECT_FALSE(Rewrite(folder / "file", std::string(9000, 'n')));
-    EXPECT_EQ(GetLastError(), ERROR_DISK_FULL);
-    EXPECT_EQ(folder.Read("file"), "text");
-    EXPECT_TRUE(IsTidy(folder));
-}
-
 // The disk as a power cut leaves it: names in the order in which they came, bytes only where they
 // were flushed. Holds the rules of flushing against every call.
-struct CPowerCut : CSystemCalls
+struct CPowerCut : CPlantedCalls
 {
-    CPowerCut() { Replace(this); }
-    ~CPowerCut() override { Replace(nullptr); }
-    static std::string PathOf(int file)
-    {
-        return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file));
-    }
+    explicit CPowerCut(const CTempFolder& watched) : folder(watched.Path()) {}
     ssize_t WriteAt(int file, const void* bytes, std::size_t size, off_t position) override
     {
-        const std::string path = PathOf(file);
-        unflushed.insert(path);
-        unflushed.insert(std::filesystem::path(path).parent_path());
-        const bool isRedo = path.find("/.redo/") != std::string::npos;
+        const std::filesystem::path path = PathOf(file);
+        unflushed.insert({path, path.parent_path()});
+        const bool isRedo = path.parent_path().filename() == ".redo";
         hasRedo = hasRedo || isRedo;
         if (!isRedo) {
             EXPECT_EQ(unflushed, (std::set<std::string>{path, folder})) << "redo file not flushed";
@@ -239,7 +191,7 @@ struct CPowerCut : CSystemCalls
         EXPECT_FALSE(unflushed.contains(folder + "/file")) << "redo file removed too early";
         return CSystemCalls::Unlink(path);
     }
-    std::string folder;
+    const std::string folder;
     std::set<std::string> unflushed;
     bool hasRedo = false;
     bool hasFlushedFolder = false;
@@ -250,19 +202,17 @@ TEST(FileRewriteTest, AFlushedSaveAndEveryRepairAreOnTheDiskBeforeTheRedoFileGoe
     {
         const CTempFolder folder;
         MakeFile(folder / "file", "text");
-        CPowerCut disk;
-        disk.folder = folder.Path();
+        CPowerCut disk(folder);
         SetFlushing(true);
         EXPECT_TRUE(Rewrite(folder / "file", std::string(3000, 'n')));
-        EXPECT_TRUE(CFileHandle(OpenExclusive(folder / "file", TRUNCATE_EXISTING)).IsOpen());
+        EXPECT_TRUE(CanOpen(folder / "file", TRUNCATE_EXISTING));
         SetFlushing(false);
         EXPECT_TRUE(disk.hasRedo && disk.hasFlushedFolder);
     }
     const CTempFolder folder;
     MakeTorn(folder, "text", std::string(3000, 'n'));
-    CPowerCut disk;
-    disk.folder = folder.Path();
-    EXPECT_TRUE(CFileHandle(OpenExclusive(folder / "file", OPEN_EXISTING)).IsOpen());
+    const CPowerCut disk(folder);
+    EXPECT_TRUE(CanOpen(folder / "file"));
     EXPECT_TRUE(IsTidy(folder));
 }
 
@@ -283,7 +233,7 @@ TEST(FileRewriteTest, AFailedCallLeavesADefinedFileAndARetryWorks)
             const CTempFolder folder;
             MakeFile(folder / "file", before);
             CFaultySystemCalls calls;
-            const CFileHandle file(OpenExclusive(folder / "file", OPEN_EXISTING));
+            const CFileHandle file(OpenExclusive(folder / "file"));
             FILETIME creation, creationAfter;
             ASSERT_EQ(GetFileTime(file.Get(), &creation, nullptr, nullptr), 1);
             calls.FailAt(call, error);
@@ -293,6 +243,7 @@ TEST(FileRewriteTest, AFailedCallLeavesADefinedFileAndARetryWorks)
             EXPECT_EQ(calls.OpenFiles(), 1u);
             const bool isVital = kVitalCalls.contains(calls.LastHit()) && error != EINTR;
             EXPECT_TRUE(isGood ? !wasHit || !isVital : GetLastError() == ErrorFromErrno(error));
+            EXPECT_TRUE(isGood || error != EINTR) << "it is made again";
             const bool isUnfinished = std::filesystem::exists(folder / ".redo/file");
             EXPECT_TRUE(isUnfinished || folder.Read("file") == (isGood ? after : before));
             calls.FailAt(0, 0);
@@ -305,55 +256,54 @@ TEST(FileRewriteTest, AFailedCallLeavesADefinedFileAndARetryWorks)
     }
 }
 
+// A user of the same group, who may write a file and its folder but not set their times.
+struct CGroupMember : CPlantedCalls
+{
+    int Stat(int folder, const char* path, int flags, struct statx* status) override
+    {
+        const int result = CSystemCalls::Stat(folder, path, flags, status);
+        status->stx_uid += 1;
+        return result;
+    }
+    int SetTimes(int /*file*/, const struct timespec* /*times*/) override { return Refuse(); }
+    int SetTimes(const char* /*path*/, const struct timespec* /*times*/) override
+    {
+        return Refuse();
+    }
+    static int Refuse()
+    {
+        errno = EPERM;
+        return -1;
+    }
+};
+
 TEST(FileRewriteTest, AChangeThatCannotBeHeldIsRefusedBeforeItIsMade)
 {
-    // A user of the same group, who may write a file and its folder but not set their times.
-    struct : CSystemCalls
-    {
-        int Stat(int folder, const char* path, int flags, struct statx* status) override
-        {
-            const int result = CSystemCalls::Stat(folder, path, flags, status);
-            status->stx_uid += 1;
-            return result;
-        }
-        int SetTimes(int /*file*/, const struct timespec* /*times*/) override
-        {
-            errno = EPERM;
-            return -1;
-        }
-        int SetTimes(const char* /*path*/, const struct timespec* /*times*/) override
-        {
-            errno = EPERM;
-            return -1;
-        }
-    } groupMember;
+    const std::string after(3000, 'n');
     const CTempFolder folder;
-    MakeFile(folder / "file", "text");
-    CFileHandle file(OpenExclusive(folder / "file", OPEN_EXISTING));
-    CSystemCalls::Replace(&groupMember);
-    EXPECT_EQ(RewriteFile(file.Get(), "new text"), 0);
-    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(RewriteFile(file.Get(), ""), 0);
-    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(OpenExclusive(folder / "new", CREATE_NEW), INVALID_HANDLE_VALUE);
-    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
-    CSystemCalls::Replace(nullptr);
-    EXPECT_EQ(folder.Read("file"), "text");
+    MakeTorn(folder, "text", after);
+    EXPECT_TRUE(MakeFile(folder / "held", "text"));
+    const CFileHandle file(OpenExclusive(folder / "held"));
+    {
+        const CGroupMember member;
+        for (const char* text : {"new text", ""}) {
+            EXPECT_EQ(RewriteFile(file.Get(), text), 0);
+            EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+        }
+        EXPECT_FALSE(CanOpen(folder / "new", CREATE_NEW));
+        EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+        EXPECT_FALSE(CanOpen(folder / "file")) << "a repair is a change too";
+    }
+    EXPECT_EQ(folder.Read("held"), "text");
     EXPECT_FALSE(std::filesystem::exists(folder / "new"));
+    EXPECT_NE(folder.Read("file"), after);
 
     // Somebody who restores files under their names.
-    std::filesystem::rename(folder.Write("restored", "restored"), folder / "file");
+    std::filesystem::rename(folder.Write("restored", "restored"), folder / "held");
     EXPECT_EQ(RewriteFile(file.Get(), "new text"), 0);
     EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
-    EXPECT_EQ(folder.Read("file"), "restored");
-    EXPECT_FALSE(std::filesystem::exists(folder / ".redo/file"));
-
-    const CTempFolder other;
-    MakeTorn(other, "text", std::string(3000, 'n'));
-    CSystemCalls::Replace(&groupMember);
-    EXPECT_EQ(OpenExclusive(other / "file", OPEN_EXISTING), INVALID_HANDLE_VALUE);
-    CSystemCalls::Replace(nullptr);
-    EXPECT_NE(other.Read("file"), std::string(3000, 'n')) << "a repair is a change too";
+    EXPECT_EQ(folder.Read("held"), "restored");
+    EXPECT_FALSE(std::filesystem::exists(folder / ".redo/held"));
 }
 
 TEST(FileRewriteTest, WhatIsLeftBesideAFileIsUsedOnlyWhereItIsWhole)
@@ -384,7 +334,7 @@ TEST(FileRewriteTest, WhatIsLeftBesideAFileIsUsedOnlyWhereItIsWhole)
         const CTempFolder folder;
         folder.Write("file", c.file);
         folder.Write(".redo/file", c.left);
-        EXPECT_TRUE(CFileHandle(OpenExclusive(folder / "file", OPEN_EXISTING)).IsOpen());
+        EXPECT_TRUE(CanOpen(folder / "file"));
         EXPECT_EQ(folder.Read("file"), c.expected);
         EXPECT_FALSE(std::filesystem::exists(folder / ".redo/file"));
         std::filesystem::remove_all(folder / ".redo");
@@ -397,13 +347,13 @@ TEST(FileRewriteTest, WhatIsLeftBesideAFileIsUsedOnlyWhereItIsWhole)
     full.Write(".redo.new~", "");
     full.Write("whole", "text");
     full.Write("cut.redo~", full.Write("cut", "te"));
-    EXPECT_TRUE(CFileHandle(OpenExclusive(full / "whole", OPEN_EXISTING)).IsOpen());
-    EXPECT_FALSE(CFileHandle(OpenExclusive(full / "cut", OPEN_EXISTING)).IsOpen());
+    EXPECT_TRUE(CanOpen(full / "whole"));
+    EXPECT_FALSE(CanOpen(full / "cut"));
 }
 
 TEST(FileRewriteTest, NoMoreThanAContactMayHoldIsWrittenOrReadFromARedoFile)
 {
-    struct : CSystemCalls
+    struct CCountingReads : CPlantedCalls
     {
         ssize_t ReadAt(int file, void* bytes, std::size_t size, off_t position) override
         {
@@ -411,30 +361,31 @@ TEST(FileRewriteTest, NoMoreThanAContactMayHoldIsWrittenOrReadFromARedoFile)
             return CSystemCalls::ReadAt(file, bytes, size, position);
         }
         std::size_t read = 0;
-    } calls;
-    constexpr std::size_t kLargest = std::size_t{64} << 20;
-    const CTempFolder folder;
-    MakeFile(folder / "file", "text");
-    folder.Write(".redo/file", "x");
-    std::filesystem::resize_file(folder / ".redo/file", kLargest);
-    CSystemCalls::Replace(&calls);
-    EXPECT_TRUE(CFileHandle(OpenExclusive(folder / "file", OPEN_EXISTING)).IsOpen());
-    CSystemCalls::Replace(nullptr);
-    EXPECT_LT(calls.read, 1000u);
-    EXPECT_FALSE(Rewrite(folder / "file", std::string(kLargest + 1, 'n')));
-    EXPECT_EQ(GetLastError(), ERROR_FILE_TOO_LARGE);
-    struct : CSystemCalls
+    };
+    struct CKeepingRedo : CPlantedCalls
     {
         int Unlink(const char* /*path*/) override
         {
             errno = EIO;
             return -1;
         }
-    } keepingRedo;
-    CSystemCalls::Replace(&keepingRedo);
-    EXPECT_FALSE(Rewrite(folder / "file", std::string(kLargest, 'n')));
-    CSystemCalls::Replace(nullptr);
+    };
+    constexpr std::size_t kLargest = std::size_t{64} << 20;
+    const CTempFolder folder;
+    EXPECT_TRUE(MakeFile(folder / "file", "text"));
+    std::filesystem::resize_file(folder.Write(".redo/file", "x"), kLargest);
+    {
+        const CCountingReads calls;
+        EXPECT_TRUE(CanOpen(folder / "file"));
+        EXPECT_LT(calls.read, 1000u);
+    }
+    EXPECT_FALSE(Rewrite(folder / "file", std::string(kLargest + 1, 'n')));
+    EXPECT_EQ(GetLastError(), ERROR_FILE_TOO_LARGE);
+    {
+        const CKeepingRedo calls;
+        EXPECT_FALSE(Rewrite(folder / "file", std::string(kLargest, 'n')));
+    }
     folder.Write("file", "torn");
-    EXPECT_TRUE(CFileHandle(OpenExclusive(folder / "file", OPEN_EXISTING)).IsOpen());
+    EXPECT_TRUE(CanOpen(folder / "file"));
     EXPECT_EQ(std::filesystem::file_size(folder / "file"), kLargest);
 }

@@ -9,9 +9,6 @@
 
 #include <gtest/gtest.h>
 
-namespace
-{
-
 TEST(FileSystemTest, EnsureDirectoryMakesOneFolderUnlessItIsThere)
 {
     const CTempFolder folder;
@@ -33,5 +30,3 @@ TEST(FileSystemTest, EnsureDirectoryMakesOneFolderUnlessItIsThere)
         EXPECT_EQ(std::filesystem::is_directory(folder / name), error == 0);
     }
 }
-
-} // namespace

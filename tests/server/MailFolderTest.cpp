@@ -21,6 +21,13 @@ bool CanOpen(CMailFolder& folder, const std::string& id)
     return message.Open(folder, id.c_str(), 0);
 }
 
+// The identifier of a walk's next message; empty behind the last.
+std::string NextId(CMailFolder& folder)
+{
+    _tMailFolderMessageInfo info{sizeof(info), {}};
+    return folder.FindNextMessage(&info) ? info.szMessageId : "";
+}
+
 TEST(MailFolderTest, FolderIsWhereCurIs)
 {
     const CTestMailStore store;
@@ -63,9 +70,8 @@ TEST(MailFolderTest, IdIsTheUniquePartOfTheFileName)
         store.Deliver(file);
         CMailFolder folder = store.OpenFolder();
         FILETIME version;
-        _tMailFolderMessageInfo info{sizeof(info), {}};
         EXPECT_TRUE(folder.StartMessageEnumeration(0, &version));
-        EXPECT_EQ(folder.FindNextMessage(&info) ? info.szMessageId : "", id);
+        EXPECT_EQ(NextId(folder), id);
         CMailFolder other = store.OpenFolder();
         EXPECT_EQ(CanOpen(other, id), !id.empty());
     }
@@ -80,7 +86,7 @@ TEST(MailFolderTest, VersionIsTheLaterTimeOfCurAndNew)
         SCOPED_TRACE(later);
         SetAge(store / older, hours(2));
         SetAge(store / later, hours(1));
-        const FILETIME expected = LastWriteTime(store / later);
+        const FILETIME expected = LastWriteOf(store / later);
         const std::uint64_t count = FileTimeToCount(expected);
 
         FILETIME version = FileTimeFromCount(count - 1);
@@ -92,8 +98,7 @@ TEST(MailFolderTest, VersionIsTheLaterTimeOfCurAndNew)
         EXPECT_FALSE(folder.StartMessageEnumeration(0, &version));
         EXPECT_EQ(FileTimeToCount(version), count + 1);
 
-        _tMailFolderMessageInfo info{sizeof(info), {}};
-        EXPECT_FALSE(folder.FindNextMessage(&info)); // the walk of before has ended
+        EXPECT_EQ(NextId(folder), "") << "the walk of before has ended";
         EXPECT_TRUE(CanOpen(folder, "1"));
         EXPECT_TRUE(folder.Lock(&version));
         EXPECT_EQ(version, expected); // and nothing has moved it
@@ -101,10 +106,8 @@ TEST(MailFolderTest, VersionIsTheLaterTimeOfCurAndNew)
 }
 
 // The system with a clock that stands, one kind of file system, and a count of folder listings.
-struct CStandingClock : CSystemCalls
+struct CStandingClock : CPlantedCalls
 {
-    CStandingClock() { Replace(this); }
-    ~CStandingClock() override { Replace(nullptr); }
     int Now(struct timespec* time) override
     {
         *time = now;
@@ -158,7 +161,7 @@ TEST(MailFolderTest, VersionIsOneUnitLessWhileADeliveryCouldLeaveTheTimeAsItIs)
         clock.isOnNetwork = c.isOnNetwork;
         SetTime(store / "new", clock.now, c.aheadUs);
         SetTime(store / "cur", clock.now, c.aheadUs - 1);
-        const std::uint64_t time = FileTimeToCount(LastWriteTime(store / "new"));
+        const std::uint64_t time = FileTimeToCount(LastWriteOf(store / "new"));
         FILETIME version, locked;
         EXPECT_TRUE(folder.StartMessageEnumeration(0, &version) && folder.Lock(&locked));
         EXPECT_EQ(FileTimeToCount(version), time - c.less);
@@ -210,8 +213,7 @@ TEST(MailFolderTest, WalkFindsRenamedMessagesAndPassesOverRemovedOnes)
     CMailFolder folder = store.OpenFolder();
     FILETIME version;
     ASSERT_TRUE(folder.StartMessageEnumeration(0, &version));
-    _tMailFolderMessageInfo info{sizeof(info), {}};
-    ASSERT_TRUE(folder.FindNextMessage(&info));
+    EXPECT_EQ(NextId(folder), "1");
     std::filesystem::rename(store / "new/1", store / "cur/1:2,S");
     EXPECT_TRUE(CanOpen(folder, "1"));
     std::filesystem::rename(store / "cur/4:2,", store / "cur/4:2,F");
@@ -219,11 +221,10 @@ TEST(MailFolderTest, WalkFindsRenamedMessagesAndPassesOverRemovedOnes)
     EXPECT_FALSE(CanOpen(folder, "2"));
     EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
     for (const char* id : {"3", "4"}) {
-        ASSERT_TRUE(folder.FindNextMessage(&info));
-        EXPECT_STREQ(info.szMessageId, id);
+        EXPECT_EQ(NextId(folder), id);
         EXPECT_TRUE(CanOpen(folder, id));
     }
-    EXPECT_FALSE(folder.FindNextMessage(&info));
+    EXPECT_EQ(NextId(folder), "");
 }
 
 TEST(MailFolderTest, ReadersShareTheLockAndAWriterExcludesThem)

@@ -6,6 +6,11 @@
 
 // Contacts as texts, for tables of cases.
 
+inline std::string Card(const std::string& lines)
+{
+    return "BEGIN:VCARD\r\n" + lines + "END:VCARD\r\n";
+}
+
 // A property's text.
 inline std::u16string TextOf(CContact& contact, const char* property)
 {

@@ -8,17 +8,22 @@
 
 #include <unistd.h>
 
-// The system's calls with a fault planted at the Nth one. Counts all calls, keeps the open
-// descriptors, and is current for as long as it lives.
-class CFaultySystemCalls : public CSystemCalls
+// System calls that are current for as long as they live.
+class CPlantedCalls : public CSystemCalls
 {
 public:
-    CFaultySystemCalls() { Replace(this); }
-    ~CFaultySystemCalls() override
-    {
-        Replace(nullptr);
-        Bury();
-    }
+    CPlantedCalls() { Replace(this); }
+    ~CPlantedCalls() override { Replace(nullptr); }
+    CPlantedCalls(const CPlantedCalls&) = delete;
+    CPlantedCalls& operator=(const CPlantedCalls&) = delete;
+};
+
+// The system's calls with a fault planted at the Nth one. Counts all calls, and keeps the open
+// descriptors.
+class CFaultySystemCalls : public CPlantedCalls
+{
+public:
+    ~CFaultySystemCalls() override { Bury(); }
 
     // The call with that number, counted from 1 from now on, fails once with that errno.
     void FailAt(int call, int error)

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "platform/FileAttributes.h"
 #include "server/MailFolder.h"
 #include "server/MailOwner.h"
 #include "server/MailServer.h"
 #include "server/Mailbox.h"
+#include "support/Files.h"
 #include "support/TempFolder.h"
 
 #include <chrono>
@@ -61,13 +61,6 @@ public:
     CTempFolder folder;
     CMailServer server;
 };
-
-inline FILETIME LastWriteTime(const std::string& path)
-{
-    WIN32_FILE_ATTRIBUTE_DATA data;
-    return GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data) ? data.ftLastWriteTime
-                                                                            : FILETIME{};
-}
 
 // Sets a file's or folder's last-write time that far from now.
 inline void SetAge(const std::string& path, std::chrono::seconds age)

@@ -3,12 +3,10 @@
 #include "platform/LastError.h"
 
 #include <fstream>
+#include <sstream>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
-
-namespace
-{
 
 // One row of tests/data/addresses.json: each address in its full form, none where it is refused.
 TEST(Rfc822AddressTest, CasesComeOutRightAndARefusalChangesNothing)
@@ -16,7 +14,7 @@ TEST(Rfc822AddressTest, CasesComeOutRightAndARefusalChangesNothing)
     using Addresses = std::vector<std::string>;
     std::ifstream file(CONTACTMGR_TEST_DATA "/addresses.json");
     const nlohmann::json cases = nlohmann::json::parse(file);
-    ASSERT_EQ(cases.size(), 82u);
+    ASSERT_EQ(cases.size(), 84u);
     for (const auto& c : cases) {
         SCOPED_TRACE(c.dump());
         const std::string input = c["input"];
@@ -59,6 +57,23 @@ TEST(Rfc822AddressTest, CommentKeepsControlCharactersButStaysOneLineInAddresses)
     EXPECT_EQ(address.GetComment(), std::u16string(u"Ann\r\nBcc: x"));
 }
 
+// RFC 2047, 2 and 5.
+TEST(Rfc822AddressTest, EncodedWordsAreShortAndCutNoCharacter)
+{
+    for (std::size_t shift = 0; shift < 4; ++shift) {
+        const std::u16string comment = std::u16string(shift, u'x') + std::u16string(60, u'\u20AC');
+        CRfc822Address address;
+        EXPECT_TRUE(address.SetComment(comment.c_str()));
+        std::istringstream words(address.EncodedComment());
+        std::u16string decoded;
+        for (std::string word; words >> word; decoded += address.GetComment()) {
+            EXPECT_LE(word.size(), 75u);
+            EXPECT_TRUE(address.Parse((word + " <a@b>").c_str()));
+        }
+        EXPECT_EQ(decoded, comment);
+    }
+}
+
 TEST(Rfc822AddressTest, NameAndDomainMakeAnAddressThatParses)
 {
     static const struct
@@ -68,6 +83,7 @@ TEST(Rfc822AddressTest, NameAndDomainMakeAnAddressThatParses)
         {"a \"b\"", "example.org", "\"a \\\"b\\\"\"@example.org"},
         {".a..b@", "[192.0.2.7]", "\".a..b@\"@[192.0.2.7]"},
         {"\u00E4", "\u00F6.example", "\u00E4@\u00F6.example"},
+        {"a", "[]", "a@[]"},
         {"", "c", nullptr},
         {"a\nb", "c", nullptr},
         {"\xE4", "c", nullptr},
@@ -89,5 +105,3 @@ TEST(Rfc822AddressTest, NameAndDomainMakeAnAddressThatParses)
         EXPECT_STREQ(address.RawAddress(), c.raw);
     }
 }
-
-} // namespace

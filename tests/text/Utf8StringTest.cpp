@@ -6,9 +6,6 @@
 
 #include <gtest/gtest.h>
 
-namespace
-{
-
 TEST(Utf8StringTest, TextOfAnyLengthConvertsBothWays)
 {
     const std::pair<std::string, std::u16string> cases[] = {
@@ -60,5 +57,3 @@ TEST(Utf8StringTest, BytesThatAreNoUtf8AreRefusedOrReplaced)
         }
     }
 }
-
-} // namespace

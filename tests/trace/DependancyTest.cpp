@@ -1,6 +1,7 @@
 #include "trace/Dependancy.h"
 
-#include "server/MailServer.h"
+#include "server/ServerDependancies.h"
+#include "support/TestMailStore.h"
 
 #include <gtest/gtest.h>
 
@@ -38,6 +39,20 @@ TEST(DependancyTest, LibraryIsStartedAndEndedOnce)
     library.answer = true;
     EXPECT_TRUE(library.Term() && library.Term());
     EXPECT_EQ(library.calls, "ieitt");
+}
+
+TEST(DependancyTest, TheServersLibrariesStartWithAnOpenServerAlone)
+{
+    CTestMailStore store;
+    CMailServer closed;
+    CPigeonryDependancy pigeonry;
+    CParishDependancy parish;
+    CSatchelDependancy satchel("test");
+    EXPECT_FALSE(pigeonry.Init(closed) || parish.Init(closed) || satchel.Init(closed));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+    EXPECT_TRUE(pigeonry.Init(store.server) && parish.Init(store.server) &&
+                satchel.Init(store.server));
+    EXPECT_TRUE(pigeonry.Term() && parish.Term() && satchel.Term());
 }
 
 } // namespace

@@ -22,6 +22,7 @@ protected:
     FunctionDebuggingTest()
     {
         CFunctionDebugging::SetSink([this](std::string_view line) {
+            const CFunctionDebugging untraced("Sink");
             m_lines.emplace_back(line.substr(line.find(' ') + 1));
         });
     }

@@ -1,28 +1,11 @@
 #pragma once
 
-#include "pab/PABContact.h"
-#include "pab/PABContactEnumerator.h"
-#include "pab/PABPlugin.h"
-#include "platform/SystemCalls.h"
+#include "support/BookFolder.h"
+#include "support/FaultySystemCalls.h"
+#include "support/Files.h"
 #include "trust/Trial.h"
 
 #include <cstdlib>
-#include <filesystem>
-#include <memory>
-
-using ContactPtr = std::unique_ptr<CContact>;
-
-inline ContactMgr::CContactId IdOf(std::uint32_t number)
-{
-    return {CPABContact::kPluginType, number};
-}
-
-inline std::uint64_t LastWriteOf(const std::string& path)
-{
-    WIN32_FILE_ATTRIBUTE_DATA data;
-    GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data);
-    return FileTimeToCount(data.ftLastWriteTime);
-}
 
 // A text in which every character depends on the seed, so that no mixture of two goes unnoticed.
 inline std::u16string TextOf(std::uint32_t seed, std::size_t size)
@@ -55,16 +38,14 @@ inline std::uint32_t SeedOf(const ContactPtr& contact)
 }
 
 // Takes a step before each write over a contact's text: in a save, behind the redo file.
-struct CBeforeOverwrite : CSystemCalls
+struct CBeforeOverwrite : CPlantedCalls
 {
     using Step = std::function<void(int file, const void* bytes, std::size_t size)>;
 
-    explicit CBeforeOverwrite(Step taken) : step(std::move(taken)) { Replace(this); }
-    ~CBeforeOverwrite() override { Replace(nullptr); }
+    explicit CBeforeOverwrite(Step taken) : step(std::move(taken)) {}
     ssize_t WriteAt(int file, const void* bytes, std::size_t size, off_t position) override
     {
-        const auto path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file));
-        if (path.parent_path().filename() != ".redo") {
+        if (PathOf(file).parent_path().filename() != ".redo") {
             step(file, bytes, size);
         }
         return CSystemCalls::WriteAt(file, bytes, size, position);
@@ -73,40 +54,10 @@ struct CBeforeOverwrite : CSystemCalls
     const Step step;
 };
 
-// An address book folder, and the plug-in for it.
-struct CBook
+// An address book whose contacts hold such texts.
+struct CBook : CBookFolder
 {
-    explicit CBook(std::string folder) : path(std::move(folder)), plugin(path) {}
-
-    std::string File(std::uint32_t number, const char* folder = "/") const
-    {
-        return path + folder + CPABContact::ContactIdToFileName(IdOf(number));
-    }
-
-    std::ptrdiff_t Counters() const
-    {
-        return std::ranges::count_if(
-            std::filesystem::directory_iterator(path),
-            [](const auto& entry) { return entry.path().extension() == ".nxt"; });
-    }
-
-    // How many contacts a walk shows.
-    std::size_t Walk() const
-    {
-        CPABContactEnumerator walk(path);
-        std::size_t count = 0;
-        for (walk.Start(nullptr, nullptr); walk.MoveNext(); ++count) {
-        }
-        return count;
-    }
-
-    ContactPtr Open(std::uint32_t number)
-    {
-        CContact* contact = nullptr;
-        SetLastError(ERROR_SUCCESS);
-        plugin.OpenContact(IdOf(number), &contact);
-        return ContactPtr(contact);
-    }
+    using CBookFolder::CBookFolder;
 
     // Tries again for a while if somebody holds the contact. A network file system gives up a dead
     // process's lock a little later.
@@ -149,9 +100,4 @@ struct CBook
         return contact != nullptr && SaveText(*contact, seed, size) ? contact->GetId().ToNumber()
                                                                     : 0;
     }
-
-    bool Delete(std::uint32_t number) { return plugin.DeleteContact(IdOf(number)); }
-
-    const std::string path;
-    CPABPlugin plugin;
 };

@@ -2,6 +2,7 @@
 #include "trust/Book.h"
 
 #include <array>
+#include <optional>
 
 namespace
 {
@@ -12,7 +13,6 @@ constexpr std::size_t kMakers = 3;
 constexpr std::uint32_t kSlots = 5;
 constexpr int kPollsPerRound = 40;
 constexpr std::uint32_t kMostContacts = 4000;
-constexpr int kRoundsAtOnce = 20'000;
 constexpr std::uint32_t kCacheMicroseconds = 1'200'000;
 
 constexpr std::size_t kNumbers = kMostContacts + kMakers + 1;
@@ -28,7 +28,7 @@ struct CDeeds
 };
 
 // Waits at random places behind the clock and before every call.
-struct CJitter : CSystemCalls
+struct CJitter : CPlantedCalls
 {
     int Now(struct timespec* time) override
     {
@@ -98,7 +98,7 @@ struct CFollower
             return false;
         }
         for (const ContactMgr::CContactId& id : other) {
-            known.at(id.ToNumber()) = LastWriteOf(book.File(id.ToNumber()));
+            known.at(id.ToNumber()) = FileTimeToCount(LastWriteOf(book.File(id.ToNumber())));
         }
         for (const ContactMgr::CContactId& id : deleted) {
             known.at(id.ToNumber()) = 0;
@@ -152,44 +152,18 @@ int TryBook(const CTrialOptions& options, const std::string& name, int saves, CR
     return deeds.saves;
 }
 
-// Saves at the same moment leave the folder with the latest of their stamps.
-void TrySavesAtOnce(const CTrialOptions& options, CRow& row)
-{
-    CBook book(options.folder + "/AtOnce");
-    for (std::size_t saver = 0; saver < kWriters; ++saver) {
-        book.New(1, 300);
-    }
-    for (int round = std::min(options.count / 6, kRoundsAtOnce); round > 0; --round) {
-        std::atomic<std::size_t> saved{0};
-        std::vector<std::jthread> savers;
-        for (std::uint32_t number = 1; number <= kWriters; ++number) {
-            savers.emplace_back([&, number] {
-                SleepMicroseconds(RandomBelow(1000));
-                saved += CBook(options.FolderOf(number) + "/AtOnce").Change(number, 2, 300);
-            });
-        }
-        savers.clear(); // which waits for them
-        std::uint64_t latest = 0;
-        for (std::uint32_t number = 1; number <= kWriters; ++number) {
-            latest = std::max(latest, LastWriteOf(book.File(number)));
-        }
-        row.Try(saved == kWriters && LastWriteOf(options.second + "/AtOnce") >= latest,
-                "a save failed, or the folder is behind it");
-    }
-}
-
 } // namespace
 
 void TryChanges(const CTrialOptions& options, CRow& row)
 {
-    CJitter jitter;
-    CSystemCalls::Replace(options.withJitter ? &jitter : nullptr);
-    TrySavesAtOnce(options, row);
+    std::optional<CJitter> jitter;
+    if (options.withJitter) {
+        jitter.emplace();
+    }
     int saves = 0;
     for (int book = 0, done = 1; done > 0 && saves < options.count; ++book) {
         done = TryBook(options, "/Contacts" + std::to_string(book), options.count - saves, row);
         saves += done;
     }
-    CSystemCalls::Replace(nullptr);
     row.Note(std::to_string(saves) + " saves");
 }

@@ -60,7 +60,7 @@ struct CFullDiskTrial
         row.Try((isTold || IsForRoom(GetLastError())) && deleted.IsEmpty(), "reported as deleted");
         const auto opened =
             std::ranges::count_if(subjects, [&](const CSubject& one) { return IsWhole(one); });
-        row.Try(std::cmp_greater_equal(book.Walk(), opened), "a walk ends too early");
+        row.Try(std::cmp_greater_equal(book.Walk().size(), opened), "a walk ends too early");
         Kill(process);
         std::filesystem::remove(filler);
         FlushFileSystem(book.path.c_str());

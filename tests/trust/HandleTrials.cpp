@@ -29,7 +29,7 @@ void TryDoubleOpens(const CTrialOptions& options, CRow& row)
     if (!row.Try(opened != nullptr && made != nullptr, "nothing to hold")) {
         return;
     }
-    const std::uint64_t stamp = LastWriteOf(book.File(number));
+    const FILETIME stamp = LastWriteOf(book.File(number));
     const int count = options.count / 8;
     for (const ContactPtr* held : {&opened, &made}) {
         const std::uint32_t target = (*held)->GetId().ToNumber();

@@ -1,4 +1,3 @@
-#include "platform/FileHandle.h"
 #include "platform/Flushing.h"
 #include "trust/Book.h"
 

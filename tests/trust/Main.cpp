@@ -3,10 +3,10 @@
 #include "trust/Trial.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
-#include <map>
 #include <string_view>
+
+#include <CLI/CLI.hpp>
 
 namespace
 {
@@ -35,44 +35,29 @@ constexpr CTrial kTrials[] = {
      "power cut while saving with flushing on: whole, nothing acknowledged lost", false},
 };
 
-int ShowUsage()
-{
-    std::cerr << "usage: contactmgr_trust\n"
-                 "           kill|random-kill|numbers|changes|handles|mail|full-disk|root FOLDER\n"
-                 "           [--count N] [--second FOLDER] [--jitter] [--share COMMAND]\n"
-                 "       contactmgr_trust save|repair|read FOLDER --log FILE\n";
-    return 2;
-}
-
 } // namespace
 
 int main(int count, char** arguments)
 {
-    if (count < 3) {
-        return ShowUsage();
-    }
     CTrialOptions options;
-    options.folder = options.second = std::filesystem::absolute(arguments[2]);
-    std::string times = "1";
-    const std::map<std::string_view, std::string*> values = {{"--count", &times},
-                                                             {"--second", &options.second},
-                                                             {"--share", &options.share},
-                                                             {"--log", &options.log}};
-    for (int index = 3; index < count; ++index) {
-        const auto value = values.find(arguments[index]);
-        if (arguments[index] == std::string_view("--jitter")) {
-            options.withJitter = true;
-        } else if (value == values.end() || ++index == count) {
-            return ShowUsage();
-        } else {
-            *value->second = arguments[index];
-        }
-    }
-    options.count = std::atoi(times.c_str());
-    const auto trial = std::ranges::find(kTrials, std::string_view(arguments[1]), &CTrial::name);
+    std::string name;
+    CLI::App app("Runs a trial in FOLDER: kill, random-kill, numbers, changes, handles, mail, "
+                 "full-disk, root; save, repair, read for power cuts");
+    app.add_option("TRIAL", name)->required();
+    app.add_option("FOLDER", options.folder)->required();
+    app.add_option("--count", options.count);
+    app.add_option("--second", options.second);
+    app.add_flag("--jitter", options.withJitter);
+    app.add_option("--share", options.share);
+    app.add_option("--log", options.log);
+    CLI11_PARSE(app, count, arguments);
+    const auto trial = std::ranges::find(kTrials, name, &CTrial::name);
     if (trial == std::end(kTrials)) {
-        return ShowUsage();
+        std::cerr << app.help();
+        return 2;
     }
+    options.folder = std::filesystem::absolute(options.folder);
+    options.second = options.second.empty() ? options.folder : options.second;
     std::string own = options.folder + "/trust-XXXXXX";
     if (trial->hasOwnFolder) {
         if (mkdtemp(own.data()) == nullptr) {

@@ -53,7 +53,7 @@ void SaveUntilKilled(const CTrialOptions& options, CRow& row)
 
 void RepairAfterPowerCut(const CTrialOptions& options, CRow& row)
 {
-    row.Try(CBook(options.folder + "/Cut").Walk() > 0, "no contact");
+    row.Try(!CBook(options.folder + "/Cut").Walk().empty(), "no contact");
     // Brings what happened to the folder to the disk, but no text of a contact.
     const int file = open((options.folder + "/other").c_str(), O_WRONLY | O_CREAT, 0600);
     row.Try(write(file, "x", 1) == 1 && fsync(file) == 0, "no other file");

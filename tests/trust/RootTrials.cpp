@@ -11,9 +11,9 @@ constexpr uid_t kMailServer = 65534; // user and group
 const std::string kBook = "Contacts";
 
 // Kills its process at one of the library's system calls.
-struct CDeath : CSystemCalls
+struct CDeath : CPlantedCalls
 {
-    explicit CDeath(int call) : left(call) { Replace(this); }
+    explicit CDeath(int call) : left(call) {}
     int Begin(const char* /*call*/) override { return left-- == 0 ? raise(SIGKILL) : 0; }
     int left;
 };
@@ -31,7 +31,7 @@ bool WorkAsMailServer(const std::vector<std::uint32_t>& live)
 {
     CBook book(kBook);
     const bool isDone = setgroups(0, nullptr) == 0 && setgid(kMailServer) == 0 &&
-                        setuid(kMailServer) == 0 && book.Walk() >= live.size() &&
+                        setuid(kMailServer) == 0 && book.Walk().size() >= live.size() &&
                         std::ranges::all_of(live, [&](std::uint32_t number) {
                             return book.Change(number, 4, 500);
                         });
