@@ -1,7 +1,6 @@
 #include "server/MailMessage.h"
 
 #include "platform/Failure.h"
-#include "platform/FileContent.h"
 #include "platform/FileHandle.h"
 #include "server/MailFolder.h"
 #include "server/MailFolderImpl.h"
