@@ -22,9 +22,9 @@ bool IsLater(const FILETIME& left, const FILETIME& right)
 CCollatedContactEnumerator::CCollatedContactEnumerator(const CContactPlgList& plugins)
 {
     for (const CContactPlgOwner& plugin : plugins) {
-        std::unique_ptr<CContactPlg::CContactEnumerator> store(plugin->GetEnumerator());
-        if (store != nullptr) {
-            m_stores.AddTail(std::move(store));
+        std::unique_ptr<CContactPlg::CContactEnumerator> walk(plugin->GetEnumerator());
+        if (walk != nullptr) {
+            m_stores.AddTail(CStore{plugin->GetPluginType(), std::move(walk)});
         }
     }
 }
@@ -46,6 +46,7 @@ bool CCollatedContactEnumerator::Begin(const FILETIME* version, bool* changed)
 {
     const FILETIME since = version == nullptr ? FILETIME() : *version;
     Finish();
+    m_faults.clear();
     bool isNew = false;
     if (!IsAnythingNew(since, &isNew)) {
         return false;
@@ -63,12 +64,22 @@ bool CCollatedContactEnumerator::Begin(const FILETIME* version, bool* changed)
     return true;
 }
 
+bool CCollatedContactEnumerator::StartStore(const CStore& store, const FILETIME* version,
+                                            bool* changed)
+{
+    if (store.walk->Start(version, changed)) {
+        return true;
+    }
+    m_faults.push_back({store.type, {}, GetLastError(), true});
+    return false;
+}
+
 // Stops at the first store that has something new: all will be opened anyway.
 bool CCollatedContactEnumerator::IsAnythingNew(const FILETIME& version, bool* isNew)
 {
-    for (const auto& store : m_stores) {
+    for (const CStore& store : m_stores) {
         bool isStoreNew = false;
-        if (!store->Start(&version, &isStoreNew)) {
+        if (!StartStore(store, &version, &isStoreNew)) {
             return false;
         }
         if (isStoreNew) {
@@ -82,11 +93,11 @@ bool CCollatedContactEnumerator::IsAnythingNew(const FILETIME& version, bool* is
 // A store that answered with a change is started already.
 bool CCollatedContactEnumerator::OpenAll()
 {
-    for (const auto& store : m_stores) {
-        if (!store->IsStarted() && !store->Start(nullptr, nullptr)) {
+    for (const CStore& store : m_stores) {
+        if (!store.walk->IsStarted() && !StartStore(store, nullptr, nullptr)) {
             return false;
         }
-        const FILETIME version = store->GetVersion();
+        const FILETIME version = store.walk->GetVersion();
         if (IsLater(version, m_version)) {
             m_version = version;
         }
@@ -104,14 +115,15 @@ try {
 bool CCollatedContactEnumerator::MoveToNextShown()
 {
     while (m_position != nullptr) {
-        CContactPlg::CContactEnumerator& store = *m_stores.GetAt(m_position);
+        const CStore& store = m_stores.GetAt(m_position);
         // Remember may find no memory; the contact is then found already at the next call.
-        m_isFound = m_isFound || FindShown(store);
+        m_isFound = m_isFound || FindShown(*store.walk);
         if (m_isFound) {
-            Remember(*store.GetCurrent());
+            Remember(*store.walk->GetCurrent());
             m_isFound = false;
             return true;
         }
+        AddFaultsOf(store, GetLastError());
         m_stores.GetNext(m_position);
     }
     return false;
@@ -120,6 +132,7 @@ bool CCollatedContactEnumerator::MoveToNextShown()
 // A store may have no current contact where memory ended. The walk then goes on behind it.
 bool CCollatedContactEnumerator::FindShown(CContactPlg::CContactEnumerator& store) const
 {
+    SetLastError(ERROR_SUCCESS);
     while (store.MoveNext()) {
         CContact* contact = store.GetCurrent();
         if (contact != nullptr && IsShown(*contact)) {
@@ -127,6 +140,20 @@ bool CCollatedContactEnumerator::FindShown(CContactPlg::CContactEnumerator& stor
         }
     }
     return false;
+}
+
+// A store that has started ends with ERROR_NO_MORE_FILES, or has failed. It may have told of that
+// itself, with the contact.
+void CCollatedContactEnumerator::AddFaultsOf(const CStore& store, std::uint32_t error)
+{
+    const CContactPlg::CWalkFaults& faults = store.walk->GetFaults();
+    for (const CContactPlg::CWalkFault& fault : faults) {
+        m_faults.push_back({store.type, fault.item, fault.error, fault.endsStore});
+    }
+    const bool isTold = !faults.empty() && faults.back().endsStore;
+    if (store.walk->IsStarted() && error != ERROR_NO_MORE_FILES && !isTold) {
+        m_faults.push_back({store.type, {}, error, true});
+    }
 }
 
 // Only the first address decides, but all addresses of a shown contact are remembered.
@@ -149,14 +176,15 @@ void CCollatedContactEnumerator::Remember(CContact& contact)
 
 CContact* CCollatedContactEnumerator::GetCurrent()
 {
-    return m_position == nullptr || m_isFound ? nullptr : m_stores.GetAt(m_position)->GetCurrent();
+    return m_position == nullptr || m_isFound ? nullptr
+                                              : m_stores.GetAt(m_position).walk->GetCurrent();
 }
 
 CContactPlg::Counts CCollatedContactEnumerator::GetPassedOver()
 try {
     CContactPlg::Counts sums;
     for (const auto& store : m_stores) {
-        for (const auto& [name, count] : store->GetPassedOver()) {
+        for (const auto& [name, count] : store.walk->GetPassedOver()) {
             sums[name] += count;
         }
     }
@@ -171,8 +199,8 @@ bool CCollatedContactEnumerator::Finish()
     m_position = nullptr;
     m_isFound = false;
     m_seen.clear();
-    for (const auto& store : m_stores) {
-        if (!store->Finish()) {
+    for (const CStore& store : m_stores) {
+        if (!store.walk->Finish()) {
             return false;
         }
     }

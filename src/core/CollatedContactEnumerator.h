@@ -4,6 +4,7 @@
 #include "platform/List.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -50,15 +51,23 @@ private:
         }
     };
 
+    struct CStore
+    {
+        std::string type;
+        std::unique_ptr<CContactPlg::CContactEnumerator> walk;
+    };
+
     bool Begin(const FILETIME* version, bool* changed);
+    bool StartStore(const CStore& store, const FILETIME* version, bool* changed);
     bool MoveToNextShown();
     bool IsAnythingNew(const FILETIME& version, bool* isNew);
     bool OpenAll();
     bool FindShown(CContactPlg::CContactEnumerator& store) const;
+    void AddFaultsOf(const CStore& store, std::uint32_t error);
     bool IsShown(CContact& contact) const;
     void Remember(CContact& contact);
 
-    CList<std::unique_ptr<CContactPlg::CContactEnumerator>> m_stores;
+    CList<CStore> m_stores;
     POSITION m_position = nullptr;
     FILETIME m_version;
     std::unordered_set<std::string, CHash, std::equal_to<>> m_seen;

@@ -100,7 +100,9 @@ public:
     // shows a contact only if it has an e-mail address, and if no contact shown before has the
     // first of its addresses; addresses compare with case (CRfc822Address::RawAddress). A store
     // that fails in the middle of a walk looks like that store's end, so a message of another
-    // program in the older web client's folder ends that store.
+    // program in the older web client's folder ends that store. What was passed over for a fault,
+    // and where a store ended before its end, stands in GetFaults of the walk
+    // (CContactPlg::CWalkFault).
     //
     // MoveNext gives false at the end, and the last error then says nothing, except
     // ERROR_NOT_ENOUGH_MEMORY (8): the walk is then still open, but a contact may be missing; begin

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 // Walks items, and tells first whether there is anything new since a version that the caller
 // holds. A version is opaque: keep the one that a walk gave, and hand it to the next Start. A
@@ -55,6 +56,17 @@ public:
     // How many of something, by its name.
     using Counts = std::map<std::string, std::size_t>;
 
+    // What a walk did not show because it could not be read. A value.
+    struct CWalkFault
+    {
+        std::string store; // its type; only in the walk of a manager
+        std::string item;  // the contact's identifier, or the id of a message in a mail folder;
+                           // empty: the store as a whole
+        std::uint32_t error = 0; // its last error; 0: as OpenContact of the store leaves it
+        bool endsStore = false;  // nothing of the store behind it was shown
+    };
+    using CWalkFaults = std::vector<CWalkFault>;
+
     class CContactEnumerator : public CVersionedEnumerator<CContact, FILETIME>
     {
     public:
@@ -62,6 +74,13 @@ public:
         // that they are stored in: "bzip2", "xz", "lz4" or "zstd". Kept until the next Start. Empty
         // in a store that keeps no messages.
         virtual Counts GetPassedOver() { return {}; }
+
+        // All else that it did not show, in the order of the walk; kept until the next Start. A
+        // contact that was deleted just then may be among them.
+        const CWalkFaults& GetFaults() const { return m_faults; }
+
+    protected:
+        CWalkFaults m_faults;
     };
 
     // The store's type: the namespace of its identifiers.

@@ -13,6 +13,7 @@ bool CMailFolderContactEnumerator::OpenOwner()
 {
     Finish();
     m_passedOver.clear();
+    m_faults.clear();
     return m_owner.Open(m_mailbox);
 }
 
@@ -48,8 +49,16 @@ bool CMailFolderContactEnumerator::PassOver(const _tMailFolderMessageInfo& info)
     CMailMessage message;
     if (reason == ERROR_UNSUPPORTED_COMPRESSION && message.Open(m_folder, info.szMessageId, 0)) {
         ++m_passedOver[message.GetCompression()];
+    } else if (reason != ERROR_SUCCESS && !IsMissingFile(reason)) {
+        AddFault(info, reason, false);
     }
     return reason != ERROR_NOT_ENOUGH_MEMORY;
+}
+
+void CMailFolderContactEnumerator::AddFault(const _tMailFolderMessageInfo& info,
+                                            std::uint32_t error, bool endsStore)
+{
+    m_faults.push_back({{}, info.szMessageId, error, endsStore});
 }
 
 bool CMailFolderContactEnumerator::Finish()

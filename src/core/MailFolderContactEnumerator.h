@@ -37,9 +37,12 @@ protected:
     // The next message of the walk, as CMailFolder::FindNextMessage.
     bool FindNext(_tMailFolderMessageInfo* info);
 
-    // For a message that gave no contact, with the reason in the last error. False if the walk
-    // cannot go on: ERROR_NOT_ENOUGH_MEMORY (8).
+    // For a message that gave no contact, with the reason in the last error: ERROR_SUCCESS (0) for
+    // one that has none. One that could not be read is counted, or a fault, unless it has gone.
+    // False if the walk cannot go on: ERROR_NOT_ENOUGH_MEMORY (8).
     bool PassOver(const _tMailFolderMessageInfo& info);
+
+    void AddFault(const _tMailFolderMessageInfo& info, std::uint32_t error, bool endsStore);
 
     CMailbox& m_mailbox;
     CMailboxMailOwner m_owner;

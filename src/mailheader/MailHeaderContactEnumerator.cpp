@@ -10,13 +10,23 @@
 namespace
 {
 
-// False: the message has no sender, or has gone.
+// Reads the sender of a message. Last error ERROR_SUCCESS (0): it names none, or several; others:
+// it cannot be read.
 bool ReadSenderOf(CMailFolder& folder, const char* messageId, CRfc822Address* sender)
 {
     CMailMessage message;
     const char* from = nullptr;
-    return message.Open(folder, messageId, 0) && message.GetHeader("From", &from) &&
-           ReadSender(from, sender);
+    if (!message.Open(folder, messageId, 0)) {
+        return false;
+    }
+    const bool hasField = message.GetHeader("From", &from);
+    if (hasField && ReadSender(from, sender)) {
+        return true;
+    }
+    if (GetLastError() == (hasField ? ERROR_INVALID_DATA : ERROR_NOT_FOUND)) {
+        SetLastError(ERROR_SUCCESS);
+    }
+    return false;
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "pab/AddressBook.h"
 
 #include "pab/PABContact.h"
+#include "platform/Failure.h"
 #include "platform/FileHandle.h"
 #include "platform/FileNames.h"
 #include "platform/FileStamp.h"
@@ -60,26 +61,29 @@ std::string CAddressBook::FileOf(const ContactMgr::CContactId& id) const
 
 bool CAddressBook::ListContacts(std::vector<ContactMgr::CContactId>* ids) const
 {
-    const std::uint32_t before = GetLastError();
+    std::vector<ContactMgr::CContactId> found;
+    if (!KeepingLastError([&] { return FindContacts(&found); })) {
+        return false;
+    }
+    std::ranges::sort(found, {}, &ContactMgr::CContactId::ToNumber);
+    ids->insert(ids->end(), found.begin(), found.end());
+    return true;
+}
+
+bool CAddressBook::FindContacts(std::vector<ContactMgr::CContactId>* ids) const
+{
     WIN32_FIND_DATA entry;
     const CFindHandle search(FindFirstFileA((m_folder + "/*.vcf").c_str(), &entry));
     if (!search.IsOpen()) {
         return IsMissingFile(GetLastError());
     }
-    std::vector<ContactMgr::CContactId> found;
     do {
-        std::optional<ContactMgr::CContactId> id = ContactOf(entry.cFileName);
+        const std::optional<ContactMgr::CContactId> id = ContactOf(entry.cFileName);
         if (id && HasContent(entry)) {
-            found.push_back(*std::move(id));
+            ids->push_back(*id);
         }
     } while (FindNextFileA(search.Get(), &entry) != 0);
-    if (GetLastError() != ERROR_NO_MORE_FILES) {
-        return false;
-    }
-    std::ranges::sort(found, {}, &ContactMgr::CContactId::ToNumber);
-    ids->insert(ids->end(), found.begin(), found.end());
-    SetLastError(before);
-    return true;
+    return GetLastError() == ERROR_NO_MORE_FILES;
 }
 
 CAddressBook::EFile CAddressBook::StateOf(const ContactMgr::CContactId& id) const

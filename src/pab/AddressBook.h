@@ -72,6 +72,7 @@ public:
     static void FlushEachChange() noexcept;
 
 private:
+    bool FindContacts(std::vector<ContactMgr::CContactId>* ids) const;
     std::string FolderAbove() const;
 
     std::string m_folder;

@@ -24,6 +24,7 @@ bool CPABContactEnumerator::Start(const FILETIME* version, bool* changed)
 bool CPABContactEnumerator::Begin(const FILETIME* version, bool* changed)
 {
     Finish();
+    m_faults.clear();
     WIN32_FILE_ATTRIBUTE_DATA folder;
     if (CFileSystem::GetFileAttributesExA(m_rootDirectory.c_str(), GetFileExInfoStandard,
                                           &folder) == 0) {
@@ -95,6 +96,7 @@ bool CPABContactEnumerator::OpenEntry()
         if (GetLastError() == ERROR_NOT_ENOUGH_MEMORY) {
             throw std::bad_alloc();
         }
+        m_faults.push_back({{}, id.ToString(), GetLastError(), false});
         return false;
     }
     m_current = std::move(contact);

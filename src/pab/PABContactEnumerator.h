@@ -8,9 +8,10 @@
 #include <string>
 
 // Walks the contact files of an address book folder and opens each, in the order of the directory
-// search. A file that does not open is passed over and stays as it is: somebody holds it, it is
-// damaged or no contact, or there is no room to complete a save that was cut short. The version is
-// the folder's last-write time; a poll reads the folder's times and opens nothing.
+// search. A file that does not open is passed over, stays as it is, and is among the faults:
+// somebody holds it, it is damaged or no contact, or there is no room to complete a save that was
+// cut short. The version is the folder's last-write time; a poll reads the folder's times and opens
+// nothing.
 //
 // The current contact is locked while it lives. If it was changed, it is saved when the walk moves
 // on. A resource; used by one thread at a time.

@@ -42,6 +42,7 @@ bool CTrellisV7ContactEnumerator::MoveNext()
         auto contact = Make<CTrellisV7Contact>(message, info.szMessageId, time, m_mailbox.GetName(),
                                                m_mailbox.GetDomain());
         if (!contact->Load()) {
+            AddFault(info, GetLastError(), true);
             return false;
         }
         if (contact->IsIndividual()) {

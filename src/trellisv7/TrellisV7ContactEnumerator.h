@@ -5,7 +5,8 @@
 
 // Walks the entries in the folder "Contacts" of an open mailbox, which stays the caller's. Group
 // entries are left out. A message that cannot be opened or decompressed is passed over. One that
-// opens and is not in the format of the store ends the walk. One message at a time is read and
+// opens and is not in the format of the store ends the walk. Both are among the faults, except a
+// message that has gone. One message at a time is read and
 // held; the folder is not locked.
 class CTrellisV7ContactEnumerator : public CMailFolderContactEnumerator
 {

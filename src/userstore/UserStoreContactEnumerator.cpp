@@ -49,6 +49,7 @@ bool CUserStoreContactEnumerator::Start(const FILETIME* version, bool* changed)
     // The caller's version may be this object's own.
     const FILETIME known = version == nullptr ? FILETIME() : *version;
     Finish();
+    m_faults.clear();
     GetSystemTimeAsFileTime(&m_version);
     const bool isNew = version == nullptr || !IsStillPresent(known, m_version);
     if (changed != nullptr) {
@@ -58,9 +59,13 @@ bool CUserStoreContactEnumerator::Start(const FILETIME* version, bool* changed)
         m_version = known;
         return true;
     }
-    // A domain that cannot be listed has no contacts; that is no failure.
     m_enumeration = StartMailboxEnumeration(m_server, m_mailbox.GetDomain());
-    return m_enumeration != nullptr || GetLastError() != ERROR_NOT_ENOUGH_MEMORY;
+    if (m_enumeration != nullptr) {
+        return true;
+    }
+    // A domain that cannot be listed has no contacts; that is no failure.
+    m_faults.push_back({{}, {}, GetLastError(), true});
+    return GetLastError() != ERROR_NOT_ENOUGH_MEMORY;
 }
 
 bool CUserStoreContactEnumerator::Finish()
@@ -89,6 +94,11 @@ bool CUserStoreContactEnumerator::MoveNext()
     m_current.reset();
     CRfc822Address address;
     if (!address.SetName(name) || !address.SetDomain(m_mailbox.GetDomain())) {
+        m_faults.push_back(
+            {{},
+             std::string(CUserStoreContact::kPluginType) + '-' + name + '@' + m_mailbox.GetDomain(),
+             GetLastError(),
+             true});
         return false;
     }
     m_current = Make<CUserStoreContact>(m_server, std::move(address));

@@ -12,7 +12,8 @@ struct _tMailboxEnumeration;
 // "mailboxtemplate" and "catchall", in any case, are no people and are passed over.
 //
 // The directory keeps no record of changes: a version is the time of a Start, and for 900 seconds
-// from then on nothing counts as new. A domain that cannot be listed has no contacts.
+// from then on nothing counts as new. A domain that cannot be listed has no contacts; that is among
+// the faults.
 class CUserStoreContactEnumerator : public CContactPlg::CContactEnumerator
 {
 public:

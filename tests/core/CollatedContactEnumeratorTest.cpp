@@ -60,6 +60,7 @@ struct CFakeStore final : CContactPlg
     Contacts contacts;
     FILETIME version = FileTimeFromCount(1);
     std::string failing, calls;
+    std::uint32_t endError = ERROR_NO_MORE_FILES;
     bool hasWalk = true;
 };
 
@@ -89,7 +90,7 @@ public:
     FILETIME GetVersion() override { return m_store.version; }
     bool MoveNext() override
     {
-        SetLastError(ERROR_NO_MORE_FILES);
+        SetLastError(m_store.endError);
         return m_isStarted && ++m_reached <= m_store.contacts.size();
     }
     CContact* GetCurrent() override
@@ -210,6 +211,7 @@ TEST_F(CCollatedContactEnumeratorTest, AStoresFailureEndsTheCall)
     EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
     EXPECT_TRUE(changed) << "written by a failed poll";
     EXPECT_FALSE(walk->IsStarted());
+    EXPECT_EQ(FaultsOf(*walk), "FAKE 5 end; ");
 
     stores[1].failing = "";
     stores[2].failing = "open";
@@ -217,6 +219,14 @@ TEST_F(CCollatedContactEnumeratorTest, AStoresFailureEndsTheCall)
     EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
     EXPECT_TRUE(changed);
     EXPECT_FALSE(walk->IsStarted() || walk->MoveNext());
+
+    stores[2].failing = "";
+    stores[1].endError = ERROR_IO_DEVICE;
+    stores[2].contacts = {Fake("a", kWritable, {})};
+    EXPECT_TRUE(walk->Start(nullptr, nullptr));
+    EXPECT_EQ(IdsOf(*walk), "a; ") << "the walk goes on with the next store";
+    EXPECT_TRUE(walk->Finish());
+    EXPECT_EQ(FaultsOf(*walk), "FAKE 1117 end; ");
 
     stores[0].failing = stores[2].failing = "finish";
     EXPECT_TRUE(walk->Start(nullptr, nullptr));

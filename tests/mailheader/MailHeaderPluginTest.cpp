@@ -89,6 +89,9 @@ TEST_F(CMailHeaderPluginTest, WalkCountsWhatItPassesOverAndASuccessLeavesTheLast
     store.Deliver("cur/2", "\x28\xB5\x2F\xFD");
     store.Deliver("cur/3", "\x28\xB5\x2F\xFD");
     store.Deliver("cur/4");
+    store.Deliver("cur/5", "Subject: without a sender\n\n");
+    store.Deliver("cur/6", "\x1F\x8B\x08"
+                           "damaged");
     for (int round = 0; round < 2; ++round) {
         SetLastError(4711);
         EXPECT_TRUE(walk->Start(nullptr, nullptr) && walk->MoveNext());
@@ -97,6 +100,7 @@ TEST_F(CMailHeaderPluginTest, WalkCountsWhatItPassesOverAndASuccessLeavesTheLast
         EXPECT_EQ(GetLastError(), ERROR_NO_MORE_FILES);
         const CContactPlg::Counts expected = {{"bzip2", 1}, {"zstd", 2}};
         EXPECT_TRUE(walk->Finish() && walk->GetPassedOver() == expected);
+        EXPECT_EQ(FaultsOf(*walk), "6 13; ");
     }
 }
 

@@ -541,7 +541,11 @@ TEST(PABContactEnumeratorTest, AWalkShowsEachContactThatOpensOnce)
     book.Write("Contacts/80000000 (1).vcf", "a copy");
     book.Write("Contacts/80000000x.vcf", "another");
     const ContactPtr held = book.Open(5);
-    EXPECT_EQ(book.Walk(), (std::multiset<std::uint32_t>{1, 2, 3}));
+    std::string faults;
+    EXPECT_EQ(book.Walk(&faults), (std::multiset<std::uint32_t>{1, 2, 3}));
+    EXPECT_TRUE(faults == "VCARDPAB-5 32; VCARDPAB-6 0; " ||
+                faults == "VCARDPAB-6 0; VCARDPAB-5 32; ")
+        << faults;
 }
 
 TEST(PABContactEnumeratorTest, APollSaysWhetherTheFolderChangedAndIsOneCallIfItDidNot)

@@ -37,12 +37,15 @@ struct CBookFolder
     }
 
     // The contacts that a walk shows.
-    std::multiset<std::uint32_t> Walk() const
+    std::multiset<std::uint32_t> Walk(std::string* faults = nullptr) const
     {
         CPABContactEnumerator walk(path);
         std::multiset<std::uint32_t> numbers;
         for (walk.Start(nullptr, nullptr); walk.MoveNext();) {
             numbers.insert(walk.GetCurrent()->GetId().ToNumber());
+        }
+        if (faults != nullptr) {
+            *faults = FaultsOf(walk);
         }
         return numbers;
     }

@@ -63,3 +63,14 @@ inline std::string IdsOf(CContactPlg::CContactEnumerator& walk)
     }
     return ids;
 }
+
+// What a walk did not show: the contact or the store, the last error, and "end" if it ends a store.
+inline std::string FaultsOf(const CContactPlg::CContactEnumerator& walk)
+{
+    std::string text;
+    for (const CContactPlg::CWalkFault& fault : walk.GetFaults()) {
+        text += (fault.item.empty() ? fault.store : fault.item) + ' ' + std::to_string(fault.error) +
+                (fault.endsStore ? " end; " : "; ");
+    }
+    return text;
+}

@@ -132,10 +132,12 @@ TEST_F(CTrellisV7PluginTest, WalkPassesOverGroupsAndEndsAtAMessageOfAnotherForma
     EXPECT_EQ(IdsOf(*walk), "TRELLISV7-1 alice example.org; ");
     EXPECT_EQ(GetLastError(), ERROR_NOT_SUPPORTED);
     EXPECT_EQ(walk->GetCurrent()->GetId(), "TRELLISV7-1 alice example.org");
+    EXPECT_EQ(FaultsOf(*walk), "2 50 end; ");
 
     EXPECT_TRUE(plugin.DeleteContact("TRELLISV7-2 alice example.org"));
     EXPECT_TRUE(walk->Start(nullptr, nullptr));
     EXPECT_EQ(IdsOf(*walk), "TRELLISV7-1 alice example.org; TRELLISV7-3 alice example.org; ");
+    EXPECT_EQ(FaultsOf(*walk), "");
 }
 
 TEST_F(CTrellisV7PluginTest, AMailboxWithoutTheFolderHasNothingNew)
