@@ -3,6 +3,7 @@
 #include "directory/ContentLine.h"
 #include "directory/EmailContentLine.h"
 #include "directory/TextLines.h"
+#include "platform/Ascii.h"
 #include "platform/LastError.h"
 
 #include <algorithm>
@@ -44,9 +45,7 @@ std::string Unfold(std::string_view line, std::size_t maxBytes)
 std::string Head(std::string_view line)
 {
     std::string head = Unfold(line, kHeadBytes);
-    std::transform(head.begin(), head.end(), head.begin(), [](char c) {
-        return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-    });
+    std::ranges::transform(head, head.begin(), UpperAscii<char>);
     TrimEnd(&head);
     return head;
 }

@@ -1,11 +1,13 @@
 #include "Commands.h"
 
 #include "Session.h"
+#include "Stores.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <memory>
+#include <optional>
 #include <utility>
 
 using nlohmann::ordered_json;
@@ -16,7 +18,7 @@ namespace
 struct CChangesOptions
 {
     FILETIME since;
-    std::string type;
+    std::optional<std::string> type;
     bool json = false;
 };
 
@@ -62,20 +64,33 @@ std::string AsJson(const CChanges& changes)
     return report.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + '\n';
 }
 
+bool FailChanges(CSession& session, const std::string& store)
+{
+    const std::string what = "changes of store '" + store + "'";
+    switch (GetLastError()) {
+    case ERROR_NOT_FOUND:
+        return session.Report().FailureBecause(what, "no such store is enabled for " +
+                                                         session.MailboxName());
+    case ERROR_NOT_SUPPORTED:
+        return session.Report().FailureBecause(what, "it keeps no changes");
+    default:
+        return session.Report().Failure(what);
+    }
+}
+
 bool Changes(CSession& session, const CChangesOptions& options)
 {
     if (!session.OpenContacts(CSession::EAccess::kRead)) {
         return false;
     }
     CContactMgr& manager = session.Manager();
-    const std::string type = options.type.empty() ? manager.GetPermanentPluginType() : options.type;
+    const std::string type = options.type.value_or(std::string(kAddressBook));
     CChanges changes;
     if (!Try([&] {
             return manager.ChangesSince(type, options.since, &changes.version, &changes.deleted,
                                         &changes.changed, &changes.created);
         })) {
-        return session.Report().Failure("changes of " +
-                                        (type.empty() ? session.MailboxName() : "store " + type));
+        return FailChanges(session, type);
     }
     Print(options.json ? AsJson(changes) : AsText(changes));
     return true;
@@ -98,7 +113,7 @@ bool Poll(CSession& session, const CPollOptions& options)
         Try([&] { return session.Manager().GetEnumerator(); }));
     bool isChanged = false;
     if (walk == nullptr || !Try([&] { return walk->Start(&version, &isChanged); })) {
-        return session.Report().Failure("poll " + session.MailboxName());
+        return session.FailStart("poll " + session.MailboxName(), walk.get());
     }
     if (isChanged) {
         version = walk->GetVersion();

@@ -18,18 +18,20 @@ struct CNewOptions
     std::optional<std::string> from;
 };
 
-// Checked first: if a property cannot be read, the library leaves a partial contact behind.
-bool IsReadable(CContact& original, CSession& session)
+// Tested before the copy is made: of a template that it cannot copy the library leaves a part.
+bool CanBeCopied(CContact& original, const CFields& fields, CSession& session)
 {
     for (const CContactProperty& property : AllProperties()) {
+        const std::string what = "copy " + original.GetId().ToString() + ": " + property.GetName();
         std::u16string value;
         if (!Try([&] {
                 return !original.SupportsProperty(property) ||
                        original.GetProperty(property, &value);
             })) {
-            return session.Report().Failure("copy " + original.GetId().ToString() + ": " +
-                                                property.GetName(),
-                                            "it has no such line");
+            return session.Report().Failure(what, "it has no such line");
+        }
+        if (BreaksName(property, value) && !fields.Sets(property)) {
+            return session.Report().Refusal(what, kBreaksName);
         }
     }
     return true;
@@ -44,18 +46,18 @@ bool FillAndSave(CContact& contact, const CFields& fields, CSession& session)
 
 bool New(CSession& session, CNewOptions& options)
 {
-    const bool accepted = options.fields.Read(session.Report());
-    if (accepted && options.fields.IsEmpty() && !options.from) {
+    const bool isAccepted = options.fields.Read(session.Report());
+    if (isAccepted && options.fields.IsEmpty() && !options.from) {
         throw CUsageError("new wants a field or --from");
     }
-    if (!accepted || !session.OpenContacts(CSession::EAccess::kWrite)) {
+    if (!isAccepted || !session.OpenContacts(CSession::EAccess::kWrite)) {
         return false;
     }
     CAddressBook::FlushEachChange();
     std::unique_ptr<CContact> original;
     if (options.from) {
         original = session.OpenContact("copy", *options.from);
-        if (original == nullptr || !IsReadable(*original, session)) {
+        if (original == nullptr || !CanBeCopied(*original, options.fields, session)) {
             return false;
         }
     }
@@ -82,15 +84,19 @@ struct CSetOptions
 
 bool Set(CSession& session, CSetOptions& options)
 {
-    const bool accepted = options.fields.Read(session.Report());
-    if (accepted && options.fields.IsEmpty()) {
+    const bool isAccepted = options.fields.Read(session.Report());
+    if (isAccepted && options.fields.IsEmpty()) {
         throw CUsageError("set wants a field");
     }
-    if (!accepted || !session.OpenContacts(CSession::EAccess::kWrite)) {
+    if (!isAccepted || !session.OpenContacts(CSession::EAccess::kWrite)) {
         return false;
     }
     CAddressBook::FlushEachChange();
     const std::unique_ptr<CContact> contact = session.OpenContact("set", options.id);
+    if (contact != nullptr && contact->IsReadOnly()) {
+        SetLastError(ERROR_NOT_SUPPORTED);
+        return session.FailContact("set", options.id);
+    }
     const std::string what = "set " + options.id;
     return contact != nullptr && options.fields.ApplyTo(*contact, what, session.Report()) &&
            (Try([&] { return contact->Save(); }) || session.Report().Failure(what));
@@ -106,7 +112,7 @@ bool Delete(CSession& session, const std::vector<std::string>& ids)
         const ContactMgr::CContactId id(text);
         if (session.Allows("delete", id) &&
             !Try([&] { return session.Manager().DeleteContact(id); })) {
-            session.Report().Failure("delete " + text, "no identifier of a contact");
+            session.FailContact("delete", id);
         }
     }
     return true;

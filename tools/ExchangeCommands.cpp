@@ -9,7 +9,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <filesystem>
 #include <memory>
+#include <system_error>
 #include <utility>
 
 namespace
@@ -62,6 +64,11 @@ public:
     {
         if (path == "-") {
             ImportStream(stdin, "standard input");
+            return;
+        }
+        std::error_code ignored;
+        if (std::filesystem::is_directory(path, ignored)) {
+            m_session.Report().Refusal("import " + path, "it is a folder");
             return;
         }
         const CFile file(std::fopen(path.c_str(), "rb"));

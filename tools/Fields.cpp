@@ -5,83 +5,125 @@
 #include "Text.h"
 #include "directory/TypeParameter.h"
 #include "platform/Ascii.h"
+#include "server/PropertyNames.h"
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <array>
-#include <string_view>
+#include <cstdint>
+
+// An option for one of the four lists, and the types that its entries can have.
+struct CListOption
+{
+    const char* name;
+    const char* value;
+    const char* help;
+    VCardUtils::CTypeTable types;
+};
 
 namespace
 {
 
-// An entry of a typed list as a word of the command line.
+constexpr CListOption kEmailOption = {"email", "[TYPES=]ADDRESS",
+                                      "E-mail address, also with a name in front",
+                                      VCardUtils::kEmailTypes};
+constexpr CListOption kTelephoneOption = {"tel", "[TYPES=]NUMBER", "Telephone number",
+                                          VCardUtils::kTelephoneTypes};
+constexpr CListOption kIMOption = {"im", "[TYPES=]ADDRESS", "Instant messaging address",
+                                   VCardUtils::kIMTypes};
+constexpr CListOption kAddressOption = {
+    "adr", "[TYPES=]COMPONENTS",
+    "Postal address: post office box;extended address;street;locality;region;postal code;country",
+    VCardUtils::kAddressTypes};
+
+// An entry of a list as a word of the command line.
 struct CTypedWord
 {
     std::uint32_t types = 0;
     std::string value;
 };
 
-// The mask of a comma list of type names; nothing if one of them is unknown.
-std::optional<std::uint32_t> ReadTypes(std::string_view names, VCardUtils::CTypeTable table)
+std::string TypesOf(const CListOption& option)
+{
+    std::string names;
+    for (const std::string_view type : option.types) {
+        names.append(names.empty() ? "" : ", ");
+        std::ranges::transform(type, std::back_inserter(names), LowerAscii<char>);
+    }
+    return names;
+}
+
+// Whether a text can only be meant as a list of types, known or not: a letter, then letters,
+// digits, hyphens and commas. An empty text is a list of none.
+bool LooksLikeTypes(std::string_view text)
+{
+    constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyz";
+    constexpr std::string_view kAll = "abcdefghijklmnopqrstuvwxyz0123456789-,";
+    const auto isIn = [](std::string_view set) {
+        return [set](char c) { return set.find(LowerAscii(c)) != set.npos; };
+    };
+    return text.empty() || (isIn(kLetters)(text.front()) && std::ranges::all_of(text, isIn(kAll)));
+}
+
+// The mask of a comma list of type names. Throws CUsageError if the option lacks one of them.
+std::uint32_t ReadTypes(std::string_view names, const CListOption& option)
 {
     std::uint32_t mask = 0;
     while (!names.empty()) {
         const std::string_view name = names.substr(0, names.find(','));
-        std::size_t bit = 0;
-        while (bit < table.size() && !EqualIgnoringCase(table[bit], name)) {
-            ++bit;
+        const auto type = std::ranges::find_if(option.types, [name](std::string_view known) {
+            return EqualIgnoringCase(known, name);
+        });
+        if (type == option.types.end()) {
+            throw CUsageError("--" + std::string(option.name) + " has no type '" +
+                              std::string(name) + "'; its types are " + TypesOf(option) +
+                              "; write =VALUE for a value with an equals sign in it");
         }
-        if (bit == table.size()) {
-            return std::nullopt;
-        }
-        mask |= std::uint32_t{1} << bit;
-        names.remove_prefix(name.size());
-        if (!names.empty()) {
-            names.remove_prefix(1);
-        }
+        mask |= std::uint32_t{1} << (type - option.types.begin());
+        names.remove_prefix(std::min(name.size() + 1, names.size()));
     }
     return mask;
 }
 
-// What stands before the first "=" is only taken for types if it can be nothing else: values have
-// equals signs of their own.
-CTypedWord ReadTypedWord(const std::string& option, const std::string& word,
-                         VCardUtils::CTypeTable table)
+// A value may have equals signs of its own, as in a URI.
+CTypedWord ReadTypedWord(const CListOption& option, const std::string& word)
 {
     const std::string text = UnifyLineBreaks(word);
     CTypedWord typed{0, text};
     const std::size_t equals = text.find('=');
-    if (equals != text.npos) {
-        if (const auto types = ReadTypes(std::string_view(text).substr(0, equals), table)) {
-            typed = {*types, text.substr(equals + 1)};
-        }
+    const std::string_view beginning = std::string_view(text).substr(0, equals);
+    if (equals != text.npos && LooksLikeTypes(beginning)) {
+        typed = {ReadTypes(beginning, option), text.substr(equals + 1)};
     }
     if (typed.value.empty()) {
-        throw CUsageError("--" + option + " without a value; --no-" + option + " empties the list");
+        const std::string name = option.name;
+        throw CUsageError("--" + name + " without a value; --no-" + name + " empties the list");
     }
     return typed;
 }
 
 const CContactProperty* FindProperty(std::string_view name)
 {
-    for (const CContactProperty& property : AllProperties()) {
-        if (EqualIgnoringCase(property.GetName(), name)) {
-            return &property;
-        }
-    }
-    return nullptr;
+    const auto& all = AllProperties();
+    const auto found = std::ranges::find_if(all, [name](const CContactProperty& property) {
+        return EqualIgnoringCase(std::string_view(property.GetName()), name);
+    });
+    return found == all.end() ? nullptr : &*found;
 }
 
-bool IsNameComponent(const CContactProperty& property)
+std::string PropertyNames()
 {
-    static constexpr const char* kComponents[] = {"Surname", "GivenName", "MiddleInitial", "Title",
-                                                  "Suffix"};
-    for (const char* component : kComponents) {
-        if (property == CContactProperty(component)) {
-            return true;
-        }
+    std::string names = "Properties:";
+    std::size_t lineBegin = 0;
+    for (const CContactProperty& property : AllProperties()) {
+        constexpr std::size_t kLineBytes = 76;
+        const std::string_view name = property.GetName();
+        const bool fits = names.size() - lineBegin + 1 + name.size() <= kLineBytes;
+        lineBegin = fits ? lineBegin : names.size() + 1;
+        names.append(fits ? " " : "\n").append(name);
     }
-    return false;
+    return names;
 }
 
 CContactAddr ReadPostalAddress(const CTypedWord& word)
@@ -106,33 +148,69 @@ CContactAddr ReadPostalAddress(const CTypedWord& word)
     return address;
 }
 
+std::optional<CContactEmail> ReadEmail(const CTypedWord& word, CReport& report)
+{
+    CRfc822Address address;
+    if (!Try([&] { return address.Parse(word.value.c_str()); })) {
+        report.FailureBecause("address " + word.value, "not one e-mail address");
+        return std::nullopt;
+    }
+    CContactEmail email;
+    email.SetType(word.types);
+    email.SetAddress(address);
+    return email;
+}
+
+CContactTel ReadTelephone(const CTypedWord& word)
+{
+    CContactTel telephone;
+    telephone.SetType(word.types);
+    telephone.SetNumber(word.value);
+    return telephone;
+}
+
+CContactIM ReadIM(const CTypedWord& word)
+{
+    CContactIM im;
+    im.SetType(word.types);
+    im.SetAddress(ToWide(word.value, "--im"));
+    return im;
+}
+
 } // namespace
+
+bool BreaksName(const CContactProperty& property, std::u16string_view value)
+{
+    return value.find_first_of(u";\n") != value.npos &&
+           std::ranges::any_of(kPropertyNames, [&](const CPropertyName& known) {
+               return known.kind == EPropertyKind::kContactNamePart &&
+                      property == CContactProperty(known.name);
+           });
+}
 
 void CFields::AddTo(CLI::App& command)
 {
     command.add_option("FIELDS", m_propertyWords,
                        "PROPERTY=VALUE; an empty value removes the property");
-    AddList(command, "email", "[TYPES=]ADDRESS", "E-mail address, also with a name in front",
-            &m_emailWords);
-    AddList(command, "tel", "[TYPES=]NUMBER", "Telephone number", &m_telephoneWords);
-    AddList(command, "im", "[TYPES=]ADDRESS", "Instant messaging address", &m_imWords);
-    AddList(command, "adr", "[TYPES=]COMPONENTS",
-            "Postal address: post office box;extended address;street;locality;region;postal "
-            "code;country",
-            &m_addressWords);
+    AddList(command, kEmailOption, &m_emailWords);
+    AddList(command, kTelephoneOption, &m_telephoneWords);
+    AddList(command, kIMOption, &m_imWords);
+    AddList(command, kAddressOption, &m_addressWords);
     command.footer("Each list option may be repeated, and the entries given replace the list.\n"
-                   "TYPES is a comma list of type names such as home, work or pref.\n"
-                   "Properties: Comment FileAs FullName GivenName HTMLComment Jobtitle Manager\n"
-                   "MiddleInitial Nickname Organization OrgUnit Suffix Surname Title URL\n"
-                   "WssVersion WssReplicationId");
+                   "TYPES is a comma list of types of that option. =VALUE is a value that has an\n"
+                   "equals sign itself.\n" +
+                   PropertyNames());
 }
 
-void CFields::AddList(CLI::App& command, const std::string& name, const char* value,
-                      const char* help, CListWords* words)
+void CFields::AddList(CLI::App& command, const CListOption& option, CListWords* words)
 {
-    CLI::Option* const entries = command.add_option("--" + name, words->entries, help);
-    entries->type_name(value)->expected(1)->allow_extra_args(false)->multi_option_policy(
-        CLI::MultiOptionPolicy::TakeAll);
+    const std::string name = option.name;
+    CLI::Option* const entries = command.add_option(
+        "--" + name, words->entries, std::string(option.help) + ". Types: " + TypesOf(option));
+    entries->type_name(option.value)
+        ->expected(1)
+        ->allow_extra_args(false)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     command.add_flag("--no-" + name, words->isNone, "Empty that list")->excludes(entries);
 }
 
@@ -141,16 +219,42 @@ bool CFields::IsEmpty() const
     return m_properties.empty() && !m_emails && !m_telephones && !m_addresses && !m_ims;
 }
 
+bool CFields::Sets(const CContactProperty& property) const
+{
+    return std::ranges::any_of(m_properties,
+                               [&](const auto& field) { return field.first == property; });
+}
+
+// The list of an option; nothing if the command line does not name it. `readEntry` makes an entry.
+template <class List, class ReadEntry>
+std::optional<List> CFields::ReadList(const CListOption& option, const CListWords& words,
+                                      ReadEntry readEntry)
+{
+    if (words.entries.empty() && !words.isNone) {
+        return std::nullopt;
+    }
+    List list;
+    for (const std::string& word : words.entries) {
+        list.AddTail(readEntry(ReadTypedWord(option, word)));
+    }
+    return list;
+}
+
 bool CFields::Read(CReport& report)
 {
-    bool accepted = true;
+    bool isAccepted = true;
     for (const std::string& word : m_propertyWords) {
-        accepted = ReadProperty(word, report) && accepted;
+        isAccepted = ReadProperty(word, report) && isAccepted;
     }
-    ReadTelephones();
-    ReadAddresses();
-    ReadIMs();
-    return ReadEmails(report) && accepted;
+    m_telephones = ReadList<CContactTelList>(kTelephoneOption, m_telephoneWords, ReadTelephone);
+    m_addresses = ReadList<CContactAddrList>(kAddressOption, m_addressWords, ReadPostalAddress);
+    m_ims = ReadList<CContactIMList>(kIMOption, m_imWords, ReadIM);
+    m_emails = ReadList<CContactEmailList>(kEmailOption, m_emailWords, [&](const CTypedWord& word) {
+        const std::optional<CContactEmail> email = ReadEmail(word, report);
+        isAccepted = isAccepted && email;
+        return email.value_or(CContactEmail());
+    });
+    return isAccepted;
 }
 
 bool CFields::ReadProperty(const std::string& word, CReport& report)
@@ -160,77 +264,12 @@ bool CFields::ReadProperty(const std::string& word, CReport& report)
     if (property == nullptr) {
         throw CUsageError("no property of a contact: " + std::string(assignment.name));
     }
-    const std::string value = UnifyLineBreaks(assignment.value);
-    if (IsNameComponent(*property) && value.find_first_of(";\n") != value.npos) {
-        return report.Refusal("value of " + std::string(property->GetName()),
-                              "a semicolon or a line break would break up the name");
+    std::u16string value = ToWide(UnifyLineBreaks(assignment.value), "value of a property");
+    if (BreaksName(*property, value)) {
+        return report.Refusal("value of " + std::string(property->GetName()), kBreaksName);
     }
-    m_properties.emplace_back(*property, ToWide(value, "value of a property"));
+    m_properties.emplace_back(*property, std::move(value));
     return true;
-}
-
-bool CFields::ReadEmails(CReport& report)
-{
-    if (m_emailWords.entries.empty() && !m_emailWords.isNone) {
-        return true;
-    }
-    bool accepted = true;
-    m_emails.emplace();
-    for (const std::string& word : m_emailWords.entries) {
-        const CTypedWord typed = ReadTypedWord("email", word, VCardUtils::kEmailTypes);
-        CRfc822Address address;
-        if (!Try([&] { return address.Parse(typed.value.c_str()); })) {
-            accepted = report.FailureBecause("address " + typed.value, "not one e-mail address");
-            continue;
-        }
-        CContactEmail email;
-        email.SetType(typed.types);
-        email.SetAddress(address);
-        m_emails->AddTail(email);
-    }
-    return accepted;
-}
-
-void CFields::ReadTelephones()
-{
-    if (m_telephoneWords.entries.empty() && !m_telephoneWords.isNone) {
-        return;
-    }
-    m_telephones.emplace();
-    for (const std::string& word : m_telephoneWords.entries) {
-        const CTypedWord typed = ReadTypedWord("tel", word, VCardUtils::kTelephoneTypes);
-        CContactTel telephone;
-        telephone.SetType(typed.types);
-        telephone.SetNumber(typed.value);
-        m_telephones->AddTail(telephone);
-    }
-}
-
-void CFields::ReadAddresses()
-{
-    if (m_addressWords.entries.empty() && !m_addressWords.isNone) {
-        return;
-    }
-    m_addresses.emplace();
-    for (const std::string& word : m_addressWords.entries) {
-        m_addresses->AddTail(
-            ReadPostalAddress(ReadTypedWord("adr", word, VCardUtils::kAddressTypes)));
-    }
-}
-
-void CFields::ReadIMs()
-{
-    if (m_imWords.entries.empty() && !m_imWords.isNone) {
-        return;
-    }
-    m_ims.emplace();
-    for (const std::string& word : m_imWords.entries) {
-        const CTypedWord typed = ReadTypedWord("im", word, VCardUtils::kIMTypes);
-        CContactIM im;
-        im.SetType(typed.types);
-        im.SetAddress(ToWide(typed.value, "--im"));
-        m_ims->AddTail(im);
-    }
 }
 
 bool CFields::ApplyTo(CContact& contact, const std::string& what, CReport& report) const
@@ -241,11 +280,11 @@ bool CFields::ApplyTo(CContact& contact, const std::string& what, CReport& repor
             return report.Failure(what + ": " + property.GetName());
         }
     }
-    const bool set = Try([&] {
+    const bool isSet = Try([&] {
         return (!m_emails || contact.SetEmails(*m_emails)) &&
                (!m_telephones || contact.SetTelephones(*m_telephones)) &&
                (!m_addresses || contact.SetAddresses(*m_addresses)) &&
                (!m_ims || contact.SetIMs(*m_ims));
     });
-    return set || report.Failure(what);
+    return isSet || report.Failure(what);
 }

@@ -6,43 +6,36 @@
 #include <CLI/CLI.hpp>
 
 #include <memory>
-#include <set>
 #include <string>
 #include <utility>
-#include <vector>
 
 namespace
 {
 
 using CEnumerator = CContactPlg::CContactEnumerator;
 
-// Calls for each contact of all stores; with a version, only if anything is newer. What a walk
-// passes over is tried once more and reported as WHAT if it does not open.
+// Calls for each contact of all stores; with a version, only if anything is newer. What the walk
+// does not show is tried once more, and reported as WHAT if it cannot be read.
 template <class Call>
-bool Walk(CSession& session, const char* what, const FILETIME* since, Call call)
+bool Walk(CSession& session, const std::string& what, const FILETIME* since, Call call)
 {
     const std::unique_ptr<CEnumerator> walk(Try([&] { return session.Manager().GetEnumerator(); }));
     if (walk == nullptr || !Try([&] { return walk->Start(since, nullptr); })) {
-        return session.Report().Failure("walk the contacts of " + session.MailboxName());
+        return session.FailStart(what, walk.get());
     }
-    const std::string addressBook = session.Manager().GetPermanentPluginType();
-    const bool isAsked = walk->IsStarted() && !addressBook.empty();
-    std::set<std::string> shown;
-    while (walk->MoveNext()) {
-        CContact& contact = *walk->GetCurrent();
-        call(contact);
-        if (contact.GetPluginType() == addressBook) {
-            shown.insert(contact.GetId().ToString());
-        }
+    while (Try([&] { return walk->MoveNext(); })) {
+        call(*walk->GetCurrent());
+    }
+    if (walk->IsStarted()) {
+        return session.Report().Failure(what); // no memory
     }
     walk->Finish();
-    std::vector<std::string> ids;
-    if (isAsked && !session.ListAddressBook(&ids)) {
-        return false;
+    for (const auto& [compression, count] : walk->GetPassedOver()) {
+        session.Report().Refusal(what, "messages that are stored as " + compression +
+                                           " are not read: " + std::to_string(count));
     }
-    for (const std::string& id : ids) {
-        const std::unique_ptr<CContact> contact(shown.contains(id) ? nullptr
-                                                                   : session.OpenListed(what, id));
+    for (const CContactPlg::CWalkFault& fault : walk->GetFaults()) {
+        const std::unique_ptr<CContact> contact = session.OpenMissed(what, fault);
         if (contact != nullptr) {
             call(*contact);
         }

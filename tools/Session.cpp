@@ -1,14 +1,15 @@
 #include "Session.h"
 
+#include "Stores.h"
 #include "server/MailStoreAdmin.h"
 
+#include <algorithm>
 #include <string_view>
 
 namespace
 {
 
-constexpr std::string_view kOlderWebClient = "TRELLISV7";
-constexpr std::string_view kMailboxDirectory = "UserStore";
+constexpr const char* kForeignMessage = "the message is not in the format of the older web client";
 
 } // namespace
 
@@ -167,11 +168,69 @@ std::unique_ptr<CContact> CSession::OpenContact(const std::string& what, const s
     }
     CContact* contact = nullptr;
     if (!Try([&] { return m_manager->OpenContact(contactId, &contact); })) {
-        m_report.Failure(what + " " + id, contactId.IsNumeric()
-                                              ? "deleted, or its file is no vCard 3.0"
-                                              : "no identifier of a contact");
+        FailContact(what, contactId);
     }
     return std::unique_ptr<CContact>(contact);
+}
+
+bool CSession::FailContact(const std::string& what, const ContactMgr::CContactId& id)
+{
+    const std::uint32_t code = GetLastError();
+    const std::string reason = WhyNot(id, code);
+    SetLastError(code);
+    return m_report.FailureBecause(what + ' ' + id.ToString(), reason);
+}
+
+std::string CSession::WhyNot(const ContactMgr::CContactId& id, std::uint32_t code) const
+{
+    const std::string store = id.Namespace();
+    if (code == ERROR_NOT_FOUND) {
+        const bool isKnown =
+            std::ranges::find(kStores, store, &CStoreName::type) != std::end(kStores);
+        return isKnown ? "store " + store + " is not enabled for " + m_options.mailbox +
+                             ", see its property EnabledContactPlugins"
+                       : "no identifier of a contact";
+    }
+    if (store == kAddressBook) {
+        return WhyNotInAddressBook(id, code);
+    }
+    if (store.starts_with(kOlderWebClient)) {
+        switch (code) {
+        case ERROR_SUCCESS:
+            return "no identifier: it is " + std::string(kOlderWebClient) + "-MESSAGE NAME DOMAIN";
+        case ERROR_FILE_NOT_FOUND:
+            return "there is no such message";
+        case ERROR_PATH_NOT_FOUND:
+            return "there is no folder Contacts";
+        case ERROR_NOT_SUPPORTED:
+            return kForeignMessage;
+        default:
+            return LastErrorText(code);
+        }
+    }
+    if (code == ERROR_NOT_SUPPORTED) {
+        return "contacts of store " + store + " can only be read";
+    }
+    return code == ERROR_INVALID_DATA ? "no identifier: there is no e-mail address in it"
+                                      : LastErrorText(code);
+}
+
+std::string CSession::WhyNotInAddressBook(const ContactMgr::CContactId& id,
+                                          std::uint32_t code) const
+{
+    if (id.ToNumber() == 0) {
+        return "no identifier: it is " + std::string(kAddressBook) + "-NUMBER";
+    }
+    const std::string file = m_addressBook->FileOf(id);
+    switch (m_addressBook->StateOf(id)) {
+    case CAddressBook::EFile::kMissing:
+        return IsMissingFile(code) ? "there is no such contact" : LastErrorText(code);
+    case CAddressBook::EFile::kEmpty:
+        return code == ERROR_SUCCESS ? "it is deleted" : LastErrorText(code);
+    default:
+        return file + (code == ERROR_SUCCESS ? " is no vCard 3.0"
+                                             : std::string(": ") + LastErrorText(code));
+    }
 }
 
 std::unique_ptr<CContact> CSession::OpenListed(const std::string& what, const std::string& id)
@@ -182,6 +241,39 @@ std::unique_ptr<CContact> CSession::OpenListed(const std::string& what, const st
     }
     const bool isThere = m_addressBook->StateOf(id) == CAddressBook::EFile::kFilled;
     return isThere ? OpenContact(what, id) : nullptr;
+}
+
+bool CSession::FailStart(const std::string& what, const CContactPlg::CContactEnumerator* walk)
+{
+    if (walk == nullptr || walk->GetFaults().empty()) {
+        return m_report.Failure(what);
+    }
+    for (const CContactPlg::CWalkFault& fault : walk->GetFaults()) {
+        OpenMissed(what, fault);
+    }
+    return false;
+}
+
+std::unique_ptr<CContact> CSession::OpenMissed(const std::string& what,
+                                               const CContactPlg::CWalkFault& fault)
+{
+    if (fault.store == kAddressBook && !fault.item.empty()) {
+        return OpenListed(what, fault.item);
+    }
+    std::string where = what + ": store " + fault.store;
+    if (!fault.item.empty()) {
+        where += fault.store == kOlderWebClient ? ", folder Contacts, message "
+                 : fault.store == kSenders      ? ", folder INBOX, message "
+                                                : ", contact ";
+        where += fault.item;
+    }
+    const bool endsHere = fault.endsStore && !fault.item.empty();
+    const std::string reason =
+        endsHere && fault.store == kOlderWebClient ? kForeignMessage : LastErrorText(fault.error);
+    SetLastError(fault.error);
+    m_report.FailureBecause(where,
+                            reason + (endsHere ? "; the contacts behind it are not shown" : ""));
+    return nullptr;
 }
 
 bool CSession::Allows(const std::string& what, const ContactMgr::CContactId& id)

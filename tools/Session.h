@@ -63,13 +63,15 @@ public:
     CContactMgr& Manager() { return *m_manager; }
     const std::string& MailboxName() const { return m_options.mailbox; }
 
-    // The identifiers of all contacts in the personal address book, by their numbers, as its files
-    // have them. A walk passes over contacts that are held, damaged or may not be written.
+    // The identifiers of all contacts in the personal address book, by their numbers.
     bool ListAddressBook(std::vector<std::string>* ids);
 
     // Reports as WHAT that a contact could not be made. The library says no more than that if it
     // could not claim a number; then the cause is looked for here.
     bool FailCreation(const std::string& what);
+
+    // Reports as WHAT ID, from the last error, why a contact was not opened, changed or deleted.
+    bool FailContact(const std::string& what, const ContactMgr::CContactId& id);
 
     // Null if it fails, which is reported as WHAT ID.
     std::unique_ptr<CContact> OpenContact(const std::string& what, const std::string& id);
@@ -77,6 +79,14 @@ public:
     // The same for a contact of ListAddressBook. Null without a report if it has been deleted
     // since.
     std::unique_ptr<CContact> OpenListed(const std::string& what, const std::string& id);
+
+    // Reports as WHAT why a walk could not be made, which is then null, or not be started.
+    bool FailStart(const std::string& what, const CContactPlg::CContactEnumerator* walk);
+
+    // Tries once more what a walk did not show. Null if it cannot be shown this time either, which
+    // is reported as WHAT; null without a report if it has been deleted since.
+    std::unique_ptr<CContact> OpenMissed(const std::string& what,
+                                         const CContactPlg::CWalkFault& fault);
 
     // Whether an identifier from outside may be used. One of the older web client's store names its
     // mailbox itself, and one of the mailbox directory its domain; those of others are refused.
@@ -96,6 +106,8 @@ private:
     bool CheckAddressBook();
     void CheckFileSystem();
     bool IsForeign(const ContactMgr::CContactId& id) const;
+    std::string WhyNot(const ContactMgr::CContactId& id, std::uint32_t code) const;
+    std::string WhyNotInAddressBook(const ContactMgr::CContactId& id, std::uint32_t code) const;
 
     const COptions& m_options;
     CReport m_report;

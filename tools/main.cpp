@@ -51,15 +51,27 @@ void AddOptions(CLI::App& app, CGlobalOptions* options)
     app.fallthrough();
 }
 
+// The command that was named last on the command line: "mailbox set" of "mailbox set ...".
+const CLI::App& LastCommand(const CLI::App& app)
+{
+    const std::vector<CLI::App*> named = app.get_subcommands();
+    return named.empty() ? app : LastCommand(*named.front());
+}
+
 // What the command line parser finds wrong, in one line.
 std::string UsageText(const CLI::App& app, const CLI::ParseError& error)
 {
-    const std::vector<std::string> unknown = app.remaining();
-    if (app.get_subcommands().empty() && !unknown.empty()) {
-        return "no such command: " + unknown.front();
+    const CLI::App& command = LastCommand(app);
+    const bool lacksCommand = command.get_require_subcommand_min() > 0;
+    const std::vector<std::string> unknown = app.remaining(true);
+    if (!unknown.empty()) {
+        const bool isOption = unknown.front().starts_with("-");
+        return (isOption       ? "no such option: "
+                : lacksCommand ? "no such command: "
+                               : "too many arguments: ") +
+               unknown.front();
     }
-    return dynamic_cast<const CLI::RequiredError*>(&error) != nullptr &&
-                   app.get_subcommands().empty()
+    return lacksCommand && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr
                ? "a command is required"
                : error.what();
 }

@@ -47,6 +47,8 @@ TEST(ToolTest, EachRunEndsWithItsStatusAndOneLineForEachFailure)
     } kCases[] = {
         {"no command", {}, 2, "a command is required"},
         {"unknown command", {"frobnicate"}, 2, "no such command: frobnicate"},
+        {"unknown option", {"--bogus"}, 2, "no such option: --bogus"},
+        {"unknown option of a command", {"mailbox", "set", "--x"}, 2, "no such option: --x"},
         {"version with a tail", {"list", "--since", "12x"}, 2, "no version: 12x"},
         {"version over 64 bits", {"poll", "--since", "18446744073709551616"}, 2, "no version"},
         {"no UTF-8", {"query", "\xFF"}, 2, "no UTF-8"},
@@ -55,15 +57,20 @@ TEST(ToolTest, EachRunEndsWithItsStatusAndOneLineForEachFailure)
         {"nothing to create", {"new"}, 2, "new wants a field or --from"},
         {"unknown property", {"new", "Shoe=44"}, 2, "no property of a contact: Shoe"},
         {"six components", {"new", "--adr", "a;b;c;d;e;f"}, 2, "seven components"},
+        {"type of another list", {"new", "--email", "pref,work=a@b.c"}, 2, "internet, x400, pref;"},
         {"entries and none", {"new", "--tel", "1", "--no-tel"}, 2, "--no-tel"},
         {"missing mailbox", {"--mailbox", "e@f.g", "list"}, 1, "/store/f.g/e (3)"},
         {"location without a name", {"--store", "/tmp/%d", "list"}, 1, "has no %n (87)"},
-        {"missing contact", {"show", "VCARDPAB-9"}, 1, "show VCARDPAB-9: not found (2)"},
-        {"nobody's identifier", {"delete", "x"}, 1, "delete x: "},
-        {"read-only contact", {"set", "INBOX-bob@example.org", "FullName=x"}, 1, "INBOX-"},
-        {"no such report", {"changes", "--since", "0", "--type", "INBOX"}, 1, "not supported (50)"},
+        {"missing contact", {"show", "VCARDPAB-9"}, 1, "VCARDPAB-9: there is no such contact (2)"},
+        {"no number", {"show", "VCARDPAB-x"}, 1, "it is VCARDPAB-NUMBER (87)"},
+        {"nobody's identifier", {"delete", "x"}, 1, "delete x: no identifier of a contact (1168)"},
+        {"store that is off", {"show", "UserStore-a@example.org"}, 1, "is not enabled for alice@"},
+        {"read-only contact", {"set", "INBOX-b@c.d", "FullName=x"}, 1, "can only be read (50)"},
+        {"no report of it", {"changes", "--since", "0", "--type", "INBOX"}, 1, "no changes (50)"},
+        {"no store", {"changes", "--since", "0", "--type", ""}, 1, "of store '': no such store"},
         {"refused address", {"new", "--email", "nobody"}, 1, "address nobody: "},
         {"file that is not there", {"import", "/nowhere"}, 1, "import /nowhere: not found (2)"},
+        {"folder", {"import", "/tmp"}, 1, "import /tmp: it is a folder"},
         {"no match", {"query", "zebra"}, 1, ""},
         {"match", {"query", "LEE"}, 0, ""},
         {"help", {"set", "--help"}, 0, ""},
@@ -106,7 +113,7 @@ TEST(ToolTest, FieldsReachTheRecordWhichIsOneObjectInTheDocumentedOrder)
     const CTool tool;
     tool.Run({"new", "FullName=Ann Lee", "GivenName=Ann", "Surname=Lee", "Comment=a\r\nb\rc"});
     for (const auto& [option, field] : {std::pair{"--tel", "Home,FAX=+1 555"},
-                                        {"--im", "xmpp:a?x=1"},
+                                        {"--im", "=skype=a"},
                                         {"--email", "internet=Ann Lee <ann@example.org>"},
                                         {"--adr", "home=;;1 Main St;Town;;12345;USA"},
                                         {"--", "Nickname=--x"}}) {
@@ -120,7 +127,7 @@ TEST(ToolTest, FieldsReachTheRecordWhichIsOneObjectInTheDocumentedOrder)
     const string addresses =
         R"("addresses":[{"postOfficeBox":"","extendedAddress":"","street":"1 Main St",)"
         R"("locality":"Town","region":"","postalCode":"12345","country":"USA","types":["home"]}],)"
-        R"("ims":[{"address":"xmpp:a?x=1","types":[]}]})"
+        R"("ims":[{"address":"skype=a","types":[]}]})"
         "\n";
     EXPECT_EQ(record({"list", "--json"}),
               head +
@@ -169,22 +176,29 @@ TEST(ToolTest, CommandsGoOnAfterAFailureAndNameTheContact)
     }
     const CToolRun removed = tool.Run({"delete", "VCARDPAB-1", "VCARDPAB-7", "VCARDPAB-3"});
     EXPECT_EQ(removed.status, 1);
-    EXPECT_EQ(removed.err, "contactmgr: delete VCARDPAB-7: not found (2)\n");
+    EXPECT_EQ(removed.err, "contactmgr: delete VCARDPAB-7: there is no such contact (2)\n");
     const CToolRun exported = tool.Run({"export", "VCARDPAB-1", "VCARDPAB-2"});
     EXPECT_EQ(exported.status, 1);
     EXPECT_TRUE(Contains(exported.out, "FN:b\r\n")) << exported.out;
-    EXPECT_TRUE(Contains(exported.err, "export VCARDPAB-1: deleted")) << exported.err;
+    EXPECT_TRUE(Contains(exported.err, "export VCARDPAB-1: it is deleted")) << exported.err;
     EXPECT_EQ(tool.Run({"export"}).out, exported.out);
 
-    tool.Folder().Write("store/example.org/alice/Contacts/20000000.vcf", "BEGIN:VCARD\r\n");
-    tool.Folder().Write("store/example.org/alice/Contacts/a0000000.vcf/x", "no contact");
+    const string mailbox = "store/example.org/alice/";
+    tool.Folder().Write(mailbox + "Contacts/20000000.vcf", "BEGIN:VCARD\r\n");
+    tool.Folder().Write(mailbox + "Contacts/a0000000.vcf/x", "no contact");
+    for (const auto& [message, body] :
+         {std::pair{"1.a", "EMAIL:za@example.org\n"}, {"2.b:2,", "Hi\n"}, {"3.c", "NICK:x\n"}}) {
+        tool.Folder().Write(mailbox + ".Contacts/cur/" + message, string("\n") + body);
+    }
     for (const CArguments& arguments : {CArguments{"export"}, {"list"}, {"query", "a@"}}) {
         const CToolRun run = tool.Run(arguments);
         EXPECT_EQ(run.status, 1);
-        EXPECT_TRUE(Contains(run.out, arguments[0] == "export" ? "FN:b\r\n" : "a@example.org"))
-            << run.out;
-        EXPECT_TRUE(Contains(run.err, arguments[0] + " VCARDPAB-4: ")) << run.err;
-        EXPECT_EQ(LineCount(run.err), 1u) << run.err;
+        const bool isWalk = arguments[0] != "export";
+        EXPECT_TRUE(Contains(run.out, isWalk ? "za@example.org" : "FN:b\r\n")) << run.out;
+        EXPECT_TRUE(Contains(run.err, arguments[0] + " VCARDPAB-4: " + tool.Folder().Path()));
+        EXPECT_TRUE(Contains(run.err, "/20000000.vcf is no vCard 3.0\n")) << run.err;
+        EXPECT_EQ(Contains(run.err, "TRELLISV7, folder Contacts, message 2.b: "), isWalk);
+        EXPECT_EQ(LineCount(run.err), isWalk ? 2u : 1u) << run.err;
     }
 }
 

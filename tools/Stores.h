@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+// A store of contacts: the type that its identifiers begin with, the name that the command line has
+// for it, and its bit in the property EnabledContactPlugins.
+struct CStoreName
+{
+    std::string_view type;
+    std::string_view name;
+    std::uint32_t bit;
+};
+
+inline constexpr std::string_view kAddressBook = "VCARDPAB";
+inline constexpr std::string_view kOlderWebClient = "TRELLISV7";
+inline constexpr std::string_view kMailboxDirectory = "UserStore";
+inline constexpr std::string_view kSenders = "INBOX";
+
+inline constexpr CStoreName kStores[] = {{kAddressBook, "personal", 1},
+                                         {kOlderWebClient, "older", 2},
+                                         {kMailboxDirectory, "domain", 4},
+                                         {kSenders, "senders", 8}};
