@@ -4,6 +4,7 @@
 #include "pab/PABContactEnumerator.h"
 #include "pab/PABPlugin.h"
 #include "platform/LastError.h"
+#include "support/ContactText.h"
 
 #include <algorithm>
 #include <filesystem>
