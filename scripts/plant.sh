@@ -188,7 +188,7 @@ fault header.cap server/MailMessage.cpp 'MailMessageTest.*' \
     'm_head.size() >= kMaxHeaderRead' 'm_isHeadWhole'
 fault location.null server/StoreLayout.cpp 'MailServerTest.*' \
     "location == nullptr || *location == '\\0'" 'false'
-fault mailbox.name server/StoreLayout.cpp 'MailboxTest.*' \
+fault mailbox.name server/StorePaths.cpp 'MailboxTest.*' \
     "text.find('/') == std::string_view::npos &&" ''
 fault folder.version server/MailFolderImpl.cpp 'MailFolderTest.*' '    MoveVersionPast(before.time);' ''
 fault folder.renamed-message server/MailFolderImpl.cpp 'MailFolderTest.*' \

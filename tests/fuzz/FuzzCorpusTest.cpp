@@ -14,8 +14,7 @@
 // The fuzz targets, each under the name that the build gives it here. A target that finds a fault
 // ends the program.
 using FuzzTarget = int(const std::uint8_t* data, std::size_t size);
-extern "C" FuzzTarget AddressFuzz, ContactFuzz, ContentLineFuzz, StoredContactFuzz,
-    Utf8Fuzz;
+extern "C" FuzzTarget AddressFuzz, ContactFuzz, ContentLineFuzz, StoredContactFuzz, Utf8Fuzz;
 
 namespace
 {
