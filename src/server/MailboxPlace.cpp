@@ -1,8 +1,8 @@
 #include "server/MailboxPlace.h"
 
 #include "platform/Failure.h"
-#include "platform/FileSearch.h"
 #include "platform/FileHandle.h"
+#include "platform/FileSearch.h"
 #include "platform/Links.h"
 #include "server/FileSystem.h"
 #include "server/StorePaths.h"

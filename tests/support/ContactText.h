@@ -69,8 +69,8 @@ inline std::string FaultsOf(const CContactPlg::CContactEnumerator& walk)
 {
     std::string text;
     for (const CContactPlg::CWalkFault& fault : walk.GetFaults()) {
-        text += (fault.item.empty() ? fault.store : fault.item) + ' ' + std::to_string(fault.error) +
-                (fault.endsStore ? " end; " : "; ");
+        text += (fault.item.empty() ? fault.store : fault.item) + ' ' +
+                std::to_string(fault.error) + (fault.endsStore ? " end; " : "; ");
     }
     return text;
 }
