@@ -8,14 +8,21 @@
 #include "support/FakeUsers.h"
 #include "support/TestMailStore.h"
 
-#include <memory>
-
 #include <gtest/gtest.h>
+
+#include <iterator>
+#include <memory>
+#include <sstream>
 
 namespace
 {
 
-using Words = std::vector<std::string>;
+// The words between blanks.
+std::vector<std::string> Words(const char* text)
+{
+    std::istringstream stream(text);
+    return {std::istream_iterator<std::string>(stream), {}};
+}
 
 CAddressBookPlace BookOf(const CMailServer& server)
 {
@@ -38,44 +45,30 @@ TEST(MailboxPlaceTest, AddressBookIsNoMailFolderAndStaysWhereItIs)
 {
     static const struct
     {
-        const char* what;
-        Words folders; // made in the mailbox folder
-        const char *layout, *book;
-        const char* path;
+        const char *what, *folders; // made in the mailbox folder
+        const char *layout, *book, *path;
         bool isAmongMailFolders;
     } kCases[] = {
-        {"Maildir++", {".Sent/cur"}, "", "", "alice/Contacts", false},
-        {"plain, as seen", {"Sent/cur"}, "", "", ".alice.contactmgr/Contacts", false},
-        {"plain, as told", {}, ":LAYOUT=fs", "", ".alice.contactmgr/Contacts", false},
-        {"no mail folder, as told", {"Sent/cur"}, ":", "", "alice/Contacts", false},
-        {"there, then plain", {"Contacts", "Sent/cur"}, "", "", "alice/Contacts", true},
-        {"there, then a mail folder too",
-         {"Contacts/cur", "Contacts/1.nxt/..", "Sent/cur"},
-         ":LAYOUT=fs",
-         "",
-         "alice/Contacts",
-         true},
-        {"mail folder alone", {"Contacts/cur"}, "", "", ".alice.contactmgr/Contacts", false},
-        {"beside, then not plain",
-         {"../.alice.contactmgr/Contacts"},
-         "",
-         "",
-         ".alice.contactmgr/Contacts",
-         false},
-        {"chosen", {"Contacts", "Sent/cur"}, "", "%d/books-%n", "books-alice/Contacts", false},
-        {"chosen among them",
-         {"Sent/cur"},
-         "",
-         "example.org/../%d/%n/x",
-         "../example.org/alice/x/Contacts",
-         true},
-        {"chosen in one of them", {}, ":", "%d/%n/.x", "alice/.x/Contacts", true},
+        {"Maildir++", ".Sent/cur", "", "", "alice/Contacts", false},
+        {"plain, as seen", "Sent/cur", "", "", ".alice.contactmgr/Contacts", false},
+        {"plain, as told", "", ":LAYOUT=fs", "", ".alice.contactmgr/Contacts", false},
+        {"no mail folder, as told", "Sent/cur", ":", "", "alice/Contacts", false},
+        {"there, then plain", "Contacts Sent/cur", "", "", "alice/Contacts", true},
+        {"there, then a mail folder too", "Contacts/cur Contacts/1.nxt/.. Sent/cur", ":LAYOUT=fs",
+         "", "alice/Contacts", true},
+        {"mail folder alone", "Contacts/cur", "", "", ".alice.contactmgr/Contacts", false},
+        {"beside, then not plain", "../.alice.contactmgr/Contacts", "", "",
+         ".alice.contactmgr/Contacts", false},
+        {"chosen", "Contacts Sent/cur", "", "%d/books-%n", "books-alice/Contacts", false},
+        {"chosen among them", "Sent/cur", "", "example.org/../%d/%n/x",
+         "../example.org/alice/x/Contacts", true},
+        {"chosen in one of them", "", ":", "%d/%n/.x", "alice/.x/Contacts", true},
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.what);
         const CTestMailStore store;
         const std::string root = store.folder.Path();
-        for (const std::string& name : c.folders) {
+        for (const std::string& name : Words(c.folders)) {
             if (name.ends_with(".nxt/..")) {
                 store.Deliver(name.substr(0, name.size() - 3), "");
             } else {
@@ -101,20 +94,16 @@ TEST(MailboxPlaceTest, OlderWebClientsFolderIsFoundInEitherLayout)
 {
     static const struct
     {
-        Words folders;
-        const char *layout, *found; // nothing if empty
+        const char *folders, *layout, *found; // nothing if empty
     } kCases[] = {
-        {{".Contacts"}, "", ".Contacts"},
-        {{"Contacts"}, "", "Contacts"},
-        {{".Contacts", "Contacts"}, "", ".Contacts"},
-        {{"Contacts", ".Contacts"}, ":LAYOUT=fs", "Contacts"},
-        {{".Contacts"}, ":LAYOUT=fs", ""},
-        {{"Contacts"}, ":LAYOUT=Maildir++", ""},
+        {".Contacts", "", ".Contacts"},          {"Contacts", "", "Contacts"},
+        {".Contacts Contacts", "", ".Contacts"}, {"Contacts .Contacts", ":LAYOUT=fs", "Contacts"},
+        {".Contacts", ":LAYOUT=fs", ""},         {"Contacts", ":LAYOUT=Maildir++", ""},
     };
     for (const auto& c : kCases) {
-        SCOPED_TRACE(c.folders.front() + c.layout);
+        SCOPED_TRACE(std::string(c.folders) + c.layout);
         const CTestMailStore store;
-        for (const std::string& name : c.folders) {
+        for (const std::string& name : Words(c.folders)) {
             store.Deliver(name + (name[0] == '.' ? "/cur/dotted" : "/cur/plain"));
         }
         const std::string location = *c.layout == '\0'
@@ -191,41 +180,26 @@ TEST(MailboxPlaceTest, MailboxThatIsNotFoundIsExplained)
     static const struct
     {
         const char* what;
-        Words made; // in example.org; a name that ends in a slash is a folder
+        const char* made; // in example.org; a name that ends in a slash is a folder
         const char *location, *name;
         const char* text; // "$": the store's folder
     } kCases[] = {
-        {"found", {}, "$", "alice", ""},
-        {"nothing", {}, "$", "ann", "no folder $/example.org/ann"},
-        {"empty folder", {"ann/"}, "$", "ann", "no folder cur in $/example.org/ann"},
-        {"mdbox",
-         {"ann/mailboxes/", "ann/storage/"},
-         "$",
-         "ann",
+        {"found", "", "$", "alice", ""},
+        {"nothing", "", "$", "ann", "no folder $/example.org/ann"},
+        {"empty folder", "ann/", "$", "ann", "no folder cur in $/example.org/ann"},
+        {"mdbox", "ann/mailboxes/ ann/storage/", "$", "ann",
          "no Maildir here: an mdbox in $/example.org/ann"},
-        {"sdbox below",
-         {"ann/sdbox/mailboxes/"},
-         "$",
-         "ann",
+        {"sdbox below", "ann/sdbox/mailboxes/", "$", "ann",
          "no Maildir here: an sdbox in $/example.org/ann/sdbox"},
-        {"mbox", {"ann"}, "$", "ann", "no Maildir here: an mbox in $/example.org/ann"},
-        {"MH",
-         {"ann/.mh_sequences"},
-         "$",
-         "ann",
+        {"mbox", "ann", "$", "ann", "no Maildir here: an mbox in $/example.org/ann"},
+        {"MH", "ann/.mh_sequences", "$", "ann",
          "no Maildir here: an MH folder in $/example.org/ann"},
-        {"folder of mboxes",
-         {"ann/.imap/"},
-         "$",
-         "ann",
+        {"folder of mboxes", "ann/.imap/", "$", "ann",
          "no Maildir here: an mbox in $/example.org/ann"},
-        {"Maildir below",
-         {"ann/Maildir/cur/"},
-         "$",
-         "ann",
+        {"Maildir below", "ann/Maildir/cur/", "$", "ann",
          "the Maildir is in $/example.org/ann/Maildir: the location has to end with /Maildir"},
-        {"no user", {}, "~/%d", "ann", "no user ann of this system"},
-        {"other domain", {}, "$/example.org/%n", "ann", "the domain of the store is example.net"},
+        {"no user", "", "~/%d", "ann", "no user ann of this system"},
+        {"other domain", "", "$/example.org/%n", "ann", "the domain of the store is example.net"},
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.what);
@@ -235,7 +209,7 @@ TEST(MailboxPlaceTest, MailboxThatIsNotFoundIsExplained)
             const std::size_t at = text.find('$');
             return at == text.npos ? text : text.replace(at, 1, store.folder.Path());
         };
-        for (const std::string& name : c.made) {
+        for (const std::string& name : Words(c.made)) {
             name.ends_with('/')
                 ? void(std::filesystem::create_directories(store.folder / ("example.org/" + name)))
                 : void(store.folder.Write("example.org/" + name, ""));
