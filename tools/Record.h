@@ -9,7 +9,7 @@
 
 class CSession;
 
-// All seventeen, in the order of CContactProperties::GetList.
+// All of a contact, in the order of CContactProperties::GetList.
 const std::vector<CContactProperty>& AllProperties();
 
 // An entry of one of the four lists: its values by their names in JSON, and its types.

@@ -30,7 +30,7 @@ private:
     friend class CContactProperties;
 };
 
-// The seventeen properties of a contact, known by these names in every store. A value.
+// The properties of a contact, known by these names in every store. A value.
 class CContactProperties
 {
 public:

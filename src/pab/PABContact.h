@@ -93,7 +93,7 @@ public:
 
     // Text properties: a line each, or a component of the N line ("Surname", "GivenName",
     // "MiddleInitial", "Title", "Suffix"). A line that is missing reads as empty. False without a
-    // code for a name that is none of the seventeen, and for a component where there is no N line.
+    // code for an unknown name, and for a component where there is no N line.
     bool GetProperty(const CContactProperty& property, std::u16string* value) override;
     // "WssVersion", the write counter; any other name is false without a code.
     bool GetProperty(const CContactProperty& property, std::uint32_t* value) override;
