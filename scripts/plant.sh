@@ -62,7 +62,7 @@ fault redo.uncut platform/RedoFile.cpp 'FileRewriteTest.*' \
     'OpenInRedoFolder(folder, name, O_WRONLY | O_TRUNC)' \
     'OpenInRedoFolder(folder, name, O_WRONLY)'
 fault redo.emptied-on-failure platform/HeldFile.cpp 'FileRewriteTest.*' \
-    'return false; // I2' 'return Truncate(0) && RemoveRedoFile() && false;'
+    'return false; // I2' 'return Truncate(0) && RemoveRedoFile() && false; // I2'
 fault redo.old-form platform/RedoFile.cpp 'PABPluginTest.*' \
     'return MoveOldRedoFiles(folder, made) && CopyMarkedFiles(folder, made);' 'return true;'
 fault save.unreserved platform/HeldFile.cpp 'FileRewriteTest.*' \
