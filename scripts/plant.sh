@@ -190,6 +190,27 @@ fault location.null server/StoreLayout.cpp 'MailServerTest.*' \
     "location == nullptr || *location == '\\0'" 'false'
 fault mailbox.name server/StorePaths.cpp 'MailboxTest.*' \
     "text.find('/') == std::string_view::npos &&" ''
+fault location.dots server/PathTemplate.cpp 'MailServerTest.*' '!IsPathComponent(filled)' 'false'
+fault location.cut-name server/PathTemplate.cpp 'MailServerTest.*' \
+    'return HasName(part) && part.offset == 0 && part.width == 0;' 'return HasName(part);'
+fault location.shared-book server/StoreLayout.cpp 'MailServerTest.*' \
+    'm_folders.HasDomain() && !m_book->HasDomain()' 'false'
+fault mailbox.property-file server/StoreLayout.cpp 'MailServerTest.*' \
+    '&& TakesPropertyFile(names)' '&& false'
+fault mailbox.only-one server/MailServer.cpp 'MailServerTest.*' \
+    '!EqualIgnoringCase(place->name, m_name) ||' ''
+fault mailbox.lower-case server/Mailbox.cpp 'MailboxPlaceTest.*' \
+    '!FindAsGiven(server, lowerName, lowerDomain, place)' 'true'
+fault folder.link-out server/MailboxPlace.cpp 'MailboxPlaceTest.*' \
+    'LeadsOutOf(mailbox, found + "/cur") ||' ''
+fault folder.link-beside server/MailboxPlace.cpp 'MailboxPlaceTest.*' \
+    "!target.starts_with(root + '/')" '!target.starts_with(root)'
+fault book.among-folders server/MailboxPlace.cpp 'MailboxPlaceTest.*' \
+    '|| IsPlainLayout(place) ? beside' '? beside'
+fault book.forgotten server/MailboxPlace.cpp 'MailboxPlaceTest.*' \
+    '(!mayBeMailFolder || HoldsContacts(inside))' '!mayBeMailFolder'
+fault book.long-path pab/AddressBook.cpp 'MailboxPlaceTest.*' \
+    '!isRead && GetLastError() == ERROR_INSUFFICIENT_BUFFER' 'false'
 fault folder.version server/MailFolderImpl.cpp 'MailFolderTest.*' '    MoveVersionPast(before.time);' ''
 fault folder.renamed-message server/MailFolderImpl.cpp 'MailFolderTest.*' \
     '        tried = std::move(path);' '        return false;'
