@@ -3,6 +3,7 @@
 #include "platform/Errno.h"
 #include "platform/Failure.h"
 #include "platform/NewFile.h"
+#include "platform/Path.h"
 #include "platform/SystemCalls.h"
 
 #include <unistd.h>
@@ -72,6 +73,21 @@ int MakeEmptyFile(const char* path)
 {
     CDescriptor file = MakeFile(path);
     return (file.IsOpen() && file.Close()) || FailWithErrno(path);
+}
+
+int ShareLikeFolder(const char* path)
+{
+    CSystemCalls& calls = CSystemCalls::Current();
+    const CDescriptor folder = OpenFolder(FolderOf(path).c_str());
+    const CDescriptor file(calls.Open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0));
+    struct statx status = {};
+    if (!folder.IsOpen() || !file.IsOpen() ||
+        calls.Stat(folder.Get(), "", AT_EMPTY_PATH, &status) != 0) {
+        return FailWithErrno(path);
+    }
+    const mode_t mayEnter = status.stx_mode & 0111;
+    const mode_t mayWrite = status.stx_mode & 0222;
+    return calls.SetMode(file.Get(), mayEnter << 2 | mayWrite) == 0 || FailWithErrno(path);
 }
 
 int CreateDirectoryA(const char* path, const void* /*securityAttributes*/)

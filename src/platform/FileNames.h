@@ -18,6 +18,10 @@ int DeleteFileA(const char* path);
 // Makes an empty file. ERROR_ALREADY_EXISTS (183): the name exists.
 int MakeEmptyFile(const char* path);
 
+// Lets all those read a file who may enter its folder, and all those write it who may make names
+// there. A file is made for its owner and group alone.
+int ShareLikeFolder(const char* path);
+
 // Makes one folder, not its parents. ERROR_ALREADY_EXISTS (183): the name exists;
 // ERROR_PATH_NOT_FOUND (3): the parent is missing.
 int CreateDirectoryA(const char* path, const void* securityAttributes);

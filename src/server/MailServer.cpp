@@ -12,7 +12,7 @@
 namespace
 {
 
-using Defaults = std::map<std::string, std::uint32_t>;
+using Defaults = std::map<std::string, CPropertyDefault>; // by key
 
 // The families of the process, by name.
 struct CFamilies
@@ -113,7 +113,8 @@ try {
             SetLastError(ERROR_INVALID_PARAMETER);
             return -1;
         }
-        defaults.insert_or_assign(PropertyKey(records->name), records->defaultValue);
+        defaults.insert_or_assign(PropertyKey(records->name),
+                                  CPropertyDefault{records->name, records->defaultValue});
     }
     const std::lock_guard lock(Families().mutex);
     Families().families.insert_or_assign(family, std::move(defaults));
@@ -129,8 +130,20 @@ std::optional<std::uint32_t> RegisteredDefault(const std::string& key)
     for (const auto& [family, defaults] : Families().families) {
         const auto found = defaults.find(key);
         if (found != defaults.end()) {
-            return found->second;
+            return found->second.value;
         }
     }
     return std::nullopt;
+}
+
+std::vector<CPropertyDefault> RegisteredDefaults()
+{
+    std::vector<CPropertyDefault> all;
+    const std::lock_guard lock(Families().mutex);
+    for (const auto& [family, defaults] : Families().families) {
+        for (const auto& [key, property] : defaults) {
+            all.push_back(property);
+        }
+    }
+    return all;
 }

@@ -71,5 +71,14 @@ bool CheckMailboxNames(_tMailServer* server, const char* name, const char* domai
 std::array<std::string, 3> PropertyFilePaths(const _tMailServer& server,
                                              const CMailboxPlace& place);
 
-// The registered default of a number property, by its key.
+// The registered default of a number property, by its key; those of all.
+struct CPropertyDefault
+{
+    std::string name;
+    std::uint32_t value = 0;
+};
 std::optional<std::uint32_t> RegisteredDefault(const std::string& key);
+std::vector<CPropertyDefault> RegisteredDefaults();
+
+// Whether a mailbox's contact reads the property as text. It is empty where nobody filled it in.
+bool IsContactText(std::string_view name);

@@ -19,14 +19,6 @@ namespace
 
 constexpr std::string_view kEffective = "effective";
 
-// Properties that a mailbox's contact reads: empty where nobody filled them in.
-bool IsContactText(std::string_view key)
-{
-    return std::ranges::any_of(kPropertyNames, [key](const CPropertyName& known) {
-        return EqualIgnoringCase(key, std::string_view(known.name));
-    });
-}
-
 // The value of a name, from a file or *made; null with the reason in the last error. It is not
 // copied: in libstdc++ 12 a variant that finds no memory while it is copied is undefined.
 const PropertyValue* LookUp(const _tMailbox& mailbox, const char* name, PropertyValue* made)
@@ -87,6 +79,13 @@ struct _tMailboxEnumeration
     std::vector<std::string> names;
     std::size_t next = 0;
 };
+
+bool IsContactText(std::string_view name)
+{
+    return std::ranges::any_of(kPropertyNames, [name](const CPropertyName& known) {
+        return EqualIgnoringCase(name, std::string_view(known.name));
+    });
+}
 
 bool CheckMailboxNames(_tMailServer* server, const char* name, const char* domain)
 {

@@ -5,6 +5,8 @@
 #include "platform/FileHandle.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <iterator>
 #include <limits>
 #include <new>
 
@@ -13,19 +15,45 @@
 namespace
 {
 
+// Hands the text to the parser and counts the lines that it has read. Copies count together.
+class CLineCounter
+{
+public:
+    using iterator_category = std::input_iterator_tag;
+    using value_type = char;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const char*;
+    using reference = const char&;
+
+    CLineCounter(const char* at, std::uint32_t* line) : m_at(at), m_line(line) {}
+
+    reference operator*() const { return *m_at; }
+    CLineCounter& operator++()
+    {
+        *m_line += *m_at == '\n' ? 1 : 0;
+        ++m_at;
+        return *this;
+    }
+    bool operator==(const CLineCounter& other) const { return m_at == other.m_at; }
+
+private:
+    const char* m_at;
+    std::uint32_t* m_line;
+};
+
 // Takes the members of the outermost object as the parser finds them. Deeper levels are counted and
 // not stored, so no depth can exhaust the stack.
 class CPropertyReader : public nlohmann::json_sax<nlohmann::json>
 {
 public:
-    explicit CPropertyReader(std::unordered_map<std::string, PropertyValue>* values)
-        : m_values(*values)
+    CPropertyReader(CPropertyFile::CMembers* members, const std::uint32_t* line)
+        : m_members(*members), m_line(*line)
     {}
 
     bool null() override
     {
         if (m_level == 1) {
-            m_values.erase(m_key);
+            m_members.erase(PropertyKey(m_name));
         }
         return m_level > 0;
     }
@@ -47,7 +75,8 @@ public:
     bool key(string_t& name) override
     {
         if (m_level == 1) {
-            m_key = PropertyKey(name);
+            m_name = name;
+            m_nameLine = m_line;
         }
         return true;
     }
@@ -66,7 +95,9 @@ private:
     bool Store(PropertyValue value)
     {
         if (m_level == 1) {
-            m_values.insert_or_assign(m_key, std::move(value));
+            std::string key = PropertyKey(m_name);
+            m_members.insert_or_assign(
+                std::move(key), CPropertyMember{std::move(m_name), m_nameLine, std::move(value)});
         }
         return m_level > 0;
     }
@@ -81,8 +112,10 @@ private:
         return true;
     }
 
-    std::unordered_map<std::string, PropertyValue>& m_values;
-    std::string m_key;
+    CPropertyFile::CMembers& m_members;
+    const std::uint32_t& m_line; // that the parser is in
+    std::string m_name;          // of the member that is being read
+    std::uint32_t m_nameLine = 0;
     std::size_t m_level = 0;
     std::size_t m_depth = 0;
     std::size_t m_errorPosition = 0;
@@ -137,14 +170,17 @@ bool ReadPropertyText(const std::string& path, std::string* text)
 
 CPropertyFile::CPropertyFile(std::string_view text)
 {
-    CPropertyReader reader(&m_values);
-    if (!nlohmann::json::sax_parse(text, &reader)) {
+    std::uint32_t line = 1;
+    CPropertyReader reader(&m_members, &line);
+    const CLineCounter begin(text.data(), &line);
+    const CLineCounter end(text.data() + text.size(), &line);
+    if (!nlohmann::json::sax_parse(begin, end, &reader)) {
         // The parser stopped behind the faulty byte. If the syntax is right, the first value is no
         // object.
         const std::size_t stop = reader.ErrorPosition() > 0 ? reader.ErrorPosition() - 1
                                                             : text.find_first_not_of(" \t\r\n");
         const std::string_view before = text.substr(0, std::min(stop, text.size()));
-        m_values.clear();
+        m_members.clear();
         m_error = ERROR_INVALID_DATA;
         m_errorLine = static_cast<std::uint32_t>(1 + std::ranges::count(before, '\n'));
     }
@@ -171,8 +207,8 @@ std::shared_ptr<const CPropertyFile> CPropertyFile::Read(const std::string& path
 
 const PropertyValue* CPropertyFile::Find(const std::string& key) const
 {
-    const auto found = m_values.find(key);
-    return found == m_values.end() ? nullptr : &found->second;
+    const auto found = m_members.find(key);
+    return found == m_members.end() ? nullptr : &found->second.value;
 }
 
 std::shared_ptr<const CPropertyFile> CPropertyFileCache::Get(const std::string& path)

@@ -16,6 +16,14 @@ inline constexpr std::uint32_t kMaxPropertyFileSize = 1 << 20;
 // A value that has none of the three types that can be asked for is std::monostate.
 using PropertyValue = std::variant<std::monostate, std::uint32_t, bool, std::string>;
 
+// A property as its file holds it.
+struct CPropertyMember
+{
+    std::string name;
+    std::uint32_t line = 0; // of the name, from 1
+    PropertyValue value;
+};
+
 // A property's name in lower case. Names of properties compare by it.
 std::string PropertyKey(std::string_view name);
 
@@ -43,8 +51,12 @@ public:
     // Null if the file doesn't hold the property, or holds it as a JSON null.
     const PropertyValue* Find(const std::string& key) const;
 
+    // All that Find finds, by key.
+    using CMembers = std::unordered_map<std::string, CPropertyMember>;
+    const CMembers& Members() const { return m_members; }
+
 private:
-    std::unordered_map<std::string, PropertyValue> m_values;
+    CMembers m_members;
     std::uint32_t m_error = 0;
     std::uint32_t m_errorLine = 0;
     std::size_t m_depth = 0;

@@ -60,6 +60,7 @@ TEST(MailStoreAdminTest, SettingKeepsAllElseAndTheTypes)
         {"digits of a text", "", "PostCode", "3000", R"({"PostCode":"3000"})", 0},
         {"registered number", "", "AdminMask", "4", R"({"AdminMask":4})", 0},
         {"number stays one", R"({"Quota":1})", "quota", "2", R"({"Quota":2})", 0},
+        {"text is mended", R"({"City":1})", "City", "2", R"({"City":"2"})", 0},
         {"empty removes", R"({"City":"A","x":1})", "city", "", R"({"x":1})", 0},
         {"too large", "", "AdminMask", "4294967296", "", ERROR_INVALID_PARAMETER},
         {"no UTF-8", "", "City", "\xE4", "", ERROR_INVALID_PARAMETER},
@@ -86,17 +87,24 @@ TEST(MailStoreAdminTest, SettingKeepsAllElseAndTheTypes)
 TEST(MailStoreAdminTest, FaultOrDeathLeavesTheOldOrTheNewProperties)
 {
     const std::string before = R"({"City":"Bern"})";
-    for (const bool isDying : {false, true}) {
+    for (const auto& [isDying, isOfDomain] :
+         {std::pair{false, false}, {true, false}, {false, true}, {true, true}}) {
+        const char* const file = isOfDomain ? "example.org/properties.json" : kFile;
+        const auto set = [isOfDomain = isOfDomain](const CTestMailStore& store) {
+            return isOfDomain
+                       ? SetDomainProperties(store.server, "example.org", {{"City", "Basel"}})
+                       : Set(store, "City", "Basel");
+        };
         bool wasHit = true;
         for (int call = 1; wasHit; ++call) {
             SCOPED_TRACE(call);
             const CTestMailStore store;
-            store.Deliver("properties.json", before);
+            store.folder.Write(file, before);
             CFaultySystemCalls calls;
             isDying ? calls.DieAt(call) : calls.FailAt(call, EIO);
-            const bool isSet = Set(store, "City", "Basel");
+            const bool isSet = set(store);
             wasHit = calls.WasHit();
-            const std::string after = store.folder.Read(kFile);
+            const std::string after = store.folder.Read(file);
             if (!isDying && !isSet) {
                 EXPECT_EQ(GetLastError(), ERROR_IO_DEVICE);
                 EXPECT_EQ(after, before);
@@ -104,9 +112,48 @@ TEST(MailStoreAdminTest, FaultOrDeathLeavesTheOldOrTheNewProperties)
             }
             EXPECT_TRUE(after == before || after.find("\"Basel\"\n}") != after.npos) << after;
             calls.Bury();
-            EXPECT_TRUE(Set(store, "City", "Basel")) << "whatever was left behind";
+            EXPECT_TRUE(set(store)) << "whatever was left behind";
         }
     }
+}
+
+TEST(MailStoreAdminTest, PropertiesOfTheDomainAndTheServerHaveFilesForAllWhoMayEnterTheFolder)
+{
+    namespace fs = std::filesystem;
+    const CTestMailStore store;
+    const std::vector<CMailboxPropertySetting> city = {{"City", "Bern"}};
+    fs::permissions(store.folder / "example.org", fs::perms(0751));
+    EXPECT_TRUE(SetDomainProperties(store.server, "example.org", city));
+    EXPECT_EQ(fs::status(store.folder / "example.org/properties.json").permissions(),
+              fs::perms(0644));
+    EXPECT_TRUE(SetServerProperties(store.server, {{"Country", "CH"}, {"city", "Basel"}}));
+    EXPECT_FALSE(SetDomainProperties(store.server, "example.net", city));
+    EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
+    EXPECT_FALSE(SetDomainProperties(store.server, "../x", city));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+
+    store.Deliver("properties.json", "{\n\"Title\":\n5,\"b\":null,\n\"x\":[1]}");
+    const auto list = [&store](const char* name, const char* domain) {
+        std::vector<CMailboxProperty> properties;
+        EXPECT_TRUE(ListProperties(store.server, name, domain, &properties));
+        std::string text;
+        for (const CMailboxProperty& property : properties) {
+            if (property.source != EPropertySource::kDefault) {
+                text += std::to_string(static_cast<int>(property.source)) + property.name + "=" +
+                        property.value + ":" + std::to_string(property.line) + " ";
+            }
+        }
+        return text;
+    };
+    const std::string ofServer = "2Country=CH:2 2city=Basel:3 ";
+    EXPECT_EQ(list("alice", "example.org"), "0Title=5:2 0x=:4 1City=Bern:2 " + ofServer);
+    EXPECT_EQ(list(nullptr, "example.org"), "1City=Bern:2 " + ofServer);
+    EXPECT_EQ(list(nullptr, nullptr), ofServer);
+
+    CMailServer ofOne;
+    ASSERT_TRUE(ofOne.Open((store / "").c_str()));
+    EXPECT_FALSE(SetServerProperties(ofOne, city));
+    EXPECT_EQ(GetLastError(), ERROR_NOT_SUPPORTED);
 }
 
 TEST(MailStoreAdminTest, CheckNamesTheFileAndTheLine)
