@@ -56,10 +56,13 @@ mkdir -p "$CONTACTMGR_STORE"
 say "A store in $CONTACTMGR_STORE, with two mailboxes in one domain"
 run mailbox add alice@example.org
 run mailbox add bob@example.org
-run mailbox set alice@example.org EnabledContactPlugins=15 'FullName=Alice Archer'
+run mailbox set --of-domain example.org EnabledContactPlugins=personal,older,domain,senders
+run mailbox set alice@example.org 'FullName=Alice Archer'
 run mailbox set bob@example.org 'FullName=Bob Brook' GivenName=Bob Surname=Brook \
     Organization=Example 'Title=Head of Mail' 'Street=1 Main St' City=Springfield \
     'Telephone=+1 555 0101' OtherMailbox=postmaster@example.org
+run mailbox show alice@example.org --effective
+expect '^EnabledContactPlugins.*15 .*example\.org/properties\.json'
 run mailbox list example.org
 expect '^bob'
 

@@ -25,8 +25,9 @@ using CCommands = std::vector<CCommand>;
 CLI::Option* AddSince(CLI::App& command, const char* help, FILETIME* version);
 
 // Each adds one family of commands, with their options.
-void AddReadCommands(CLI::App& app, CCommands* commands);     // list, show, query
-void AddEditCommands(CLI::App& app, CCommands* commands);     // new, set, delete
-void AddExchangeCommands(CLI::App& app, CCommands* commands); // export, import
-void AddChangeCommands(CLI::App& app, CCommands* commands);   // changes, poll
-void AddMailboxCommands(CLI::App& app, CCommands* commands);  // mailbox add, list, set, renew
+void AddReadCommands(CLI::App& app, CCommands* commands);        // list, show, query
+void AddEditCommands(CLI::App& app, CCommands* commands);        // new, set, delete
+void AddExchangeCommands(CLI::App& app, CCommands* commands);    // export, import
+void AddChangeCommands(CLI::App& app, CCommands* commands);      // changes, poll
+void AddMailboxCommands(CLI::App& app, CCommands* commands);     // mailbox add, list, renew
+void AddPropertyCommands(CLI::App& family, CCommands* commands); // mailbox set, show

@@ -74,34 +74,6 @@ bool ListMailboxes(CSession& session, const std::string& domain)
            session.Report().Failure("list mailboxes of " + domain);
 }
 
-struct CSetMailboxOptions
-{
-    std::string mailbox;
-    std::vector<std::string> settings;
-};
-
-bool SetMailbox(CSession& session, const CSetMailboxOptions& options)
-{
-    const CMailboxName name = session.ParseName(options.mailbox);
-    std::vector<CMailboxPropertySetting> settings;
-    for (const std::string& word : options.settings) {
-        const CAssignment assignment = ParseAssignment(word);
-        settings.push_back({std::string(assignment.name), UnifyLineBreaks(assignment.value)});
-    }
-    if (!session.OpenStore()) {
-        return false;
-    }
-    if (!Try([&] {
-            return SetMailboxProperties(session.Server(), name.name.c_str(), name.domain.c_str(),
-                                        settings);
-        })) {
-        session.ReportPropertyFault("set properties of " + options.mailbox, name.name.c_str(),
-                                    name.domain.c_str());
-        return false;
-    }
-    return true;
-}
-
 // The identifier of the contact that a file in the redo folder belongs to, or its name.
 std::string RedoFileText(const std::string& name)
 {
@@ -153,12 +125,7 @@ void AddMailboxCommands(CLI::App& app, CCommands* commands)
     commands->push_back(
         {command, [domain](CSession& session) { return ListMailboxes(session, *domain); }});
 
-    const auto set = std::make_shared<CSetMailboxOptions>();
-    command = family->add_subcommand("set", "Set properties of a mailbox, all or none");
-    command->add_option("MAILBOX", set->mailbox, "NAME@DOMAIN")->required();
-    command->add_option("SETTINGS", set->settings, "PROPERTY=VALUE; an empty value removes")
-        ->required();
-    commands->push_back({command, [set](CSession& session) { return SetMailbox(session, *set); }});
+    AddPropertyCommands(*family, commands);
 
     const auto renewed = std::make_shared<std::string>();
     command = family->add_subcommand(

@@ -111,7 +111,7 @@ public:
         CRecordReader record(contact, m_session);
         const std::u16string names = NamesOf(record);
         const bool isNamed = Matches(names);
-        for (const CContactEmail& email : contact.GetEmails()) {
+        for (const CContactEmail& email : record.Emails()) {
             const std::string address = email.GetAddress().RawAddress();
             const std::u16string comment = email.GetAddress().GetComment();
             if (isNamed || Matches(ToWideField(address)) || Matches(comment)) {

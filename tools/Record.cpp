@@ -1,9 +1,10 @@
 #include "Record.h"
 
 #include "Session.h"
+#include "Stores.h"
 #include "Text.h"
 #include "directory/TypeParameter.h"
-#include "platform/LastError.h"
+#include "platform/Failure.h"
 
 #include <nlohmann/json.hpp>
 
@@ -11,6 +12,8 @@ using nlohmann::ordered_json;
 
 namespace
 {
+
+constexpr const char* kOtherMailbox = "OtherMailbox";
 
 std::vector<std::string_view> TypeNames(std::uint32_t mask, VCardUtils::CTypeTable table)
 {
@@ -188,6 +191,20 @@ std::u16string CRecordReader::LastName()
     return name;
 }
 
+// The store keeps silent about a property that it cannot read as an address.
+const CContactEmailList& CRecordReader::Emails()
+{
+    const CContactEmailList& emails = m_contact.GetEmails();
+    if (m_contact.GetPluginType() == kMailboxDirectory && emails.GetCount() < 2) {
+        std::u16string address;
+        Read(kOtherMailbox, [&] {
+            return m_contact.GetProperty(CContactProperty(kOtherMailbox), &address) &&
+                   (address.empty() || Fail(ERROR_INVALID_DATA));
+        });
+    }
+    return emails;
+}
+
 std::string CRecordReader::FirstAddress()
 {
     const CContactEmailList& emails = m_contact.GetEmails();
@@ -214,7 +231,7 @@ CRecord CRecordReader::ReadAll()
     // Stores that fill a list on demand leave it empty if they cannot.
     Read("telephones", [&] { return !m_contact.GetTelephones().IsEmpty(); });
     Read("addresses", [&] { return !m_contact.GetAddresses().IsEmpty(); });
-    record.emails = ReadEntries(m_contact.GetEmails());
+    record.emails = ReadEntries(Emails());
     record.telephones = ReadEntries(m_contact.GetTelephones());
     record.addresses = ReadEntries(m_contact.GetAddresses());
     record.ims = ReadEntries(m_contact.GetIMs());

@@ -53,6 +53,9 @@ public:
     std::u16string FirstName();
     std::u16string LastName();
 
+    // A second address that a mailbox should have, but cannot, is reported.
+    const CContactEmailList& Emails();
+
     // The raw form of the first e-mail address, empty without one.
     std::string FirstAddress();
 

@@ -1,13 +1,23 @@
 #include "Session.h"
 
+#include "PropertyReport.h"
 #include "Stores.h"
-#include "server/MailStoreAdmin.h"
+#include "userstore/UserStoreContact.h"
 
 #include <algorithm>
 #include <string_view>
 
 namespace
 {
+
+// The property of a mailbox that an item of its contact is read from.
+std::string_view PropertyOf(std::string_view item)
+{
+    return item == "Jobtitle"     ? "Title"
+           : item == "first name" ? "GivenName"
+           : item == "last name"  ? "Surname"
+                                  : item;
+}
 
 constexpr const char* kForeignMessage = "the message is not in the format of the older web client";
 
@@ -108,33 +118,15 @@ void CSession::CheckFileSystem()
 
 bool CSession::CheckProperties()
 {
-    const std::string what = "read properties of " + m_options.mailbox;
+    const CPropertyOwner owner = {m_name.name, m_name.domain};
     CPropertyFileFault fault;
-    if (!Try([&] {
-            return CheckPropertyFiles(m_server, m_name.name.c_str(), m_name.domain.c_str(), &fault);
-        })) {
-        ReportPropertyFault(what, m_name.name.c_str(), m_name.domain.c_str());
-        return false;
-    }
     std::uint32_t stores = 0;
-    return Try([&] { return m_mailbox.GetProperty("EnabledContactPluginsEffective", &stores); }) ||
-           m_report.FailureBecause(what, "EnabledContactPlugins is no number");
-}
-
-void CSession::ReportPropertyFault(const std::string& what, const char* name, const char* domain)
-{
-    const std::uint32_t code = GetLastError();
-    CPropertyFileFault fault;
-    const bool isSound = CheckPropertyFiles(m_server, name, domain, &fault);
-    SetLastError(code);
-    if (isSound && code == ERROR_INVALID_DATA) {
-        m_report.FailureBecause(what, "the property has another type");
-    } else if (isSound || fault.path.empty()) {
-        m_report.Failure(what);
-    } else {
-        const std::string line = fault.line == 0 ? "" : ":" + std::to_string(fault.line);
-        m_report.Failure(what + ": " + fault.path + line);
-    }
+    return Try([&] {
+               return CheckPropertyFiles(m_server, owner.Name(), owner.Domain(), &fault) &&
+                      m_mailbox.GetProperty("EnabledContactPlugins", &stores);
+           }) ||
+           FailProperties(m_report, m_server, owner, "read properties of " + m_options.mailbox,
+                          "EnabledContactPlugins");
 }
 
 // An address book that is there is used wherever it lies.
@@ -311,7 +303,9 @@ void CSession::ReportUnreadable(CContact& contact, const std::string& item)
     SetLastError(code);
     if (contact.GetPluginType() == kMailboxDirectory && !contact.GetEmails().IsEmpty()) {
         const CRfc822Address& address = contact.GetEmails().GetHead().GetAddress();
-        ReportPropertyFault(what, address.EncodedName(), address.EncodedDomain());
+        const CPropertyOwner owner = {CUserStoreContact::MailboxNameOf(address),
+                                      address.EncodedDomain()};
+        FailProperties(m_report, m_server, owner, what, PropertyOf(item));
         return;
     }
     m_report.Failure(what);

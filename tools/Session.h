@@ -95,9 +95,6 @@ public:
     // Why an item of a contact could not be read, from the last error.
     void ReportUnreadable(CContact& contact, const std::string& item);
 
-    // The same for a mailbox: names the file and the line if a property file is damaged.
-    void ReportPropertyFault(const std::string& what, const char* name, const char* domain);
-
 private:
     CMailServerOptions ServerOptions() const { return {m_options.domain, m_options.book}; }
     // Reports a reason that the library has beside the last error, if it has one.

@@ -85,15 +85,14 @@ CContactEmail MakeEmail(CRfc822Address address, std::uint32_t type)
     return email;
 }
 
-// The name of the mailbox behind a local part: without the quotes that the local part has in a
-// mail header where it is no dot-atom (RFC 5322, 3.2.4).
-std::string MailboxName(std::string_view localPart)
+} // namespace
+
+std::string CUserStoreContact::MailboxNameOf(const CRfc822Address& address)
 {
+    const std::string_view localPart = address.EncodedName();
     const bool isQuoted = localPart.size() >= 2 && localPart.starts_with('"');
     return isQuoted ? Unquote(localPart.substr(1, localPart.size() - 2)) : std::string(localPart);
 }
-
-} // namespace
 
 CUserStoreContact::CUserStoreContact(CMailServer& server, CRfc822Address address)
     : m_server(&server)
@@ -183,8 +182,7 @@ bool CUserStoreContact::OpenMailbox()
         return Fail(ERROR_INVALID_DATA);
     }
     const CRfc822Address& address = m_emails.GetHead().GetAddress();
-    return m_mailbox.Open(*m_server, MailboxName(address.EncodedName()).c_str(),
-                          address.EncodedDomain());
+    return m_mailbox.Open(*m_server, MailboxNameOf(address).c_str(), address.EncodedDomain());
 }
 
 bool CUserStoreContact::LoadOtherMailbox()

@@ -20,6 +20,10 @@ class CUserStoreContact : public CReadOnlyContact
 public:
     static constexpr char kPluginType[] = "UserStore";
 
+    // The name of the mailbox that an address names: its local part, without the quotes that it has
+    // in a mail header if it is no dot-atom (RFC 5322, 3.2.4).
+    static std::string MailboxNameOf(const CRfc822Address& address);
+
     // The server stays the caller's and outlives the contact. Opens the mailbox at once; a failure
     // shows at the operations that need it, and each of them tries again. The e-mail list gets the
     // address, internet and preferred, and behind it the mailbox's "OtherMailbox" where that holds

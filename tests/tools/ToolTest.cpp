@@ -330,18 +330,37 @@ TEST(ToolTest, IdentifiersOfOthersAreRefusedUnlessTheyAreAskedFor)
     }
 }
 
-TEST(ToolTest, ADamagedPropertyFileIsNamedWithItsLineAndStopsOnlyWriters)
+TEST(ToolTest, AFaultOfAPropertyFileIsNamedWithItsLineAndStopsOnlyWriters)
 {
-    const CTool tool;
-    tool.Run({"new", "FullName=a"});
-    tool.Folder().Write("store/example.org/properties.json", "{\n\"a\": }\n");
-    const CToolRun listed = tool.Run({"list"});
-    EXPECT_EQ(listed.status, 1);
-    EXPECT_EQ(listed.out, "VCARDPAB-1\ta\t\n");
-    EXPECT_TRUE(Contains(listed.err, "/example.org/properties.json:2: invalid data (13)"))
-        << listed.err;
-    EXPECT_EQ(tool.Run({"delete", "VCARDPAB-1"}).status, 1);
-    EXPECT_EQ(tool.Run({"list"}).out, listed.out);
+    static const struct
+    {
+        const char *file, *text;
+        bool isOfAlice; // who then cannot write
+        const char* err;
+    } kCases[] = {
+        {"properties.json", "{\n\"a\": }", true, "/properties.json:2: invalid data (13)"},
+        {"alice/properties.json", "{\n\n\"enabledcontactplugins\": true}", true,
+         "/alice/properties.json:3: enabledcontactplugins is a truth value, and not a number (13)"},
+        {"bob/properties.json", "{\n\"City\": 1,\n\"Title\": 5}", false,
+         "Jobtitle: /example.org/bob/properties.json:3: Title is a number, and not a text (13)"},
+        {"bob/properties.json", "{\n\"OtherMailbox\": \"b\"}", false,
+         "OtherMailbox: /example.org/bob/properties.json:2: invalid data (13)"},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.text);
+        const CTool tool;
+        tool.Run({"new", "FullName=a"});
+        tool.Run({"mailbox", "set", "alice@example.org", "EnabledContactPlugins=personal,domain"});
+        tool.Folder().Write(string("store/example.org/") + c.file, c.text);
+        const CToolRun listed = tool.Run({"list", "--json"});
+        EXPECT_EQ(listed.status, 1);
+        EXPECT_TRUE(Contains(listed.out, "{\"id\":\"VCARDPAB-1\"")) << listed.out;
+        string err = listed.err;
+        EXPECT_NE(err.find(tool.StorePath()), string::npos);
+        EXPECT_TRUE(Contains(err.erase(err.find(tool.StorePath()), tool.StorePath().size()), c.err))
+            << err;
+        EXPECT_EQ(tool.Run({"set", "VCARDPAB-1", "Nickname=b"}).status, c.isOfAlice ? 1 : 0);
+    }
 }
 
 TEST(ToolTest, MailboxesAreListedAndDescribed)
@@ -353,15 +372,36 @@ TEST(ToolTest, MailboxesAreListedAndDescribed)
     EXPECT_EQ(tool.Run({"mailbox", "list", "example.net"}).status, 1);
     EXPECT_EQ(tool.Run({"mailbox", "add", "bob@example.org"}).err,
               "contactmgr: add mailbox bob@example.org: exists already (183)\n");
-    EXPECT_EQ(
-        tool.Run({"mailbox", "set", "bob@example.org", "FullName=Bob", "City=K\xC3\xB6ln"}).status,
-        0);
-    tool.Run({"mailbox", "set", "alice@example.org", "EnabledContactPlugins=4"});
+    static const std::pair<CArguments, const char*> kSettings[] = {
+        {{"bob@example.org", "FullName=Bob", "City=K\xC3\xB6ln"}, ""},
+        {{"--of-domain", "example.org", "EnabledContactPlugins=Domain,personal"}, ""},
+        {{"--of-server", "Country=CH", "EnabledContactPlugins=0"}, ""},
+        {{"alice@example.org", "EnabledContactPlugins=16"}, "no number from 0 to 15 and no"},
+        {{"alice@example.org", "EnabledContactPlugins=personal,x"}, "personal,older,domain,send"},
+        {{"alice@example.org", "Shoe=44"}, "no property of a mailbox: Shoe"},
+        {{"alice@example.org", "CityEffective=x"}, "CityEffective; set City"},
+        {{"alice@example.org", "Jobtitle=x"}, "Title has the job title"},
+        {{"--of-domain", "example.net", "City=x"}, "folder not found (3)"},
+        {{"City=x"}, "no NAME@DOMAIN: City=x"},
+    };
+    for (const auto& [setting, err] : kSettings) {
+        CArguments command = {"mailbox", "set"};
+        command.insert(command.end(), setting.begin(), setting.end());
+        const CToolRun run = tool.Run(command);
+        EXPECT_EQ(run.status == 0, *err == '\0');
+        EXPECT_TRUE(Contains(run.err, err)) << run.err;
+    }
+    const string place = tool.StorePath() + "/example.org/properties.json:2\n";
+    EXPECT_EQ(tool.Run({"mailbox", "show", "alice@example.org", "--effective"}).out,
+              "EnabledContactPlugins\t5 (personal,domain)\t" + place + "Country\tCH\t" +
+                  tool.StorePath() + "/properties.json:2\n");
+    EXPECT_EQ(tool.Run({"mailbox", "show", "bob@example.org"}).out,
+              "FullName\tBob\nCity\tK\xC3\xB6ln\n");
     EXPECT_EQ(tool.Run({"list"}).out, "UserStore-alice@example.org\t\talice@example.org\n"
                                       "UserStore-bob@example.org\tBob\tbob@example.org\n"
                                       "UserStore-carol@example.org\t\tcarol@example.org\n");
     const string shown = tool.Run({"show", "UserStore-bob@example.org"}).out;
-    EXPECT_TRUE(Contains(shown, "FullName: Bob\n") && Contains(shown, "K\xC3\xB6ln")) << shown;
+    EXPECT_TRUE(Contains(shown, "FullName: Bob\n") && Contains(shown, "K\xC3\xB6ln, CH")) << shown;
 }
 
 TEST(ToolTest, OutputThatCannotBeWrittenIsAFailure)
