@@ -93,8 +93,10 @@ bool FindMailFolder(const CMailboxPlace& place, const std::string& name, std::st
     if (!isThere) {
         return false;
     }
+    // The folder of the mailbox itself may be a link, as to another disk.
+    const bool isWithin = found.starts_with(place.folders + '/');
     if (place.isOneOfSeveral &&
-        ((!isInbox && LeadsOutOf(mailbox, found)) || LeadsOutOf(mailbox, found + "/cur") ||
+        ((isWithin && LeadsOutOf(place.folders, found)) || LeadsOutOf(mailbox, found + "/cur") ||
          LeadsOutOf(mailbox, found + "/new"))) {
         return Fail(ERROR_ACCESS_DENIED);
     }
@@ -110,11 +112,15 @@ std::string MessageStoreLocation(const CMailboxPlace& place)
     }
     const std::string inside = place.folders + kAddressBook;
     const std::string beside = PlaceBeside(place.folders);
+    const bool isInside = IsFolder(inside);
+    const bool isBeside = IsFolder(beside + kAddressBook);
     const bool mayBeMailFolder = place.layout == EFolderLayout::kFileSystem || IsMailFolder(inside);
-    if (IsFolder(inside) && (!mayBeMailFolder || HoldsContacts(inside))) {
+    if (isInside && !isBeside && !mayBeMailFolder) {
         return place.folders;
     }
-    return IsFolder(beside + kAddressBook) || IsPlainLayout(place) ? beside : place.folders;
+    // A mail client may have made the folder inside, to hold further mail folders.
+    const bool isElsewhere = isBeside || IsPlainLayout(place);
+    return !isElsewhere || (isInside && HoldsContacts(inside)) ? place.folders : beside;
 }
 
 bool MakeMessageStore(const CMailboxPlace& place)

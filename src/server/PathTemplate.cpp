@@ -289,7 +289,9 @@ bool CPathTemplate::ListBelow(const std::string& folder, std::size_t index, std:
         const std::string path = Join(folder, entry);
         if (index == m_nameIndex) {
             std::string name = NameOfEntry(component, entry, domain);
-            if (!name.empty() && FillDown({name, domain, {}})[index] == path) {
+            // Empty for a name that is too short for a part of the path.
+            const std::vector<std::string> paths = FillDown({name, domain, {}});
+            if (!name.empty() && index < paths.size() && paths[index] == path) {
                 names->push_back(std::move(name));
             }
         } else if (!ListBelow(path, index + 1, domain, names) && !IsMissingFile(GetLastError())) {

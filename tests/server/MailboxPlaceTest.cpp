@@ -59,6 +59,9 @@ TEST(MailboxPlaceTest, AddressBookIsNoMailFolderAndStaysWhereItIs)
         {"mail folder alone", "Contacts/cur", "", "", ".alice.contactmgr/Contacts", false},
         {"beside, then not plain", "../.alice.contactmgr/Contacts", "", "",
          ".alice.contactmgr/Contacts", false},
+        {"beside, then a folder for mail folders",
+         "../.alice.contactmgr/Contacts Contacts/Work/cur", "", "", ".alice.contactmgr/Contacts",
+         false},
         {"chosen", "Contacts Sent/cur", "", "%d/books-%n", "books-alice/Contacts", false},
         {"chosen among them", "Sent/cur", "", "example.org/../%d/%n/x",
          "../example.org/alice/x/Contacts", true},
@@ -149,6 +152,36 @@ TEST(MailboxPlaceTest, LinkOutOfOneMailboxOfSeveralIsNotFollowed)
         ASSERT_TRUE(own.Open((store / "").c_str()) && owner.Open(own, "alice", "example.org", 0));
         EXPECT_TRUE(CMailFolder().Open(owner, c.folder));
     }
+}
+
+TEST(MailboxPlaceTest, InboxThatIsALinkOutOfItsMailboxIsNotFollowed)
+{
+    const CTestMailStore store;
+    store.AddMailbox("example.org/bob/.INBOX");
+    std::filesystem::create_directory_symlink("../bob/.INBOX", store / ".INBOX");
+    const std::string mailbox = store.folder.Path() + "/%d/%n";
+    CMailServer server;
+    CMailOwner owner;
+    ASSERT_TRUE(server.Open(("maildir:" + mailbox + ":INBOX=" + mailbox + "/.INBOX").c_str()));
+    ASSERT_TRUE(owner.Open(server, "alice", "example.org", 0));
+    EXPECT_FALSE(CMailFolder().Open(owner, "INBOX"));
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+}
+
+TEST(MailboxPlaceTest, AFileWithoutRoomForThePathsPartsIsNoMailbox)
+{
+    const CTestMailStore store;
+    store.folder.Write("a/i/x", "");
+    store.AddMailbox("a/i/alix");
+    CMailServer server;
+    ASSERT_TRUE(server.Open((store.folder.Path() + "/%1n/%2.1n/%n").c_str()));
+    _tMailboxEnumeration* const walk = StartMailboxEnumeration(server, "example.org");
+    char name[65] = {};
+    std::uint32_t size = 64;
+    EXPECT_NE(FindNextMailbox(walk, name, &size, nullptr), 0);
+    EXPECT_STREQ(name, "alix");
+    EXPECT_EQ(FindNextMailbox(walk, name, &size, nullptr), 0);
+    CloseMailboxEnumeration(walk);
 }
 
 TEST(MailboxPlaceTest, MailboxThatIsALinkItselfIsOpened)
