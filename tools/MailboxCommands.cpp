@@ -52,11 +52,17 @@ private:
 bool AddMailbox(CSession& session, const std::string& mailbox)
 {
     const CMailboxName name = session.ParseName(mailbox);
-    return session.OpenStore() &&
-           (Try([&] {
-                return CreateMailbox(session.Server(), name.name.c_str(), name.domain.c_str());
-            }) ||
-            session.Report().Failure("add mailbox " + mailbox));
+    if (!session.OpenStore()) {
+        return false;
+    }
+    const char* const local = name.name.c_str();
+    const char* const domain = name.domain.c_str();
+    if (Try([&] { return CreateMailbox(session.Server(), local, domain); })) {
+        return true;
+    }
+    const bool isRefused = GetLastError() == ERROR_INVALID_PARAMETER;
+    return session.Explain("add mailbox " + mailbox,
+                           isRefused ? ExplainMailbox(session.Server(), local, domain) : "");
 }
 
 bool ListMailboxes(CSession& session, const std::string& domain)

@@ -261,7 +261,9 @@ std::unique_ptr<CContact> CSession::OpenMissed(const std::string& what,
     }
     const bool endsHere = fault.endsStore && !fault.item.empty();
     const std::string reason =
-        endsHere && fault.store == kOlderWebClient ? kForeignMessage : LastErrorText(fault.error);
+        endsHere && fault.store == kOlderWebClient && fault.error == ERROR_NOT_SUPPORTED
+            ? kForeignMessage
+            : LastErrorText(fault.error);
     SetLastError(fault.error);
     m_report.FailureBecause(where,
                             reason + (endsHere ? "; the contacts behind it are not shown" : ""));

@@ -50,6 +50,9 @@ public:
     };
     bool OpenContacts(EAccess access);
 
+    // Reports a failure, with the reason that the library has beside the last error, if any. False.
+    bool Explain(const std::string& what, const std::string& reason);
+
     // Throws CUsageError if it is no such text.
     CMailboxName ParseName(const std::string& mailbox) const;
 
@@ -97,8 +100,6 @@ public:
 
 private:
     CMailServerOptions ServerOptions() const { return {m_options.domain, m_options.book}; }
-    // Reports a reason that the library has beside the last error, if it has one.
-    bool Explain(const std::string& what, const std::string& reason);
     bool CheckProperties();
     bool CheckAddressBook();
     void CheckFileSystem();

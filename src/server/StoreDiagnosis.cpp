@@ -78,7 +78,14 @@ try {
     const CKeepLastError keep;
     CMailboxPlace place;
     std::string fault;
-    if (!CheckMailboxNames(server, name, domain) || FindMailbox(server, name, domain, &place)) {
+    if (!CheckMailboxNames(server, name, domain)) {
+        return GetLastError() == ERROR_INVALID_PARAMETER
+                   ? "names of mailboxes and domains have 1 to 255 bytes, no slash, blank or "
+                     "control "
+                     "character, and no dot in front"
+                   : "";
+    }
+    if (FindMailbox(server, name, domain, &place)) {
         return {};
     }
     if (!server->layout.Locate(name, domain, &place, &fault)) {

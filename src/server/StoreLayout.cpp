@@ -121,8 +121,11 @@ bool CStoreLayout::ParseSetting(std::string_view setting)
         m_layout = EFolderLayout::kFileSystem;
         return true;
     }
-    if ((key == "LAYOUT" && EqualIgnoringCase(value, "maildir++")) || key.empty() ||
-        std::ranges::find(kHarmlessSettings, key) != std::end(kHarmlessSettings)) {
+    if (key == "LAYOUT" && EqualIgnoringCase(value, "maildir++")) {
+        m_layout = EFolderLayout::kMaildirPlusPlus;
+        return true;
+    }
+    if (key.empty() || std::ranges::find(kHarmlessSettings, key) != std::end(kHarmlessSettings)) {
         return true;
     }
     return Refuse("the location has " + std::string(setting) + ", which is not supported");

@@ -99,9 +99,13 @@ TEST(MailboxPlaceTest, OlderWebClientsFolderIsFoundInEitherLayout)
     {
         const char *folders, *layout, *found; // nothing if empty
     } kCases[] = {
-        {".Contacts", "", ".Contacts"},          {"Contacts", "", "Contacts"},
-        {".Contacts Contacts", "", ".Contacts"}, {"Contacts .Contacts", ":LAYOUT=fs", "Contacts"},
-        {".Contacts", ":LAYOUT=fs", ""},         {"Contacts", ":LAYOUT=Maildir++", ""},
+        {".Contacts", "", ".Contacts"},
+        {"Contacts", "", "Contacts"},
+        {".Contacts Contacts", "", ".Contacts"},
+        {"Contacts .Contacts", ":LAYOUT=fs", "Contacts"},
+        {".Contacts", ":LAYOUT=fs", ""},
+        {"Contacts", ":LAYOUT=Maildir++", ""},
+        {"Contacts", ":LAYOUT=fs:LAYOUT=Maildir++", ""},
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(std::string(c.folders) + c.layout);
@@ -219,6 +223,10 @@ TEST(MailboxPlaceTest, MailboxThatIsNotFoundIsExplained)
     } kCases[] = {
         {"found", "", "$", "alice", ""},
         {"nothing", "", "$", "ann", "no folder $/example.org/ann"},
+        {"no plain name", "", "$", "../alice",
+         "names of mailboxes and domains have 1 to 255 bytes, no slash, blank or control "
+         "character, "
+         "and no dot in front"},
         {"empty folder", "ann/", "$", "ann", "no folder cur in $/example.org/ann"},
         {"mdbox", "ann/mailboxes/ ann/storage/", "$", "ann",
          "no Maildir here: an mdbox in $/example.org/ann"},
