@@ -17,14 +17,14 @@ struct CCard
     std::uint32_t faultCode = 0; // the library's number for that
 };
 
-// Cuts a file of vCards into its cards as it streams by, in memory for one card. Lines end with CR,
-// LF or both, and go on where the next begins with a blank or a tab (RFC 2425, 5.8.1). What stands
-// between the cards is passed over. A card inside a card counts as part of it behind an empty AGENT
-// line, as vCard 2.1 has it; elsewhere it tells that the END line before it is missing.
+// Reads a file of vCards card by card, with memory for one card. A line ends with CR, LF or both.
+// It is continued if the next one begins with a blank or a tab (RFC 2425, 5.8.1). Lines between
+// cards are ignored. A BEGIN line inside a card begins a part of it if the line before is an empty
+// AGENT line (vCard 2.1). Otherwise the END line of the card is missing.
 class CCardReader
 {
 public:
-    // A larger card is cut off and has a fault. One contact must not grow without end.
+    // A larger card is not kept and has a fault.
     static constexpr std::size_t kMaxCardBytes = 32u << 20;
 
     // The file stays the caller's.
@@ -35,7 +35,7 @@ public:
     // Whether the file begins as UTF-16 text does; no card is found in such a file.
     bool IsUtf16() const;
 
-    // False at the end of the file, or where it can be read no further.
+    // False at the end of the file, and if the file cannot be read any further.
     bool Next(CCard* card);
 
 private:

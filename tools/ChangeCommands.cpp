@@ -102,7 +102,7 @@ struct CPollOptions
     bool json = false;
 };
 
-// A walk that is started but not gone opens no contact, and only a walk knows the new version.
+// Starting a walk opens no contact, and only a walk knows the new version.
 bool Poll(CSession& session, const CPollOptions& options)
 {
     FILETIME version = options.since;

@@ -12,8 +12,8 @@ class Option;
 } // namespace CLI
 class CSession;
 
-// A command on the command line, and what it does. `run` gives false for a plain "no" that has
-// no line on standard error; failures stand in the session's report.
+// A command on the command line, and what it does. `run` gives false for the answer "no", such
+// as no match. Failures are in the session's report.
 struct CCommand
 {
     CLI::App* app;

@@ -18,7 +18,7 @@ struct CNewOptions
     std::optional<std::string> from;
 };
 
-// Tested before the copy is made: of a template that it cannot copy the library leaves a part.
+// Tested before the copy is made: if the library cannot copy a property, it leaves half a copy.
 bool CanBeCopied(CContact& original, const CFields& fields, CSession& session)
 {
     for (const CContactProperty& property : AllProperties()) {

@@ -170,9 +170,8 @@ bool FailOwner(CSession& session, const CPropertyOwner& owner, const std::string
         return session.Report().FailureBecause(what, "the location of the store has no such file");
     }
     if (code == ERROR_PATH_NOT_FOUND && owner.Source() == EPropertySource::kMailbox) {
-        const std::string reason = ExplainMailbox(session.Server(), owner.Name(), owner.Domain());
-        return reason.empty() ? session.Report().Failure(what)
-                              : session.Report().FailureBecause(what, reason);
+        return session.Report().FailureBecause(
+            what, ExplainMailbox(session.Server(), owner.Name(), owner.Domain()));
     }
     return FailProperties(session.Report(), session.Server(), owner, what);
 }

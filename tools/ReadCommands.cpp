@@ -14,8 +14,8 @@ namespace
 
 using CEnumerator = CContactPlg::CContactEnumerator;
 
-// Calls for each contact of all stores; with a version, only if anything is newer. What the walk
-// does not show is tried once more, and reported as WHAT if it cannot be read.
+// Calls `call` for each contact of all stores; with a version, only if anything is newer. What the
+// walk does not show is tried once more, and reported as WHAT if it cannot be read.
 template <class Call>
 bool Walk(CSession& session, const std::string& what, const FILETIME* since, Call call)
 {

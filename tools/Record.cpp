@@ -191,7 +191,7 @@ std::u16string CRecordReader::LastName()
     return name;
 }
 
-// The store keeps silent about a property that it cannot read as an address.
+// The library makes a contact without the second address, and does not tell why.
 const CContactEmailList& CRecordReader::Emails()
 {
     const CContactEmailList& emails = m_contact.GetEmails();

@@ -46,6 +46,9 @@ bool CReport::Failure(std::string_view what, std::string_view refusal)
 bool CReport::FailureBecause(std::string_view what, std::string_view reason)
 {
     const std::uint32_t code = GetLastError();
+    if (reason.empty()) {
+        return Failure(what);
+    }
     return code == ERROR_SUCCESS ? Refusal(what, reason) : Refusal(what, reason, code);
 }
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-// A command line that cannot be meant: an unknown property, a missing field. Ends the tool with
+// A command line that makes no sense: an unknown property, a missing field. Ends the tool with
 // status 2.
 class CUsageError : public std::runtime_error
 {
@@ -14,7 +14,7 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-// Standard output that takes no more: a full disk, a closed pipe. The reason is the last error.
+// Standard output cannot be written: a full disk, a closed pipe. The reason is the last error.
 class COutputError : public std::runtime_error
 {
 public:
@@ -41,11 +41,11 @@ public:
     CReport(const CReport&) = delete;
     CReport& operator=(const CReport&) = delete;
 
-    // "contactmgr: WHAT: REASON (NUMBER)" from the last error; where the library left none,
-    // "contactmgr: WHAT: REFUSAL". Gives false, for callers to pass on.
+    // "contactmgr: WHAT: REASON (NUMBER)" from the last error; "contactmgr: WHAT: REFUSAL" if that
+    // is 0. Gives false, for callers to pass on.
     bool Failure(std::string_view what, std::string_view refusal = "refused");
 
-    // The same with a reason that the tool knows better than the last error's words.
+    // The same with a reason that says more than the last error's words; empty if there is none.
     bool FailureBecause(std::string_view what, std::string_view reason);
 
     // What the tool itself refuses, with the number that the library has for it, or without one.

@@ -30,12 +30,8 @@ bool CSession::OpenStore()
     }
     const char* const location = m_options.store.c_str();
     return Try([&] { return m_server.Open(location, ServerOptions()); }) ||
-           Explain("mail store " + m_options.store, ExplainLocation(location, ServerOptions()));
-}
-
-bool CSession::Explain(const std::string& what, const std::string& reason)
-{
-    return reason.empty() ? m_report.Failure(what) : m_report.FailureBecause(what, reason);
+           m_report.FailureBecause("mail store " + m_options.store,
+                                   ExplainLocation(location, ServerOptions()));
 }
 
 CMailboxName CSession::ParseName(const std::string& mailbox) const
@@ -54,7 +50,8 @@ bool CSession::OpenMailbox(const std::string& mailbox)
     const char* const name = m_name.name.c_str();
     const char* const domain = m_name.domain.c_str();
     if (!Try([&] { return m_mailbox.Open(m_server, name, domain); })) {
-        return Explain("mailbox " + mailbox, ExplainMailbox(m_server, name, domain));
+        return m_report.FailureBecause("mailbox " + mailbox,
+                                       ExplainMailbox(m_server, name, domain));
     }
     m_name = {m_mailbox.GetName(), m_mailbox.GetDomain()};
     m_addressBook = Try([&] { return CAddressBook::Of(m_mailbox); });

@@ -41,8 +41,8 @@ public:
     bool OpenMailbox(const std::string& mailbox);
 
     // The mailbox of the option --mailbox and its contacts. Throws CUsageError if the option is
-    // missing. A damaged property file is reported: a reader then goes on with what the library
-    // makes of it, a writer does not. A writer is told if the file system is not supported.
+    // missing. A damaged property file is reported: readers then continue with defaults, writers
+    // stop. Writers are told if the file system is not supported.
     enum class EAccess
     {
         kRead,
@@ -69,8 +69,8 @@ public:
     // The identifiers of all contacts in the personal address book, by their numbers.
     bool ListAddressBook(std::vector<std::string>* ids);
 
-    // Reports as WHAT that a contact could not be made. The library says no more than that if it
-    // could not claim a number; then the cause is looked for here.
+    // Reports as WHAT why a contact could not be made. If the library could not claim a number, it
+    // tells no cause; this looks for it.
     bool FailCreation(const std::string& what);
 
     // Reports as WHAT ID, from the last error, why a contact was not opened, changed or deleted.

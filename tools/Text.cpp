@@ -37,7 +37,7 @@ std::u16string ReplaceUnpaired(std::u16string_view text)
     return paired;
 }
 
-// A blank stands for what would end the line, or move the cursor of a terminal.
+// Whether a character would end the line, or move the cursor of a terminal.
 bool BreaksField(char16_t c)
 {
     constexpr char16_t kLineSeparator = 0x2028;
@@ -117,7 +117,7 @@ std::wstring FoldCase(std::u16string_view text)
         }
         folded += static_cast<wchar_t>(character);
     }
-    // By way of the capitals, so that both forms of a small sigma are one letter.
+    // To capitals first: so both forms of the small sigma become one letter.
     const auto& letters = std::use_facet<std::ctype<wchar_t>>(UnicodeLocale());
     letters.toupper(folded.data(), folded.data() + folded.size());
     letters.tolower(folded.data(), folded.data() + folded.size());

@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-// Text on its way between the library, the command line and the terminal. All narrow text is UTF-8;
-// what is no text in its encoding comes out as U+FFFD.
+// Conversions of text between the library, the command line and the terminal. All narrow text is
+// UTF-8. What does not decode becomes U+FFFD.
 
 std::string ToUtf8(std::u16string_view text);
 std::string ToUtf8(std::string_view bytes);
