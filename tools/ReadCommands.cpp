@@ -141,7 +141,7 @@ private:
 
     static std::u16string NameOf(CRecordReader& record, const std::u16string& comment)
     {
-        const std::u16string fullName = record.Property(CContactProperty("FullName"));
+        std::u16string fullName = record.Property(CContactProperty("FullName"));
         if (!fullName.empty()) {
             return fullName;
         }

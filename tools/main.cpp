@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cstdio>
 #include <new>
 #include <string>
 
@@ -136,9 +137,7 @@ int Run(int count, char** arguments)
     return RunCommand(commands, options);
 }
 
-} // namespace
-
-int main(int count, char** arguments)
+int RunAndReport(int count, char** arguments)
 try {
     return Run(count, arguments);
 } catch (const CUsageError& error) {
@@ -149,5 +148,15 @@ try {
 } catch (const std::bad_alloc&) {
     SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     CReport().Failure("contactmgr");
+    return kFailed;
+}
+
+} // namespace
+
+int main(int count, char** arguments)
+try {
+    return RunAndReport(count, arguments);
+} catch (...) {
+    std::fputs("contactmgr: failed for an unknown reason\n", stderr);
     return kFailed;
 }
