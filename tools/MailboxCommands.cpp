@@ -61,8 +61,8 @@ bool AddMailbox(CSession& session, const std::string& mailbox)
         return true;
     }
     const bool isRefused = GetLastError() == ERROR_INVALID_PARAMETER;
-    return session.Explain("add mailbox " + mailbox,
-                           isRefused ? ExplainMailbox(session.Server(), local, domain) : "");
+    return session.Report().FailureBecause(
+        "add mailbox " + mailbox, isRefused ? ExplainMailbox(session.Server(), local, domain) : "");
 }
 
 bool ListMailboxes(CSession& session, const std::string& domain)

@@ -50,9 +50,6 @@ public:
     };
     bool OpenContacts(EAccess access);
 
-    // Reports a failure, with the reason that the library has beside the last error, if any. False.
-    bool Explain(const std::string& what, const std::string& reason);
-
     // Throws CUsageError if it is no such text.
     CMailboxName ParseName(const std::string& mailbox) const;
 
