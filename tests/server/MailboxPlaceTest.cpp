@@ -60,7 +60,7 @@ TEST(MailboxPlaceTest, AddressBookIsNoMailFolderAndStaysWhereItIs)
         {"beside, then not plain", "../.alice.contactmgr/Contacts", "", "",
          ".alice.contactmgr/Contacts", false},
         {"beside, then a folder for mail folders",
-         "../.alice.contactmgr/Contacts Contacts/Work/cur", "", "", ".alice.contactmgr/Contacts",
+         "../.alice.contactmgr/Contacts Contacts/Team/cur", "", "", ".alice.contactmgr/Contacts",
          false},
         {"chosen", "Contacts Sent/cur", "", "%d/books-%n", "books-alice/Contacts", false},
         {"chosen among them", "Sent/cur", "", "example.org/../%d/%n/x",
