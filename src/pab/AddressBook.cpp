@@ -108,7 +108,8 @@ bool CAddressBook::KeepsFineTimes() const
 
 bool CAddressBook::Flush() const
 {
-    return FlushFileSystem(FolderAbove().c_str()) != 0;
+    return KeepingLastError(
+        [this] { return FlushFileSystem(m_folder.c_str()) != 0 || IsMissingFile(GetLastError()); });
 }
 
 void CAddressBook::FlushEachChange() noexcept

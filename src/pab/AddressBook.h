@@ -62,9 +62,9 @@ public:
     // True where no such file can be made.
     bool KeepsFineTimes() const;
 
-    // Writes what stands unflushed on the file system of the address book to its disk. Last error
-    // ERROR_PATH_NOT_FOUND (3): the folder above does not exist; ERROR_DISK_FULL (112),
-    // ERROR_IO_DEVICE (1117): the disk refused it.
+    // Writes what stands unflushed on the file system of the address book to its disk. A folder
+    // that does not exist has nothing to flush. Last error ERROR_DISK_FULL (112), ERROR_IO_DEVICE
+    // (1117): the disk refused it.
     bool Flush() const;
 
     // From now on each change of a contact in this process is flushed to the disk before it counts

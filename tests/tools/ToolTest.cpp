@@ -288,7 +288,9 @@ TEST(ToolTest, RenewDropsUnfinishedSavesAndTellsFollowersOfAllThatWasPutBack)
 {
     const CTool tool;
     const CArguments renew = {"mailbox", "renew", "alice@example.org"};
-    EXPECT_EQ(tool.Run(renew).out, "renewed 0\n");
+    CArguments elsewhere = renew;
+    elsewhere.insert(elsewhere.begin(), {"--book", tool.Folder().Path()});
+    EXPECT_EQ(tool.Run(elsewhere).out, "renewed 0\n");
     const string book = tool.StorePath() + "/example.org/alice/Contacts";
     const auto run = [&](const string& command) {
         ASSERT_EQ(std::system(("cd '" + book + "' && " + command).c_str()), 0) << command;
