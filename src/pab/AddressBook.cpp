@@ -7,6 +7,7 @@
 #include "platform/FileStamp.h"
 #include "platform/Flushing.h"
 #include "server/MailOwner.h"
+#include "server/MailboxPlace.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -14,7 +15,6 @@
 namespace
 {
 
-constexpr std::string_view kFolderName = "/Contacts";
 constexpr std::uint32_t kUsualRoom = 261;
 
 bool HasContent(const WIN32_FILE_ATTRIBUTE_DATA& file)
@@ -44,7 +44,7 @@ std::optional<CAddressBook> CAddressBook::Of(CMailbox& mailbox)
     }
     SetLastError(before);
     location.resize(size);
-    return CAddressBook(location.append(kFolderName));
+    return CAddressBook(location.append(kAddressBookFolder));
 }
 
 std::optional<ContactMgr::CContactId> CAddressBook::ContactOf(const std::string& fileName)

@@ -13,8 +13,6 @@
 namespace
 {
 
-constexpr const char* kAddressBook = "/Contacts";
-
 bool IsMailFolder(const std::string& path)
 {
     return IsFolder(path + "/cur");
@@ -110,10 +108,10 @@ std::string MessageStoreLocation(const CMailboxPlace& place)
     if (!place.store.empty()) {
         return place.store;
     }
-    const std::string inside = place.folders + kAddressBook;
+    const std::string inside = place.folders + kAddressBookFolder;
     const std::string beside = PlaceBeside(place.folders);
     const bool isInside = IsFolder(inside);
-    const bool isBeside = IsFolder(beside + kAddressBook);
+    const bool isBeside = IsFolder(beside + kAddressBookFolder);
     const bool mayBeMailFolder = place.layout == EFolderLayout::kFileSystem || IsMailFolder(inside);
     if (isInside && !isBeside && !mayBeMailFolder) {
         return place.folders;

@@ -3,6 +3,9 @@
 #include <string>
 
 // How the mail folders of a mailbox lie in its folder.
+// The address book in the message store of a mailbox.
+inline constexpr const char* kAddressBookFolder = "/Contacts";
+
 enum class EFolderLayout
 {
     kMaildirPlusPlus, // "Sent" is `.Sent`

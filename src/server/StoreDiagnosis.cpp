@@ -108,7 +108,7 @@ try {
     }
     const CKeepLastError keep;
     CAddressBookPlace found;
-    found.path = MessageStoreLocation(mailbox) + "/Contacts";
+    found.path = MessageStoreLocation(mailbox) + kAddressBookFolder;
     found.isThere = IsFolder(found.path);
     found.isAmongMailFolders = IsAmongMailFolders(mailbox, found.path);
     *place = std::move(found);
