@@ -144,14 +144,34 @@ fault contact.clean-after-failure pab/PABContactFile.cpp 'PABContactTest.*:Memor
 fault contact.write-count pab/PABContactFile.cpp 'PABContactTest.*' \
     'count < kLargestWriteCount ? count + 1 : count' 'count + 1U'
 fault contact.unsupported-saved pab/PABContactFile.cpp 'PABContactTest.*' \
-    '    if (!IsSupportedCard()) {
+    '    if (!IsSupportedCard(m_lines)) {
         return Fail(ERROR_INVALID_PARAMETER);
     }
     RenewRevision();' '    RenewRevision();'
 fault contact.line-break pab/PABContactProperties.cpp 'PABContactTest.*' \
     'text.find_first_of(refused) != std::u16string::npos' 'false'
 fault contact.import-without-memory pab/PABContactText.cpp 'MemoryFaultTest.*' \
-    '        m_emails = std::move(oldEmails);' ''
+    '    CCardLines lines;
+' '    CCardLines lines;
+    m_lines.Remove("N");
+'
+fault contact.imported-comment pab/PABContactText.cpp 'PABContactTest.*' \
+    'isSupported ? lines.GetValue("FN") : std::nullopt' 'std::nullopt'
+fault list.lost-without-memory pab/PABContactLists.cpp 'MemoryFaultTest.*' \
+    '    FailForMemory();
+    return list;' '    m_lines.DropEntries<Line>();
+    FailForMemory();
+    return list;'
+fault list.own pab/PABContactLists.cpp 'MemoryFaultTest.*' \
+    '    ReadList<Line>(list);
+    *list = with;' '    *list = with;
+    m_lines.DropEntries<Line>();'
+fault card.no-line pab/CardLines.cpp 'FuzzCorpusTest.*' \
+    '                         : EState::kNoLine;' '                         : EState::kGood;'
+fault card.as-written pab/CardLines.cpp 'FuzzCorpusTest.*:PABContactTest.*' \
+    'std::ranges::none_of(line.name, IsLower)' 'true'
+fault card.value pab/CardLines.cpp 'PABContactTest.*' \
+    'line->text.substr(0, head)' 'line->text.substr(0, line->restBegin)'
 fault renewal.completes pab/BookRenewal.cpp 'PABPluginTest.*' \
     'hasRedo && IsOlder(path, redoPath)' 'hasRedo'
 

@@ -45,7 +45,7 @@ static_assert(AreTheKnownNames({kNames.Comment, kNames.FullName, kNames.GivenNam
 
 } // namespace
 
-bool CContactProperty::operator==(const CContactProperty& other) const
+bool CContactProperty::HasNameOf(const CContactProperty& other) const
 {
     const char* left = m_name;
     const char* right = other.m_name;

@@ -10,9 +10,15 @@ public:
     constexpr CContactProperty(const char* name) : m_name(name == nullptr ? "" : name) {}
 
     constexpr const char* GetName() const { return m_name; }
-    bool operator==(const CContactProperty& other) const;
+    bool operator==(const CContactProperty& other) const
+    {
+        // Most names differ in their first letter. The bit is the case of an ASCII letter.
+        return (*m_name | 0x20) == (*other.m_name | 0x20) && HasNameOf(other);
+    }
 
 private:
+    bool HasNameOf(const CContactProperty& other) const;
+
     const char* m_name;
 };
 

@@ -1,5 +1,8 @@
 #include "directory/AddressContentLine.h"
 
+#include <cstddef>
+#include <string_view>
+
 namespace VCardUtils
 {
 
@@ -10,13 +13,14 @@ bool CAddressContentLine::ReadValue(const std::u16string& value, CContactAddr* a
         &CContactAddr::SetStreet,        &CContactAddr::SetLocality,
         &CContactAddr::SetRegion,        &CContactAddr::SetPostalCode,
         &CContactAddr::SetCountry};
-    int position = 0;
+    std::u16string_view rest = value;
     for (const auto set : kSetters) {
-        const std::u16string component = GetTextComponent(value, u';', &position);
-        (address->*set)(DirectoryUtils::UnescapeTextValue(component));
-        if (position < 0) {
+        const std::size_t end = rest.find(u';');
+        (address->*set)(DirectoryUtils::UnescapeTextValue(rest.substr(0, end)));
+        if (end == rest.npos) {
             break;
         }
+        rest.remove_prefix(end + 1);
     }
     return true;
 }

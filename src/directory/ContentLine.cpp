@@ -105,14 +105,15 @@ try {
     if (position == nullptr) {
         return false;
     }
-    auto at = static_cast<std::size_t>(*position);
-    const bool isInside = *position >= 0 && at <= line.size() && line.size() <= kMaxLine;
+    const auto begin = static_cast<std::size_t>(*position);
+    const bool isInside = *position >= 0 && begin <= line.size() && line.size() <= kMaxLine;
     *position = -1;
-    if (!isInside || !ReadParameter(line, &at, this)) {
+    CParameterReader reader(line, begin);
+    if (!isInside || !ReadParameter(&reader, this)) {
         return false;
     }
-    *position = static_cast<int>(at + 1);
-    return line[at] == ';';
+    *position = static_cast<int>(reader.Position());
+    return reader.Separator() == ';';
 } catch (const std::bad_alloc&) {
     return FailForMemory();
 }

@@ -54,22 +54,6 @@ bool TakeToken(std::string_view line, std::size_t* position, std::string_view* t
     return true;
 }
 
-// Takes the parameter value at the position, without its quotes. The position moves to the
-// separator behind it.
-bool TakeParameterValue(std::string_view line, std::size_t* position, std::string_view* raw)
-{
-    const bool quoted = *position < line.size() && line[*position] == '"';
-    const std::size_t begin = quoted ? *position + 1 : *position;
-    const std::size_t end = quoted ? line.find('"', begin) : FindAny<',', ';', ':'>(line, begin);
-    if (end == line.npos) {
-        return false;
-    }
-    *raw = line.substr(begin, end - begin);
-    *position = quoted ? end + 1 : end;
-    const char separator = *position < line.size() ? line[*position] : '\0';
-    return separator == ',' || separator == ';' || separator == ':';
-}
-
 // A caret in front of any other character stands for itself (RFC 6868, 3): old clients wrote carets
 // that encode nothing.
 std::string DecodeCarets(std::string_view raw)
@@ -85,66 +69,9 @@ std::string DecodeCarets(std::string_view raw)
     return text;
 }
 
-bool DecodeParameterValue(std::string_view raw, std::u16string* value)
-{
-    return raw.find('^') == raw.npos ? DecodeUtf8(raw, value)
-                                     : DecodeUtf8(DecodeCarets(raw), value);
-}
-
-// Reads the values behind the "=" up to the separator that ends the parameter.
-bool TakeParameterValues(std::string_view line, std::size_t* position, CParameterValues* values)
-{
-    for (;; ++*position) {
-        std::string_view raw;
-        std::u16string value;
-        if (!TakeParameterValue(line, position, &raw) || !DecodeParameterValue(raw, &value)) {
-            return false;
-        }
-        values->AddTail(std::move(value));
-        if (line[*position] != ',') {
-            return true;
-        }
-    }
-}
-
 bool IsBlank(char16_t c)
 {
     return c == u' ' || c == u'\t';
-}
-
-// A value with a blank at an end is quoted, since other readers trim it.
-bool AppendParameterValue(const std::u16string& value, std::string* out)
-{
-    const bool blankAtEnd = !value.empty() && (IsBlank(value.front()) || IsBlank(value.back()));
-    const bool quoted = blankAtEnd || value.find_first_of(u":;,") != value.npos;
-    if (!quoted && value.find_first_of(u"^\"\r\n") == value.npos) {
-        return AppendUtf8(value, out);
-    }
-    std::string text;
-    if (!AppendUtf8(value, &text)) {
-        return false;
-    }
-    out->append(quoted, '"');
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        switch (text[i]) {
-        case '^':
-            *out += "^^";
-            break;
-        case '"':
-            *out += "^'";
-            break;
-        case '\r': // with a line feed behind it, one line break
-            i += text.compare(i, 2, "\r\n") == 0 ? 1 : 0;
-            [[fallthrough]];
-        case '\n':
-            *out += "^n";
-            break;
-        default:
-            *out += text[i];
-        }
-    }
-    out->append(quoted, '"');
-    return true;
 }
 
 bool IsContinuationByte(char c)
@@ -173,34 +100,145 @@ void AppendWithoutBreaks(std::string_view text, std::string* out)
 {
     const std::size_t begin = out->size();
     out->append(text);
-    std::replace_if(
-        out->begin() + static_cast<std::ptrdiff_t>(begin), out->end(),
-        [](char c) { return c == '\r' || c == '\n'; }, ' ');
+    if (text.find('\r') != text.npos || text.find('\n') != text.npos) {
+        std::replace_if(
+            out->begin() + static_cast<std::ptrdiff_t>(begin), out->end(),
+            [](char c) { return c == '\r' || c == '\n'; }, ' ');
+    }
 }
 
 } // namespace
 
-bool ReadParameter(std::string_view line, std::size_t* position, CParameters* parameters)
+bool CParameterReader::Fail()
+{
+    m_separator = '\0';
+    return false;
+}
+
+bool CParameterReader::Next()
+{
+    const bool isAtValue = m_separator == ',';
+    const bool isAtName = m_separator == ';';
+    return isAtValue ? TakeRaw() : isAtName && TakeName() && TakeRaw();
+}
+
+bool CParameterReader::TakeName()
 {
     // A separator before any "=" ends a word without a value, as in vCard 2.1 ("TEL;HOME:").
-    const std::size_t equals = FindAny<'=', ':', ';', ',', '"'>(line, *position);
-    if (equals == line.npos || equals == *position || line[equals] != '=') {
+    const std::size_t equals = FindAny<'=', ':', ';', ',', '"'>(m_line, m_position);
+    if (equals == m_line.npos || equals == m_position || m_line[equals] != '=') {
+        return Fail();
+    }
+    m_name = m_line.substr(m_position, equals - m_position);
+    m_position = equals + 1;
+    return true;
+}
+
+bool CParameterReader::TakeRaw()
+{
+    const bool isQuoted = m_position < m_line.size() && m_line[m_position] == '"';
+    const std::size_t begin = isQuoted ? m_position + 1 : m_position;
+    const std::size_t end =
+        isQuoted ? m_line.find('"', begin) : FindAny<',', ';', ':'>(m_line, begin);
+    if (end == m_line.npos) {
+        return Fail();
+    }
+    m_raw = m_line.substr(begin, end - begin);
+    m_position = isQuoted ? end + 1 : end;
+    m_separator = m_position < m_line.size() ? m_line[m_position++] : '\0';
+    return m_separator == ',' || m_separator == ';' || m_separator == ':' || Fail();
+}
+
+std::string CParameterReader::Value() const
+{
+    return m_raw.find('^') == m_raw.npos ? std::string(m_raw) : DecodeCarets(m_raw);
+}
+
+bool TakeName(std::string_view line, std::size_t* position, std::string_view* group,
+              std::string_view* name)
+{
+    *group = {};
+    if (!TakeToken<'.', ';', ':'>(line, position, name)) {
         return false;
     }
-    std::string name = ToUpperAscii(line.substr(*position, equals - *position));
-    *position = equals + 1;
+    // Behind the group a dot is a character of the name.
+    if (line[*position - 1] == '.') {
+        *group = *name;
+        return TakeToken<';', ':'>(line, position, name);
+    }
+    return true;
+}
 
+bool TakeRest(std::string_view line, std::size_t position, CLineRest* rest)
+{
+    const bool hasParameters = line[position - 1] == ';';
+    CParameterReader reader(line, position);
+    // A caret and what it encodes are ASCII, so the raw text tells whether a value is UTF-8.
+    while (hasParameters && reader.Next()) {
+        if (!IsUtf8(reader.Raw())) {
+            return false;
+        }
+    }
+    if (reader.IsMalformed()) {
+        return false;
+    }
+    rest->parameters = line.substr(position, reader.Position() - position);
+    rest->value = line.substr(reader.Position());
+    return IsUtf8(rest->value);
+}
+
+bool ReadParameter(CParameterReader* reader, CParameters* parameters)
+{
     // Read apart, so that a malformed parameter adds nothing.
     CParameterValues values;
-    if (!TakeParameterValues(line, position, &values)) {
-        return false;
-    }
-    CParameterValues& all = FindOrAddValues(parameters, std::move(name));
+    do {
+        std::u16string value;
+        if (!reader->Next() || !DecodeUtf8(reader->Value(), &value)) {
+            return false;
+        }
+        values.AddTail(std::move(value));
+    } while (reader->Separator() == ',');
+    CParameterValues& all = FindOrAddValues(parameters, ToUpperAscii(reader->Name()));
     if (all.IsEmpty()) {
         all = std::move(values);
     } else {
         all.AddTail(values);
     }
+    return true;
+}
+
+// A value with a blank at an end is quoted, since other readers trim it.
+bool AppendParameterValue(const std::u16string& value, std::string* text)
+{
+    const bool blankAtEnd = !value.empty() && (IsBlank(value.front()) || IsBlank(value.back()));
+    const bool quoted = blankAtEnd || value.find_first_of(u":;,") != value.npos;
+    if (!quoted && value.find_first_of(u"^\"\r\n") == value.npos) {
+        return AppendUtf8(value, text);
+    }
+    std::string plain;
+    if (!AppendUtf8(value, &plain)) {
+        return false;
+    }
+    text->append(quoted, '"');
+    for (std::size_t i = 0; i < plain.size(); ++i) {
+        switch (plain[i]) {
+        case '^':
+            *text += "^^";
+            break;
+        case '"':
+            *text += "^'";
+            break;
+        case '\r': // with a line feed behind it, one line break
+            i += plain.compare(i, 2, "\r\n") == 0 ? 1 : 0;
+            [[fallthrough]];
+        case '\n':
+            *text += "^n";
+            break;
+        default:
+            *text += plain[i];
+        }
+    }
+    text->append(quoted, '"');
     return true;
 }
 
@@ -231,26 +269,45 @@ bool ParseLine(std::string_view line, std::string* group, std::string* name,
     parameters->RemoveAll();
     value->clear();
 
-    std::size_t at = 0;
-    std::string_view token;
-    if (!TakeToken<'.', ';', ':'>(line, &at, &token)) {
+    std::size_t position = 0;
+    std::string_view asWritten;
+    std::string_view groupText;
+    if (!TakeName(line, &position, &groupText, &asWritten)) {
         return false;
     }
-    // Behind the group a dot is a character of the name.
-    if (line[at - 1] == '.') {
-        group->assign(token);
-        if (!TakeToken<';', ':'>(line, &at, &token)) {
-            return false;
-        }
+    *group = groupText;
+    *name = ToUpperAscii(asWritten);
+    if (line[position - 1] == ';') {
+        CParameterReader reader(line, position);
+        do {
+            if (!ReadParameter(&reader, parameters)) {
+                return false;
+            }
+        } while (reader.Separator() == ';');
+        position = reader.Position();
     }
-    *name = ToUpperAscii(token);
-    while (line[at - 1] == ';') {
-        if (!ReadParameter(line, &at, parameters)) {
-            return false;
-        }
-        ++at;
+    return DecodeUtf8(line.substr(position), value);
+}
+
+void AppendRewritten(std::string_view line, std::string* text)
+{
+    std::size_t position = 0;
+    std::string_view group;
+    std::string_view name;
+    TakeName(line, &position, &group, &name);
+    if (!group.empty()) {
+        text->append(group).append(1, '.');
     }
-    return DecodeUtf8(line.substr(at), value);
+    text->append(ToUpperAscii(name));
+    if (line[position - 1] == ';') {
+        CParameters parameters;
+        CParameterReader reader(line, position);
+        while (ReadParameter(&reader, &parameters) && reader.Separator() == ';') {
+        }
+        AppendParameters(parameters, text);
+        position = reader.Position();
+    }
+    text->append(1, ':').append(line.substr(position));
 }
 
 bool AppendLine(const CContentLine& line, std::string* text)
@@ -295,6 +352,9 @@ std::u16string EscapeTextValue(std::u16string_view text)
 std::u16string UnescapeTextValue(std::u16string_view text)
 {
     std::u16string plain;
+    if (text.find(u'\\') == text.npos) {
+        return plain.assign(text);
+    }
     plain.reserve(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
         const char16_t next = text[i] == u'\\' && i + 1 < text.size() ? text[i + 1] : u'\0';

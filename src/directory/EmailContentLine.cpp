@@ -1,6 +1,7 @@
 #include "directory/EmailContentLine.h"
 
 #include "directory/ContentLineSyntax.h"
+#include "platform/Ascii.h"
 #include "text/Rfc822Address.h"
 #include "text/Utf8.h"
 
@@ -33,17 +34,27 @@ bool ThrowForMemory(bool isDone)
 bool CEmailContentLine::ReadValue(const std::u16string& value, CContactEmail* email)
 {
     std::string text;
+    return AppendUtf8(value, &text) && ReadText(text, email);
+}
+
+bool CEmailContentLine::ReadText(std::string_view value, CContactEmail* email)
+{
     // Parse would stop at a zero character and take a part of the value for its address.
-    if (!AppendUtf8(value, &text) || text.find('\0') != text.npos) {
+    if (value.find('\0') != value.npos) {
         return false;
     }
-    CRfc822Address address;
-    return ThrowForMemory(address.Parse(text.c_str())) && email->SetAddress(std::move(address));
+    return ThrowForMemory(email->GetAddress().Parse(std::string(value).c_str()));
 }
 
 std::u16string CEmailContentLine::WriteValue(const CContactEmail& email)
 {
     return Utf8ToWideLossy(email.GetAddress().RawAddress());
+}
+
+bool CEmailContentLine::AppendValue(const CContactEmail& email, std::string* text)
+{
+    AppendUtf8Lossy(email.GetAddress().RawAddress(), text);
+    return true;
 }
 
 void CEmailContentLine::ReadParameters(const CParameters& parameters, CContactEmail* email)
@@ -55,6 +66,20 @@ void CEmailContentLine::ReadParameters(const CParameters& parameters, CContactEm
     }
 }
 
+void CEmailContentLine::ReadParameters(std::string_view parameters, CContactEmail* email)
+{
+    CEntryContentLine::ReadParameters(parameters, email);
+    DirectoryUtils::CParameterReader reader(parameters, 0);
+    while (reader.Next()) {
+        if (EqualIgnoringCase(reader.Name(), kCommentName)) {
+            std::u16string comment;
+            Utf8ToWide(reader.Value(), &comment);
+            SetComment(std::move(comment), email);
+            return;
+        }
+    }
+}
+
 void CEmailContentLine::WriteParameters(const CContactEmail& email, CParameters* parameters)
 {
     if (email.GetAddress().HasComment()) {
@@ -63,6 +88,15 @@ void CEmailContentLine::WriteParameters(const CContactEmail& email, CParameters*
         values.AddTail(email.GetAddress().GetComment());
     }
     CEntryContentLine::WriteParameters(email, parameters);
+}
+
+void CEmailContentLine::AppendParameters(const CContactEmail& email, std::string* text)
+{
+    if (email.GetAddress().HasComment()) {
+        text->append(1, ';').append(kCommentName).append(1, '=');
+        DirectoryUtils::AppendParameterValue(email.GetAddress().GetComment(), text);
+    }
+    CEntryContentLine::AppendParameters(email, text);
 }
 
 void CEmailContentLine::SetComment(std::u16string comment, CContactEmail* email)

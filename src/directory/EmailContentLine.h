@@ -3,6 +3,7 @@
 #include "directory/EntryContentLine.h"
 
 #include <string>
+#include <string_view>
 
 namespace VCardUtils
 {
@@ -28,9 +29,13 @@ private:
     friend CEntryContentLine;
     static bool ReadValue(const std::u16string& value, CContactEmail* email);
     static std::u16string WriteValue(const CContactEmail& email);
+    static bool ReadText(std::string_view value, CContactEmail* email);
+    static bool AppendValue(const CContactEmail& email, std::string* text);
     static void ReadParameters(const DirectoryUtils::CParameters& parameters, CContactEmail* email);
+    static void ReadParameters(std::string_view parameters, CContactEmail* email);
     static void WriteParameters(const CContactEmail& email,
                                 DirectoryUtils::CParameters* parameters);
+    static void AppendParameters(const CContactEmail& email, std::string* text);
 };
 
 } // namespace VCardUtils

@@ -2,10 +2,13 @@
 
 #include "core/Contact.h"
 #include "directory/ContentLine.h"
+#include "directory/ContentLineSyntax.h"
 #include "directory/TypeParameter.h"
 #include "platform/LastError.h"
+#include "text/Utf8.h"
 
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace VCardUtils
@@ -17,8 +20,11 @@ namespace VCardUtils
 //
 // Line says what differs: its name (kName), its "TYPE" values (kTypes), and how the main value
 // becomes an entry (ReadValue) and an entry the main value (WriteValue). ReadValue gives false for
-// a value that it refuses, and leaves the entry as it was. A line with more parameters than "TYPE"
-// has its own ReadParameters and WriteParameters, which hide those here.
+// a value that it refuses, and leaves the entry as it was. A line with more parameters than "TYPE",
+// or one whose entry has its value in UTF-8, has operations of its own that hide those here.
+//
+// An address book has many lines and looks at few. So an entry is also read from the text of its
+// line, and written to it, without an object for the line in between (Read, Append).
 template <class Line, class Entry>
 class CEntryContentLine : public DirectoryUtils::CContentLine
 {
@@ -43,6 +49,25 @@ public:
         return CContentLine::SetMainValue(std::move(value)) && ReadMainValue();
     }
 
+    // The entry of a line's text, as the constructor reads it.
+    static Entry Read(const DirectoryUtils::CLineRest& text)
+    {
+        const CKeepLastError keep; // a refused value is no failure
+        Entry entry;
+        Line::ReadText(text.value, &entry);
+        Line::ReadParameters(text.parameters, &entry);
+        return entry;
+    }
+
+    // Appends what ToString gives for the line of the entry. False with ERROR_INVALID_DATA (13).
+    static bool Append(const Entry& entry, std::string* text)
+    {
+        *text += Line::kName;
+        Line::AppendParameters(entry, text);
+        *text += ':';
+        return Line::AppendValue(entry, text);
+    }
+
 protected:
     const Entry& GetEntry() const { return m_entry; }
 
@@ -54,13 +79,27 @@ protected:
         return CContentLine::SetMainValue(Line::WriteValue(m_entry));
     }
 
-    static void ReadParameters(const DirectoryUtils::CParameters& parameters, Entry* entry)
+    template <class Parameters>
+    static void ReadParameters(const Parameters& parameters, Entry* entry)
     {
         entry->SetType(ReadTypeMask(parameters, Line::kTypes));
     }
     static void WriteParameters(const Entry& entry, DirectoryUtils::CParameters* parameters)
     {
         WriteTypeMask(parameters, Line::kTypes, entry.GetType());
+    }
+    static void AppendParameters(const Entry& entry, std::string* text)
+    {
+        AppendTypeMask(Line::kTypes, entry.GetType(), text);
+    }
+    static bool ReadText(std::string_view value, Entry* entry)
+    {
+        std::u16string wide;
+        return Utf8ToWide(value, &wide) && Line::ReadValue(wide, entry);
+    }
+    static bool AppendValue(const Entry& entry, std::string* text)
+    {
+        return AppendUtf8(Line::WriteValue(entry), text);
     }
 
 private:

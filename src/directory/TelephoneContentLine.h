@@ -3,6 +3,7 @@
 #include "directory/EntryContentLine.h"
 
 #include <string>
+#include <string_view>
 
 namespace VCardUtils
 {
@@ -24,6 +25,8 @@ private:
     friend CEntryContentLine;
     static bool ReadValue(const std::u16string& value, CContactTel* telephone);
     static std::u16string WriteValue(const CContactTel& telephone);
+    static bool ReadText(std::string_view value, CContactTel* telephone);
+    static bool AppendValue(const CContactTel& telephone, std::string* text);
 };
 
 } // namespace VCardUtils

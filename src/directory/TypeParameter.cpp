@@ -1,6 +1,5 @@
 #include "directory/TypeParameter.h"
 
-#include "directory/ContentLineSyntax.h"
 #include "platform/Ascii.h"
 
 #include <algorithm>
@@ -12,19 +11,28 @@ namespace
 
 constexpr char kTypeName[] = "TYPE";
 
-bool IsType(std::u16string_view value, std::string_view type)
-{
-    return std::ranges::equal(value, type, {}, LowerAscii<char16_t>, LowerAscii<char>);
-}
-
-std::uint32_t BitOf(std::u16string_view value, CTypeTable table)
+template <class Char>
+std::uint32_t BitOf(std::basic_string_view<Char> value, CTypeTable table)
 {
     for (std::size_t i = 0; i < table.size(); ++i) {
-        if (IsType(value, table[i])) {
+        if (std::ranges::equal(value, table[i], {}, LowerAscii<Char>, LowerAscii<char>)) {
             return 1U << i;
         }
     }
     return 0;
+}
+
+// Clients that quote a list, TYPE="home,work", mean the same as without quotes.
+template <class Char>
+std::uint32_t BitsOf(std::basic_string_view<Char> list, CTypeTable table)
+{
+    std::uint32_t bits = 0;
+    for (std::size_t begin = 0; begin <= list.size();) {
+        const std::size_t end = std::min(list.find(Char(','), begin), list.size());
+        bits |= BitOf(list.substr(begin, end - begin), table);
+        begin = end + 1;
+    }
+    return bits;
 }
 
 } // namespace
@@ -36,12 +44,20 @@ std::uint32_t ReadTypeMask(const DirectoryUtils::CParameters& parameters, CTypeT
         return 0;
     }
     std::uint32_t mask = 0;
-    // Clients that quote a list, TYPE="home,work", mean the same as without quotes.
     for (const std::u16string_view list : *values) {
-        for (std::size_t begin = 0; begin <= list.size();) {
-            const std::size_t end = std::min(list.find(u',', begin), list.size());
-            mask |= BitOf(list.substr(begin, end - begin), table);
-            begin = end + 1;
+        mask |= BitsOf(list, table);
+    }
+    return mask;
+}
+
+std::uint32_t ReadTypeMask(std::string_view parameters, CTypeTable table)
+{
+    std::uint32_t mask = 0;
+    DirectoryUtils::CParameterReader reader(parameters, 0);
+    while (reader.Next()) {
+        if (EqualIgnoringCase(reader.Name(), kTypeName)) {
+            // No type has a character that ^ encodes, so the raw text serves as well.
+            mask |= BitsOf(reader.Raw(), table);
         }
     }
     return mask;
@@ -58,6 +74,17 @@ void WriteTypeMask(DirectoryUtils::CParameters* parameters, CTypeTable table, st
     for (std::size_t i = 0; i < table.size(); ++i) {
         if ((mask & (1U << i)) != 0) {
             values.AddTail(std::u16string(table[i].begin(), table[i].end()));
+        }
+    }
+}
+
+void AppendTypeMask(CTypeTable table, std::uint32_t mask, std::string* text)
+{
+    std::string_view separator = ";TYPE=";
+    for (std::size_t i = 0; i < table.size(); ++i) {
+        if ((mask & (1U << i)) != 0) {
+            text->append(separator).append(table[i]);
+            separator = ",";
         }
     }
 }

@@ -1,9 +1,11 @@
 #pragma once
 
 #include "directory/ContentLine.h"
+#include "directory/ContentLineSyntax.h"
 
 #include <cstdint>
 #include <span>
+#include <string>
 #include <string_view>
 
 // The "TYPE" parameter of the lines whose entries have a type mask. Value number i of a table
@@ -27,9 +29,13 @@ inline constexpr std::string_view kTelephoneTypes[] = {
 // The bits of the "TYPE" values, ASCII case ignored. A value may be a quoted list,
 // TYPE="home,work". Unknown values are ignored; without the parameter the mask is 0.
 std::uint32_t ReadTypeMask(const DirectoryUtils::CParameters& parameters, CTypeTable table);
+std::uint32_t ReadTypeMask(std::string_view parameters, CTypeTable table); // of a CLineRest
 
 // Replaces the "TYPE" values by those of the mask. Bits that the table lacks are ignored. A mask of
 // 0 adds no parameter, and empties one that is there. Throws std::bad_alloc.
 void WriteTypeMask(DirectoryUtils::CParameters* parameters, CTypeTable table, std::uint32_t mask);
+
+// Appends the parameter, as it stands in a line that has no other "TYPE" values.
+void AppendTypeMask(CTypeTable table, std::uint32_t mask, std::string* text);
 
 } // namespace VCardUtils

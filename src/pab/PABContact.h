@@ -1,16 +1,16 @@
 #pragma once
 
 #include "core/Contact.h"
-#include "directory/ContentLine.h"
+#include "pab/CardLines.h"
 #include "platform/ChangeProtocol.h"
 #include "platform/FileHandle.h"
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
-
-class CTextLines;
+#include <vector>
 
 namespace VCardUtils
 {
@@ -25,6 +25,10 @@ class CNameContentLine;
 // A caller constructs it, calls exactly one of Open, Create and Delete, works on the record, and
 // saves; destruction saves a changed record too. The file is emptied, never removed: a file of
 // length 0 stands for a contact that was deleted, or created and not saved yet. It does not open.
+//
+// The record is the text of the card (pab/CardLines.h). A list is made of its lines when somebody
+// asks for it, or at a save. A list for which there is no memory is empty, with last error
+// ERROR_NOT_ENOUGH_MEMORY (8). It is made at the next call, and a save fails rather than lose it.
 //
 // Where memory ends, Open, Create and Delete throw std::bad_alloc; what CContact declares leaves
 // ERROR_NOT_ENOUGH_MEMORY (8). A resource; used by one thread at a time.
@@ -81,14 +85,20 @@ public:
     // The last-write time of the file, whatever was changed since.
     bool GetModifiedTime(FILETIME* time) override;
 
+    CContactEmailList& GetEmails() override;
     bool SetEmails(const CContactEmailList& emails) override;
+    CContactAddrList& GetAddresses() override;
     bool SetAddresses(const CContactAddrList& addresses) override;
+    CContactTelList& GetTelephones() override;
     bool SetTelephones(const CContactTelList& telephones) override;
+    CContactIMList& GetIMs() override;
     bool SetIMs(const CContactIMList& ims) override;
 
-    // The given and the family name of the N line; GetFirstName and GetLastName follow at once.
-    // Refused as the text form of SetProperty refuses.
+    // The given and the family name of the N line. Without that line: those of the text that an
+    // earlier FromString replaced. The setters refuse what the text form of SetProperty refuses.
+    bool GetFirstName(std::u16string* name) override;
     bool SetFirstName(const std::u16string& name) override;
+    bool GetLastName(std::u16string* name) override;
     bool SetLastName(const std::u16string& name) override;
 
     // Text properties: a line each, or a component of the N line ("Surname", "GivenName",
@@ -117,25 +127,26 @@ private:
     bool OpenFile(std::uint32_t disposition);
     bool Read();
     bool Write();
-    bool ReadContentLines(CTextLines* lines);
-    bool ReadContentLines(CTextLines* lines, std::string text);
-    bool ParseContentLines(const CTextLines& lines);
-    void ParseContentLine(std::string_view text);
-    bool LinesHaveValue(const char* name, std::u16string_view value) const;
-    bool IsSupportedCard() const;
-    void TakeNames();
-    bool TakeRecord(const CTextLines& lines);
+    bool ReadContentLines(CCardLines* lines);
+    bool ReadContentLines(CCardLines* lines, std::vector<char> text);
+    static void ParseContentLines(CCardLines* lines);
+    static bool IsSupportedCard(CCardLines& lines);
     void RenewRevision();
     void RaiseWriteCounter();
 
+    template <class Line, class List>
+    void ReadList(List* list);
+    template <class Line, class List>
+    List& AskForList(List& list);
+    template <class Line, class List>
+    bool ReplaceList(List* list, const List& with);
+    void ReadLists();
     template <class Function>
     bool ForEachLine(Function function);
 
-    DirectoryUtils::CContentLine& AddLine(std::unique_ptr<DirectoryUtils::CContentLine> line);
-    DirectoryUtils::CContentLine* FindLine(const char* name) const;
-    DirectoryUtils::CContentLine& FindOrAddLine(const char* name);
-    VCardUtils::CNameContentLine* GetName() const;
-    VCardUtils::CNameContentLine& GetOrAddName();
+    void GetText(const char* vcardType, std::u16string* text);
+    VCardUtils::CNameContentLine* GetName();
+    void KeepNames();
     bool SetComponent(bool (VCardUtils::CNameContentLine::*set)(std::u16string),
                       const std::u16string& value);
     bool SetLineProperty(const char* vcardType, const std::u16string& value);
@@ -147,7 +158,12 @@ private:
     ContactMgr::CContactId m_id;
     CFileHandle m_file;
     bool m_isDirty = false;
-    DirectoryUtils::CContentLines m_lines;
+    CCardLines m_lines;
+    // The first N line of m_lines, once somebody has asked for a part of the name.
+    std::unique_ptr<VCardUtils::CNameContentLine> m_name;
+    // The full name that becomes the comment of e-mail addresses that have not been asked for yet.
+    // A view of m_lines.
+    std::optional<std::string_view> m_comment;
 };
 
 // The number with its 32 bits in reverse order.

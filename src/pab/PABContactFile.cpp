@@ -1,14 +1,7 @@
 #include "pab/PABContact.h"
 
-#include "directory/AddressContentLine.h"
-#include "directory/ContentLineSyntax.h"
-#include "directory/EmailContentLine.h"
-#include "directory/IMContentLine.h"
 #include "directory/NameContentLine.h"
-#include "directory/TelephoneContentLine.h"
-#include "directory/TextLines.h"
 #include "pab/PABContactLines.h"
-#include "platform/Ascii.h"
 #include "platform/Failure.h"
 #include "platform/FileContent.h"
 #include "platform/FileRewrite.h"
@@ -23,12 +16,10 @@
 #include <new>
 #include <utility>
 
-using DirectoryUtils::CContentLine;
-
 namespace
 {
 
-constexpr std::uint32_t kMaxLineLength = 75;
+constexpr std::size_t kMaxLineLength = 75;
 constexpr const char* kRevisionLine = "REV";
 constexpr std::int32_t kLargestWriteCount = std::numeric_limits<std::int32_t>::max();
 
@@ -110,9 +101,9 @@ bool CPABContact::Create(const char* rootDirectory, std::uint32_t number)
         (GetLastError() != ERROR_PATH_NOT_FOUND || !OpenFile(CREATE_NEW))) {
         return false;
     }
-    AddLine(Make<VCardUtils::CNameContentLine>());
-    AddLine(Make<CContentLine>("FN"));
-    AddLine(Make<CContentLine>("VERSION")).SetMainValue(u"3.0");
+    m_lines.SetValue("N", "");
+    m_lines.SetValue("FN", "");
+    m_lines.SetValue("VERSION", "3.0");
     return true;
 }
 
@@ -164,45 +155,22 @@ bool CPABContact::GetModifiedTime(FILETIME* time)
     return CFileSystem::GetFileTime(m_file.Get(), nullptr, nullptr, time) == 1;
 }
 
-bool CPABContact::SetEmails(const CContactEmailList& emails)
-{
-    m_isDirty = true;
-    return CContact::SetEmails(emails);
-}
-
-bool CPABContact::SetAddresses(const CContactAddrList& addresses)
-{
-    m_isDirty = true;
-    return CContact::SetAddresses(addresses);
-}
-
-bool CPABContact::SetTelephones(const CContactTelList& telephones)
-{
-    m_isDirty = true;
-    return CContact::SetTelephones(telephones);
-}
-
-bool CPABContact::SetIMs(const CContactIMList& ims)
-{
-    m_isDirty = true;
-    return CContact::SetIMs(ims);
-}
-
 bool CPABContact::Read()
 {
     const CFunctionDebugging scope("CPABContact::Read");
-    CTextLines lines;
-    if (!ReadContentLines(&lines) || !HasVCardEnvelope(lines)) {
+    CCardLines lines;
+    if (!ReadContentLines(&lines) || !lines.RemoveEnvelope()) {
         return false;
     }
-    if (!ParseContentLines(lines) || !IsSupportedCard()) {
+    ParseContentLines(&lines);
+    if (!IsSupportedCard(lines)) {
         return false;
     }
-    TakeNames();
+    m_lines = std::move(lines);
     return true;
 }
 
-bool CPABContact::ReadContentLines(CTextLines* lines)
+bool CPABContact::ReadContentLines(CCardLines* lines)
 {
     const CFunctionDebugging scope("CPABContact::ReadContentLines");
     // Checked before memory is asked for: the file may be anybody's.
@@ -211,7 +179,7 @@ bool CPABContact::ReadContentLines(CTextLines* lines)
     if (sizeHigh != 0 || size > kMaxFileBytes) {
         return Fail(ERROR_FILE_TOO_LARGE);
     }
-    std::string text(size, '\0');
+    std::vector<char> text(size);
     std::uint32_t count = 0;
     if (ReadFile(m_file.Get(), text.data(), size, &count, nullptr) == 0 || count < size) {
         return false;
@@ -219,108 +187,48 @@ bool CPABContact::ReadContentLines(CTextLines* lines)
     return ReadContentLines(lines, std::move(text));
 }
 
-bool CPABContact::ReadContentLines(CTextLines* lines, std::string text)
+bool CPABContact::ReadContentLines(CCardLines* lines, std::vector<char> text)
 {
     const CFunctionDebugging scope("CPABContact::ReadContentLines");
     const bool isTooLong = text.size() > kMaxFileBytes;
     if (!isTooLong) {
         lines->Assign(std::move(text));
     }
-    if (isTooLong || lines->Lines().size() > kMaxLines) {
-        return Fail(ERROR_FILE_TOO_LARGE);
-    }
-    return true;
+    return (!isTooLong && lines->GetCount() <= kMaxLines) || Fail(ERROR_FILE_TOO_LARGE);
 }
 
-bool CPABContact::ParseContentLines(const CTextLines& lines)
+void CPABContact::ParseContentLines(CCardLines* lines)
 {
     const CFunctionDebugging scope("CPABContact::ParseContentLines");
-    // The first and the last are the envelope.
-    for (std::size_t index = 1; index + 1 < lines.Lines().size(); ++index) {
-        ParseContentLine(lines.Lines()[index]);
-    }
-    return true;
+    lines->FindNames();
 }
 
-// A text that is no content line is dropped. The lines of the four lists are kept as entries alone,
-// without their group and further parameters.
-void CPABContact::ParseContentLine(std::string_view text)
+bool CPABContact::IsSupportedCard(CCardLines& lines)
 {
-    std::string group;
-    std::string name;
-    DirectoryUtils::CParameters parameters;
-    std::u16string value;
-    if (!DirectoryUtils::ParseLine(text, &group, &name, &parameters, &value)) {
-        return;
-    }
-    if (name == "EMAIL") {
-        const VCardUtils::CEmailContentLine line(std::move(group), std::move(parameters),
-                                                 std::move(value));
-        GetEmails().AddTail(line.GetEmail());
-    } else if (name == "N") {
-        AddLine(Make<VCardUtils::CNameContentLine>(std::move(group), std::move(parameters),
-                                                   std::move(value)));
-    } else if (name == "ADR") {
-        const VCardUtils::CAddressContentLine line(std::move(group), std::move(parameters),
-                                                   std::move(value));
-        GetAddresses().AddTail(line.GetAddress());
-    } else if (name == "TEL") {
-        const VCardUtils::CTelephoneContentLine line(std::move(group), std::move(parameters),
-                                                     std::move(value));
-        GetTelephones().AddTail(line.GetTelephone());
-    } else if (name == "IMPP") {
-        const VCardUtils::CIMContentLine line(std::move(group), std::move(parameters),
-                                              std::move(value));
-        GetIMs().AddTail(line.GetIM());
-    } else {
-        AddLine(Make<CContentLine>(std::move(group), std::move(name), std::move(parameters),
-                                   std::move(value)));
-    }
-}
-
-// True also where there is no line of that name.
-bool CPABContact::LinesHaveValue(const char* name, std::u16string_view value) const
-{
-    for (POSITION position = m_lines.Find(name); position != nullptr;
-         position = m_lines.Find(name, position)) {
-        if (!EqualIgnoringCase(m_lines.GetAt(position)->GetMainValue(), value)) {
-            return false;
-        }
-    }
-    return true;
-}
-
-bool CPABContact::IsSupportedCard() const
-{
-    return LinesHaveValue("PROFILE", u"VCARD") && LinesHaveValue("VERSION", u"3.0");
-}
-
-// Copies both names first, so that both change or, where memory ends, none.
-void CPABContact::TakeNames()
-{
-    if (const VCardUtils::CNameContentLine* name = GetName()) {
-        std::u16string firstName = name->GetGivenName();
-        std::u16string lastName = name->GetFamilyName();
-        m_firstName = std::move(firstName);
-        m_lastName = std::move(lastName);
-    }
+    return lines.HaveValue("PROFILE", "VCARD") && lines.HaveValue("VERSION", "3.0");
 }
 
 bool CPABContact::Write()
 {
     const CFunctionDebugging scope("CPABContact::Write");
+    // A contact of a text alone is not written when it goes.
+    if (!m_file.IsOpen()) {
+        return Fail(ERROR_INVALID_HANDLE);
+    }
     // Nothing is written that Open would refuse: neither such a card, nor below, a text that is too
     // long.
-    if (!IsSupportedCard()) {
+    if (!IsSupportedCard(m_lines)) {
         return Fail(ERROR_INVALID_PARAMETER);
     }
     RenewRevision();
     RaiseWriteCounter();
     std::string text = kVCardBegin;
     std::size_t lineCount = 2; // the envelope
-    if (!ForEachLine([&](const CContentLine& line) {
+    if (!ForEachLine([&](std::string_view line) {
             ++lineCount;
-            return DirectoryUtils::AppendFolded(line, kMaxLineLength, &text);
+            // The tab takes one byte of each continuation.
+            DirectoryUtils::AppendFoldedLine(line, kMaxLineLength, kMaxLineLength - 1, &text);
+            return true;
         })) {
         return false;
     }
@@ -333,17 +241,15 @@ bool CPABContact::Write()
 
 void CPABContact::RenewRevision()
 {
-    const std::string revision = GenerateRevValue();
-    FindOrAddLine(kRevisionLine).SetMainValue({revision.begin(), revision.end()});
+    m_lines.SetValue(kRevisionLine, GenerateRevValue());
 }
 
 // At its largest value the counter stays: it must not become negative.
 void CPABContact::RaiseWriteCounter()
 {
-    CContentLine& line = FindOrAddLine(kWriteCounterLine);
-    const std::int32_t count = ToNumber(line.GetMainValue());
-    const std::string next = std::to_string(count < kLargestWriteCount ? count + 1 : count);
-    line.SetMainValue({next.begin(), next.end()});
+    const std::int32_t count = ToNumber(m_lines.GetValue(kWriteCounterLine).value_or(""));
+    const std::int32_t next = count < kLargestWriteCount ? count + 1 : count;
+    m_lines.SetValue(kWriteCounterLine, std::to_string(next));
 }
 
 std::string CPABContact::GenerateRevValue()

@@ -3,13 +3,13 @@
 #include "directory/AddressContentLine.h"
 #include "directory/EmailContentLine.h"
 #include "directory/IMContentLine.h"
-#include "directory/NameContentLine.h"
 #include "directory/TelephoneContentLine.h"
 #include "pab/PABContact.h"
 #include "platform/List.h"
 
 #include <algorithm>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 // What the sources of CPABContact share.
@@ -18,33 +18,30 @@ inline constexpr const char* kVCardBegin = "BEGIN:VCARD\r\n";
 inline constexpr const char* kVCardEnd = "END:VCARD\r\n";
 inline constexpr const char* kWriteCounterLine = "X-LARKMERE-WSSVERSION";
 
-// At least two lines, the first BEGIN:VCARD and the last END:VCARD, compared whole, ASCII case
-// ignored.
-bool HasVCardEnvelope(const CTextLines& lines);
-
 // Reads leading white space, a sign and digits; the text behind them does not count. A number out
 // of range gives the nearest one, and no digits give 0.
-std::int32_t ToNumber(std::u16string_view text);
+std::int32_t ToNumber(std::string_view text);
 
-// Calls the function for a line of each entry, until it gives false.
+// Calls the function for the line of each entry, until it gives false.
 template <class Line, class Entry, class Function>
 bool ForEachEntry(const CList<Entry>& entries, Function& function)
 {
-    return std::ranges::all_of(entries, [&](const Entry& entry) { return function(Line(entry)); });
+    std::string text;
+    return std::ranges::all_of(entries, [&](const Entry& entry) {
+        text.clear();
+        return Line::Append(entry, &text) && function(text);
+    });
 }
 
-// Calls the function for every line of the file in its order, those of the four lists last, until
-// it gives false.
+// Calls the function for the text of every line of the file in its order, those of the four lists
+// last, until it gives false.
 template <class Function>
 bool CPABContact::ForEachLine(Function function)
 {
-    for (const DirectoryUtils::CContentLine* line : m_lines) {
-        if (!function(*line)) {
-            return false;
-        }
-    }
-    return ForEachEntry<VCardUtils::CEmailContentLine>(GetEmails(), function) &&
-           ForEachEntry<VCardUtils::CTelephoneContentLine>(GetTelephones(), function) &&
-           ForEachEntry<VCardUtils::CAddressContentLine>(GetAddresses(), function) &&
-           ForEachEntry<VCardUtils::CIMContentLine>(GetIMs(), function);
+    ReadLists();
+    return m_lines.ForEach(function) &&
+           ForEachEntry<VCardUtils::CEmailContentLine>(m_emails, function) &&
+           ForEachEntry<VCardUtils::CTelephoneContentLine>(m_telephones, function) &&
+           ForEachEntry<VCardUtils::CAddressContentLine>(m_addresses, function) &&
+           ForEachEntry<VCardUtils::CIMContentLine>(m_ims, function);
 }

@@ -1,15 +1,17 @@
 #include "core/ContactProperties.h"
+#include "directory/NameContentLine.h"
 #include "pab/PABContactLines.h"
 #include "platform/Failure.h"
 #include "text/Utf8.h"
 #include "trace/DebuggingDataToString.h"
 #include "trace/FunctionDebugging.h"
 
+#include <algorithm>
+#include <limits>
 #include <new>
 #include <optional>
 #include <utility>
 
-using DirectoryUtils::CContentLine;
 using VCardUtils::CNameContentLine;
 
 namespace
@@ -81,7 +83,32 @@ bool CanBeCarried(const std::u16string& text, std::u16string_view refused)
 constexpr std::u16string_view kRefusedInLine{u"\r\0", 2};
 constexpr std::u16string_view kRefusedInComponent{u"\r\n\0", 3};
 
+bool IsSpace(char c)
+{
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
 } // namespace
+
+std::int32_t ToNumber(std::string_view text)
+{
+    while (!text.empty() && IsSpace(text.front())) {
+        text.remove_prefix(1);
+    }
+    const bool isNegative = text.starts_with('-');
+    if (isNegative || text.starts_with('+')) {
+        text.remove_prefix(1);
+    }
+    constexpr std::int64_t kLargest = std::numeric_limits<std::int32_t>::max();
+    std::int64_t number = 0;
+    for (const char c : text) {
+        if (c < '0' || c > '9') {
+            break;
+        }
+        number = std::min(number * 10 + (c - '0'), kLargest + 1);
+    }
+    return static_cast<std::int32_t>(isNegative ? -number : std::min(number, kLargest));
+}
 
 const char* CPABContact::ToTextVCardType(const CContactProperty& property)
 {
@@ -105,9 +132,7 @@ try {
     }
     value->clear();
     if (const char* vcardType = ToTextVCardType(property)) {
-        if (const CContentLine* line = FindLine(vcardType)) {
-            *value = DirectoryUtils::UnescapeTextValue(line->GetMainValue());
-        }
+        GetText(vcardType, value);
     } else {
         const ComponentRow* component = FindComponent(property);
         const CNameContentLine* name = component == nullptr ? nullptr : GetName();
@@ -139,10 +164,11 @@ try {
     if (!(property == kNames.WssVersion)) {
         return false;
     }
-    if (const CContentLine* line = FindLine(kWriteCounterLine)) {
-        *value = static_cast<std::uint32_t>(
-            ToNumber(DirectoryUtils::UnescapeTextValue(line->GetMainValue())));
-    }
+    std::u16string text;
+    std::string number;
+    GetText(kWriteCounterLine, &text);
+    AppendUtf8(text, &number);
+    *value = static_cast<std::uint32_t>(ToNumber(number));
     if (scope.DebugReturnValues() != 0) {
         scope.ReturnValues(1, 1, "pValue", CDebuggingDataToString::DwordToString(*value));
     }
@@ -174,14 +200,73 @@ bool CPABContact::SetLineProperty(const char* vcardType, const std::u16string& v
 {
     if (value.empty()) {
         // Of several lines of that type the first goes, and the second takes its place.
-        if (const POSITION position = m_lines.Find(vcardType)) {
-            const std::unique_ptr<CContentLine> removed(m_lines.GetAt(position));
-            m_lines.RemoveAt(position);
-        }
+        m_lines.Remove(vcardType);
         return true;
     }
-    return CanBeCarried(value, kRefusedInLine) &&
-           FindOrAddLine(vcardType).SetMainValue(DirectoryUtils::EscapeTextValue(value));
+    std::string text;
+    if (!CanBeCarried(value, kRefusedInLine) ||
+        !AppendUtf8(DirectoryUtils::EscapeTextValue(value), &text)) {
+        return false;
+    }
+    m_lines.SetValue(vcardType, text);
+    return true;
+}
+
+// The text of a line; empty where there is none.
+void CPABContact::GetText(const char* vcardType, std::u16string* text)
+{
+    const std::string_view value = m_lines.GetValue(vcardType).value_or("");
+    Utf8ToWide(value, text);
+    if (value.find('\\') != value.npos) {
+        *text = DirectoryUtils::UnescapeTextValue(*text);
+    }
+}
+
+// The first N line, whose components are taken apart once; null if there is none.
+CNameContentLine* CPABContact::GetName()
+{
+    const CFunctionDebugging scope("CPABContact::GetName");
+    if (m_name == nullptr) {
+        if (const std::optional<std::string_view> value = m_lines.GetValue("N")) {
+            std::u16string text;
+            Utf8ToWide(*value, &text);
+            m_name = Make<CNameContentLine>("", DirectoryUtils::CParameters(), std::move(text));
+        }
+    }
+    return m_name.get();
+}
+
+bool CPABContact::SetComponent(bool (CNameContentLine::*set)(std::u16string),
+                               const std::u16string& value)
+{
+    if (!CanBeCarried(value, kRefusedInComponent)) {
+        return false;
+    }
+    const CNameContentLine* old = GetName();
+    auto name = old == nullptr ? Make<CNameContentLine>() : Make<CNameContentLine>(*old);
+    std::string text;
+    if (!((*name).*set)(value) || !AppendUtf8(name->GetMainValue(), &text)) {
+        return false;
+    }
+    m_lines.SetValue("N", text);
+    m_name = std::move(name);
+    return true;
+}
+
+bool CPABContact::GetFirstName(std::u16string* name)
+try {
+    KeepNames();
+    return CContact::GetFirstName(name);
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CPABContact::GetLastName(std::u16string* name)
+try {
+    KeepNames();
+    return CContact::GetLastName(name);
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
 }
 
 bool CPABContact::SetFirstName(const std::u16string& name)
@@ -202,12 +287,13 @@ try {
     return FailForMemory();
 }
 
-bool CPABContact::SetComponent(bool (CNameContentLine::*set)(std::u16string),
-                               const std::u16string& value)
+// Copies the names of the N line into the base class: both or, where memory ends, none.
+void CPABContact::KeepNames()
 {
-    if (!CanBeCarried(value, kRefusedInComponent) || !(GetOrAddName().*set)(value)) {
-        return false;
+    if (const CNameContentLine* name = GetName()) {
+        std::u16string firstName = name->GetGivenName();
+        std::u16string lastName = name->GetFamilyName();
+        m_firstName = std::move(firstName);
+        m_lastName = std::move(lastName);
     }
-    TakeNames();
-    return true;
 }

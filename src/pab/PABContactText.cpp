@@ -1,5 +1,4 @@
-#include "directory/ContentLineSyntax.h"
-#include "directory/TextLines.h"
+#include "directory/NameContentLine.h"
 #include "pab/PABContactLines.h"
 #include "platform/Failure.h"
 #include "text/Utf8String.h"
@@ -7,8 +6,6 @@
 
 #include <new>
 #include <utility>
-
-using DirectoryUtils::CContentLine;
 
 namespace
 {
@@ -35,14 +32,8 @@ try {
         return Fail(ERROR_INVALID_PARAMETER);
     }
     CUtf8String card(kVCardBegin);
-    std::string lineText;
-    if (!ForEachLine([&](const CContentLine& line) {
-            lineText.clear();
-            if (!DirectoryUtils::AppendLine(line, &lineText)) {
-                return false;
-            }
-            DirectoryUtils::AppendFoldedLine(TrimWhiteSpace(lineText), kFoldBytes, kFoldBytes,
-                                             &card);
+    if (!ForEachLine([&card](std::string_view line) {
+            DirectoryUtils::AppendFoldedLine(TrimWhiteSpace(line), kFoldBytes, kFoldBytes, &card);
             return true;
         })) {
         return false;
@@ -56,48 +47,29 @@ try {
 bool CPABContact::FromString(const std::string& text)
 try {
     const CFunctionDebugging scope("CPABContact::FromString");
-    CTextLines lines;
-    if (!ReadContentLines(&lines, text)) {
+    CCardLines lines;
+    if (!ReadContentLines(&lines, {text.begin(), text.end()})) {
         return false;
     }
-    if (!HasVCardEnvelope(lines)) {
+    if (!lines.RemoveEnvelope()) {
         return Fail(ERROR_INVALID_DATA);
     }
-    // If memory is exhausted on the way, the contact gets back what it held.
-    DirectoryUtils::CContentLines oldLines = std::move(m_lines);
-    CContactEmailList oldEmails = std::move(m_emails);
-    CContactTelList oldTelephones = std::move(m_telephones);
-    CContactAddrList oldAddresses = std::move(m_addresses);
-    CContactIMList oldIMs = std::move(m_ims);
-    try {
-        if (!TakeRecord(lines)) {
-            return false;
-        }
-    } catch (const std::bad_alloc&) {
-        m_lines = std::move(oldLines);
-        m_emails = std::move(oldEmails);
-        m_telephones = std::move(oldTelephones);
-        m_addresses = std::move(oldAddresses);
-        m_ims = std::move(oldIMs);
-        throw;
+    ParseContentLines(&lines);
+    const bool isSupported = IsSupportedCard(lines);
+    // The last step that may find no memory.
+    KeepNames();
+    m_comment = isSupported ? lines.GetValue("FN") : std::nullopt;
+    m_lines = std::move(lines);
+    m_name.reset();
+    m_emails.RemoveAll();
+    m_telephones.RemoveAll();
+    m_addresses.RemoveAll();
+    m_ims.RemoveAll();
+    if (!isSupported) {
+        return Fail(ERROR_INVALID_PARAMETER);
     }
     m_isDirty = true;
     return true;
 } catch (const std::bad_alloc&) {
     return FailForMemory();
-}
-
-bool CPABContact::TakeRecord(const CTextLines& lines)
-{
-    ParseContentLines(lines);
-    if (!IsSupportedCard()) {
-        return Fail(ERROR_INVALID_PARAMETER);
-    }
-    if (const CContentLine* fullName = FindLine("FN")) {
-        for (CContactEmail& email : m_emails) {
-            VCardUtils::CEmailContentLine::SetComment(fullName->GetMainValue(), &email);
-        }
-    }
-    TakeNames();
-    return true;
 }

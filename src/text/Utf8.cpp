@@ -46,68 +46,56 @@ std::size_t AsciiLength(std::u16string_view text)
     return length;
 }
 
-// The length of UTF-8 in UTF-16: one unit for each character, and one more for a character of four
-// bytes. For invalid UTF-8 it is enough for the valid beginning.
-std::size_t CountUnits(std::string_view text)
-{
-    std::size_t units = 0;
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        units += static_cast<std::size_t>((byte & 0xC0) != 0x80) + (byte >= 0xF0);
-    }
-    return units;
-}
-
-// Takes the first character off the text, which begins with a byte that is not ASCII. False unless
-// it is valid (RFC 3629 section 4).
-bool TakeCharacter(std::string_view* text, char32_t* character)
+// The length of the valid character that the text begins with, which is not ASCII; 0 if it is none
+// (RFC 3629 section 4).
+std::size_t CharacterLength(std::string_view text)
 {
     static constexpr char32_t kLeastOfLength[] = {0, 0, 0x80, 0x800, 0x10000};
-    const auto lead = static_cast<unsigned char>(text->front());
+    const auto lead = static_cast<unsigned char>(text.front());
     const bool canLead = lead >= 0xC2 && lead <= 0xF4;
     const std::size_t length = !canLead ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-    if (length == 0 || text->size() < length) {
-        return false;
+    if (length == 0 || text.size() < length) {
+        return 0;
     }
     char32_t value = lead & (0xFFu >> (length + 1));
     for (std::size_t i = 1; i < length; ++i) {
-        const auto byte = static_cast<unsigned char>((*text)[i]);
+        const auto byte = static_cast<unsigned char>(text[i]);
         if ((byte & 0xC0) != 0x80) {
-            return false;
+            return 0;
         }
         value = value << 6 | (byte & 0x3F);
     }
-    if (value < kLeastOfLength[length] || value > 0x10FFFF || (value & 0xFFFFF800) == 0xD800) {
-        return false;
-    }
-    text->remove_prefix(length);
-    *character = value;
-    return true;
+    const bool isValid =
+        value >= kLeastOfLength[length] && value <= 0x10FFFF && (value & 0xFFFFF800) != 0xD800;
+    return isValid ? length : 0;
 }
 
-// Writes UTF-8 as UTF-16 into a buffer of CountUnits units; false if it is none.
-bool Decode(std::string_view text, char16_t* out)
+// Writes valid UTF-8 as UTF-16 into a buffer of as many units as the text has bytes. Gives the
+// number of units written.
+std::size_t WidenValid(std::string_view text, char16_t* const units)
 {
-    for (;;) {
-        const std::size_t ascii = AsciiLength(text);
-        for (std::size_t i = 0; i < ascii; ++i) {
-            out[i] = static_cast<unsigned char>(text[i]);
+    constexpr std::size_t kBlock = 8; // a loop of fixed length becomes one vector instruction
+    const char* next = text.data();
+    const char* const end = next + text.size();
+    char16_t* out = units;
+    while (next != end) {
+        const std::size_t ascii = AsciiLength({next, static_cast<std::size_t>(end - next)});
+        const char* const asciiEnd = next + ascii;
+        for (; asciiEnd - next >= static_cast<std::ptrdiff_t>(kBlock); next += kBlock) {
+            for (std::size_t i = 0; i < kBlock; ++i) {
+                *out++ = static_cast<unsigned char>(next[i]);
+            }
         }
-        text.remove_prefix(ascii);
-        out += ascii;
-        if (text.empty()) {
-            return true;
+        while (next != asciiEnd) {
+            *out++ = static_cast<unsigned char>(*next++);
         }
-        char32_t character = 0;
-        if (!TakeCharacter(&text, &character)) {
-            return false;
+        if (next != end) {
+            const char* const character = next;
+            utf8::unchecked::next(next);
+            out = utf8::unchecked::utf8to16(character, next, out);
         }
-        if (character >= 0x10000) {
-            *out++ = static_cast<char16_t>(0xD7C0 + (character >> 10));
-            character = 0xDC00 | (character & 0x3FF);
-        }
-        *out++ = static_cast<char16_t>(character);
     }
+    return static_cast<std::size_t>(out - units);
 }
 
 // The length of UTF-16 in UTF-8; false at an unpaired surrogate.
@@ -141,24 +129,21 @@ bool IsUtf8(std::string_view text)
 {
     for (;;) {
         text.remove_prefix(AsciiLength(text));
-        char32_t ignored = 0;
-        if (text.empty() || !TakeCharacter(&text, &ignored)) {
+        const std::size_t length = text.empty() ? 0 : CharacterLength(text);
+        if (length == 0) {
             return text.empty();
         }
+        text.remove_prefix(length);
     }
 }
 
 bool Utf8ToWide(std::string_view text, std::u16string* out)
 {
-    if (IsAscii(text)) {
-        out->resize(text.size());
-        return Decode(text, out->data());
-    }
-    std::u16string converted(CountUnits(text), u'\0');
-    if (!Decode(text, converted.data())) {
+    if (!IsUtf8(text)) {
         return Fail(ERROR_INVALID_DATA);
     }
-    *out = std::move(converted);
+    out->resize(text.size());
+    out->resize(WidenValid(text, out->data()));
     return true;
 }
 
@@ -193,14 +178,23 @@ bool WideToUtf8(std::u16string_view text, std::string* out)
 std::u16string Utf8ToWideLossy(std::string_view text)
 {
     std::u16string wide;
-    if (IsUtf8(text)) {
-        Utf8ToWide(text, &wide);
+    if (!IsUtf8(text)) {
+        std::string repaired;
+        AppendUtf8Lossy(text, &repaired);
+        Utf8ToWide(repaired, &wide);
         return wide;
     }
-    std::string repaired;
-    utf8::replace_invalid(text.begin(), text.end(), std::back_inserter(repaired), 0xFFFD);
-    Utf8ToWide(repaired, &wide);
+    Utf8ToWide(text, &wide);
     return wide;
+}
+
+void AppendUtf8Lossy(std::string_view text, std::string* out)
+{
+    if (IsUtf8(text)) {
+        out->append(text);
+    } else {
+        utf8::replace_invalid(text.begin(), text.end(), std::back_inserter(*out), 0xFFFD);
+    }
 }
 
 std::string Latin1ToUtf8(std::string_view text)

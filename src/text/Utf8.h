@@ -15,6 +15,7 @@ bool AppendUtf8(std::u16string_view text, std::string* out);
 
 // For text from outside: bytes that do not decode become U+FFFD.
 std::u16string Utf8ToWideLossy(std::string_view text);
+void AppendUtf8Lossy(std::string_view text, std::string* out);
 
 // U+FFFD, which stands for what does not decode.
 inline constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";

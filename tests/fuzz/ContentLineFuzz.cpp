@@ -1,3 +1,4 @@
+#include "directory/ContentLineSyntax.h"
 #include "directory/TextLines.h"
 #include "fuzz/Fuzz.h"
 #include "support/ContentLines.h"
@@ -39,6 +40,35 @@ bool SameLine(const CParsedLine& left, const CParsedLine& right)
            SameParameters(left.parameters, right.parameters);
 }
 
+// The entry that is read from the text of its line, and written to it, is that of the line's class.
+template <class Typed, class Entry>
+void CheckEntry(const DirectoryUtils::CLineRest& rest, const CParsedLine& line,
+                const Entry& (Typed::*get)() const)
+{
+    std::string text;
+    const bool isWritten = line.name != Typed::kName || Typed::Append(Typed::Read(rest), &text);
+    FuzzCheck(isWritten, "an entry that was read can be written");
+    FuzzCheck(line.name != Typed::kName || text == LineText(Typed((line.As<Typed>().*get)())),
+              "both ways to the entry agree");
+}
+
+void CheckText(std::string_view text, const CParsedLine& line)
+{
+    std::size_t position = 0;
+    std::string_view group, name;
+    DirectoryUtils::CLineRest rest;
+    std::string rewritten;
+    FuzzCheck(DirectoryUtils::TakeName(text, &position, &group, &name) &&
+                  DirectoryUtils::TakeRest(text, position, &rest),
+              "a line that was read can be taken apart");
+    DirectoryUtils::AppendRewritten(text, &rewritten);
+    FuzzCheck(rewritten == LineText(line.Line()), "it is rewritten as its class writes it");
+    CheckEntry(rest, line, &VCardUtils::CAddressContentLine::GetAddress);
+    CheckEntry(rest, line, &VCardUtils::CEmailContentLine::GetEmail);
+    CheckEntry(rest, line, &VCardUtils::CIMContentLine::GetIM);
+    CheckEntry(rest, line, &VCardUtils::CTelephoneContentLine::GetTelephone);
+}
+
 } // namespace
 
 // A line that was read comes back the same from its written form, folded at any length or not.
@@ -70,6 +100,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                   (again.Parse(lines.Lines()[0]) && SameLine(line, again)),
               "the folded line reads the same");
 
+    CheckText(text, line);
     const CKeptLine kept = Keep(line);
     const CKeptLine keptAgain = Keep(kept.text);
     FuzzCheck(kept.mask == keptAgain.mask && kept.text == keptAgain.text,

@@ -59,8 +59,10 @@ TEST(HostileInputTest, WorkAndMemoryGrowNoFasterThanTheText)
             text += c.behind;
             size = text.size();
             const CAllocationCount count;
+            CPABContact contact;
+            std::u16string written;
             EXPECT_TRUE(c.isAddress ? CRfc822AddressList().Parse(text.c_str())
-                                    : CPABContact().FromString(Card(text)));
+                                    : contact.FromString(Card(text)) && contact.ToString(&written));
             blocks[isWhole] = count.Blocks();
             bytes[isWhole] = count.PeakBytes();
         }

@@ -1,6 +1,7 @@
 #include "pab/PABContact.h"
 
 #include "core/ContactProperties.h"
+#include "support/AllocationFault.h"
 #include "support/ContactText.h"
 #include "support/FaultySystemCalls.h"
 #include "support/TempFolder.h"
@@ -9,6 +10,7 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 
 #include <time.h>
 
@@ -247,12 +249,14 @@ TEST_F(PABContactTest, PropertiesReachTheirLines)
 
 TEST_F(PABContactTest, TheFirstOfTwoLinesIsTheProperty)
 {
-    Open(Card("NOTE:first\r\nNOTE:second\r\n"));
+    Open(Card("NOTE:first\r\ng.NOTE;LANGUAGE=en:second\r\n"));
     EXPECT_EQ(TextOf(contact, "Comment"), u"first");
     std::u16string name;
     EXPECT_FALSE(contact.GetProperty("GivenName", &name)) << "there is no N line";
     EXPECT_TRUE(contact.SetProperty("Comment", u""));
     EXPECT_EQ(TextOf(contact, "Comment"), u"second");
+    EXPECT_TRUE(contact.SetProperty("Comment", u"a, b"));
+    EXPECT_EQ(NarrowTextOf(contact), Card("g.NOTE;LANGUAGE=en:a\\, b\r\n"));
     EXPECT_TRUE(contact.SetProperty("GivenName", u"Ann"));
     EXPECT_TRUE(contact.GetFirstName(&name));
     EXPECT_EQ(name, u"Ann") << "the names follow at once";
@@ -336,11 +340,38 @@ TEST_F(PABContactTest, TextExchangeFoldsAtCharactersAndReplacesTheRecord)
     EXPECT_TRUE(contact.FromString(
         Card("FN:Ann\\, Lee\r\nEMAIL;X-COMMENT=old:a@b.example\r\nEMAIL:c@d.example\r\n")));
     EXPECT_EQ(contact.GetTelephones().GetCount(), 0u);
+    EXPECT_TRUE(contact.SetProperty("FullName", u"Another")) << "a later name is no comment";
     ASSERT_EQ(contact.GetEmails().GetCount(), 2u);
     for (const CContactEmail& email : contact.GetEmails()) {
         EXPECT_EQ(email.GetAddress().GetComment(), std::u16string(u"Ann\\, Lee"));
     }
     EXPECT_EQ(folder.Read(kFirstFile), "") << "text exchange writes no file";
+}
+
+// Two blocks for the text and its lines, and whatever the values asked for need.
+TEST_F(PABContactTest, WhatIsNotAskedForTakesNoMemory)
+{
+    std::string lines = "N:Lee;Ann;;;\r\nFN:Ann Lee\r\n";
+    for (int entry = 0; entry < 5; ++entry) {
+        lines += "EMAIL;TYPE=internet:ann@example.org\r\nTEL;TYPE=home:+1 555 0100 0100 0100\r\n"
+                 "NOTE;LANGUAGE=en:a note that needs the heap\r\nX-FOREIGN:a text of any kind\r\n";
+    }
+    const std::string card = Card(lines);
+    std::u16string text;
+    const std::pair<std::size_t, std::function<bool()>> kSteps[] = {
+        {2, [&] { return contact.FromString(card); }},
+        {0, [&] { return contact.GetProperty("Nickname", &text); }},
+        {1, [&] { return contact.GetProperty("Comment", &text); }},
+        {10, [&] { return contact.GetEmails().GetCount() == 5; }},
+        {0, [&] { return contact.GetEmails().GetCount() == 5; }},
+        {37, [&] { return contact.ToString(&text); }},
+        {26, [&] { return contact.ToString(&text); }},
+    };
+    for (const auto& [most, step] : kSteps) {
+        const CAllocationCount count;
+        EXPECT_TRUE(step());
+        EXPECT_LE(count.Blocks(), most);
+    }
 }
 
 TEST_F(PABContactTest, SavingAnUnchangedContactTouchesNothing)
