@@ -19,17 +19,20 @@ namespace
 {
 
 // A listing that fits the buffer takes one system call, so a rename meanwhile cannot hide an entry.
-// One that fills the buffer starts again with a larger one, up to the largest size.
+// One that fills the buffer starts again with a larger one, up to the largest size. How large tells
+// the folder's own size, which is less than twice as much on some file systems, and nothing on
+// others.
 constexpr std::size_t kFirstListBuffer = std::size_t{32} << 10;
 constexpr std::size_t kLargestListBuffer = std::size_t{256} << 20;
+constexpr std::size_t kListBufferGrowth = 4;
 // With less room than this left, a further entry may not have fitted.
 constexpr std::size_t kLargestEntry = sizeof(struct dirent64);
 
-using EntryFunction = std::function<void(const char* name, unsigned char type)>;
+using EntryFunction = std::function<void(std::string_view name, unsigned char type)>;
 
-bool IsDotEntry(const char* name)
+bool IsDotEntry(std::string_view name)
 {
-    return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
+    return name == "." || name == "..";
 }
 
 // The records have no alignment that a struct could rely on.
@@ -40,7 +43,7 @@ void ForEachEntry(const char* buffer, std::size_t size, const EntryFunction& fun
         const char* record = buffer + offset;
         std::memcpy(&length, record + offsetof(struct dirent64, d_reclen), sizeof(length));
         const auto type = static_cast<unsigned char>(record[offsetof(struct dirent64, d_type)]);
-        const char* name = record + offsetof(struct dirent64, d_name);
+        const std::string_view name(record + offsetof(struct dirent64, d_name));
         if (!IsDotEntry(name)) {
             function(name, type);
         }
@@ -53,6 +56,15 @@ ssize_t List(int folder, char* buffer, std::size_t size)
     return CSystemCalls::Current().ListEntries(folder, buffer, size);
 }
 
+std::size_t LargerBuffer(int folder, std::size_t capacity)
+{
+    struct statx status = {};
+    CSystemCalls::Current().Stat(folder, "", AT_EMPTY_PATH, &status); // 0 after a failure
+    const std::uint64_t wanted = std::min<std::uint64_t>(status.stx_size, kLargestListBuffer) * 2;
+    return std::min(std::max<std::uint64_t>(capacity * kListBufferGrowth, wanted),
+                    kLargestListBuffer);
+}
+
 // Calls the function once the listing is whole, or fills the largest buffer. False with errno set.
 bool ListWhole(int folder, const EntryFunction& function)
 {
@@ -61,7 +73,8 @@ bool ListWhole(int folder, const EntryFunction& function)
     ssize_t filled = List(folder, buffer.get(), capacity);
     while (filled > 0 && capacity - static_cast<std::size_t>(filled) < kLargestEntry &&
            capacity < kLargestListBuffer) {
-        capacity *= 4;
+        capacity = LargerBuffer(folder, capacity);
+        buffer.reset(); // never both at once
         buffer = std::make_unique_for_overwrite<char[]>(capacity);
         if (CSystemCalls::Current().Rewind(folder) < 0) {
             return false;
@@ -109,36 +122,42 @@ bool IsFolderEntry(int folder, const char* name, unsigned char type)
            S_ISDIR(status.stx_mode);
 }
 
-bool ListEntries(const char* path, std::vector<std::string>* names, bool withFolders,
-                 std::string_view suffix)
+bool LookThrough(const char* path, bool withFolders, std::string_view suffix,
+                 const NameFunction& function)
 {
     const CDescriptor folder = OpenFolder(path);
     if (!folder.IsOpen()) {
         return FailWithErrnoOfFolder();
     }
-    std::vector<std::string> found;
-    const auto collect = [&](const char* name, unsigned char type) {
+    const auto take = [&](std::string_view name, unsigned char type) {
         if (EndsWithIgnoringCase(name, suffix) &&
-            (withFolders || !IsFolderEntry(folder.Get(), name, type))) {
-            found.emplace_back(name);
+            (withFolders || !IsFolderEntry(folder.Get(), name.data(), type))) {
+            function(name);
         }
     };
-    if (!ListWhole(folder.Get(), collect)) {
-        return FailWithErrno();
+    return ListWhole(folder.Get(), take) || FailWithErrno();
+}
+
+bool CollectNames(const char* path, bool withFolders, std::string_view suffix,
+                  std::vector<std::string>* names)
+{
+    std::vector<std::string> found;
+    if (!LookThrough(path, withFolders, suffix,
+                     [&](std::string_view name) { found.emplace_back(name); })) {
+        return false;
     }
     *names = std::move(found);
     return true;
 }
 
-bool CollectNames(CSearch& search, std::string_view pattern)
+bool CollectMatches(CSearch& search, std::string_view pattern)
 {
     const bool anyPrefix = pattern.starts_with('*');
     const std::string_view suffix = anyPrefix ? pattern.substr(1) : pattern;
-    const auto collect = [&](const char* name, unsigned char) {
-        const std::string_view text(name);
-        const bool matches = anyPrefix ? EndsWithIgnoringCase(text, suffix) : text == pattern;
-        if (matches && text.size() < sizeof(WIN32_FIND_DATA::cFileName)) {
-            search.names.append(text).push_back('\0');
+    const auto collect = [&](std::string_view name, unsigned char) {
+        const bool matches = anyPrefix ? EndsWithIgnoringCase(name, suffix) : name == pattern;
+        if (matches && name.size() < sizeof(WIN32_FIND_DATA::cFileName)) {
+            search.names.append(name).push_back('\0');
         }
     };
     return ListWhole(search.folder.Get(), collect) || FailWithErrno();
@@ -176,7 +195,7 @@ HANDLE FindFirstFileA(const char* pattern, WIN32_FIND_DATA* data)
         FailWithErrnoOfFolder();
         return INVALID_HANDLE_VALUE;
     }
-    if (!CollectNames(*search, NameOf(pattern))) {
+    if (!CollectMatches(*search, NameOf(pattern))) {
         return INVALID_HANDLE_VALUE;
     }
     if (!DeliverNext(*search, data)) {
@@ -217,12 +236,17 @@ FILETIME GetEntryCreationTime(HANDLE handle, const WIN32_FIND_DATA& data)
     return CreationTime(path.c_str(), data.ftCreationTime, data.ftLastWriteTime);
 }
 
+int ForEachFile(const char* path, std::string_view suffix, const NameFunction& function)
+{
+    return LookThrough(path, false, suffix, function);
+}
+
 int ListFolder(const char* path, std::vector<std::string>* names)
 {
-    return ListEntries(path, names, true, {});
+    return CollectNames(path, true, {}, names);
 }
 
 int ListFiles(const char* path, std::vector<std::string>* names, std::string_view suffix)
 {
-    return ListEntries(path, names, false, suffix);
+    return CollectNames(path, false, suffix, names);
 }

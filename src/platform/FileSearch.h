@@ -3,6 +3,7 @@
 #include "platform/FileAttributes.h"
 #include "platform/Types.h"
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -30,10 +31,16 @@ int FindClose(HANDLE handle);
 // where the file system keeps no birth time.
 FILETIME GetEntryCreationTime(HANDLE handle, const WIN32_FIND_DATA& data);
 
+// Calls the function for each file in a folder whose name ends in the suffix, without regard to
+// ASCII case, in no order. The folder is listed in one step before the first call; a file that is
+// renamed meanwhile is told under one of its names. A name is followed by a zero byte and lasts
+// until the function returns. Last error ERROR_PATH_NOT_FOUND (3): no such folder.
+using NameFunction = std::function<void(std::string_view name)>;
+int ForEachFile(const char* path, std::string_view suffix, const NameFunction& function);
+
 // The names in a folder, in no order; times and sizes are not read. *names changes on success only.
 // Last error ERROR_PATH_NOT_FOUND (3): no such folder.
 int ListFolder(const char* path, std::vector<std::string>* names);
 
-// The same without the folders in it, and only names that end in the suffix, without regard to
-// ASCII case. A file that is renamed meanwhile is listed under one of its names.
+// The names that ForEachFile tells. *names changes on success only.
 int ListFiles(const char* path, std::vector<std::string>* names, std::string_view suffix = {});
