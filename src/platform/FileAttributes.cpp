@@ -26,6 +26,15 @@ int GetFileAttributesExA(const char* path, GET_FILEEX_INFO_LEVELS level, void* d
     return 1;
 }
 
+bool IsFolder(const std::string& path)
+{
+    struct statx status = {};
+    if (CSystemCalls::Current().Stat(AT_FDCWD, path.c_str(), AT_STATX_FORCE_SYNC, &status) != 0) {
+        return FailWithErrnoOfFolder();
+    }
+    return S_ISDIR(status.stx_mode) || Fail(ERROR_PATH_NOT_FOUND);
+}
+
 int GetFileTime(HANDLE handle, FILETIME* creation, FILETIME* lastAccess, FILETIME* lastWrite)
 {
     const COpenFile* file = COpenFile::FromHandle(handle);

@@ -2,6 +2,8 @@
 
 #include "platform/Types.h"
 
+#include <string>
+
 #include <cstdint>
 
 // Times, length and kind of a file or folder (platform/FileOpen.h).
@@ -28,6 +30,10 @@ struct WIN32_FILE_ATTRIBUTE_DATA
 
 // The attributes of a path, in one system call. `data` is a WIN32_FILE_ATTRIBUTE_DATA.
 int GetFileAttributesExA(const char* path, GET_FILEEX_INFO_LEVELS level, void* data);
+
+// Whether a path leads to a folder, in one system call. False with ERROR_PATH_NOT_FOUND (3): it
+// leads nowhere or to something else; other codes: it cannot be looked at.
+bool IsFolder(const std::string& path);
 
 // The times of an open file. Each pointer may be null. The creation time is that of
 // GetEntryCreationTime (platform/FileSearch.h).

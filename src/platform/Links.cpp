@@ -2,6 +2,7 @@
 
 #include "platform/Errno.h"
 #include "platform/Failure.h"
+#include "platform/FileAttributes.h"
 #include "platform/FileHandle.h"
 #include "platform/SystemCalls.h"
 
@@ -13,6 +14,17 @@ bool IsLink(const char* path)
     struct statx status = {};
     return CSystemCalls::Current().Stat(AT_FDCWD, path, AT_SYMLINK_NOFOLLOW, &status) == 0 &&
            S_ISLNK(status.stx_mode);
+}
+
+bool IsFolderOrLink(const std::string& path, bool* isLink)
+{
+    struct statx status = {};
+    if (CSystemCalls::Current().Stat(AT_FDCWD, path.c_str(),
+                                     AT_SYMLINK_NOFOLLOW | AT_STATX_FORCE_SYNC, &status) != 0) {
+        return FailWithErrnoOfFolder();
+    }
+    *isLink = S_ISLNK(status.stx_mode);
+    return *isLink ? IsFolder(path) : S_ISDIR(status.stx_mode) || Fail(ERROR_PATH_NOT_FOUND);
 }
 
 bool ResolveLinks(const char* path, std::string* resolved)

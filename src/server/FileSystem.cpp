@@ -1,6 +1,7 @@
 #include "server/FileSystem.h"
 
 #include "platform/Failure.h"
+#include "platform/FileAttributes.h"
 #include "platform/FileHandle.h"
 #include "platform/FileNames.h"
 
@@ -36,6 +37,13 @@ int EnsureDirectory(const char* path)
         return Fail(ERROR_INVALID_PARAMETER);
     }
     const std::uint32_t before = GetLastError();
+    if (IsFolder(path)) {
+        return 1;
+    }
+    if (GetLastError() != ERROR_PATH_NOT_FOUND) {
+        return 0;
+    }
+    SetLastError(before);
     if (CreateDirectoryA(path, nullptr) != 0) {
         return 1;
     }

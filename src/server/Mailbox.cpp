@@ -2,6 +2,7 @@
 
 #include "platform/Ascii.h"
 #include "platform/Failure.h"
+#include "platform/FileAttributes.h"
 #include "platform/FileSearch.h"
 #include "server/MailStoreHandles.h"
 #include "server/PropertyNames.h"

@@ -1,6 +1,8 @@
 #include "server/MailboxPlace.h"
 
+#include "platform/ChangeProtocol.h"
 #include "platform/Failure.h"
+#include "platform/FileAttributes.h"
 #include "platform/FileHandle.h"
 #include "platform/FileSearch.h"
 #include "platform/Links.h"
@@ -18,16 +20,18 @@ bool IsMailFolder(const std::string& path)
     return IsFolder(path + "/cur");
 }
 
-// Only links are followed to their end; everything else lies where its name says.
-bool LeadsOutOf(const std::string& folder, const std::string& path)
+// Everything but a link lies where its name says.
+bool LinkLeadsOutOf(const std::string& folder, const std::string& path)
 {
     std::string target;
     std::string root;
-    if (!IsLink(path.c_str())) {
-        return false;
-    }
     return !ResolveLinks(folder.c_str(), &root) || !ResolveLinks(path.c_str(), &target) ||
            !target.starts_with(root + '/');
+}
+
+bool LeadsOutOf(const std::string& folder, const std::string& path)
+{
+    return IsLink(path.c_str()) && LinkLeadsOutOf(folder, path);
 }
 
 bool HasPlainSubfolder(const std::string& mailbox)
@@ -65,10 +69,14 @@ std::string PlaceBeside(const std::string& mailbox)
 // Whether a folder that may be a mail folder too is an address book.
 bool HoldsContacts(const std::string& folder)
 {
-    std::vector<std::string> names;
-    return (ListFiles(folder.c_str(), &names, ".nxt") ||
-            ListFiles(folder.c_str(), &names, ".vcf")) &&
-           !names.empty();
+    bool isFound = IsFolder(folder + kRedoFolder);
+    for (const char* suffix : {".nxt", ".vcf"}) {
+        const auto find = [&isFound](std::string_view) { isFound = true; };
+        if (!isFound) {
+            ForEachFile(folder.c_str(), suffix, find);
+        }
+    }
+    return isFound;
 }
 
 } // namespace
@@ -82,20 +90,21 @@ bool FindMailFolder(const CMailboxPlace& place, const std::string& name, std::st
     if (!isInbox) {
         found = place.layout == EFolderLayout::kFileSystem ? plain : mailbox + "/." + name;
     }
-    bool isThere = IsMailFolder(found);
+    bool isLink = false;
+    bool isThere = IsFolderOrLink(found + "/cur", &isLink);
     if (!isThere && !isInbox && place.layout == EFolderLayout::kUnknown &&
         IsMissingFile(GetLastError())) {
         found = plain;
-        isThere = IsMailFolder(found);
+        isThere = IsFolderOrLink(found + "/cur", &isLink);
     }
     if (!isThere) {
         return false;
     }
     // The folder of the mailbox itself may be a link, as to another disk.
     const bool isWithin = found.starts_with(place.folders + '/');
-    if (place.isOneOfSeveral &&
-        ((isWithin && LeadsOutOf(place.folders, found)) || LeadsOutOf(mailbox, found + "/cur") ||
-         LeadsOutOf(mailbox, found + "/new"))) {
+    if (place.isOneOfSeveral && ((isWithin && LeadsOutOf(place.folders, found)) ||
+                                 (isLink && LinkLeadsOutOf(mailbox, found + "/cur")) ||
+                                 LeadsOutOf(mailbox, found + "/new"))) {
         return Fail(ERROR_ACCESS_DENIED);
     }
     *path = std::move(found);

@@ -2,6 +2,7 @@
 
 #include "platform/Ascii.h"
 #include "platform/Failure.h"
+#include "platform/FileAttributes.h"
 #include "platform/FileHandle.h"
 #include "platform/SystemUsers.h"
 #include "server/PropertyFile.h"
