@@ -10,10 +10,15 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string_view>
 #include <thread>
-#include <vector>
+#include <unordered_map>
 
 namespace
 {
@@ -34,14 +39,57 @@ constexpr std::chrono::milliseconds kPauseBetweenListings{2};
 
 constexpr std::chrono::microseconds kPauseForStarter{200};
 
-// The number that this thread expects to be next, so that making many contacts in one folder does
-// not list it every time. It may be wrong: the rename decides.
-struct CounterHint
+// The number that is expected next in each of the folders used last, so that making a contact does
+// not list its folder. A number may be wrong: the rename decides. Any thread.
+class CExpectedNumbers
 {
-    std::string folder;
-    std::uint32_t next = 0;
+public:
+    std::optional<std::uint32_t> Find(const std::string& folder)
+    {
+        const std::lock_guard lock(m_mutex);
+        const auto found = m_folders.find(folder);
+        if (found == m_folders.end()) {
+            return std::nullopt;
+        }
+        found->second.lastUse = ++m_uses;
+        return found->second.next;
+    }
+
+    void Set(const std::string& folder, std::uint32_t next)
+    {
+        const std::lock_guard lock(m_mutex);
+        m_folders.insert_or_assign(folder, CFolder{next, ++m_uses});
+        if (m_folders.size() > kMostFolders) {
+            m_folders.erase(std::ranges::min_element(
+                m_folders, {}, [](const auto& entry) { return entry.second.lastUse; }));
+        }
+    }
+
+    void Forget(const std::string& folder) noexcept
+    {
+        const std::lock_guard lock(m_mutex);
+        m_folders.erase(folder);
+    }
+
+private:
+    static constexpr std::size_t kMostFolders = 512;
+
+    struct CFolder
+    {
+        std::uint32_t next;
+        std::uint64_t lastUse;
+    };
+
+    std::mutex m_mutex;
+    std::unordered_map<std::string, CFolder> m_folders;
+    std::uint64_t m_uses = 0;
 };
-thread_local CounterHint t_hint;
+
+CExpectedNumbers& ExpectedNumbers()
+{
+    static CExpectedNumbers numbers;
+    return numbers;
+}
 
 std::string CounterName(std::uint32_t number)
 {
@@ -64,14 +112,13 @@ enum class ESearch
 
 // Calls the function for every file name that ends in the suffix. Only names are read, since a
 // counter may be renamed at this moment.
-template <class Function>
-ESearch ForEachFile(const std::string& folder, const char* suffix, Function function)
+ESearch LookThrough(const std::string& folder, std::string_view suffix,
+                    const std::function<void(const std::string& name)>& function)
 {
-    std::vector<std::string> names;
-    if (ListFiles(folder.c_str(), &names, suffix) == 0) {
+    const auto take = [&](std::string_view name) { function(std::string(name)); };
+    if (ForEachFile(folder.c_str(), suffix, take) == 0) {
         return IsMissingFile(GetLastError()) ? ESearch::kNothing : ESearch::kFailed;
     }
-    std::for_each(names.begin(), names.end(), function);
     return ESearch::kFound;
 }
 
@@ -80,7 +127,7 @@ ESearch ForEachFile(const std::string& folder, const char* suffix, Function func
 ESearch FindCounter(const std::string& folder, std::uint32_t* number)
 {
     bool isThere = false;
-    const ESearch result = ForEachFile(folder, ".nxt", [&](const std::string& name) {
+    const ESearch result = LookThrough(folder, ".nxt", [&](const std::string& name) {
         const auto counter = static_cast<std::uint32_t>(std::strtoul(name.c_str(), nullptr, 16));
         if (CounterName(counter) == name && counter <= kNumberLimit) {
             *number = isThere ? std::max(*number, counter) : counter;
@@ -94,7 +141,7 @@ ESearch FindCounter(const std::string& folder, std::uint32_t* number)
 ESearch FindHighestContact(const std::string& folder, std::uint32_t* number)
 {
     *number = 0;
-    return ForEachFile(folder, ".vcf", [&](const std::string& name) {
+    return LookThrough(folder, ".vcf", [&](const std::string& name) {
         const ContactMgr::CContactId id = CPABContact::FileNameToContactId(name);
         if (CPABContact::ContactIdToFileName(id) == name && id.ToNumber() < kNumberLimit) {
             *number = std::max(*number, id.ToNumber());
@@ -114,8 +161,7 @@ bool ClaimFrom(const std::string& folder, std::uint32_t next, std::uint32_t rena
         if (MoveFileA(CounterPath(folder, next).c_str(), CounterPath(folder, next + 1).c_str()) !=
             0) {
             *claimed = next;
-            t_hint.folder = folder;
-            t_hint.next = next + 1;
+            ExpectedNumbers().Set(folder, next + 1);
             return true;
         }
         if (GetLastError() != ERROR_FILE_NOT_FOUND) {
@@ -136,12 +182,13 @@ bool StartCounter(const std::string& folder, std::uint32_t* claimed)
     }
     std::uint32_t counter = 0;
     std::uint32_t highestContact = 0;
+    // Nobody makes a contact while the counter is missing, so this is looked for once.
+    if (FindHighestContact(folder, &highestContact) == ESearch::kFailed) {
+        return false;
+    }
     ESearch search = ESearch::kNothing;
     for (int listing = 0; search == ESearch::kNothing && listing < kListingsUntilMissing;
          ++listing) {
-        if (FindHighestContact(folder, &highestContact) == ESearch::kFailed) {
-            return false;
-        }
         if (highestContact != 0) {
             std::this_thread::sleep_for(kPauseBetweenListings);
         }
@@ -194,15 +241,16 @@ bool IsWorthAnotherTry()
 
 } // namespace
 
-void DistrustContactNumbers() noexcept
+void DistrustContactNumbers(const std::string& folder) noexcept
 {
-    t_hint.folder.clear();
+    ExpectedNumbers().Forget(folder);
 }
 
 std::uint32_t ClaimContactNumber(const std::string& folder)
 {
     std::uint32_t claimed = 0;
-    if (t_hint.folder == folder && ClaimFrom(folder, t_hint.next, kRenamesPerHint, &claimed)) {
+    const std::optional<std::uint32_t> expected = ExpectedNumbers().Find(folder);
+    if (expected && ClaimFrom(folder, *expected, kRenamesPerHint, &claimed)) {
         return claimed;
     }
     for (int search = 0; search < kSearches; ++search) {

@@ -11,5 +11,5 @@
 // contacts, it is made anew behind the highest contact. Of several counters the highest counts.
 std::uint32_t ClaimContactNumber(const std::string& folder);
 
-// Makes this thread's next claim search the folder: a number that it claimed was used before.
-void DistrustContactNumbers() noexcept;
+// Makes the next claim in the folder search it: a number that was claimed there was used before.
+void DistrustContactNumbers(const std::string& folder) noexcept;

@@ -130,7 +130,7 @@ CContact* CPABPlugin::CreateContact(CContact* contact)
     const std::uint32_t number = AllocateContactNumber();
     const bool isWithoutMemory = number == 0 && GetLastError() == ERROR_NOT_ENOUGH_MEMORY;
     if (isWithoutMemory || !created->Create(m_rootDirectory.c_str(), number)) {
-        DistrustContactNumbers();
+        DistrustContactNumbers(m_rootDirectory);
         return drop();
     }
     if (contact != nullptr) {

@@ -139,6 +139,12 @@ TEST(PABPluginTest, NumbersAreGivenInOrderAndNeverTwice)
     EXPECT_TRUE(std::filesystem::is_empty(book.File(2)));
     EXPECT_FALSE(book.Open(2));
     EXPECT_TRUE(book.Delete(2));
+
+    // A backup came back, with its counter.
+    book.Write("Contacts/" + CPABContact::ContactIdToFileName(IdOf(4)), Card(""));
+    book.Write("Contacts/00000100.nxt", "");
+    EXPECT_EQ(book.New(), 0u) << "used before";
+    EXPECT_EQ(book.New(), 0x100u);
 }
 
 TEST(PABPluginTest, TheCounterIsFoundWhateverElseLiesInTheFolder)
