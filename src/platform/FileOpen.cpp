@@ -52,12 +52,15 @@ std::unique_ptr<COpenFile> OpenHeld(const char* path, std::uint32_t access,
                                     std::uint32_t disposition)
 {
     auto file = std::make_unique<CHeldFile>(path);
-    const bool isReady =
-        disposition == CREATE_NEW
-            ? file->Create()
-            : file->Hold() && (disposition == TRUNCATE_EXISTING
-                                   ? file->Empty()
-                                   : (access & GENERIC_WRITE) == 0 || file->Repair());
+    bool isReady = false;
+    if (disposition == CREATE_NEW) {
+        isReady = file->Create();
+    } else if (disposition == TRUNCATE_EXISTING) {
+        isReady = file->Hold() && file->Empty();
+    } else {
+        isReady =
+            file->Hold() && ((access & GENERIC_WRITE) == 0 || file->Repair()) && file->ReadStart();
+    }
     return isReady ? std::move(file) : nullptr;
 }
 

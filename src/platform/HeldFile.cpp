@@ -12,6 +12,7 @@
 #include "platform/SystemCalls.h"
 
 #include <algorithm>
+#include <array>
 
 #include <sys/file.h>
 
@@ -20,6 +21,9 @@ namespace
 
 // A text that ends in the same block as the old one needs no further room.
 constexpr std::uint64_t kSmallestBlock = 1024;
+
+// What is read of a file when it is opened: most contacts whole.
+constexpr std::size_t kStartSize = std::size_t{16} << 10;
 
 } // namespace
 
@@ -46,11 +50,10 @@ bool CHeldFile::Create()
         }))) {
         return FailWithErrno(m_path.c_str());
     }
-    {
-        const CKeepLastError keep;
-        MoveFolderTimeToNow(m_folder, &latest);
-    }
-    return ReadStatus();
+    m_isCreationNoted = true;
+    const CKeepLastError keep;
+    MoveFolderTimeToNow(m_folder, &latest);
+    return true;
 }
 
 bool CHeldFile::Hold()
@@ -64,10 +67,27 @@ bool CHeldFile::Hold()
         errno = errno == ELOOP ? EACCES : errno;
         return FailWithErrno(m_path.c_str());
     }
-    if (CSystemCalls::Current().Lock(Descriptor(), LOCK_EX | LOCK_NB) != 0) {
+    return CSystemCalls::Current().Lock(Descriptor(), LOCK_EX | LOCK_NB) == 0 || FailWithErrno();
+}
+
+// A regular file gives less than was asked for only at its end, so most lengths need no call of
+// their own.
+bool CHeldFile::ReadStart()
+{
+    std::array<char, kStartSize> start;
+    const ssize_t count =
+        CSystemCalls::Current().ReadAt(Descriptor(), start.data(), start.size(), 0);
+    const int error = errno;
+    m_size = static_cast<std::uint64_t>(std::max<ssize_t>(count, 0));
+    if ((m_size == 0 || m_size == start.size()) && !ReadStatus()) {
+        return false;
+    }
+    if (count < 0) {
+        errno = error;
         return FailWithErrno();
     }
-    return ReadStatus();
+    m_start.assign(start.data(), static_cast<std::size_t>(count));
+    return true;
 }
 
 bool CHeldFile::ReadStatus()
@@ -148,11 +168,33 @@ bool CHeldFile::Repair()
 bool CHeldFile::Read(char* buffer, std::size_t size, std::size_t* count)
 {
     const std::uint64_t rest = m_size - std::min(m_size, Position());
-    return COpenFile::Read(buffer, std::min<std::uint64_t>(size, rest), count);
+    const std::size_t wanted = std::min<std::uint64_t>(size, rest);
+    std::size_t total = TakeStart(buffer, wanted);
+    for (std::size_t moved = 1; total < wanted && moved > 0; total += moved) {
+        if (!COpenFile::Read(buffer + total, wanted - total, &moved)) {
+            return false;
+        }
+    }
+    *count = total;
+    return true;
+}
+
+std::size_t CHeldFile::TakeStart(char* buffer, std::size_t size)
+{
+    if (Position() >= m_start.size()) {
+        return 0;
+    }
+    const std::size_t taken = m_start.copy(buffer, size, Position());
+    SetPosition(Position() + taken);
+    if (Position() == m_start.size()) {
+        m_start = std::string();
+    }
+    return taken;
 }
 
 bool CHeldFile::Write(std::string_view bytes)
 {
+    m_start.clear();
     const bool isWritten = COpenFile::Write(bytes);
     m_size = std::max(m_size, Position());
     return isWritten;
@@ -168,7 +210,11 @@ bool CHeldFile::GetSize(std::uint64_t* size) const
 // that this process may not stamp.
 bool CHeldFile::PrepareChange()
 {
+    m_start.clear();
     struct statx status = {};
+    if (m_inode == 0 && !ReadStatus()) {
+        return false;
+    }
     if (CSystemCalls::Current().Stat(AT_FDCWD, m_path.c_str(), AT_SYMLINK_NOFOLLOW, &status) != 0) {
         return FailWithErrno(m_path.c_str());
     }
@@ -176,7 +222,7 @@ bool CHeldFile::PrepareChange()
         return Fail(ERROR_FILE_NOT_FOUND);
     }
     return MayStamp(Descriptor(), status) &&
-           (KeepCreation(Descriptor(), status) || FailWithErrno());
+           (m_isCreationNoted || KeepCreation(Descriptor(), status) || FailWithErrno());
 }
 
 // Reserves room for a longer text, so that a full disk shows before the old text is touched. Some

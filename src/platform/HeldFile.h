@@ -15,6 +15,8 @@ public:
     bool Create();
     // Opens and locks an existing file.
     bool Hold();
+    // Reads the beginning of the content, and how long it is. After Hold and before Read.
+    bool ReadStart();
 
     // Replaces the content. See platform/FileRewrite.h.
     bool Rewrite(std::string_view content);
@@ -32,6 +34,7 @@ public:
 
 private:
     bool ReadStatus();
+    std::size_t TakeStart(char* buffer, std::size_t size);
     bool PrepareChange();
     bool Reserve(std::uint64_t size);
     bool Overwrite(std::string_view content, bool isFlushing);
@@ -42,7 +45,9 @@ private:
 
     const std::string m_path;
     const std::string m_folder;
-    std::uint64_t m_size = 0; // nobody else changes it; after a failed overwriting an upper limit
-    std::uint64_t m_inode = 0;
-    bool m_isUnfinished = false; // an overwriting failed; the redo file has the whole text
+    std::uint64_t m_size = 0;  // nobody else changes it; after a failed overwriting an upper limit
+    std::uint64_t m_inode = 0; // 0 until the first change
+    std::string m_start;       // what ReadStart has read and nobody has taken yet
+    bool m_isCreationNoted = false; // by Create
+    bool m_isUnfinished = false;    // an overwriting failed; the redo file has the whole text
 };

@@ -51,20 +51,13 @@ CHeldFile* COpenFile::Held() noexcept
 
 bool COpenFile::Read(char* buffer, std::size_t size, std::size_t* count)
 {
-    std::size_t total = 0;
-    while (total < size) {
-        const ssize_t moved = CSystemCalls::Current().ReadAt(
-            Descriptor(), buffer + total, size - total, static_cast<off_t>(m_position));
-        if (moved < 0) {
-            return FailWithErrno();
-        }
-        if (moved == 0) {
-            break;
-        }
-        total += static_cast<std::size_t>(moved);
-        m_position += static_cast<std::uint64_t>(moved);
+    const ssize_t moved =
+        CSystemCalls::Current().ReadAt(Descriptor(), buffer, size, static_cast<off_t>(m_position));
+    if (moved < 0) {
+        return FailWithErrno();
     }
-    *count = total;
+    *count = static_cast<std::size_t>(moved);
+    m_position += *count;
     return true;
 }
 
