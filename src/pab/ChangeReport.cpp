@@ -105,13 +105,22 @@ void CChangeReport::Classify(const WIN32_FIND_DATA& entry, HANDLE search)
     if (entry.ftLastWriteTime <= m_begin) {
         m_latest = std::max(m_latest, entry.ftLastWriteTime);
     }
-    const FILETIME creation = GetEntryCreationTime(search, entry);
+    const FILETIME creation = CreationOf(entry, search);
     const bool isLive = HasLength(entry);
     if (creation < m_since) {
         (isLive || HasLengthNow(entry) ? m_changed : m_deleted).AddTail(id);
     } else if (isLive && creation <= m_version) { // I7
         (creation < m_version ? m_created : m_atVersion).AddTail(id);
     }
+}
+
+// A creation is not later than the last write. So for a caller who knows nothing yet, only a file
+// as late as the version needs its exact creation.
+FILETIME CChangeReport::CreationOf(const WIN32_FIND_DATA& entry, HANDLE search) const
+{
+    return m_since == FILETIME() && entry.ftLastWriteTime < m_version
+               ? entry.ftLastWriteTime
+               : GetEntryCreationTime(search, entry);
 }
 
 // A first save moves the file's time an instant before its length. So a file that looks deleted is

@@ -27,6 +27,7 @@ private:
     void ReadVersion(const FILETIME& folderTime);
     bool Walk(WIN32_FIND_DATA& entry, HANDLE search);
     void Classify(const WIN32_FIND_DATA& entry, HANDLE search);
+    FILETIME CreationOf(const WIN32_FIND_DATA& entry, HANDLE search) const;
     bool HasLengthNow(const WIN32_FIND_DATA& entry) const;
     void MoveBehindCreations(FILETIME* version);
 
