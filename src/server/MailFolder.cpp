@@ -87,9 +87,7 @@ bool CMailFolder::StartMessageEnumeration(std::uint32_t /*flags*/, FILETIME* ver
     if (current.time <= *version) {
         return Fail(ERROR_ALREADY_INITIALIZED);
     }
-    if (!m_folder->StartWalk()) {
-        return false;
-    }
+    m_folder->StartWalk(current.times);
     *version = current.given;
     return true;
 }
@@ -102,9 +100,9 @@ bool CMailFolder::FindNextMessage(_tMailFolderMessageInfo* info)
     if (m_folder == nullptr || !m_folder->IsWalking()) {
         return Fail(ERROR_INVALID_HANDLE);
     }
-    const std::string_view id = m_folder->NextId();
-    if (id.empty()) {
-        return Fail(ERROR_NO_MORE_FILES);
+    std::string_view id;
+    if (!m_folder->NextId(&id)) {
+        return false;
     }
     info->szMessageId[id.copy(info->szMessageId, kMaxMessageIdLength)] = '\0';
     return true;

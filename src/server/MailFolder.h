@@ -56,13 +56,14 @@ public:
 
     // Starts a walk of all messages, sorted by id; flags is 0. *version comes in as the version
     // that the caller knows, zero for none, and goes out as the folder's, taken before the names
-    // are listed. Last error ERROR_ALREADY_INITIALIZED (1247): the folder's time is not later than
-    // the version; ERROR_INVALID_PARAMETER (87): null; ERROR_INVALID_HANDLE (6): closed. A failure
-    // leaves no walk open and *version as it was.
+    // are listed, at the first FindNextMessage. Last error ERROR_ALREADY_INITIALIZED (1247): the
+    // folder's time is not later than the version; ERROR_INVALID_PARAMETER (87): null;
+    // ERROR_INVALID_HANDLE (6): closed. A failure leaves no walk open and *version as it was.
     bool StartMessageEnumeration(std::uint32_t flags, FILETIME* version);
 
     // The next message. Last error ERROR_NO_MORE_FILES (18): no more; ERROR_INVALID_HANDLE (6): no
-    // walk is open; ERROR_INVALID_PARAMETER (87): wrong record size.
+    // walk is open; ERROR_INVALID_PARAMETER (87): wrong record size; others: the folder cannot be
+    // listed.
     bool FindNextMessage(_tMailFolderMessageInfo* info);
 
     // Ends the walk; true without one too. Last error ERROR_INVALID_HANDLE (6): closed.

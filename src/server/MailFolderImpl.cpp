@@ -27,6 +27,10 @@ constexpr int kMaxRenamesFollowed = 4;
 constexpr std::uint64_t kUntrustedUnits = kFileTimeUnitsPerSecond / 100;
 constexpr std::uint64_t kUntrustedNetworkUnits = kFileTimeUnitsPerSecond;
 
+// What most names have behind the id. A message is looked for under them before its folder is
+// listed.
+constexpr std::string_view kUsualFlags[] = {":2,S", ":2,"};
+
 constexpr std::size_t kNotFound = static_cast<std::size_t>(-1);
 
 bool IsIdByte(char c)
@@ -41,9 +45,11 @@ bool CanBeId(std::string_view text)
            std::ranges::all_of(text, IsIdByte);
 }
 
-std::string_view UniquePart(std::string_view file)
+// Of the part in front of the first ',' or ':'.
+std::size_t UniqueLength(std::string_view file)
 {
-    return file.substr(0, file.find_first_of(",:"));
+    const auto end = std::ranges::find_if(file, [](char c) { return c == ',' || c == ':'; });
+    return static_cast<std::size_t>(end - file.begin());
 }
 
 std::string DigestOf(std::string_view text)
@@ -72,13 +78,15 @@ bool IsMessageId(const char* id)
 
 std::string_view CMailFolderImpl::IdOf(const Message& message)
 {
-    return message.digest.empty() ? UniquePart(message.file) : message.digest;
+    return message.digest.empty() ? std::string_view(message.file).substr(0, message.uniqueLength)
+                                  : message.digest;
 }
 
 CMailFolderImpl::Message CMailFolderImpl::MessageOf(std::string file, bool isNew)
 {
-    Message message{std::move(file), {}, isNew};
-    const std::string_view unique = UniquePart(message.file);
+    const std::size_t uniqueLength = UniqueLength(file);
+    Message message{std::move(file), {}, uniqueLength, isNew};
+    const std::string_view unique = std::string_view(message.file).substr(0, uniqueLength);
     if (!CanBeId(unique)) {
         message.digest = DigestOf(unique.empty() ? message.file : unique);
     }
@@ -123,34 +131,41 @@ bool CMailFolderImpl::ReadVersion(Version* version) const
     }
     const FILETIME time = std::max(times.cur, times.fresh);
     const std::uint64_t less = IsSettled(time, times.clock) ? 0 : 1;
-    *version = {time, FileTimeFromCount(FileTimeToCount(time) - less)};
+    *version = {times, time, FileTimeFromCount(FileTimeToCount(time) - less)};
     return true;
 }
 
-bool CMailFolderImpl::AppendNames(const char* subfolder, bool isNew,
-                                  std::vector<Message>* messages) const
+// Calls the function for the file name of each message in `new` or in `cur`. There may be no `new`.
+bool CMailFolderImpl::ForEachName(bool isNew,
+                                  const std::function<void(std::string_view name)>& function) const
 {
-    std::vector<std::string> names;
-    if (!ListFiles((m_path + subfolder).c_str(), &names)) {
+    const std::uint32_t before = GetLastError();
+    const auto take = [&function](std::string_view name) {
+        if (name.front() != '.') {
+            function(name);
+        }
+    };
+    if (ForEachFile((m_path + (isNew ? "/new" : "/cur")).c_str(), {}, take) != 0) {
+        return true;
+    }
+    if (!isNew || !IsMissingFile(GetLastError())) {
         return false;
     }
-    for (std::string& name : names) {
-        if (name.front() != '.') {
-            messages->push_back(MessageOf(std::move(name), isNew));
-        }
-    }
+    SetLastError(before);
     return true;
 }
 
 // `new` comes first, so a message that moves to `cur` meanwhile is listed twice and not missed.
-bool CMailFolderImpl::List()
+bool CMailFolderImpl::List(const FolderTimes& times)
 {
-    FolderTimes times;
     std::vector<Message> messages;
-    if (!ReadTimes(&times) ||
-        (times.fresh != FILETIME{} && !AppendNames("/new", true, &messages)) ||
-        !AppendNames("/cur", false, &messages)) {
-        return false;
+    for (const bool isNew : {true, false}) {
+        const auto append = [&](std::string_view name) {
+            messages.push_back(MessageOf(std::string(name), isNew));
+        };
+        if (!ForEachName(isNew, append)) {
+            return false;
+        }
     }
     std::ranges::sort(messages, [](const Message& left, const Message& right) {
         const int order = IdOf(left).compare(IdOf(right));
@@ -181,19 +196,34 @@ bool CMailFolderImpl::ListAgainIfChanged()
     const bool isSame = times.cur == m_listedTimes.cur && times.fresh == m_listedTimes.fresh &&
                         IsSettled(times.cur, m_listedTimes.clock) &&
                         IsSettled(times.fresh, m_listedTimes.clock);
-    return !isSame && List();
+    return !isSame && List(times);
 }
 
-bool CMailFolderImpl::StartWalk()
+void CMailFolderImpl::StartWalk(const FolderTimes& times)
 {
+    EndWalk();
+    m_listedTimes = times;
+    m_isWalking = true;
+}
+
+void CMailFolderImpl::EndWalk()
+{
+    m_messages = {};
     m_next = 0;
-    m_isWalking = List();
-    return m_isWalking;
+    m_isListed = false;
+    m_isWalking = false;
 }
 
-std::string_view CMailFolderImpl::NextId()
+bool CMailFolderImpl::NextId(std::string_view* id)
 {
-    return m_next < m_messages.size() ? IdOf(m_messages[m_next++]) : std::string_view();
+    if (!m_isListed && !List(m_listedTimes)) {
+        return false;
+    }
+    if (m_next == m_messages.size()) {
+        return Fail(ERROR_NO_MORE_FILES);
+    }
+    *id = IdOf(m_messages[m_next++]);
+    return true;
 }
 
 std::string CMailFolderImpl::PathOf(const Message& message) const
@@ -213,28 +243,29 @@ std::size_t CMailFolderImpl::Find(std::string_view id) const
     return static_cast<std::size_t>(found - m_messages.begin());
 }
 
-// Looks through the names without keeping them. `new` comes first, as in List.
+// Looks through the names without keeping them. A message that is in both counts as in `cur`.
 bool CMailFolderImpl::FindUnlisted(std::string_view id, std::string* path) const
 {
-    bool isFound = false;
+    std::string found;
     for (const bool isNew : {true, false}) {
-        std::vector<std::string> names;
-        if (!ListFiles((m_path + (isNew ? "/new" : "/cur")).c_str(), &names) &&
-            !(isNew && IsMissingFile(GetLastError()))) {
-            return false;
-        }
-        for (std::string& name : names) {
+        const auto compare = [&](std::string_view name) {
             // Only an id with a '~' in front may be a digest.
-            if (name.front() != '.' && (UniquePart(name) == id || id.front() == '~')) {
-                const Message message = MessageOf(std::move(name), isNew);
+            if (name.substr(0, UniqueLength(name)) == id || id.front() == '~') {
+                const Message message = MessageOf(std::string(name), isNew);
                 if (IdOf(message) == id) {
-                    *path = PathOf(message);
-                    isFound = true;
+                    found = PathOf(message);
                 }
             }
+        };
+        if (!ForEachName(isNew, compare)) {
+            return false;
         }
     }
-    return isFound || Fail(ERROR_FILE_NOT_FOUND);
+    if (found.empty()) {
+        return Fail(ERROR_FILE_NOT_FOUND);
+    }
+    *path = std::move(found);
+    return true;
 }
 
 bool CMailFolderImpl::FindPath(std::string_view id, std::string* path)
@@ -256,6 +287,18 @@ bool CMailFolderImpl::FindPath(std::string_view id, std::string* path)
 bool CMailFolderImpl::WithFile(std::string_view id, const FileOperation& operation)
 {
     const std::uint32_t before = GetLastError();
+    if (!m_isListed && UniqueLength(id) == id.size()) {
+        for (const std::string_view flags : kUsualFlags) {
+            const std::string path = (m_path + "/cur/").append(id).append(flags);
+            if (operation(path)) {
+                SetLastError(before);
+                return true;
+            }
+            if (!IsMissingFile(GetLastError())) {
+                return false;
+            }
+        }
+    }
     std::string tried;
     for (int attempt = 0; attempt < kMaxRenamesFollowed; ++attempt) {
         std::string path;

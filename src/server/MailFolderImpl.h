@@ -12,9 +12,9 @@
 // Whether a text can be a message id at all; sets no last error.
 bool IsMessageId(const char* id);
 
-// The part of an open mail folder that knows its files. A walk lists their names, sorted by id, and
-// finds its messages in that list. Where no walk has listed them a message is looked for in the
-// folder itself.
+// The part of an open mail folder that knows its files. A walk lists their names at its first step,
+// sorted by id, and finds its messages in that list. Without an open walk a message is looked for
+// in the folder itself.
 //
 // Deliveries and renames set a folder's time from a clock that ticks every few milliseconds, or on
 // a network file system from another machine's. A change in the tick in which the time was read
@@ -25,8 +25,15 @@ class CMailFolderImpl
 public:
     explicit CMailFolderImpl(std::string path) : m_path(std::move(path)) {}
 
+    struct FolderTimes
+    {
+        FILETIME clock; // when the others were read
+        FILETIME cur;
+        FILETIME fresh; // of `new`; zero if there is none
+    };
     struct Version
     {
+        FolderTimes times;
         FILETIME time;  // the later time of `cur` and `new`
         FILETIME given; // what a caller may keep as the version that it knows
     };
@@ -34,12 +41,14 @@ public:
 
     bool Lock() { return m_lock.IsHeld() || m_lock.AcquireShared(m_path.c_str()); }
 
-    bool StartWalk();
+    // The times were read just now.
+    void StartWalk(const FolderTimes& times);
     bool IsWalking() const { return m_isWalking; }
-    void EndWalk() { m_isWalking = false; }
+    void EndWalk();
 
-    // The next message's id, valid until the next operation; empty at the end.
-    std::string_view NextId();
+    // The next message's id, valid until the next operation. False with last error
+    // ERROR_NO_MORE_FILES (18) at the end, or as the listing left it.
+    bool NextId(std::string_view* id);
 
     // Runs an operation on the path of a message's file, and again if another client has renamed
     // the file meanwhile. False with last error ERROR_FILE_NOT_FOUND (2) if there is no such
@@ -53,14 +62,9 @@ private:
     struct Message
     {
         std::string file;
-        std::string digest; // the id if the name's unique part cannot be one
-        bool isNew = false; // in `new`, not in `cur`
-    };
-    struct FolderTimes
-    {
-        FILETIME clock; // when the others were read
-        FILETIME cur;
-        FILETIME fresh; // of `new`; zero if there is none
+        std::string digest;           // the id if the name's unique part cannot be one
+        std::size_t uniqueLength = 0; // of the unique part of the name
+        bool isNew = false;           // in `new`, not in `cur`
     };
 
     static std::string_view IdOf(const Message& message);
@@ -69,11 +73,11 @@ private:
     bool ReadTimes(FolderTimes* times) const;
     // Whether every change behind that reading of the clock moves the time.
     bool IsSettled(const FILETIME& time, const FILETIME& clock) const;
-    bool List();
+    bool List(const FolderTimes& times);
     bool ListAgainIfChanged();
-    bool AppendNames(const char* subfolder, bool isNew, std::vector<Message>* messages) const;
     std::string PathOf(const Message& message) const;
     std::size_t Find(std::string_view id) const;
+    bool ForEachName(bool isNew, const std::function<void(std::string_view name)>& function) const;
     bool FindUnlisted(std::string_view id, std::string* path) const;
     bool FindPath(std::string_view id, std::string* path);
     void MoveVersionPast(const FILETIME& version) const;
