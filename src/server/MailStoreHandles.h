@@ -34,10 +34,23 @@ private:
     std::string m_domain;
 };
 
+// The property files of a domain and of its server, read at the first use. Any thread.
+class CSharedProperties
+{
+public:
+    using Files = std::array<std::shared_ptr<const CPropertyFile>, 2>;
+    const Files& Read(_tMailServer& server, const CMailboxPlace& place);
+
+private:
+    std::once_flag m_isRead;
+    Files m_files;
+};
+
 struct _tMailbox
 {
     std::shared_ptr<_tMailServer> server;
     CMailboxPlace place;
+    std::shared_ptr<CSharedProperties> shared; // of a walk; null for a mailbox of its own
 
     // The mailbox's own file, the domain's and the server's, read at the first use.
     using PropertyFiles = std::array<std::shared_ptr<const CPropertyFile>, 3>;

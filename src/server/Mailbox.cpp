@@ -79,6 +79,8 @@ struct _tMailboxEnumeration
     std::string domain;
     std::vector<std::string> names;
     std::size_t next = 0;
+    CMailboxPlace found; // the mailbox that was given last
+    const std::shared_ptr<CSharedProperties> shared = std::make_shared<CSharedProperties>();
 };
 
 bool IsContactText(std::string_view name)
@@ -146,15 +148,28 @@ std::array<std::string, 3> PropertyFilePaths(const _tMailServer& server, const C
     return paths;
 }
 
+const CSharedProperties::Files& CSharedProperties::Read(_tMailServer& server,
+                                                        const CMailboxPlace& place)
+{
+    std::call_once(m_isRead, [&] {
+        const auto read = [&server](const std::string& path) {
+            return path.empty() ? std::make_shared<const CPropertyFile>()
+                                : server.sharedProperties.Get(path);
+        };
+        const auto [own, ofDomain, ofServer] = PropertyFilePaths(server, place);
+        m_files = {read(ofDomain), read(ofServer)};
+    });
+    return m_files;
+}
+
 const _tMailbox::PropertyFiles& _tMailbox::Properties() const
 {
     std::call_once(m_propertiesRead, [this] {
-        const auto shared = [this](const std::string& path) {
-            return path.empty() ? std::make_shared<const CPropertyFile>()
-                                : server->sharedProperties.Get(path);
-        };
-        const auto [own, ofDomain, ofServer] = PropertyFilePaths(*server, place);
-        m_properties = {CPropertyFile::Read(own), shared(ofDomain), shared(ofServer)};
+        CSharedProperties alone;
+        const auto& [ofDomain, ofServer] =
+            (shared == nullptr ? alone : *shared).Read(*server, place);
+        m_properties = {CPropertyFile::Read(PropertyFilePaths(*server, place).front()), ofDomain,
+                        ofServer};
     });
     return m_properties;
 }
@@ -171,6 +186,22 @@ try {
         return false;
     }
     mailbox->server = server->shared_from_this();
+    m_mailbox = std::move(mailbox);
+    return true;
+} catch (const std::bad_alloc&) {
+    return FailForMemory();
+}
+
+bool CMailbox::Open(const _tMailboxEnumeration* walk)
+try {
+    Reset();
+    if (walk == nullptr || walk->found.name.empty()) {
+        return Fail(ERROR_INVALID_HANDLE);
+    }
+    auto mailbox = std::make_shared<_tMailbox>();
+    mailbox->server = walk->server;
+    mailbox->place = walk->found;
+    mailbox->shared = walk->shared;
     m_mailbox = std::move(mailbox);
     return true;
 } catch (const std::bad_alloc&) {
@@ -259,6 +290,7 @@ try {
             !FindAsGiven(enumeration->server.get(), found, enumeration->domain, &place)) {
             continue;
         }
+        enumeration->found = std::move(place);
         name[found.copy(name, found.size())] = '\0';
         *size = static_cast<std::uint32_t>(found.size());
         if (flags != nullptr) {

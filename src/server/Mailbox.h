@@ -27,6 +27,12 @@ public:
     // no such mailbox. On failure the object is closed.
     bool Open(_tMailServer* server, const char* name, const char* domain);
 
+    // Opens the mailbox that FindNextMailbox gave last. It is not looked for again, and the
+    // property files of its domain and of the server are read once in the whole walk. Last error
+    // ERROR_INVALID_HANDLE (6): the walk is null or has given none yet. On failure the object is
+    // closed.
+    bool Open(const _tMailboxEnumeration* walk);
+
     // The handle, null when closed.
     operator _tMailbox*() const;
 

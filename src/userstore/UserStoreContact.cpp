@@ -94,8 +94,8 @@ std::string CUserStoreContact::MailboxNameOf(const CRfc822Address& address)
     return isQuoted ? Unquote(localPart.substr(1, localPart.size() - 2)) : std::string(localPart);
 }
 
-CUserStoreContact::CUserStoreContact(CMailServer& server, CRfc822Address address)
-    : m_server(&server)
+CUserStoreContact::CUserStoreContact(CMailServer& server, CRfc822Address address, CMailbox mailbox)
+    : m_server(&server), m_mailbox(std::move(mailbox))
 {
     m_emails.AddTail(
         MakeEmail(std::move(address), CContactEmail::kInternet | CContactEmail::kPref));

@@ -24,11 +24,11 @@ public:
     // in a mail header if it is no dot-atom (RFC 5322, 3.2.4).
     static std::string MailboxNameOf(const CRfc822Address& address);
 
-    // The server stays the caller's and outlives the contact. Opens the mailbox at once; a failure
-    // shows at the operations that need it, and each of them tries again. The e-mail list gets the
-    // address, internet and preferred, and behind it the mailbox's "OtherMailbox" where that holds
-    // one address. Throws std::bad_alloc.
-    CUserStoreContact(CMailServer& server, CRfc822Address address);
+    // The server stays the caller's and outlives the contact. Opens the mailbox at once, unless the
+    // caller gives it open; a failure shows at the operations that need it, and each of them tries
+    // again. The e-mail list gets the address, internet and preferred, and behind it the mailbox's
+    // "OtherMailbox" where that holds one address. Throws std::bad_alloc.
+    CUserStoreContact(CMailServer& server, CRfc822Address address, CMailbox mailbox = {});
 
     std::string GetPluginType() override { return kPluginType; }
 

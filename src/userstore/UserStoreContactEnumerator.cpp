@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -101,6 +102,10 @@ bool CUserStoreContactEnumerator::MoveNext()
              true});
         return false;
     }
-    m_current = Make<CUserStoreContact>(m_server, std::move(address));
+    CMailbox mailbox;
+    if (!mailbox.Open(m_enumeration)) {
+        throw std::bad_alloc(); // fails for no other reason
+    }
+    m_current = Make<CUserStoreContact>(m_server, std::move(address), std::move(mailbox));
     return true;
 }

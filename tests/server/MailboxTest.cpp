@@ -118,9 +118,14 @@ TEST(MailboxTest, WalkGivesTheDomainsMailboxesInOrder)
     std::vector<std::string> names;
     char name[65];
     std::uint32_t size = 64;
+    CMailbox found;
+    EXPECT_FALSE(found.Open(nullptr) || found.Open(walk)) << "none was given yet";
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
     for (std::uint32_t flags = 7; FindNextMailbox(walk, name, &size, &flags); size = 64) {
         EXPECT_EQ(size, names.emplace_back(name).size());
         EXPECT_EQ(flags, 0u);
+        EXPECT_TRUE(found.Open(walk));
+        EXPECT_STREQ(found.GetName(), name);
     }
     EXPECT_EQ(GetLastError(), ERROR_NO_MORE_FILES);
     EXPECT_EQ(names, (std::vector<std::string>{"Zoe", "alice", "bob", longest}));
