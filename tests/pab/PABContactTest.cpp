@@ -373,11 +373,3 @@ TEST_F(PABContactTest, WhatIsNotAskedForTakesNoMemory)
         EXPECT_LE(count.Blocks(), most);
     }
 }
-
-TEST_F(PABContactTest, SavingAnUnchangedContactTouchesNothing)
-{
-    Open(Card("FN:Ann\r\n"));
-    const CFaultySystemCalls calls;
-    EXPECT_TRUE(contact.Save());
-    EXPECT_EQ(calls.Calls(), 0);
-}

@@ -9,13 +9,15 @@
 
 #include <stdlib.h>
 
-// A fresh folder below the system's temporary one, removed with all that is in it.
+// A fresh folder, below the system's temporary one unless said otherwise, removed with all that is
+// in it.
 class CTempFolder
 {
 public:
-    CTempFolder()
+    explicit CTempFolder(
+        const std::filesystem::path& above = std::filesystem::temp_directory_path())
     {
-        std::string name = (std::filesystem::temp_directory_path() / "contactmgr-XXXXXX").string();
+        std::string name = (above / "contactmgr-XXXXXX").string();
         if (mkdtemp(name.data()) == nullptr) {
             throw std::runtime_error("no temporary folder");
         }

@@ -16,7 +16,9 @@
 class CTestMailStore
 {
 public:
-    CTestMailStore()
+    explicit CTestMailStore(
+        const std::filesystem::path& above = std::filesystem::temp_directory_path())
+        : folder(above)
     {
         AddMailbox("example.org/alice");
         server.Open(folder.Path().c_str());
