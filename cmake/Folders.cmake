@@ -49,7 +49,10 @@ function(contactmgr_add_objects target)
         return()
     endif()
     add_library(${target} OBJECT ${ARGN})
-    set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+    set_target_properties(${target} PROPERTIES
+        POSITION_INDEPENDENT_CODE ON
+        CXX_VISIBILITY_PRESET hidden
+        VISIBILITY_INLINES_HIDDEN ON)
     target_compile_options(${target} PRIVATE -fno-semantic-interposition)
     target_include_directories(${target} PUBLIC "${PROJECT_SOURCE_DIR}/src")
     contactmgr_compile_target(${target})

@@ -1,6 +1,5 @@
 # The installed package: `find_package(contactmgr)` gives contactmgr::contactmgr, and with the
 # component `static` contactmgr::contactmgr_static too.
-include(CMakePackageConfigHelpers)
 
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/contactmgr")
 install(TARGETS contactmgr EXPORT contactmgr-shared
@@ -12,11 +11,22 @@ install(TARGETS contactmgr_static EXPORT contactmgr-static
 install(EXPORT contactmgr-shared NAMESPACE contactmgr:: DESTINATION "${package_dir}")
 install(EXPORT contactmgr-static NAMESPACE contactmgr:: DESTINATION "${package_dir}")
 
-write_basic_package_version_file(contactmgr-config-version.cmake COMPATIBILITY SameMinorVersion)
+configure_file("${PROJECT_SOURCE_DIR}/cmake/contactmgr-config-version.cmake.in"
+    contactmgr-config-version.cmake @ONLY)
 install(FILES
     "${PROJECT_SOURCE_DIR}/cmake/contactmgr-config.cmake"
     "${PROJECT_BINARY_DIR}/contactmgr-config-version.cmake"
     DESTINATION "${package_dir}")
+
+# The prefix is known at the installation alone, which may be given another one.
+install(CODE "
+    set(CMAKE_INSTALL_LIBDIR \"${CMAKE_INSTALL_LIBDIR}\")
+    set(CMAKE_INSTALL_INCLUDEDIR \"${CMAKE_INSTALL_INCLUDEDIR}\")
+    set(PROJECT_DESCRIPTION \"${PROJECT_DESCRIPTION}\")
+    set(PROJECT_VERSION \"${PROJECT_VERSION}\")
+    configure_file(\"${PROJECT_SOURCE_DIR}/cmake/contactmgr.pc.in\"
+        \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/pkgconfig/contactmgr.pc\"
+        @ONLY)")
 
 if(CONTACTMGR_BUILD_TOOLS)
     install(TARGETS contactmgr_tool RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")

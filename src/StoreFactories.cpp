@@ -5,6 +5,9 @@
 #include "trellisv7/TrellisV7Plugin.h"
 #include "userstore/UserPlugin.h"
 
+inline namespace contactmgr_internal
+{
+
 std::span<const StoreFactory> StoreFactories()
 {
     static constexpr StoreFactory kFactories[] = {
@@ -15,3 +18,5 @@ std::span<const StoreFactory> StoreFactories()
     };
     return kFactories;
 }
+
+} // namespace contactmgr_internal

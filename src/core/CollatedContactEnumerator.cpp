@@ -7,6 +7,9 @@
 #include <new>
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -206,3 +209,5 @@ bool CCollatedContactEnumerator::Finish()
     }
     return true;
 }
+
+} // namespace contactmgr_internal

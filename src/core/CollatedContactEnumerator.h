@@ -11,6 +11,9 @@
 #include <string_view>
 #include <unordered_set>
 
+inline namespace contactmgr_internal
+{
+
 class CContactPlgList;
 
 // One walk over the contacts of all stores, store after store; CContactMgr::GetEnumerator tells
@@ -73,3 +76,5 @@ private:
     std::unordered_set<std::string, CHash, std::equal_to<>> m_seen;
     bool m_isFound = false; // the store's current contact is the next to give, not remembered yet
 };
+
+} // namespace contactmgr_internal

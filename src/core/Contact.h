@@ -2,6 +2,7 @@
 
 #include "core/ContactId.h"
 #include "core/ContactProperties.h"
+#include "platform/Export.h"
 #include "platform/List.h"
 #include "platform/Types.h"
 #include "text/Rfc822Address.h"
@@ -14,7 +15,7 @@
 
 // An e-mail address of a contact. The type mask of a new entry is 0; its maker sets it. The setters
 // always give true. Copying may throw std::bad_alloc. A value, like the three entry classes below.
-class CContactEmail : public CTracedAllocation
+class CONTACTMGR_API CContactEmail : public CTracedAllocation
 {
 public:
     static constexpr std::uint32_t kInternet = 1;
@@ -40,7 +41,7 @@ private:
 };
 
 // A telephone number: the bytes that the store has, UTF-8 as a rule.
-class CContactTel : public CTracedAllocation
+class CONTACTMGR_API CContactTel : public CTracedAllocation
 {
 public:
     static constexpr std::uint32_t kHome = 1;
@@ -81,7 +82,7 @@ private:
 };
 
 // A postal address, in the seven components of a vCard ADR line (RFC 2426, 3.2.1).
-class CContactAddr : public CTracedAllocation
+class CONTACTMGR_API CContactAddr : public CTracedAllocation
 {
 public:
     static constexpr std::uint32_t kDom = 1;
@@ -133,7 +134,7 @@ private:
 };
 
 // An instant messaging address, as a rule a URI (RFC 4770).
-class CContactIM : public CTracedAllocation
+class CONTACTMGR_API CContactIM : public CTracedAllocation
 {
 public:
     static constexpr std::uint32_t kPersonal = 1;
@@ -162,16 +163,16 @@ private:
 
 // The lists of a contact. An empty list has no head: ask IsEmpty before GetHead. Adding and copying
 // may throw std::bad_alloc.
-class CContactEmailList : public CList<CContactEmail>, public CTracedAllocation
+class CONTACTMGR_API CContactEmailList : public CList<CContactEmail>, public CTracedAllocation
 {};
 
-class CContactTelList : public CList<CContactTel>, public CTracedAllocation
+class CONTACTMGR_API CContactTelList : public CList<CContactTel>, public CTracedAllocation
 {};
 
-class CContactAddrList : public CList<CContactAddr>, public CTracedAllocation
+class CONTACTMGR_API CContactAddrList : public CList<CContactAddr>, public CTracedAllocation
 {};
 
-class CContactIMList : public CList<CContactIM>, public CTracedAllocation
+class CONTACTMGR_API CContactIMList : public CList<CContactIM>, public CTracedAllocation
 {};
 
 // One contact of any store: two names, four lists, and named properties for the rest. A resource,
@@ -183,7 +184,7 @@ class CContactIMList : public CList<CContactIM>, public CTracedAllocation
 // means that the last error stays as it was: whoever needs to know sets it to 0 before the call.
 //
 // Destroying a changed contact saves it, and nobody learns whether that succeeded: call Save first.
-class CContact : public CTracedAllocation
+class CONTACTMGR_API CContact : public CTracedAllocation
 {
 public:
     CContact(const CContact&) = delete;

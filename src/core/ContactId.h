@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Export.h"
 #include "platform/List.h"
 #include "trace/MemoryDebugging.h"
 
@@ -13,7 +14,7 @@ namespace ContactMgr
 // Names one contact across all stores: a namespace, a hyphen, and a local part. The namespace is
 // the type of the store that owns the contact and holds no hyphen; the local part is all that
 // stands behind the first hyphen. A value; copying and making one may throw std::bad_alloc.
-class CContactId : public CTracedAllocation
+class CONTACTMGR_API CContactId : public CTracedAllocation
 {
 public:
     // Empty text, number 0, not numeric.
@@ -51,7 +52,7 @@ private:
 };
 
 // An ordered list of identifiers. A value; adding and copying may throw std::bad_alloc.
-class CContactIdList : public CList<CContactId>, public CTracedAllocation
+class CONTACTMGR_API CContactIdList : public CList<CContactId>, public CTracedAllocation
 {};
 
 } // namespace ContactMgr

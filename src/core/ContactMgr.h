@@ -3,6 +3,7 @@
 #include "core/Contact.h"
 #include "core/ContactId.h"
 #include "core/ContactPlg.h"
+#include "platform/Export.h"
 #include "platform/Types.h"
 #include "trace/MemoryDebugging.h"
 
@@ -10,7 +11,11 @@
 #include <cstdint>
 #include <string>
 
+inline namespace contactmgr_internal
+{
 class CContactMgrImpl;
+} // namespace contactmgr_internal
+
 class CMailbox;
 
 // One address book for one open mailbox: opens, creates and deletes contacts by identifier, tells
@@ -37,7 +42,7 @@ class CMailbox;
 //
 // An identifier of the older web client's store names its mailbox itself, and one of the domain's
 // mailboxes names its domain. A caller who takes identifiers from outside checks them.
-class CContactMgr : public CTracedAllocation
+class CONTACTMGR_API CContactMgr : public CTracedAllocation
 {
 public:
     explicit CContactMgr(CMailbox& mailbox);

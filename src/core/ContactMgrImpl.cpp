@@ -6,6 +6,9 @@
 
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 CContactMgrImpl::CContactMgrImpl(CMailbox& mailbox, std::span<const StoreFactory> factories)
     : m_mailbox(mailbox)
 {
@@ -93,3 +96,5 @@ CContactPlg::CContactEnumerator* CContactMgrImpl::GetEnumerator() const
 {
     return Make<CCollatedContactEnumerator>(m_plugins).release();
 }
+
+} // namespace contactmgr_internal

@@ -10,6 +10,9 @@
 
 class CMailbox;
 
+inline namespace contactmgr_internal
+{
+
 // What stands behind a CContactMgr, and what its operations say holds here too, except that these
 // throw std::bad_alloc where memory ends. A resource.
 class CContactMgrImpl : public CTracedAllocation
@@ -39,3 +42,5 @@ private:
     CContactPlgList m_plugins;
     CContactPlg* m_permanent = nullptr; // one of the stores, or null
 };
+
+} // namespace contactmgr_internal

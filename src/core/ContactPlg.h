@@ -2,6 +2,7 @@
 
 #include "core/Contact.h"
 #include "core/ContactId.h"
+#include "platform/Export.h"
 #include "platform/Types.h"
 #include "trace/MemoryDebugging.h"
 
@@ -19,7 +20,7 @@
 // Start of a single store that finds nothing new. Where memory ends, the walk that a manager gives
 // leaves ERROR_NOT_ENOUGH_MEMORY (8); the walks of its stores throw std::bad_alloc.
 template <class Item, class Version>
-class CVersionedEnumerator : public CTracedAllocation
+class CONTACTMGR_API CVersionedEnumerator : public CTracedAllocation
 {
 public:
     CVersionedEnumerator() = default;
@@ -50,7 +51,7 @@ public:
 // A contact store, as the manager sees it. It ends after all that came from it. Where memory ends
 // its operations throw std::bad_alloc; the manager, through which callers come, answers with
 // ERROR_NOT_ENOUGH_MEMORY (8). Callers use CContactMgr, and of this class the enumerator alone.
-class CContactPlg : public CTracedAllocation
+class CONTACTMGR_API CContactPlg : public CTracedAllocation
 {
 public:
     // How many of something, by its name.

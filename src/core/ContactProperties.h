@@ -1,10 +1,11 @@
 #pragma once
 
+#include "platform/Export.h"
 #include "platform/List.h"
 
 // The name of a contact property. Names compare without regard to ASCII case. Does not own its
 // text, which is a literal or outlives it; null counts as empty. A value.
-class CContactProperty
+class CONTACTMGR_API CContactProperty
 {
 public:
     constexpr CContactProperty(const char* name) : m_name(name == nullptr ? "" : name) {}
@@ -23,7 +24,7 @@ private:
 };
 
 // A list of property names. A value.
-class CContactPropertyList : private CList<const char*>
+class CONTACTMGR_API CContactPropertyList : private CList<const char*>
 {
 public:
     using CList<const char*>::GetHeadPosition;
@@ -37,7 +38,7 @@ private:
 };
 
 // The properties of a contact, known by these names in every store. A value.
-class CContactProperties
+class CONTACTMGR_API CContactProperties
 {
 public:
     static constexpr CContactProperties Instance() { return {}; }
@@ -72,4 +73,4 @@ private:
 // Tells the mail store that the mailbox property "EnabledContactPlugins" exists, a number in the
 // family "ContactMgr", with the default 11. A mail server calls it once at its start. 1 on success;
 // 0 on failure, with the last error of RegisterMailServerPropertyFamily.
-extern "C" int RegisterMailServerPropertyFamilies();
+extern "C" CONTACTMGR_API int RegisterMailServerPropertyFamilies();

@@ -3,6 +3,9 @@
 #include "platform/LastError.h"
 #include "server/MailMessage.h"
 
+inline namespace contactmgr_internal
+{
+
 CMailFolderContactEnumerator::~CMailFolderContactEnumerator()
 {
     const CKeepLastError keep;
@@ -70,3 +73,5 @@ bool CMailFolderContactEnumerator::Finish()
     m_current.reset();
     return true;
 }
+
+} // namespace contactmgr_internal

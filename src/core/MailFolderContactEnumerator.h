@@ -8,6 +8,9 @@
 
 class CMailbox;
 
+inline namespace contactmgr_internal
+{
+
 // What the walks through the messages of a mail folder share. A version is the folder's
 // (server/MailFolder.h). The mailbox stays the caller's.
 class CMailFolderContactEnumerator : public CContactPlg::CContactEnumerator
@@ -54,3 +57,5 @@ private:
     bool m_started = false;
     CContactPlg::Counts m_passedOver;
 };
+
+} // namespace contactmgr_internal

@@ -5,6 +5,9 @@
 #include <new>
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 ContactMgr::CContactId CReadOnlyContact::GetId()
 try {
     const std::optional<std::string> localPart = LocalPart();
@@ -65,3 +68,5 @@ bool CReadOnlyContact::ToString(std::u16string* /*text*/)
 {
     return Fail(ERROR_NOT_SUPPORTED);
 }
+
+} // namespace contactmgr_internal

@@ -6,6 +6,9 @@
 #include <optional>
 #include <string>
 
+inline namespace contactmgr_internal
+{
+
 // What the contacts of the read-only stores have in common: they refuse to be changed, and have no
 // vCard. A store adds what names the contact and what its properties are.
 class CReadOnlyContact : public CContact
@@ -44,3 +47,5 @@ private:
 
     const FILETIME m_modifiedTime;
 };
+
+} // namespace contactmgr_internal

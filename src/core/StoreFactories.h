@@ -9,6 +9,9 @@
 
 class CMailbox;
 
+inline namespace contactmgr_internal
+{
+
 // How one of the four stores is made and released.
 struct StoreFactory
 {
@@ -30,3 +33,5 @@ std::span<const StoreFactory> StoreFactories();
 using CContactPlgOwner = std::unique_ptr<CContactPlg, void (*)(CContactPlg*)>;
 class CContactPlgList : public CList<CContactPlgOwner>
 {};
+
+} // namespace contactmgr_internal

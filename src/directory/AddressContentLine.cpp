@@ -3,6 +3,9 @@
 #include <cstddef>
 #include <string_view>
 
+inline namespace contactmgr_internal
+{
+
 namespace VCardUtils
 {
 
@@ -42,3 +45,5 @@ std::u16string CAddressContentLine::WriteValue(const CContactAddr& address)
 }
 
 } // namespace VCardUtils
+
+} // namespace contactmgr_internal

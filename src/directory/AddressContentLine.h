@@ -4,6 +4,9 @@
 
 #include <string>
 
+inline namespace contactmgr_internal
+{
+
 namespace VCardUtils
 {
 
@@ -27,3 +30,5 @@ private:
 };
 
 } // namespace VCardUtils
+
+} // namespace contactmgr_internal

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Export.h"
 #include "platform/List.h"
 #include "platform/Types.h"
 #include "text/Utf8String.h"
@@ -28,7 +29,7 @@ namespace DirectoryUtils
 
 // Traced allocation of the records. `new` gives null when memory is exhausted, with last error
 // ERROR_NOT_ENOUGH_MEMORY (8).
-struct CRecordAllocation
+struct CONTACTMGR_API CRecordAllocation
 {
     static void* operator new(std::size_t size) noexcept;
     static void* operator new(std::size_t size, const char* file, std::uint32_t line,
@@ -39,12 +40,12 @@ struct CRecordAllocation
 };
 
 // The values of one parameter, in the order in which they were added. A value.
-class CParameterValues : public CList<std::u16string>, public CRecordAllocation
+class CONTACTMGR_API CParameterValues : public CList<std::u16string>, public CRecordAllocation
 {};
 
 // The parameters of a line: names and the values of each. Names compare byte for byte; Parse and
 // Extract store them in upper case. Owns the values; a copy has values of its own. A value.
-class CParameters : public CRecordAllocation
+class CONTACTMGR_API CParameters : public CRecordAllocation
 {
 public:
     struct CEntry
@@ -114,7 +115,7 @@ private:
 // One line (RFC 2425, 5.8): group, name, parameters and main value. The main value is the raw text
 // behind the colon, in which backslash escapes and the semicolons of structured values stand as
 // they are. A value that is copied, not assigned, since the name of a line does not change.
-class CContentLine : public CTracedAllocation
+class CONTACTMGR_API CContentLine : public CTracedAllocation
 {
 public:
     explicit CContentLine(std::string name) : m_name(std::move(name)) {}
@@ -178,7 +179,7 @@ private:
 // List of lines of any derived class, each from `new`. Deletes the lines that it holds when it is
 // destroyed or assigned to. RemoveAt and RemoveAll do not delete: a removed line is the caller's.
 // A resource: movable, not copyable.
-class CContentLines : public CList<CContentLine*>, public CRecordAllocation
+class CONTACTMGR_API CContentLines : public CList<CContentLine*>, public CRecordAllocation
 {
 public:
     CContentLines() = default;
@@ -195,17 +196,17 @@ public:
 };
 
 // Writes \ as \\, comma as \, and line feed as \n; nothing else, so a semicolon is not protected.
-std::u16string EscapeTextValue(std::u16string_view text);
+CONTACTMGR_API std::u16string EscapeTextValue(std::u16string_view text);
 
 // The inverse: \\, \, and \n. Any other backslash stands for itself.
-std::u16string UnescapeTextValue(std::u16string_view text);
+CONTACTMGR_API std::u16string UnescapeTextValue(std::u16string_view text);
 
 // Appends one line and CR LF, folded with CR LF and a tab (RFC 2425, 5.8.1): at most firstLength
 // bytes, then at most continuationLength bytes behind each tab. A character is never cut, so a
 // physical line may be longer to hold one. CR and LF in the line become blanks. A line that would
 // begin with a blank or a tab would continue the line before it; it gets a "." in front, which
 // Parse skips.
-void AppendFoldedLine(std::string_view line, std::size_t firstLength,
-                      std::size_t continuationLength, std::string* out);
+CONTACTMGR_API void AppendFoldedLine(std::string_view line, std::size_t firstLength,
+                                     std::size_t continuationLength, std::string* out);
 
 } // namespace DirectoryUtils

@@ -9,6 +9,9 @@
 #include <new>
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 using DirectoryUtils::CParameters;
 using DirectoryUtils::CParameterValues;
 
@@ -107,3 +110,5 @@ void CEmailContentLine::SetComment(std::u16string comment, CContactEmail* email)
 }
 
 } // namespace VCardUtils
+
+} // namespace contactmgr_internal

@@ -5,6 +5,9 @@
 #include <string>
 #include <string_view>
 
+inline namespace contactmgr_internal
+{
+
 namespace VCardUtils
 {
 
@@ -39,3 +42,5 @@ private:
 };
 
 } // namespace VCardUtils
+
+} // namespace contactmgr_internal

@@ -11,6 +11,9 @@
 #include <string_view>
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 namespace VCardUtils
 {
 
@@ -113,3 +116,5 @@ private:
 };
 
 } // namespace VCardUtils
+
+} // namespace contactmgr_internal

@@ -1,5 +1,8 @@
 #include "directory/IMContentLine.h"
 
+inline namespace contactmgr_internal
+{
+
 namespace VCardUtils
 {
 
@@ -14,3 +17,5 @@ std::u16string CIMContentLine::WriteValue(const CContactIM& im)
 }
 
 } // namespace VCardUtils
+
+} // namespace contactmgr_internal

@@ -1,5 +1,8 @@
 #include "directory/NameContentLine.h"
 
+inline namespace contactmgr_internal
+{
+
 namespace VCardUtils
 {
 
@@ -71,3 +74,5 @@ bool CNameContentLine::SetField(Field field, std::u16string text)
 }
 
 } // namespace VCardUtils
+
+} // namespace contactmgr_internal

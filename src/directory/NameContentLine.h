@@ -5,6 +5,9 @@
 #include <array>
 #include <string>
 
+inline namespace contactmgr_internal
+{
+
 namespace VCardUtils
 {
 
@@ -53,3 +56,5 @@ private:
 };
 
 } // namespace VCardUtils
+
+} // namespace contactmgr_internal

@@ -2,6 +2,9 @@
 
 #include "text/Utf8.h"
 
+inline namespace contactmgr_internal
+{
+
 namespace VCardUtils
 {
 
@@ -28,3 +31,5 @@ bool CTelephoneContentLine::AppendValue(const CContactTel& telephone, std::strin
 }
 
 } // namespace VCardUtils
+
+} // namespace contactmgr_internal

@@ -5,6 +5,9 @@
 #include <string>
 #include <string_view>
 
+inline namespace contactmgr_internal
+{
+
 namespace VCardUtils
 {
 
@@ -30,3 +33,5 @@ private:
 };
 
 } // namespace VCardUtils
+
+} // namespace contactmgr_internal

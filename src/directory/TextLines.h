@@ -8,6 +8,9 @@
 #include <utility>
 #include <vector>
 
+inline namespace contactmgr_internal
+{
+
 // The logical lines of a directory text (RFC 2425, 5.8.1), unfolded and without their line ends.
 // Any run of CR and LF ends a line, so a bare CR or LF does too, and there are no empty lines. A
 // line that begins with a blank or a tab continues the line before it; that one character is
@@ -63,3 +66,5 @@ private:
     std::string m_text;
     std::vector<std::string_view> m_lines;
 };
+
+} // namespace contactmgr_internal

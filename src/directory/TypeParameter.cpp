@@ -4,6 +4,9 @@
 
 #include <algorithm>
 
+inline namespace contactmgr_internal
+{
+
 namespace VCardUtils
 {
 namespace
@@ -90,3 +93,5 @@ void AppendTypeMask(CTypeTable table, std::uint32_t mask, std::string* text)
 }
 
 } // namespace VCardUtils
+
+} // namespace contactmgr_internal

@@ -8,6 +8,9 @@
 #include <string>
 #include <string_view>
 
+inline namespace contactmgr_internal
+{
+
 // The "TYPE" parameter of the lines whose entries have a type mask. Value number i of a table
 // stands for bit 1 << i. The values are written in the table's order and case.
 namespace VCardUtils
@@ -39,3 +42,5 @@ void WriteTypeMask(DirectoryUtils::CParameters* parameters, CTypeTable table, st
 void AppendTypeMask(CTypeTable table, std::uint32_t mask, std::string* text);
 
 } // namespace VCardUtils
+
+} // namespace contactmgr_internal

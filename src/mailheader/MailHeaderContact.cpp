@@ -5,6 +5,9 @@
 #include <string_view>
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -90,3 +93,5 @@ void CMailHeaderContact::SplitName(const CRfc822Address& address)
     m_firstName = Trim(name.substr(0, lastBlank));
     m_lastName = Trim(name.substr(lastBlank + 1));
 }
+
+} // namespace contactmgr_internal

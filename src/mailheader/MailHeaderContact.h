@@ -5,6 +5,9 @@
 #include <optional>
 #include <string>
 
+inline namespace contactmgr_internal
+{
+
 // A person who has written to the mailbox, as a read-only contact: nothing but one mail address,
 // whose comment is the person's name. Refers to no store, folder or message.
 class CMailHeaderContact : public CReadOnlyContact
@@ -36,3 +39,5 @@ private:
 
     void SplitName(const CRfc822Address& address);
 };
+
+} // namespace contactmgr_internal

@@ -7,6 +7,9 @@
 
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -55,3 +58,5 @@ bool CMailHeaderContactEnumerator::MoveNext()
     }
     return false;
 }
+
+} // namespace contactmgr_internal

@@ -2,6 +2,9 @@
 
 #include "core/MailFolderContactEnumerator.h"
 
+inline namespace contactmgr_internal
+{
+
 // Walks the senders of the messages in the folder "INBOX" of an open mailbox, which stays the
 // caller's. Each message whose first "From" names one sender (text/SenderReader.h) gives a contact,
 // so a sender of ten messages comes ten times. All other messages are passed over. Reads the header
@@ -20,3 +23,5 @@ public:
     // walk open with ERROR_INVALID_HANDLE (6). The current contact then stays.
     bool MoveNext() override;
 };
+
+} // namespace contactmgr_internal

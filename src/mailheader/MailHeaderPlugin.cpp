@@ -6,6 +6,9 @@
 
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 CContactPlg* CMailHeaderPlugin::Create(CMailbox& mailbox)
 {
     return Make<CMailHeaderPlugin>(mailbox).release();
@@ -51,3 +54,5 @@ CContactPlg::CContactEnumerator* CMailHeaderPlugin::GetEnumerator()
 {
     return Make<CMailHeaderContactEnumerator>(m_mailbox).release();
 }
+
+} // namespace contactmgr_internal

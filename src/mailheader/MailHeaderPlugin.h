@@ -6,6 +6,9 @@
 
 class CMailbox;
 
+inline namespace contactmgr_internal
+{
+
 // The store of type "INBOX": the people who have written to the mailbox. Stores nothing itself. It
 // creates and removes no contacts and has no change report. The mailbox stays the caller's and
 // outlives the store; its enumerators end before the store.
@@ -30,3 +33,5 @@ public:
 private:
     CMailbox& m_mailbox;
 };
+
+} // namespace contactmgr_internal

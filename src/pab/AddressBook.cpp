@@ -12,6 +12,9 @@
 #include <algorithm>
 #include <cstdint>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -121,3 +124,5 @@ std::string CAddressBook::FolderAbove() const
 {
     return m_folder.substr(0, m_folder.rfind('/'));
 }
+
+} // namespace contactmgr_internal

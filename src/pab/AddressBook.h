@@ -10,6 +10,9 @@
 
 class CMailbox;
 
+inline namespace contactmgr_internal
+{
+
 // The files of one personal address book, for a program that has to account for each of them. A
 // walk passes over a contact that is held elsewhere, damaged or may not be written. A report of
 // changes leaves out a contact that is being made. Here every contact file counts.
@@ -77,3 +80,5 @@ private:
 
     std::string m_folder;
 };
+
+} // namespace contactmgr_internal

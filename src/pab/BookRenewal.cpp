@@ -12,6 +12,9 @@
 
 #include <algorithm>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -84,3 +87,5 @@ bool RenewAddressBook(const std::string& folder, CBookRenewal* renewal)
     }
     return true;
 }
+
+} // namespace contactmgr_internal

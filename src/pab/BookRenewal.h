@@ -8,6 +8,9 @@
 #include <utility>
 #include <vector>
 
+inline namespace contactmgr_internal
+{
+
 // What a renewal did to the files of an address book. A value.
 struct CBookRenewal
 {
@@ -26,3 +29,5 @@ struct CBookRenewal
 // does not exist has nothing to renew. False with the last error set where the folder cannot be
 // listed.
 bool RenewAddressBook(const std::string& folder, CBookRenewal* renewal);
+
+} // namespace contactmgr_internal

@@ -2,6 +2,9 @@
 
 #include "directory/TextLines.h"
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -135,3 +138,5 @@ std::string_view CCardLines::TextOf(const CLine& line, std::string* rewritten)
     DirectoryUtils::AppendRewritten(line.text, rewritten);
     return *rewritten;
 }
+
+} // namespace contactmgr_internal

@@ -15,6 +15,9 @@
 #include <utility>
 #include <vector>
 
+inline namespace contactmgr_internal
+{
+
 // The lines of a contact's card. A line is kept as the text that was read, and what it holds is
 // decoded when somebody asks for it. So opening a contact costs one pass over its text, and a save
 // copies what nobody has changed. A change of a line is a change of its text.
@@ -131,3 +134,5 @@ private:
     std::vector<CLine> m_lines;
     std::array<std::size_t, kEntryNames.size()> m_entryCounts = {};
 };
+
+} // namespace contactmgr_internal

@@ -9,6 +9,9 @@
 
 #include <algorithm>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -132,3 +135,5 @@ bool CChangeReport::HasLengthNow(const WIN32_FIND_DATA& entry) const
     return CFileSystem::GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &now) != 0 &&
            HasLength(now);
 }
+
+} // namespace contactmgr_internal

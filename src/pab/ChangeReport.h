@@ -5,6 +5,9 @@
 
 #include <string>
 
+inline namespace contactmgr_internal
+{
+
 // What became of the contacts of an address book folder since a version: one walk of the folder
 // that compares the times and lengths of its files and opens none (platform/ChangeProtocol.h, I5 to
 // I7). A resource, for one report.
@@ -41,3 +44,5 @@ private:
     FILETIME m_version;
     FILETIME m_latest; // the latest time of a file that is not ahead of the clock
 };
+
+} // namespace contactmgr_internal

@@ -20,6 +20,9 @@
 #include <thread>
 #include <unordered_map>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -265,3 +268,5 @@ std::uint32_t ClaimContactNumber(const std::string& folder)
     }
     return 0;
 }
+
+} // namespace contactmgr_internal

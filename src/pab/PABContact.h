@@ -12,6 +12,9 @@
 #include <string_view>
 #include <vector>
 
+inline namespace contactmgr_internal
+{
+
 namespace VCardUtils
 {
 class CNameContentLine;
@@ -168,3 +171,5 @@ private:
 
 // The number with its 32 bits in reverse order.
 std::uint32_t ReverseBits(std::uint32_t value) noexcept;
+
+} // namespace contactmgr_internal

@@ -7,6 +7,9 @@
 #include <new>
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 CPABContactEnumerator::CPABContactEnumerator(const std::string& rootDirectory)
     : m_rootDirectory(rootDirectory)
 {}
@@ -102,3 +105,5 @@ bool CPABContactEnumerator::OpenEntry()
     m_current = std::move(contact);
     return true;
 }
+
+} // namespace contactmgr_internal

@@ -7,6 +7,9 @@
 #include <memory>
 #include <string>
 
+inline namespace contactmgr_internal
+{
+
 // Walks the contact files of an address book folder and opens each, in the order of the directory
 // search. A file that does not open is passed over, stays as it is, and is among the faults:
 // somebody holds it, it is damaged or no contact, or there is no room to complete a save that was
@@ -44,3 +47,5 @@ private:
     WIN32_FIND_DATA m_entry;
     std::unique_ptr<CPABContact> m_current;
 };
+
+} // namespace contactmgr_internal

@@ -16,6 +16,9 @@
 #include <new>
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -262,3 +265,5 @@ std::string CPABContact::GenerateRevValue()
                   now.wDay, now.wHour, now.wMinute, now.wSecond);
     return text.data();
 }
+
+} // namespace contactmgr_internal

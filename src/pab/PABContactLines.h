@@ -12,6 +12,9 @@
 #include <string>
 #include <string_view>
 
+inline namespace contactmgr_internal
+{
+
 // What the sources of CPABContact share.
 
 inline constexpr const char* kVCardBegin = "BEGIN:VCARD\r\n";
@@ -45,3 +48,5 @@ bool CPABContact::ForEachLine(Function function)
            ForEachEntry<VCardUtils::CAddressContentLine>(m_addresses, function) &&
            ForEachEntry<VCardUtils::CIMContentLine>(m_ims, function);
 }
+
+} // namespace contactmgr_internal

@@ -6,6 +6,9 @@
 #include <type_traits>
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 using VCardUtils::CAddressContentLine;
 using VCardUtils::CEmailContentLine;
 using VCardUtils::CIMContentLine;
@@ -101,3 +104,5 @@ bool CPABContact::SetIMs(const CContactIMList& ims)
 {
     return ReplaceList<CIMContentLine>(&m_ims, ims);
 }
+
+} // namespace contactmgr_internal

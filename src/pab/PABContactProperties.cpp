@@ -12,6 +12,9 @@
 #include <optional>
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 using VCardUtils::CNameContentLine;
 
 namespace
@@ -297,3 +300,5 @@ void CPABContact::KeepNames()
         m_lastName = std::move(lastName);
     }
 }
+
+} // namespace contactmgr_internal

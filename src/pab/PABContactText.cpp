@@ -7,6 +7,9 @@
 #include <new>
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -73,3 +76,5 @@ try {
 } catch (const std::bad_alloc&) {
     return FailForMemory();
 }
+
+} // namespace contactmgr_internal

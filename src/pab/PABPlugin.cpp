@@ -12,6 +12,9 @@
 #include <memory>
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -172,3 +175,5 @@ bool CPABPlugin::ChangesSince(FILETIME since, FILETIME* version,
         return CChangeReport(m_rootDirectory, since, *deleted, *changed, *created).Draw(version);
     });
 }
+
+} // namespace contactmgr_internal

@@ -7,6 +7,9 @@
 
 class CMailbox;
 
+inline namespace contactmgr_internal
+{
+
 // The personal address book of a mailbox: the contact files (pab/PABContact.h) in the folder
 // "Contacts" of its message store. It is the only store where contacts are made. The folder's
 // last-write time is the store's version. A folder that does not exist is an empty store; the first
@@ -64,3 +67,5 @@ private:
     const std::string m_rootDirectory;
     const CMailOwner m_owner;
 };
+
+} // namespace contactmgr_internal

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <string_view>
 
+inline namespace contactmgr_internal
+{
+
 // Comparison of names in mail and in vCards: without regard to the case of ASCII letters, in every
 // locale. All other characters differ from each other.
 
@@ -27,3 +30,5 @@ constexpr bool EqualIgnoringCase(std::u16string_view left, std::u16string_view r
 {
     return std::ranges::equal(left, right, {}, LowerAscii<char16_t>, LowerAscii<char16_t>);
 }
+
+} // namespace contactmgr_internal

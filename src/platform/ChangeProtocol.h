@@ -5,6 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 
+inline namespace contactmgr_internal
+{
+
 // How a change of a contact file survives the death of its process, a power cut and a full disk,
 // and how it is reported. NAME is the contact file, locked from its open to its close. Only the
 // owner of that lock writes NAME and its redo file.
@@ -89,3 +92,5 @@ inline constexpr std::uint64_t kFarthestVersion =
 // Stamps are given under a lock. After this many attempts, about a second, a process goes on
 // without it, since the lock's owner may be stopped.
 inline constexpr int kLockAttempts = 520;
+
+} // namespace contactmgr_internal

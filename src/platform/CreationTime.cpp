@@ -7,6 +7,9 @@
 #include <array>
 #include <charconv>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -61,3 +64,5 @@ FILETIME CreationTime(const char* path, const FILETIME& birth, const FILETIME& l
         CSystemCalls::Current().GetAttribute(path, kCreationAttribute, text.data(), text.size());
     return Parse(size, text, birth, lastWrite);
 }
+
+} // namespace contactmgr_internal

@@ -4,6 +4,9 @@
 
 struct statx;
 
+inline namespace contactmgr_internal
+{
+
 // The creation time of a contact file (platform/ChangeProtocol.h, I6). It is noted in an attribute
 // of the file. A file system without user attributes keeps none.
 
@@ -18,3 +21,5 @@ bool KeepCreation(int file, const struct statx& status);
 // system keeps no birth time.
 FILETIME CreationTime(int file, const struct statx& status);
 FILETIME CreationTime(const char* path, const FILETIME& birth, const FILETIME& lastWrite);
+
+} // namespace contactmgr_internal

@@ -10,6 +10,9 @@
 
 #include <sys/file.h>
 
+inline namespace contactmgr_internal
+{
+
 CDescriptor::~CDescriptor()
 {
     if (IsOpen()) {
@@ -82,3 +85,5 @@ bool ReadAll(int file, char* buffer, std::size_t size, std::uint64_t position)
     }
     return true;
 }
+
+} // namespace contactmgr_internal

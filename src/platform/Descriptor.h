@@ -5,6 +5,9 @@
 #include <string_view>
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 // Owns a descriptor of an open file or folder; -1 stands for none. Its destruction keeps the last
 // error and errno. A resource; movable.
 class CDescriptor
@@ -41,3 +44,5 @@ bool LockPatiently(int file);
 // Move all bytes, or give false with errno set. ReadAll fails with EIO where the file ends earlier.
 bool WriteAll(int file, std::string_view bytes, std::uint64_t position);
 bool ReadAll(int file, char* buffer, std::size_t size, std::uint64_t position);
+
+} // namespace contactmgr_internal

@@ -4,6 +4,9 @@
 #include "platform/Path.h"
 #include "platform/SystemCalls.h"
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -79,3 +82,5 @@ bool FailWithErrnoOfFolder() noexcept
 {
     return Fail(errno == ENOENT ? ERROR_PATH_NOT_FOUND : ErrorFromErrno(errno));
 }
+
+} // namespace contactmgr_internal

@@ -7,6 +7,9 @@
 #include <new>
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 // The result of a failed operation: false, 0 or null, whichever its type needs.
 class CFailed
 {
@@ -56,3 +59,5 @@ std::unique_ptr<T> Make(Arguments&&... arguments)
     }
     return made;
 }
+
+} // namespace contactmgr_internal

@@ -13,6 +13,9 @@
 
 #include <linux/magic.h>
 
+inline namespace contactmgr_internal
+{
+
 int GetFileAttributesExA(const char* path, GET_FILEEX_INFO_LEVELS level, void* data)
 {
     if (path == nullptr || level != GetFileExInfoStandard || data == nullptr) {
@@ -98,3 +101,5 @@ bool HasTimesOfThisMachine(const char* path)
            std::ranges::find(kLocalTypes, static_cast<unsigned>(status.f_type)) !=
                std::end(kLocalTypes);
 }
+
+} // namespace contactmgr_internal

@@ -6,9 +6,12 @@
 
 #include <cstdint>
 
-// Times, length and kind of a file or folder (platform/FileOpen.h).
-
 struct statx;
+
+inline namespace contactmgr_internal
+{
+
+// Times, length and kind of a file or folder (platform/FileOpen.h).
 
 inline constexpr std::uint32_t FILE_ATTRIBUTE_DIRECTORY = 16;
 inline constexpr std::uint32_t FILE_ATTRIBUTE_NORMAL = 128;
@@ -50,3 +53,5 @@ int SetFileTime(HANDLE handle, const FILETIME* creation, const FILETIME* lastAcc
 bool HasTimesOfThisMachine(const char* path);
 
 void FillAttributes(const struct statx& status, WIN32_FILE_ATTRIBUTE_DATA* data);
+
+} // namespace contactmgr_internal

@@ -5,6 +5,9 @@
 
 #include <limits>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -90,3 +93,5 @@ std::uint32_t GetFileSize(HANDLE handle, std::uint32_t* sizeHigh)
     }
     return static_cast<std::uint32_t>(size);
 }
+
+} // namespace contactmgr_internal

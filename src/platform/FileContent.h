@@ -4,6 +4,9 @@
 
 #include <cstdint>
 
+inline namespace contactmgr_internal
+{
+
 // The content of an open file (platform/FileOpen.h): reading, writing, position and length.
 
 inline constexpr std::uint32_t FILE_BEGIN = 0;
@@ -28,3 +31,5 @@ std::uint32_t SetFilePointer(HANDLE handle, std::int32_t distance, std::int32_t*
 // The low 32 bits of the length, the high ones in *sizeHigh, which may be null; INVALID_FILE_SIZE
 // on failure.
 std::uint32_t GetFileSize(HANDLE handle, std::uint32_t* sizeHigh);
+
+} // namespace contactmgr_internal

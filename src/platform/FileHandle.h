@@ -6,6 +6,9 @@
 
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 // Owns the handle of an open file, folder or search. Its destruction closes the handle with the
 // given operation and leaves the last error as it was. A resource; movable.
 template <int (*CloseOwned)(HANDLE)>
@@ -54,3 +57,5 @@ private:
 
 using CFileHandle = COwnedHandle<CloseHandle>;
 using CFindHandle = COwnedHandle<FindClose>;
+
+} // namespace contactmgr_internal

@@ -8,6 +8,9 @@
 
 #include <unistd.h>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -99,3 +102,5 @@ bool MayWriteFolder(const char* path)
 {
     return CSystemCalls::Current().Access(path, W_OK | X_OK) == 0 || FailWithErrno(path);
 }
+
+} // namespace contactmgr_internal

@@ -1,5 +1,8 @@
 #pragma once
 
+inline namespace contactmgr_internal
+{
+
 // Operations on the names of files and folders (platform/FileOpen.h). Non-zero on success.
 
 // Renames a file, but replaces nothing. Of two callers who rename one file, exactly one succeeds.
@@ -28,3 +31,5 @@ int CreateDirectoryA(const char* path, const void* securityAttributes);
 
 // Whether this process may make names in a folder. False with the reason in the last error.
 bool MayWriteFolder(const char* path);
+
+} // namespace contactmgr_internal

@@ -6,6 +6,9 @@
 #include "platform/NewFile.h"
 #include "platform/SystemCalls.h"
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -99,3 +102,5 @@ int CloseHandle(HANDLE handle)
     delete file;
     return 1;
 }
+
+} // namespace contactmgr_internal

@@ -6,6 +6,9 @@
 
 #include <cstdint>
 
+inline namespace contactmgr_internal
+{
+
 // The file operations of this and the other File headers have the names, arguments, results and
 // last errors of the Windows interface. Paths are bytes, divided by '/'. A result of 0, false or
 // INVALID_HANDLE_VALUE is a failure with the reason in the last error: ERROR_FILE_NOT_FOUND (2) for
@@ -44,3 +47,5 @@ HANDLE CreateFileA(const char* path, std::uint32_t access, std::uint32_t shareMo
 // A failed close has still closed the file. The handle stays valid for one more CloseHandle, which
 // frees it.
 int CloseHandle(HANDLE handle);
+
+} // namespace contactmgr_internal

@@ -2,6 +2,9 @@
 
 #include "platform/HeldFile.h"
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -24,3 +27,5 @@ int RestampFile(HANDLE handle)
     CHeldFile* file = HeldFileOf(handle);
     return file != nullptr && file->Restamp();
 }
+
+} // namespace contactmgr_internal

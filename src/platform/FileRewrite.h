@@ -4,6 +4,9 @@
 
 #include <string_view>
 
+inline namespace contactmgr_internal
+{
+
 // Changes of a file that is held exclusively for writing (platform/FileOpen.h). They follow
 // platform/ChangeProtocol.h. Name, lock and creation time stay. Non-zero on success. Last errors:
 // ERROR_FILE_NOT_FOUND (2): another file has the name by now; ERROR_ACCESS_DENIED (5): the file
@@ -18,3 +21,5 @@ int RewriteFile(HANDLE handle, std::string_view content);
 
 // Stamps the file and moves its folder's time to the stamp. The content and a redo file stay.
 int RestampFile(HANDLE handle);
+
+} // namespace contactmgr_internal

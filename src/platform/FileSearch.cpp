@@ -15,6 +15,9 @@
 
 #include <dirent.h>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -250,3 +253,5 @@ int ListFiles(const char* path, std::vector<std::string>* names, std::string_vie
 {
     return CollectNames(path, false, suffix, names);
 }
+
+} // namespace contactmgr_internal

@@ -8,6 +8,9 @@
 #include <string_view>
 #include <vector>
 
+inline namespace contactmgr_internal
+{
+
 // Searches and listings of a folder (platform/FileOpen.h). The entries "." and ".." never appear.
 
 struct WIN32_FIND_DATA : WIN32_FILE_ATTRIBUTE_DATA
@@ -44,3 +47,5 @@ int ListFolder(const char* path, std::vector<std::string>* names);
 
 // The names that ForEachFile tells. *names changes on success only.
 int ListFiles(const char* path, std::vector<std::string>* names, std::string_view suffix = {});
+
+} // namespace contactmgr_internal

@@ -14,6 +14,9 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -219,3 +222,5 @@ bool KeepsFineFileTimes(const std::string& folder)
     calls.Unlink(probe.c_str()); // for a file system that makes none without a name
     return isFine;
 }
+
+} // namespace contactmgr_internal

@@ -6,6 +6,9 @@
 
 struct statx;
 
+inline namespace contactmgr_internal
+{
+
 // Stamps of files, and the time of their folder, which is the version (platform/ChangeProtocol.h,
 // I4 and I5). False comes with the last error set, unless errno is named.
 
@@ -29,3 +32,5 @@ bool SetLastWriteTime(int file, const FILETIME& time);
 // Tries it on a file without a name, or one that is removed at once. True where none can be made.
 // Leaves the last error as it was.
 bool KeepsFineFileTimes(const std::string& folder);
+
+} // namespace contactmgr_internal

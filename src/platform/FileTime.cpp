@@ -2,6 +2,9 @@
 
 #include "platform/SystemCalls.h"
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -70,3 +73,5 @@ void GetSystemTimeAsFileTime(FILETIME* time)
     const struct timespec now = Now();
     *time = FileTimeFromUnix(now.tv_sec, static_cast<std::uint32_t>(now.tv_nsec));
 }
+
+} // namespace contactmgr_internal

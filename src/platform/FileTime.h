@@ -5,6 +5,9 @@
 struct statx;
 struct statx_timestamp;
 
+inline namespace contactmgr_internal
+{
+
 // Converts between FILETIME and the system's times, which count nanoseconds since 1970. Rounding
 // goes down to 100 ns and keeps the order of two times. So a file's time that was copied to its
 // folder reads equal there.
@@ -24,3 +27,5 @@ FILETIME BirthTimeOf(const struct statx& status);
 // The present UTC time.
 void GetSystemTime(SYSTEMTIME* time);
 void GetSystemTimeAsFileTime(FILETIME* time);
+
+} // namespace contactmgr_internal

@@ -6,6 +6,9 @@
 
 #include <atomic>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -38,3 +41,5 @@ int FlushFileSystem(const char* path)
     }
     return calls.SyncFileSystem(file.Get()) == 0 || FailWithErrno();
 }
+
+} // namespace contactmgr_internal

@@ -8,6 +8,9 @@
 
 #include <sys/file.h>
 
+inline namespace contactmgr_internal
+{
+
 bool CFolderLock::AcquireShared(const char* folder)
 {
     return Acquire(folder, LOCK_SH);
@@ -42,3 +45,5 @@ void CFolderLock::Release() noexcept
 {
     m_folder = CDescriptor();
 }
+
+} // namespace contactmgr_internal

@@ -2,6 +2,9 @@
 
 #include "platform/Descriptor.h"
 
+inline namespace contactmgr_internal
+{
+
 // An advisory lock on a folder, for the readers and writers of a mail folder. Any number of readers
 // may hold it at once, in one thread too, or one writer alone. It does not need the right to write
 // the folder. FUSE file systems, GlusterFS among them, do not pass the lock on to other mounts. A
@@ -27,3 +30,5 @@ private:
 
     CDescriptor m_folder; // open while the lock is held
 };
+
+} // namespace contactmgr_internal

@@ -16,6 +16,9 @@
 
 #include <sys/file.h>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -286,3 +289,5 @@ bool CHeldFile::RemoveRedoFile()
 {
     return RemoveRedo(m_folder, NameOf(m_path));
 }
+
+} // namespace contactmgr_internal

@@ -4,6 +4,9 @@
 
 #include <string>
 
+inline namespace contactmgr_internal
+{
+
 // A regular file that is locked from its open to its close. Its changes follow
 // platform/ChangeProtocol.h. A resource. False comes with the last error set.
 class CHeldFile final : public COpenFile
@@ -51,3 +54,5 @@ private:
     bool m_isCreationNoted = false; // by Create
     bool m_isUnfinished = false;    // an overwriting failed; the redo file has the whole text
 };
+
+} // namespace contactmgr_internal

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Export.h"
 #include <cstdint>
 
 // Reasons of a failure, as numbers. Their values are those of the Windows interface.
@@ -38,8 +39,8 @@ inline constexpr std::uint32_t ERROR_CANT_RESOLVE_FILENAME = 1921;
 // The calling thread's last error: why its last failed operation failed. An operation that gives
 // false, 0 or null sets it, unless its comment says otherwise. Every operation of the installed
 // headers that succeeds leaves it as it was.
-std::uint32_t GetLastError() noexcept;
-void SetLastError(std::uint32_t code) noexcept;
+CONTACTMGR_API std::uint32_t GetLastError() noexcept;
+CONTACTMGR_API void SetLastError(std::uint32_t code) noexcept;
 
 // Whether a code says that a file, or a folder on the way to it, is missing:
 // ERROR_FILE_NOT_FOUND (2) or ERROR_PATH_NOT_FOUND (3).
@@ -49,7 +50,7 @@ constexpr bool IsMissingFile(std::uint32_t code)
 }
 
 // A few English words for a code, for messages. "unknown error" for any other code. Never null.
-const char* LastErrorText(std::uint32_t code) noexcept;
+CONTACTMGR_API const char* LastErrorText(std::uint32_t code) noexcept;
 
 // Keeps the last error: its destruction restores what its construction found. So clean-up after a
 // failure cannot replace the reason.

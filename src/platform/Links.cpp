@@ -8,6 +8,9 @@
 
 #include <sys/stat.h>
 
+inline namespace contactmgr_internal
+{
+
 bool IsLink(const char* path)
 {
     const CKeepLastError keep;
@@ -31,3 +34,5 @@ bool ResolveLinks(const char* path, std::string* resolved)
 {
     return CSystemCalls::Current().ResolvePath(path, resolved) == 0 || FailWithErrno(path);
 }
+
+} // namespace contactmgr_internal

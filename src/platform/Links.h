@@ -2,6 +2,9 @@
 
 #include <string>
 
+inline namespace contactmgr_internal
+{
+
 // Symbolic links. Paths are bytes, divided by '/'.
 
 // Whether the path itself is a symbolic link. False too for a path that cannot be looked at. One
@@ -16,3 +19,5 @@ bool IsFolderOrLink(const std::string& path, bool* isLink);
 // ERROR_FILE_NOT_FOUND (2) or ERROR_PATH_NOT_FOUND (3): it leads nowhere; other codes: it cannot be
 // followed. *resolved is written on success only.
 bool ResolveLinks(const char* path, std::string* resolved);
+
+} // namespace contactmgr_internal

@@ -5,6 +5,9 @@
 
 #include <unistd.h>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -153,3 +156,5 @@ bool CopyOwner(int from, int to)
     return (calls.SetOwner(to, status.stx_uid, status.stx_gid) == 0 || !IsRoot()) &&
            (calls.SetMode(to, status.stx_mode & 07777) == 0 || !IsRoot());
 }
+
+} // namespace contactmgr_internal

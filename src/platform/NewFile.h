@@ -8,6 +8,9 @@
 
 #include <sys/stat.h>
 
+inline namespace contactmgr_internal
+{
+
 // New files and folders. What root makes gets the owner and the group of the folder that it is in,
 // before it has its name. The mail server runs as another user and needs access to it.
 
@@ -42,3 +45,5 @@ bool MakeFolder(const std::string& path,
 // Gives a file the owner, the group and the mode of another. A process that is not root's succeeds
 // without the right to do so. False with errno set.
 bool CopyOwner(int from, int to);
+
+} // namespace contactmgr_internal

@@ -7,6 +7,9 @@
 
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 HANDLE COpenFile::ToHandle(std::unique_ptr<COpenFile> file) noexcept
 {
     return file == nullptr ? INVALID_HANDLE_VALUE
@@ -79,3 +82,5 @@ bool COpenFile::GetSize(std::uint64_t* size) const
     *size = status.stx_size;
     return true;
 }
+
+} // namespace contactmgr_internal

@@ -10,6 +10,9 @@
 
 struct statx;
 
+inline namespace contactmgr_internal
+{
+
 class CHeldFile;
 
 // What a HANDLE of CreateFileA refers to: an open file or folder, and the position in it. A
@@ -53,3 +56,5 @@ private:
     std::uint64_t m_position = 0;
     const bool m_isFolder;
 };
+
+} // namespace contactmgr_internal

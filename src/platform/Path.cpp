@@ -1,5 +1,8 @@
 #include "platform/Path.h"
 
+inline namespace contactmgr_internal
+{
+
 std::string FolderOf(std::string_view path)
 {
     const std::size_t slash = path.rfind('/');
@@ -13,3 +16,5 @@ std::string_view NameOf(std::string_view path) noexcept
 {
     return path.substr(path.rfind('/') + 1);
 }
+
+} // namespace contactmgr_internal

@@ -15,6 +15,9 @@
 
 #include <sys/file.h>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -279,3 +282,5 @@ bool RemoveRedo(const std::string& folder, std::string_view name)
     return CSystemCalls::Current().Unlink(RedoPath(folder, name).c_str()) == 0 || errno == ENOENT ||
            FailWithErrno();
 }
+
+} // namespace contactmgr_internal

@@ -5,6 +5,9 @@
 #include <string>
 #include <string_view>
 
+inline namespace contactmgr_internal
+{
+
 // The redo file of a contact file: `.redo/NAME` in its folder, with the whole new text, its length
 // and a checksum (platform/ChangeProtocol.h, I1). It has a folder of its own, so that making and
 // removing it leaves the time of the contacts' folder. The caller holds the lock of NAME.
@@ -39,3 +42,5 @@ bool ReadRedo(const std::string& folder, std::string_view name, ERedo* state, st
 
 // Succeeds where there is none. False with the last error set.
 bool RemoveRedo(const std::string& folder, std::string_view name);
+
+} // namespace contactmgr_internal

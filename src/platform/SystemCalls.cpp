@@ -14,6 +14,9 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -262,3 +265,5 @@ int CSystemCalls::Now(struct timespec* time)
 {
     return ::clock_gettime(CLOCK_REALTIME, time);
 }
+
+} // namespace contactmgr_internal

@@ -12,6 +12,9 @@
 #include <sys/types.h>
 #include <time.h>
 
+inline namespace contactmgr_internal
+{
+
 // The system calls of the platform layer, one operation each, with the call's own result and errno.
 // All calls go through the current instance. A test can replace it to count calls, and to fail or
 // cut short the Nth one. A call that a signal interrupted is repeated here and nowhere else.
@@ -73,3 +76,5 @@ private:
     template <class Call>
     auto Make(const char* name, Call call) -> decltype(call());
 };
+
+} // namespace contactmgr_internal

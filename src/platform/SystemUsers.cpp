@@ -4,6 +4,9 @@
 #include "platform/Failure.h"
 #include "platform/SystemCalls.h"
 
+inline namespace contactmgr_internal
+{
+
 bool FindHomeFolder(const char* user, std::string* home)
 {
     std::string found;
@@ -21,3 +24,5 @@ bool ListSystemUsers(std::vector<std::string>* names)
 {
     return CSystemCalls::Current().ListUsers(names) == 0 || FailWithErrno();
 }
+
+} // namespace contactmgr_internal

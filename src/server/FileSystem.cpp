@@ -9,6 +9,9 @@
 #include <chrono>
 #include <thread>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -76,3 +79,5 @@ int MoveFolderTimeForward(const char* path, const FILETIME& lastWrite)
         OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, INVALID_HANDLE_VALUE));
     return folder.IsOpen() && SetFileTime(folder.Get(), nullptr, nullptr, &lastWrite) != 0;
 }
+
+} // namespace contactmgr_internal

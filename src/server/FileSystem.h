@@ -4,6 +4,9 @@
 
 #include <string>
 
+inline namespace contactmgr_internal
+{
+
 // The platform's file operations under the same names, with their arguments, results and last
 // errors (platform/FileOpen.h).
 class CFileSystem
@@ -40,3 +43,5 @@ int EnsureDirectories(const std::string& root, const std::string& path);
 // Moves a folder's last-write time forward, as SetFileTime does. 0 with the last error of
 // CreateFileA or SetFileTime.
 int MoveFolderTimeForward(const char* path, const FILETIME& lastWrite);
+
+} // namespace contactmgr_internal

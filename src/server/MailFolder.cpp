@@ -9,6 +9,9 @@
 #include <string_view>
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 static_assert(sizeof(_tMailFolderMessageInfo) == 72);
 
 namespace
@@ -137,3 +140,5 @@ void CMailFolder::Reset()
 {
     m_folder.reset();
 }
+
+} // namespace contactmgr_internal

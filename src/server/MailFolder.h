@@ -6,6 +6,9 @@
 #include <cstdint>
 #include <memory>
 
+inline namespace contactmgr_internal
+{
+
 class CMailFolderImpl;
 class CMailOwner;
 
@@ -83,3 +86,5 @@ private:
 
     std::shared_ptr<CMailFolderImpl> m_folder;
 };
+
+} // namespace contactmgr_internal

@@ -16,6 +16,9 @@
 
 #include <glib.h>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -353,3 +356,5 @@ try {
     MoveFolderTimeForward((m_path + "/cur").c_str(), later);
 } catch (const std::bad_alloc&) {
 }
+
+} // namespace contactmgr_internal

@@ -9,6 +9,9 @@
 #include <string_view>
 #include <vector>
 
+inline namespace contactmgr_internal
+{
+
 // Whether a text can be a message id at all; sets no last error.
 bool IsMessageId(const char* id);
 
@@ -90,3 +93,5 @@ private:
     bool m_isListed = false;
     bool m_isWalking = false;
 };
+
+} // namespace contactmgr_internal

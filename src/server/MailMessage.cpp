@@ -11,6 +11,9 @@
 #include <list>
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -193,3 +196,5 @@ void CMailMessage::Reset()
 {
     m_message.reset();
 }
+
+} // namespace contactmgr_internal

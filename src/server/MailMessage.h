@@ -6,6 +6,9 @@
 #include <memory>
 #include <string>
 
+inline namespace contactmgr_internal
+{
+
 class CMailFolder;
 class CMailMessageImpl;
 
@@ -52,3 +55,5 @@ public:
 private:
     std::shared_ptr<CMailMessageImpl> m_message;
 };
+
+} // namespace contactmgr_internal

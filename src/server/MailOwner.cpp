@@ -6,6 +6,9 @@
 
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 CMailOwner::CMailOwner() = default;
 CMailOwner::~CMailOwner() = default;
 
@@ -69,3 +72,5 @@ bool CMailboxMailOwner::Open(CMailbox& mailbox)
     }
     return OpenAt(handle->place);
 }
+
+} // namespace contactmgr_internal

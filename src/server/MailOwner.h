@@ -5,6 +5,10 @@
 #include <string>
 
 class CMailbox;
+
+inline namespace contactmgr_internal
+{
+
 class CMailOwnerImpl;
 struct CMailboxPlace;
 struct _tMailServer;
@@ -53,3 +57,5 @@ public:
     // Touches no file. Last error ERROR_INVALID_HANDLE (6): the mailbox is closed.
     bool Open(CMailbox& mailbox);
 };
+
+} // namespace contactmgr_internal

@@ -124,7 +124,7 @@ try {
     return -1;
 }
 
-std::optional<std::uint32_t> RegisteredDefault(const std::string& key)
+std::optional<std::uint32_t> contactmgr_internal::RegisteredDefault(const std::string& key)
 {
     const std::lock_guard lock(Families().mutex);
     for (const auto& [family, defaults] : Families().families) {
@@ -136,7 +136,7 @@ std::optional<std::uint32_t> RegisteredDefault(const std::string& key)
     return std::nullopt;
 }
 
-std::vector<CPropertyDefault> RegisteredDefaults()
+std::vector<CPropertyDefault> contactmgr_internal::RegisteredDefaults()
 {
     std::vector<CPropertyDefault> all;
     const std::lock_guard lock(Families().mutex);

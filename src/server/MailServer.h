@@ -1,10 +1,14 @@
 #pragma once
 
+#include "platform/Export.h"
 #include <cstdint>
 #include <memory>
 #include <string>
 
+inline namespace contactmgr_internal
+{
 struct _tMailServer;
+} // namespace contactmgr_internal
 
 struct CMailServerOptions
 {
@@ -51,7 +55,7 @@ struct CMailServerOptions
 // comes in a later component, and the server-wide ones in the root, which is what stands in front
 // of the first component with a variable. The store of one mailbox and that of home folders have
 // the mailbox's own only.
-class CMailServer
+class CONTACTMGR_API CMailServer
 {
 public:
     CMailServer();
@@ -92,4 +96,5 @@ inline constexpr std::uint32_t kMailServerPropertyNumber = 4;
 // wherever no property file holds it. The table is copied; a family that is registered again is
 // replaced. Gives 0, or -1 with last error ERROR_INVALID_PARAMETER (87): null argument or other
 // type; ERROR_NOT_ENOUGH_MEMORY (8): memory is exhausted. Any thread.
-int RegisterMailServerPropertyFamily(const char* family, const MailServerPropertyRecord* records);
+CONTACTMGR_API int RegisterMailServerPropertyFamily(const char* family,
+                                                    const MailServerPropertyRecord* records);

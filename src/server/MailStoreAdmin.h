@@ -1,12 +1,16 @@
 #pragma once
 
+#include "platform/Export.h"
 #include "server/MailServer.h"
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
+inline namespace contactmgr_internal
+{
 struct _tMailServer;
+} // namespace contactmgr_internal
 
 // What an administrator does to a mail store: lay out mailboxes, set their properties, and find out
 // what is wrong. Names and their last errors are those of CMailbox::Open. Any thread.
@@ -14,7 +18,7 @@ struct _tMailServer;
 // Makes the mailbox with its folders `cur`, `new` and `tmp`, and the folders on the way to it.
 // After a failure or a dead process there is no mailbox yet; the next call completes it. Last error
 // ERROR_ALREADY_EXISTS (183): the mailbox exists.
-bool CreateMailbox(_tMailServer* server, const char* name, const char* domain);
+CONTACTMGR_API bool CreateMailbox(_tMailServer* server, const char* name, const char* domain);
 
 struct CMailboxPropertySetting
 {
@@ -31,17 +35,17 @@ struct CMailboxPropertySetting
 // type; ERROR_INVALID_DATA (13): the present file is no JSON object, or nested deeper than 64
 // levels; ERROR_LOCK_VIOLATION (33): another process is setting properties at this moment;
 // ERROR_FILE_TOO_LARGE (223): the file would be over 1 MB.
-bool SetMailboxProperties(_tMailServer* server, const char* name, const char* domain,
-                          const std::vector<CMailboxPropertySetting>& settings);
+CONTACTMGR_API bool SetMailboxProperties(_tMailServer* server, const char* name, const char* domain,
+                                         const std::vector<CMailboxPropertySetting>& settings);
 
 // Set properties in the file of a domain or of the server in the same way. A new file can be read
 // by all who may enter its folder. Last errors as above; ERROR_NOT_SUPPORTED (50): the location
 // gives the domain or the server no property file; ERROR_PATH_NOT_FOUND (3): there is no such
 // domain.
-bool SetDomainProperties(_tMailServer* server, const char* domain,
-                         const std::vector<CMailboxPropertySetting>& settings);
-bool SetServerProperties(_tMailServer* server,
-                         const std::vector<CMailboxPropertySetting>& settings);
+CONTACTMGR_API bool SetDomainProperties(_tMailServer* server, const char* domain,
+                                        const std::vector<CMailboxPropertySetting>& settings);
+CONTACTMGR_API bool SetServerProperties(_tMailServer* server,
+                                        const std::vector<CMailboxPropertySetting>& settings);
 
 enum class EPropertyType
 {
@@ -55,7 +59,7 @@ enum class EPropertyType
 // The type in which a property of a mailbox is read, kText or kNumber. kNone: nothing reads a
 // property of that name. ASCII case does not count. A name that ends in "Effective" is none: it is
 // looked up without that ending.
-EPropertyType TypeOfProperty(const char* name);
+CONTACTMGR_API EPropertyType TypeOfProperty(const char* name);
 
 // Where a property stands.
 enum class EPropertySource
@@ -80,8 +84,8 @@ struct CMailboxProperty
 // from top to bottom, and the registered defaults. Of several properties of one name the first
 // holds. With a null name those of a domain alone, and with a null domain too those of the server.
 // Last errors as CheckPropertyFiles; after false nothing is appended.
-bool ListProperties(_tMailServer* server, const char* name, const char* domain,
-                    std::vector<CMailboxProperty>* properties);
+CONTACTMGR_API bool ListProperties(_tMailServer* server, const char* name, const char* domain,
+                                   std::vector<CMailboxProperty>* properties);
 
 struct CPropertyFileFault
 {
@@ -94,17 +98,18 @@ struct CPropertyFileFault
 // that cannot be used, which *fault then names, with last error ERROR_INVALID_DATA (13): no JSON
 // object; ERROR_FILE_TOO_LARGE (223): over 1 MB; other codes: it cannot be read. Another failure
 // leaves *fault as it was.
-bool CheckPropertyFiles(_tMailServer* server, const char* name, const char* domain,
-                        CPropertyFileFault* fault);
+CONTACTMGR_API bool CheckPropertyFiles(_tMailServer* server, const char* name, const char* domain,
+                                       CPropertyFileFault* fault);
 
 // Why CMailServer::Open refuses a location or its options, in a few English words for a report:
 // "the location has no %n", "no folder /var/vmail". Empty where it does not, or the last error of
 // Open says all. The last error stays.
-std::string ExplainLocation(const char* location, const CMailServerOptions& options);
+CONTACTMGR_API std::string ExplainLocation(const char* location, const CMailServerOptions& options);
 
 // Why CMailbox::Open does not find a mailbox: "no folder /var/vmail/example.org/ann", "no Maildir
 // here: an mdbox in ...", "no user ann of this system". Empty as above. The last error stays.
-std::string ExplainMailbox(_tMailServer* server, const char* name, const char* domain);
+CONTACTMGR_API std::string ExplainMailbox(_tMailServer* server, const char* name,
+                                          const char* domain);
 
 // Where the address book of a mailbox lies.
 struct CAddressBookPlace
@@ -116,5 +121,5 @@ struct CAddressBookPlace
 };
 
 // False with the last errors of CMailbox::Open; *place is written on success only.
-bool LocateAddressBook(_tMailServer* server, const char* name, const char* domain,
-                       CAddressBookPlace* place);
+CONTACTMGR_API bool LocateAddressBook(_tMailServer* server, const char* name, const char* domain,
+                                      CAddressBookPlace* place);

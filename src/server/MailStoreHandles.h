@@ -13,6 +13,9 @@
 #include <utility>
 #include <vector>
 
+inline namespace contactmgr_internal
+{
+
 // What stands behind the handles of the mail store; for the sources of this folder alone.
 
 struct _tMailServer : std::enable_shared_from_this<_tMailServer>
@@ -95,3 +98,5 @@ std::vector<CPropertyDefault> RegisteredDefaults();
 
 // Whether a mailbox's contact reads the property as text. It is empty where nobody filled it in.
 bool IsContactText(std::string_view name);
+
+} // namespace contactmgr_internal

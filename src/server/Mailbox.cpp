@@ -73,7 +73,7 @@ try {
 
 } // namespace
 
-struct _tMailboxEnumeration
+struct contactmgr_internal::_tMailboxEnumeration
 {
     std::shared_ptr<_tMailServer> server;
     std::string domain;
@@ -83,14 +83,15 @@ struct _tMailboxEnumeration
     const std::shared_ptr<CSharedProperties> shared = std::make_shared<CSharedProperties>();
 };
 
-bool IsContactText(std::string_view name)
+bool contactmgr_internal::IsContactText(std::string_view name)
 {
     return std::ranges::any_of(kPropertyNames, [name](const CPropertyName& known) {
         return EqualIgnoringCase(name, std::string_view(known.name));
     });
 }
 
-bool CheckMailboxNames(_tMailServer* server, const char* name, const char* domain)
+bool contactmgr_internal::CheckMailboxNames(_tMailServer* server, const char* name,
+                                            const char* domain)
 {
     if (server == nullptr) {
         return Fail(ERROR_INVALID_HANDLE);
@@ -118,7 +119,8 @@ bool FindAsGiven(_tMailServer* server, std::string_view name, std::string_view d
 
 } // namespace
 
-bool FindMailbox(_tMailServer* server, const char* name, const char* domain, CMailboxPlace* place)
+bool contactmgr_internal::FindMailbox(_tMailServer* server, const char* name, const char* domain,
+                                      CMailboxPlace* place)
 {
     if (!CheckMailboxNames(server, name, domain)) {
         return false;
@@ -138,7 +140,8 @@ bool FindMailbox(_tMailServer* server, const char* name, const char* domain, CMa
     return true;
 }
 
-std::array<std::string, 3> PropertyFilePaths(const _tMailServer& server, const CMailboxPlace& place)
+std::array<std::string, 3> contactmgr_internal::PropertyFilePaths(const _tMailServer& server,
+                                                                  const CMailboxPlace& place)
 {
     std::array<std::string, 3> paths = {place.folders, server.layout.DomainPath(place.domain),
                                         server.layout.ServerPath()};

@@ -1,12 +1,16 @@
 #pragma once
 
+#include "platform/Export.h"
 #include <cstdint>
 #include <memory>
 #include <string>
 
+inline namespace contactmgr_internal
+{
 struct _tMailServer;
 struct _tMailbox;
 struct _tMailboxEnumeration;
+} // namespace contactmgr_internal
 
 // Stands for one open mailbox. Copies share the handle. An open mailbox may be read by several
 // threads at once; opening and closing belong to one thread.
@@ -15,7 +19,7 @@ struct _tMailboxEnumeration;
 // without '/', blanks and control characters, not beginning with a dot. Any other is refused with
 // ERROR_INVALID_PARAMETER (87) before a file is touched. A mailbox that is not there as given is
 // looked for in lower case (ASCII letters), as mail servers fold names.
-class CMailbox
+class CONTACTMGR_API CMailbox
 {
 public:
     CMailbox();
@@ -62,20 +66,21 @@ private:
 };
 
 // The server that the mailbox is open on; good as long as the mailbox is open. Null for null.
-_tMailServer* GetMailboxServerHandle(_tMailbox* mailbox);
+CONTACTMGR_API _tMailServer* GetMailboxServerHandle(_tMailbox* mailbox);
 
 // Starts a walk of a domain's mailboxes, sorted by name. The caller ends it. Null on failure; last
 // error ERROR_INVALID_PARAMETER (87): refused name; ERROR_INVALID_HANDLE (6): null server;
 // ERROR_PATH_NOT_FOUND (3): no such domain. In a store of home folders it walks the users of the
 // system; in the store of one mailbox it gives that one, once its name is known.
-_tMailboxEnumeration* StartMailboxEnumeration(_tMailServer* server, const char* domain);
+CONTACTMGR_API _tMailboxEnumeration* StartMailboxEnumeration(_tMailServer* server,
+                                                             const char* domain);
 
 // The next mailbox's name, without its domain and ended by a zero byte, which *size does not
 // count: *size comes in as the longest name that fits and goes out as this one's length. Names that
 // do not fit are passed over. The out word, which may be null, becomes 0. Gives 0 with last error
 // ERROR_NO_MORE_FILES (18): at the end; ERROR_INVALID_HANDLE (6): null handle.
-int FindNextMailbox(_tMailboxEnumeration* enumeration, char* name, std::uint32_t* size,
-                    std::uint32_t* flags);
+CONTACTMGR_API int FindNextMailbox(_tMailboxEnumeration* enumeration, char* name,
+                                   std::uint32_t* size, std::uint32_t* flags);
 
 // Ends a walk; 0 with last error ERROR_INVALID_HANDLE (6): null handle.
-int CloseMailboxEnumeration(_tMailboxEnumeration* enumeration);
+CONTACTMGR_API int CloseMailboxEnumeration(_tMailboxEnumeration* enumeration);

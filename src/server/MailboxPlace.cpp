@@ -12,6 +12,9 @@
 #include <algorithm>
 #include <vector>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -148,3 +151,5 @@ bool IsAmongMailFolders(const CMailboxPlace& place, const std::string& path)
     const std::string target = Resolved(path);
     return target.starts_with(mailbox) && (target[mailbox.size()] == '.' || IsPlainLayout(place));
 }
+
+} // namespace contactmgr_internal

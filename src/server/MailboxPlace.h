@@ -2,6 +2,9 @@
 
 #include <string>
 
+inline namespace contactmgr_internal
+{
+
 // How the mail folders of a mailbox lie in its folder.
 // The address book in the message store of a mailbox.
 inline constexpr const char* kAddressBookFolder = "/Contacts";
@@ -53,3 +56,5 @@ bool MakeMessageStore(const CMailboxPlace& place);
 // Whether a path is a mail folder, or lies in one, as a mail server would see it. The last error
 // stays.
 bool IsAmongMailFolders(const CMailboxPlace& place, const std::string& path);
+
+} // namespace contactmgr_internal

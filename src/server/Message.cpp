@@ -10,6 +10,9 @@
 #include <algorithm>
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -172,3 +175,5 @@ void CMessageImpl::SetMessageStructure(std::unique_ptr<_tMessageStructure> struc
     m_parts.RemoveAll();
     m_structure = std::move(structure);
 }
+
+} // namespace contactmgr_internal

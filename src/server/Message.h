@@ -12,6 +12,9 @@
 
 class CUtf8String;
 
+inline namespace contactmgr_internal
+{
+
 // Where a part's header section and its content lie in the text of the message.
 struct _tBodyPartStructure
 {
@@ -151,3 +154,5 @@ private:
     CBodyPartStructureMap m_parts;
     std::unique_ptr<_tMessageStructure> m_structure;
 };
+
+} // namespace contactmgr_internal

@@ -11,6 +11,9 @@
 
 #include <gio/gio.h>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -186,3 +189,5 @@ void CMessageFile::Rewind()
     m_gunzip.reset();
     m_compression = nullptr;
 }
+
+} // namespace contactmgr_internal

@@ -6,6 +6,9 @@
 #include <memory>
 #include <string>
 
+inline namespace contactmgr_internal
+{
+
 class CGunzip;
 
 // The file of a stored message, open for reading. It is read from its beginning on, piece by piece.
@@ -38,3 +41,5 @@ private:
     const char* m_compression = nullptr;
     std::unique_ptr<CGunzip> m_gunzip; // only for gzip
 };
+
+} // namespace contactmgr_internal

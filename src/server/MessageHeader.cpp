@@ -8,6 +8,9 @@
 #include <algorithm>
 #include <new>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -136,3 +139,5 @@ std::string HeaderValueToUtf8(std::string_view value)
     }
     return unfolded;
 }
+
+} // namespace contactmgr_internal

@@ -4,6 +4,9 @@
 #include <string>
 #include <string_view>
 
+inline namespace contactmgr_internal
+{
+
 // The header section of a stored message (RFC 5322 section 2.2): fields up to the first empty line,
 // each with the lines behind it that begin with a blank. A line that is no field, such as the
 // "From " line of an mbox, is skipped.
@@ -35,3 +38,5 @@ std::size_t HeaderSectionLength(std::string_view text);
 // The value unfolded, trimmed and in UTF-8. One that is no valid UTF-8 is taken as Latin-1, and a
 // NUL becomes U+FFFD.
 std::string HeaderValueToUtf8(std::string_view value);
+
+} // namespace contactmgr_internal

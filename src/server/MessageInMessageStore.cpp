@@ -7,6 +7,9 @@
 #include <string_view>
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 bool CMessageInMessageStore::Open(CMailFolder& folder, const char* messageId)
 {
     SetMessageStructure(nullptr);
@@ -46,3 +49,5 @@ bool CMessageInMessageStore::LoadMessageStructure()
     SetMessageStructure(std::move(structure));
     return true;
 }
+
+} // namespace contactmgr_internal

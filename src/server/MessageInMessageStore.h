@@ -5,6 +5,9 @@
 
 #include <string>
 
+inline namespace contactmgr_internal
+{
+
 class CMailFolder;
 
 // A stored message. Open reads it whole, up to 4 MB; the first use parses it.
@@ -29,3 +32,5 @@ private:
     CMailMessage m_message;
     std::string m_text;
 };
+
+} // namespace contactmgr_internal

@@ -11,6 +11,9 @@
 #include <system_error>
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -327,3 +330,5 @@ std::string CPathTemplate::NameOfEntry(const Component& component, const std::st
     }
     return {};
 }
+
+} // namespace contactmgr_internal

@@ -5,6 +5,9 @@
 #include <string_view>
 #include <vector>
 
+inline namespace contactmgr_internal
+{
+
 // What a path template is filled in with. Mailbox and domain names are plain (IsPlainName); the
 // home folder is needed where the template uses it.
 struct CTemplateNames
@@ -84,3 +87,5 @@ private:
     std::size_t m_nameIndex = 0;         // of the first component with the whole name
     std::size_t m_domainIndex = 0;       // and of the first with the whole domain
 };
+
+} // namespace contactmgr_internal

@@ -12,6 +12,9 @@
 
 #include <nlohmann/json.hpp>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -235,3 +238,5 @@ std::shared_ptr<const CPropertyFile> CPropertyFileCache::Get(const std::string& 
     }
     return file;
 }
+
+} // namespace contactmgr_internal

@@ -10,6 +10,9 @@
 #include <unordered_map>
 #include <variant>
 
+inline namespace contactmgr_internal
+{
+
 inline constexpr std::string_view kPropertyFileName = "/properties.json";
 inline constexpr std::uint32_t kMaxPropertyFileSize = 1 << 20;
 
@@ -79,3 +82,5 @@ private:
     std::mutex m_mutex;
     std::unordered_map<std::string, Entry> m_entries;
 };
+
+} // namespace contactmgr_internal

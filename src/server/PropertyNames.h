@@ -1,5 +1,8 @@
 #pragma once
 
+inline namespace contactmgr_internal
+{
+
 // The properties of a mailbox that its contact reads, and with them the vocabulary of contact
 // properties (core/ContactProperties.h): one table for the mail store, the stores of contacts and
 // the tool.
@@ -57,3 +60,5 @@ inline constexpr CPropertyName kPropertyNames[] = {
     {"Street", EPropertyKind::kMailboxText},
     {"Telephone", EPropertyKind::kMailboxText},
 };
+
+} // namespace contactmgr_internal

@@ -4,6 +4,9 @@
 #include "server/MailServer.h"
 #include "text/MimeLibrary.h"
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -50,3 +53,5 @@ bool CSatchelDependancy::DoTermWork()
 {
     return true;
 }
+
+} // namespace contactmgr_internal

@@ -7,6 +7,9 @@
 
 class CMailServer;
 
+inline namespace contactmgr_internal
+{
+
 // Mailboxes. Wants an open server: last error 6 otherwise, here and below.
 class CPigeonryDependancy : public CDependancy<CMailServer>
 {
@@ -47,3 +50,5 @@ public:
 private:
     _tDomain* m_domain = nullptr;
 };
+
+} // namespace contactmgr_internal

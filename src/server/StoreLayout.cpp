@@ -11,6 +11,9 @@
 #include <algorithm>
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -271,3 +274,5 @@ bool CStoreLayout::ListNames(std::string_view domain, std::vector<std::string>* 
     }
     return IsOfSystemUsers() ? ListSystemUsers(names) : m_folders.ListNames(domain, names);
 }
+
+} // namespace contactmgr_internal

@@ -9,6 +9,9 @@
 #include <string_view>
 #include <vector>
 
+inline namespace contactmgr_internal
+{
+
 // Where a store keeps what: the location of CMailServer::Open, taken apart. Names that are passed
 // in are plain. A value.
 class CStoreLayout
@@ -62,3 +65,5 @@ private:
     std::string m_defaultDomain;
     std::string m_fault;
 };
+
+} // namespace contactmgr_internal

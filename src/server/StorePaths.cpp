@@ -5,6 +5,9 @@
 #include <algorithm>
 #include <string_view>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -28,3 +31,5 @@ bool IsPlainName(const char* name)
            text.find('/') == std::string_view::npos &&
            std::ranges::none_of(text, IsBlankOrControl) && IsUtf8(text);
 }
+
+} // namespace contactmgr_internal

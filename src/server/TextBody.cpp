@@ -10,6 +10,9 @@
 
 #include <gmime/gmime.h>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -69,3 +72,5 @@ bool DecodeTextBody(const _tBodyPartStructure& part, std::string* text)
                           g_mime_content_type_get_parameter(type.get(), "charset"));
     return true;
 }
+
+} // namespace contactmgr_internal

@@ -8,6 +8,9 @@
 #include <memory>
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -380,3 +383,5 @@ bool CAddressReader::ReadList(std::vector<CMailboxText>* mailboxes)
         }
     }
 }
+
+} // namespace contactmgr_internal

@@ -5,6 +5,9 @@
 #include <string_view>
 #include <vector>
 
+inline namespace contactmgr_internal
+{
+
 // One mailbox as it was read: UTF-8 without quotes, folding, comments or route. A value.
 struct CMailboxText
 {
@@ -73,3 +76,5 @@ private:
     std::size_t m_position = 0;
     std::vector<CWord> m_words; // the words read last
 };
+
+} // namespace contactmgr_internal

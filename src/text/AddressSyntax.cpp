@@ -4,6 +4,9 @@
 #include <array>
 #include <cstddef>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -122,3 +125,5 @@ std::string EncodePhrase(std::string_view name)
 {
     return IsPlainPhrase(name) ? std::string(name) : Quote(name);
 }
+
+} // namespace contactmgr_internal

@@ -3,6 +3,9 @@
 #include <string>
 #include <string_view>
 
+inline namespace contactmgr_internal
+{
+
 // The words of mail addresses, RFC 5322 section 3.2 with the UTF-8 of RFC 6532: each byte from 0x80
 // on counts as a letter. May throw std::bad_alloc.
 
@@ -24,3 +27,5 @@ std::string Unquote(std::string_view source);
 // A local part or display name of one line, in quotes if it needs them.
 std::string EncodeLocalPart(std::string_view localPart);
 std::string EncodePhrase(std::string_view name);
+
+} // namespace contactmgr_internal

@@ -10,6 +10,9 @@
 
 #include <gmime/gmime.h>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -115,3 +118,5 @@ std::string DecodeCharset(const std::string& text, const char* charset)
     const std::unique_ptr<void, decltype(&g_mime_iconv_close)> owner(converter, g_mime_iconv_close);
     return ConvertLossy(converter, text);
 }
+
+} // namespace contactmgr_internal

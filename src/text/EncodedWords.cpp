@@ -10,6 +10,9 @@
 
 #include <gmime/gmime.h>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -195,3 +198,5 @@ std::string EncodeWords(std::string_view text)
     }
     return words;
 }
+
+} // namespace contactmgr_internal

@@ -4,6 +4,9 @@
 #include <string>
 #include <string_view>
 
+inline namespace contactmgr_internal
+{
+
 // Encoded words of mail headers, RFC 2047. May throw std::bad_alloc.
 
 // Text with the encoded words in it decoded to UTF-8, and the blanks between two of them dropped.
@@ -22,3 +25,5 @@ std::size_t EncodedWordLength(std::string_view text);
 
 // UTF-8 as encoded words, each of whole characters, that decode to just this text.
 std::string EncodeWords(std::string_view text);
+
+} // namespace contactmgr_internal

@@ -4,6 +4,9 @@
 
 #include <mutex>
 
+inline namespace contactmgr_internal
+{
+
 void EnsureMimeLibrary()
 {
     static std::once_flag started;
@@ -19,3 +22,5 @@ void CGlibFree::operator()(void* memory) const noexcept
 {
     g_free(memory);
 }
+
+} // namespace contactmgr_internal

@@ -1,5 +1,8 @@
 #pragma once
 
+inline namespace contactmgr_internal
+{
+
 // Starts the MIME library, once for the process; any thread. Each source calls this before it calls
 // the library.
 void EnsureMimeLibrary();
@@ -14,3 +17,5 @@ struct CGlibFree
 {
     void operator()(void* memory) const noexcept;
 };
+
+} // namespace contactmgr_internal

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Export.h"
 #include "platform/List.h"
 #include "trace/MemoryDebugging.h"
 
@@ -7,7 +8,10 @@
 #include <string>
 #include <string_view>
 
+inline namespace contactmgr_internal
+{
 struct CMailboxText;
+} // namespace contactmgr_internal
 
 // One mail address (RFC 5322 section 3.4) with a comment, its display name. A value; a new one is
 // empty.
@@ -16,7 +20,7 @@ struct CMailboxText;
 // changes or ends. EncodedComment and RawFullAddress are made at the first call, so a const object
 // too belongs to one thread at a time. Without memory for it such a text is empty, with last error
 // ERROR_NOT_ENOUGH_MEMORY (8).
-class CRfc822Address : public CTracedAllocation
+class CONTACTMGR_API CRfc822Address : public CTracedAllocation
 {
 public:
     CRfc822Address() = default;
@@ -81,7 +85,7 @@ private:
 
 // An ordered list of mail addresses. A resource; it owns its elements. A position is opaque and
 // null past the end; it lasts until the next Parse.
-class CRfc822AddressList : public CTracedAllocation
+class CONTACTMGR_API CRfc822AddressList : public CTracedAllocation
 {
 public:
     CRfc822AddressList() = default;

@@ -12,6 +12,9 @@
 #include <string_view>
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -159,3 +162,5 @@ bool ReadSender(const char* field, CRfc822Address* sender)
     *sender = std::move(read);
     return true;
 }
+
+} // namespace contactmgr_internal

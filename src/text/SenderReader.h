@@ -2,6 +2,9 @@
 
 #include "text/Rfc822Address.h"
 
+inline namespace contactmgr_internal
+{
+
 // Reads a "From" field, in UTF-8 and unfolded, that names one sender. It takes what
 // CRfc822Address::Parse takes, and more, since mailers break the grammar:
 // - one address in angle brackets at the end, with any text in front of it as the name;
@@ -11,3 +14,5 @@
 // False if the field names several senders or none: last error ERROR_INVALID_DATA (13), and the
 // sender stays as it was. Needs time of the order of the field's length. May throw std::bad_alloc.
 bool ReadSender(const char* field, CRfc822Address* sender);
+
+} // namespace contactmgr_internal

@@ -10,6 +10,9 @@
 
 #include <utf8.h>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -205,3 +208,5 @@ std::string Latin1ToUtf8(std::string_view text)
     }
     return converted;
 }
+
+} // namespace contactmgr_internal

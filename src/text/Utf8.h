@@ -3,6 +3,9 @@
 #include <string>
 #include <string_view>
 
+inline namespace contactmgr_internal
+{
+
 // Conversions between UTF-8 and UTF-16, for the library's own sources: they may throw
 // std::bad_alloc. UTF-8 is read as RFC 3629 defines it: a cut, overlong or surrogate sequence and
 // anything above U+10FFFF fail with ERROR_INVALID_DATA (13), and so does an unpaired surrogate in
@@ -27,3 +30,5 @@ bool IsUtf8(std::string_view text);
 
 // Each byte is a character, U+0000 to U+00FF.
 std::string Latin1ToUtf8(std::string_view text);
+
+} // namespace contactmgr_internal

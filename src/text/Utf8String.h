@@ -1,11 +1,12 @@
 #pragma once
 
+#include "platform/Export.h"
 #include <string>
 #include <utility>
 
 // A narrow string whose bytes are UTF-8. A value. Lengths, positions and comparisons are the narrow
 // string's own and count bytes. The constructors take the bytes as they are; the conversions check.
-class CUtf8String : public std::string
+class CONTACTMGR_API CUtf8String : public std::string
 {
 public:
     CUtf8String() = default;

@@ -1,5 +1,8 @@
 #include "trace/DebuggingDataToString.h"
 
+inline namespace contactmgr_internal
+{
+
 std::string CDebuggingDataToString::DwordToString(const std::uint32_t* value)
 {
     return value == nullptr ? "(null)" : DwordToString(*value);
@@ -24,3 +27,5 @@ std::string CDebuggingDataToString::IntToString(int value)
 {
     return LongToString(value);
 }
+
+} // namespace contactmgr_internal

@@ -3,6 +3,9 @@
 #include <cstdint>
 #include <string>
 
+inline namespace contactmgr_internal
+{
+
 // Numbers as decimal text, for the trace.
 class CDebuggingDataToString
 {
@@ -14,3 +17,5 @@ public:
     static std::string LongToString(std::int32_t value);
     static std::string IntToString(int value);
 };
+
+} // namespace contactmgr_internal

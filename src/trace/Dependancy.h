@@ -1,5 +1,8 @@
 #pragma once
 
+inline namespace contactmgr_internal
+{
+
 // A base for the class by which a server starts and ends one of its libraries. A resource; one
 // thread at a time uses it.
 template <class Server>
@@ -47,3 +50,5 @@ protected:
 private:
     bool m_isRunning = false;
 };
+
+} // namespace contactmgr_internal

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Export.h"
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -19,7 +20,7 @@
 // The line has the thread, the active mail name if there is one, an indent for nested scopes, the
 // kind of event (> entry, < exit, ? parameters, = return values) and the scope's literal. Tracing
 // never fails and never changes the last error. A line that finds no memory is lost.
-class CFunctionDebugging
+class CONTACTMGR_API CFunctionDebugging
 {
 public:
     // Capture bits. All others are ignored.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Export.h"
 #include <cstddef>
 #include <cstdint>
 
@@ -8,7 +9,7 @@ struct CDummy
 {};
 
 // The heap for objects that callers get from the library. Any thread may use it at any time.
-class CMemoryDebugging
+class CONTACTMGR_API CMemoryDebugging
 {
 public:
     // Gives memory aligned for any object; the caller frees it with TraceDeallocate. Null with
@@ -24,7 +25,7 @@ public:
 };
 
 // A base for classes whose objects are on that heap, with the tag "NoFileInfo" and line 0.
-class CTracedAllocation
+class CONTACTMGR_API CTracedAllocation
 {
 public:
     // `new` gives null with ERROR_NOT_ENOUGH_MEMORY (8) when memory is exhausted.

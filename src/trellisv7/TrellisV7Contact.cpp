@@ -2,6 +2,9 @@
 
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 CTrellisV7Contact::CTrellisV7Contact(CMessage& message, std::string messageId,
                                      const FILETIME& modifiedTime, std::string mailboxName,
                                      std::string domainName)
@@ -64,3 +67,5 @@ CTrellisV7Contact::FieldOf(const CContactProperty& property)
     }
     return std::nullopt;
 }
+
+} // namespace contactmgr_internal

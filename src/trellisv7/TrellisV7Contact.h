@@ -10,6 +10,9 @@
 #include <string>
 #include <string_view>
 
+inline namespace contactmgr_internal
+{
+
 class CBodyPart;
 class CMessage;
 
@@ -99,3 +102,5 @@ private:
     bool m_isIndividual = true;
     std::array<CUtf8String, static_cast<std::size_t>(EField::Count)> m_fields;
 };
+
+} // namespace contactmgr_internal

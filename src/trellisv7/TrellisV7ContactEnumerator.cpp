@@ -7,6 +7,9 @@
 
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 CTrellisV7ContactEnumerator::CTrellisV7ContactEnumerator(CMailbox& mailbox)
     : CMailFolderContactEnumerator(mailbox)
 {
@@ -53,3 +56,5 @@ bool CTrellisV7ContactEnumerator::MoveNext()
     }
     return false;
 }
+
+} // namespace contactmgr_internal

@@ -3,6 +3,9 @@
 #include "core/MailFolderContactEnumerator.h"
 #include "server/MailServer.h"
 
+inline namespace contactmgr_internal
+{
+
 // Walks the entries in the folder "Contacts" of an open mailbox, which stays the caller's. Group
 // entries are left out. A message that cannot be opened or decompressed is passed over. One that
 // opens and is not in the format of the store ends the walk. Both are among the faults, except a
@@ -25,3 +28,5 @@ public:
 private:
     CMailServer m_server;
 };
+
+} // namespace contactmgr_internal

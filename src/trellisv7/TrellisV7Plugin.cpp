@@ -10,6 +10,9 @@
 
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -112,3 +115,5 @@ CContactPlg::CContactEnumerator* CTrellisV7Plugin::GetEnumerator()
 {
     return Make<CTrellisV7ContactEnumerator>(m_mailbox).release();
 }
+
+} // namespace contactmgr_internal

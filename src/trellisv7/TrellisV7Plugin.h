@@ -7,6 +7,9 @@
 
 class CMailbox;
 
+inline namespace contactmgr_internal
+{
+
 // The store of type "TRELLISV7": the address book entries that the older web client left as
 // messages in the mailbox's folder "Contacts". Reads and removes them. It creates and changes no
 // contacts and has no change report. The mailbox must be open, stays the caller's and outlives the
@@ -42,3 +45,5 @@ private:
     CMailbox& m_mailbox;
     CMailServer m_server;
 };
+
+} // namespace contactmgr_internal

@@ -6,6 +6,9 @@
 #include <algorithm>
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 // The format of the stored messages. A "Reply-To" of "Group" marks a group entry. The body is text
 // of lines KEY:VALUE, in any order, without quoting or continuation. Of several lines with one key
 // the last counts. The older web client wrote no other lines, so a message with another line is not
@@ -192,3 +195,5 @@ bool CTrellisV7Contact::SplitName()
     m_lastName = lastBlank == name.npos ? u"" : name.substr(lastBlank + 1);
     return true;
 }
+
+} // namespace contactmgr_internal

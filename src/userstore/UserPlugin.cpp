@@ -8,6 +8,9 @@
 #include <string_view>
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 CContactPlg* CUserPlugin::Create(CMailbox& mailbox)
 {
     return Make<CUserPlugin>(mailbox).release();
@@ -60,3 +63,5 @@ CContactPlg::CContactEnumerator* CUserPlugin::GetEnumerator()
 {
     return Make<CUserStoreContactEnumerator>(m_mailbox).release();
 }
+
+} // namespace contactmgr_internal

@@ -7,6 +7,9 @@
 
 class CMailbox;
 
+inline namespace contactmgr_internal
+{
+
 // The store of type "UserStore": every mailbox of the domain of the manager's mailbox as a
 // read-only contact. Creates, removes and reports nothing. The mailbox must be open, stays the
 // caller's and outlives the store; contacts and enumerators end before the store.
@@ -37,3 +40,5 @@ private:
     CMailbox& m_mailbox;
     CMailServer m_server;
 };
+
+} // namespace contactmgr_internal

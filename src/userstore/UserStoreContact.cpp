@@ -12,6 +12,9 @@
 #include <string_view>
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -251,3 +254,5 @@ try {
 } catch (const std::bad_alloc&) {
     return FailForMemory();
 }
+
+} // namespace contactmgr_internal

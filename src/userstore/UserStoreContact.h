@@ -9,6 +9,9 @@
 
 class CMailServer;
 
+inline namespace contactmgr_internal
+{
+
 // A mailbox of the mail store, as a read-only contact. Its identity is its mail address, which
 // names a mailbox and a domain. All else is read from the mailbox's properties on demand. A mailbox
 // that cannot be opened still gives a contact, which has an address and nothing more.
@@ -67,3 +70,5 @@ private:
     CMailServer* const m_server;
     CMailbox m_mailbox;
 };
+
+} // namespace contactmgr_internal

@@ -11,6 +11,9 @@
 #include <string_view>
 #include <utility>
 
+inline namespace contactmgr_internal
+{
+
 namespace
 {
 
@@ -109,3 +112,5 @@ bool CUserStoreContactEnumerator::MoveNext()
     m_current = Make<CUserStoreContact>(m_server, std::move(address), std::move(mailbox));
     return true;
 }
+
+} // namespace contactmgr_internal

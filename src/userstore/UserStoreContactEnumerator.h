@@ -6,6 +6,9 @@
 
 #include <memory>
 
+inline namespace contactmgr_internal
+{
+
 struct _tMailboxEnumeration;
 
 // Walks the mailboxes of the domain of an open mailbox, which stays the caller's. The names
@@ -37,3 +40,5 @@ private:
     _tMailboxEnumeration* m_enumeration = nullptr;
     std::unique_ptr<CUserStoreContact> m_current;
 };
+
+} // namespace contactmgr_internal
