@@ -114,16 +114,11 @@ const CContactProperty* FindProperty(std::string_view name)
 
 std::string PropertyNames()
 {
-    std::string names = "Properties:";
-    std::size_t lineBegin = 0;
+    std::vector<std::string_view> names;
     for (const CContactProperty& property : AllProperties()) {
-        constexpr std::size_t kLineBytes = 76;
-        const std::string_view name = property.GetName();
-        const bool fits = names.size() - lineBegin + 1 + name.size() <= kLineBytes;
-        lineBegin = fits ? lineBegin : names.size() + 1;
-        names.append(fits ? " " : "\n").append(name);
+        names.emplace_back(property.GetName());
     }
-    return names;
+    return ListNames("Properties:", names);
 }
 
 CContactAddr ReadPostalAddress(const CTypedWord& word)

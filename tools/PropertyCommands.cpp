@@ -4,6 +4,7 @@
 #include "Session.h"
 #include "Stores.h"
 #include "platform/Ascii.h"
+#include "server/PropertyNames.h"
 
 #include <CLI/CLI.hpp>
 
@@ -130,6 +131,17 @@ void CheckName(std::string_view name)
     throw CUsageError("no property of a mailbox: " + text);
 }
 
+std::string SettableNames()
+{
+    std::vector<std::string_view> names = {kEnabledStores};
+    for (const CPropertyName& property : kPropertyNames) {
+        if (TypeOfProperty(property.name) == EPropertyType::kText) {
+            names.emplace_back(property.name);
+        }
+    }
+    return ListNames("Properties:", names);
+}
+
 // False if a value is refused, which is reported.
 bool ReadSettings(const std::vector<std::string>& words, CReport& report,
                   std::vector<CMailboxPropertySetting>* settings)
@@ -247,7 +259,7 @@ void AddPropertyCommands(CLI::App& family, CCommands* commands)
     AddOwnerOptions(*command, set.get());
     command->footer("EnabledContactPlugins takes a number or a comma list of stores: " +
                     StoreNames(AllStores()) + ";\n" + std::string(kNoStore) +
-                    " for no store at all.");
+                    " for no store at all. All others are texts.\n" + SettableNames());
     commands->push_back(
         {command, [set](CSession& session) { return SetProperties(session, *set); }});
 

@@ -94,6 +94,18 @@ std::string ToField(std::string_view bytes)
     return ToField(Utf8ToWideLossy(bytes));
 }
 
+std::string ListNames(std::string label, std::span<const std::string_view> names)
+{
+    constexpr std::size_t kLineBytes = 76;
+    std::size_t lineBegin = 0;
+    for (const std::string_view name : names) {
+        const bool fits = label.size() - lineBegin + 1 + name.size() <= kLineBytes;
+        lineBegin = fits ? lineBegin : label.size() + 1;
+        label.append(fits ? " " : "\n").append(name);
+    }
+    return label;
+}
+
 std::string UnifyLineBreaks(std::string_view text)
 {
     std::string unified;

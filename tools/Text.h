@@ -2,6 +2,7 @@
 
 #include "platform/Types.h"
 
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -17,6 +18,9 @@ std::u16string ToWide(std::string_view text, std::string_view what);
 // One field of a line of plain output: each control character and line separator is a blank.
 std::string ToField(std::u16string_view text);
 std::string ToField(std::string_view bytes);
+
+// A label and names for the help of a command, in lines of 76 bytes.
+std::string ListNames(std::string label, std::span<const std::string_view> names);
 
 // CR LF and CR become LF.
 std::string UnifyLineBreaks(std::string_view text);
