@@ -28,6 +28,8 @@ install(CODE "
         \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/pkgconfig/contactmgr.pc\"
         @ONLY)")
 
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+
 if(CONTACTMGR_BUILD_TOOLS)
     install(TARGETS contactmgr_tool RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 endif()

@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 version=14
 for formatter in "clang-format-$version" clang-format; do
     if "$formatter" --version 2>/dev/null | grep -q "version $version\."; then
-        find src tools tests bench \( -name '*.h' -o -name '*.cpp' \) -print0 |
+        find src tools tests bench examples \( -name '*.h' -o -name '*.cpp' \) -print0 |
             xargs -0 -r "$formatter" --dry-run -Werror
         exit
     fi
