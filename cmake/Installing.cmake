@@ -29,7 +29,22 @@ install(CODE "
         @ONLY)")
 
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+install(FILES "${PROJECT_SOURCE_DIR}/man/libcontactmgr.3"
+    DESTINATION "${CMAKE_INSTALL_MANDIR}/man3")
 
 if(CONTACTMGR_BUILD_TOOLS)
     install(TARGETS contactmgr_tool RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+    install(FILES "${PROJECT_SOURCE_DIR}/man/contactmgr-json.5"
+        DESTINATION "${CMAKE_INSTALL_MANDIR}/man5")
+    file(GLOB command_pages CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/man/*.1")
+    # A page for several commands is found under the name of each.
+    foreach(link show:list query:list new:set delete:set export:import poll:changes)
+        string(REPLACE ":" ";" names ${link})
+        list(GET names 0 command)
+        list(GET names 1 page)
+        file(WRITE "${PROJECT_BINARY_DIR}/man/contactmgr-${command}.1"
+            ".so man1/contactmgr-${page}.1\n")
+        list(APPEND command_pages "${PROJECT_BINARY_DIR}/man/contactmgr-${command}.1")
+    endforeach()
+    install(FILES ${command_pages} DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
 endif()
