@@ -8,7 +8,7 @@ demo: dependencies
 	scripts/demo.sh build/release/contactmgr build/demo
 
 check:
-	@scripts/install-dependencies.sh clang-tidy-14 mandoc groff-base
+	@scripts/install-dependencies.sh clang-tidy-14 mandoc groff-base zsh
 	cmake --preset release
 	cmake --build --preset release
 	ctest --preset release --parallel $$(nproc)

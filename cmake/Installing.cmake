@@ -47,4 +47,8 @@ if(CONTACTMGR_BUILD_TOOLS)
         list(APPEND command_pages "${PROJECT_BINARY_DIR}/man/contactmgr-${command}.1")
     endforeach()
     install(FILES ${command_pages} DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
+    install(FILES "${PROJECT_SOURCE_DIR}/completion/contactmgr.bash" RENAME contactmgr
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
+    install(FILES "${PROJECT_SOURCE_DIR}/completion/_contactmgr"
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/site-functions")
 endif()

@@ -34,7 +34,8 @@ run_and_expect("VCARDPAB-1\tann@example.com" ${build}/WalkAllStores ${alice})
 if(EXISTS "${prefix}/bin/contactmgr")
     run_and_expect("VCARDPAB-1\tAnn Lee\tann@example.com" ${prefix}/bin/contactmgr
         --store ${store} --mailbox alice@example.org list)
-    foreach(file man/man1/contactmgr-show.1 man/man3/libcontactmgr.3 man/man5/contactmgr-json.5)
+    foreach(file man/man1/contactmgr-show.1 man/man3/libcontactmgr.3 man/man5/contactmgr-json.5
+            bash-completion/completions/contactmgr zsh/site-functions/_contactmgr)
         file(SIZE "${prefix}/share/${file}" size) # an error if it is missing
     endforeach()
 endif()

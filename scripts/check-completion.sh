@@ -1,0 +1,85 @@
+#!/usr/bin/env bash
+# Asks the completion functions of bash, and of zsh if it is there, for the candidates behind a table
+# of command lines, on the sample store.
+#
+# Usage: check-completion.sh TOOL FOLDER      FOLDER is made anew for the sample store.
+set -euo pipefail
+
+root=$(cd "$(dirname "$0")/.." && pwd)
+PATH=$(dirname "$1"):$PATH
+folder=$2
+"$root/scripts/demo.sh" "$1" "$folder" >/dev/null
+export CONTACTMGR_STORE=$folder/store CONTACTMGR_MAILBOX=alice@example.org CONTACTMGR_DOMAIN=
+cd "$folder"
+
+# The candidates as bash puts them in the line, each in brackets.
+in_bash() {
+    bash -c '. "$0/completion/contactmgr.bash"
+        COMP_LINE=$1 COMP_POINT=${#1}
+        _contactmgr contactmgr "$2"
+        [ ${#COMPREPLY[@]} -eq 0 ] || printf "[%s]" "${COMPREPLY[@]}"' "$root" "$1" "$2"
+}
+
+# The same of zsh, whose completion system is replaced by a part of it that prints.
+in_zsh() {
+    zsh -f -c 'setopt extended_glob
+        compset() { [[ $PREFIX == ${~2}* ]] && PREFIX=${PREFIX##${~2}} }
+        compadd() {
+            local end= name
+            while [[ $1 == -* ]] {
+                [[ $1 != -- ]] || { shift; break }
+                [[ $1 != -S ]] || { end=$2; shift }
+                shift
+            }
+            for name; do [[ $name != $PREFIX* ]] || print -rn -- "[${(q)name}$end]"; done
+        }
+        _describe() { compadd -- ${${(P)@[-1]}%%:*} }
+        _values() { PREFIX=${PREFIX##*,}; compadd -- $@[4,-1] }
+        _files() { compadd -- *(N) }
+        words=(${(z)2}) CURRENT=$#words PREFIX=${(Q)words[-1]}
+        [[ $2 != *[^\\]" " ]] || { words+=(""); CURRENT=$#words PREFIX= }
+        . "$1/completion/_contactmgr"' zsh "$root" "$1"
+}
+
+failures=0
+expect() {
+    if [ "$2" != "$3" ]; then
+        printf '%s\n  expected %s\n  got      %s\n' "$1" "$2" "$3" >&2
+        failures=$((failures + 1))
+    fi
+}
+
+# A line and what the shells have to offer. Where a word has a part that stays, also the part that
+# bash completes, and what zsh offers; - where that is left to its completion system.
+while IFS='|' read -r line candidates end parts; do
+    line=${line#?} line=${line%?}
+    expect "bash: $line" "$candidates" "$(in_bash "$line" "${end:-${line##*[!\\] }}")"
+    if [ "$parts" != - ] && command -v zsh >/dev/null; then
+        expect "zsh: $line" "${parts:-$candidates}" "$(in_zsh "$line")"
+    fi
+done <<'TABLE'
+"contactmgr "|[list][show][query][new][set][delete][export][import][changes][poll][mailbox]
+"contactmgr --mailbox x@y.z ex"|[export]
+"contactmgr mailbox "|[add][list][set][show][renew]
+"contactmgr poll --s"|[--since][--store]
+"contactmgr --of"|
+"contactmgr mailbox show --of"|[--of-domain][--of-server]
+"contactmgr set V"|[VCARDPAB-1][VCARDPAB-3]
+"contactmgr set I"|
+"contactmgr show INBOX-Carol\ "|[INBOX-Carol\ Clay\ \<carol@example.net\>]
+"contactmgr --mailbox=nobody@example.org show "|
+"contactmgr --domain=example.org mailbox renew bob"|[bob@example.org]
+"contactmgr --store /nosuch show "|
+"contactmgr --book /nosuch mailbox re"|[renew]
+"contactmgr set VCARDPAB-1 Full"|[FullName=]
+"contactmgr mailbox set --of-server Pos"|[PostalAddress=][PostCode=]
+"contactmgr new --tel ce"|[cell=]
+"contactmgr new --im work,pe"|[work,personal=]|work,pe|[personal=]
+"contactmgr new --email=x Nick"|[Nickname=]
+"contactmgr --mailbox b"|[bob@example.org]
+"contactmgr mailbox renew bob@ex"|[@example.org]|@ex|[bob@example.org]
+"contactmgr mailbox set b EnabledContactPlugins=older,s"|[older,senders]|older,s|[senders]
+"contactmgr show 'INBOX-C"|[INBOX-Carol Clay <carol@example.net>]|INBOX-C|-
+"contactmgr import do"|[dora.vcf]
+TABLE
+exit $((failures > 0))
