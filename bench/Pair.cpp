@@ -1,35 +1,15 @@
 #include "Pair.h"
 
 #include "Bare.h"
-#include "platform/SystemCalls.h"
+#include "CountingCalls.h"
 #include "support/AllocationFault.h"
 
 #include <algorithm>
-#include <atomic>
 
 #include <time.h>
 
 namespace
 {
-
-class CCountingCalls : public CSystemCalls
-{
-public:
-    CCountingCalls() { Replace(this); }
-    ~CCountingCalls() override { Replace(nullptr); }
-
-    std::size_t Count() const { return m_count; }
-
-protected:
-    int Begin(const char* /*call*/) override
-    {
-        ++m_count;
-        return 0;
-    }
-
-private:
-    std::atomic<std::size_t> m_count = 0;
-};
 
 struct CCounts
 {
