@@ -1,6 +1,6 @@
 # The commands of the README. Everything else is CMake's: see CMakePresets.json.
 
-.PHONY: demo check trust servers dependencies
+.PHONY: demo check trust servers bench dependencies
 
 demo: dependencies
 	cmake --preset release
@@ -29,6 +29,16 @@ servers:
 	cmake --preset release
 	cmake --build --preset release --target contactmgr_tool
 	scripts/servers.sh build/release/contactmgr $(MAILS)
+
+# Beside floors and other programs, some minutes on an idle machine. Writes docs/performance.md and
+# docs/scale.md. The other programs are packages that nothing else here wants; PEERS=--no-peers does
+# without.
+bench:
+	@[ -n "$(PEERS)" ] || scripts/install-dependencies.sh libedata-book1.2-dev \
+	    libebook-contacts1.2-dev libkf5contacts-dev python3-vobject khard abook maildir-utils notmuch
+	cmake --preset release
+	cmake --build --preset release --target contactmgr_bench contactmgr_scale contactmgr_tool
+	scripts/bench.sh $(PEERS) build/release
 
 dependencies:
 	@scripts/install-dependencies.sh

@@ -131,11 +131,19 @@ std::vector<std::string> UnfoldLines(std::string_view card)
     return lines;
 }
 
-void AppendFolded(const std::vector<std::string>& lines, std::string* text)
+std::string FoldLines(const std::vector<std::string>& lines)
 {
+    constexpr std::size_t kLineEnd = 2;
+    std::size_t size = 0;
     for (const std::string& line : lines) {
-        AppendFoldedLine(line, text);
+        size += line.size() + kLineEnd + line.size() / kFoldBytes * (kLineEnd + 2);
     }
+    std::string text;
+    text.reserve(size);
+    for (const std::string& line : lines) {
+        AppendFoldedLine(line, &text);
+    }
+    return text;
 }
 
 } // namespace Bare

@@ -16,7 +16,7 @@ std::size_t ParseCard(std::string_view card);
 // The lines of a card, unfolded, without their line ends.
 std::vector<std::string> UnfoldLines(std::string_view card);
 
-// Appends each line, folded behind 75 bytes but not within a character.
-void AppendFolded(const std::vector<std::string>& lines, std::string* text);
+// A text of the lines, each folded behind 75 bytes but not within a character.
+std::string FoldLines(const std::vector<std::string>& lines);
 
 } // namespace Bare

@@ -198,6 +198,10 @@ CPair Search(const CShape& shape)
     });
 }
 
+constexpr char kRead[] = "open, flock, read, close";
+constexpr char kWalkStep[] = "statx, open, flock, read, close";
+constexpr char kSave[] = "pwrite, fstat, utimensat of the folder";
+constexpr char kReadAndSave[] = "open, flock, read, pwrite, fstat, utimensat, close";
 const std::vector<CShape> kSizes = {{1000}, {10000}, {10000, true}, {100000}};
 const std::vector<CShape> kWalkSizes = {
     {1000}, {10000}, {10000, true}, {10000, false, true}, {100000}};
@@ -207,10 +211,10 @@ const std::vector<CShape> kWalkSizes = {
 COperations BookOperations()
 {
     return {
-        {"open by id, read, close", "contact", kSizes, 100, OpenById},
-        {"walk", "contact", kWalkSizes, 60, Walk},
-        {"search by a walk", "contact", {{10000}}, 60, Search},
-        {"save, held", "save", {{}}, 100, SaveHeld},
-        {"open, change, save, close", "contact", {{10000}}, 60, OpenChangeSaveClose},
+        {"open by id, read, close", "contact", kRead, kSizes, 100, OpenById},
+        {"walk", "contact", kWalkStep, kWalkSizes, 60, Walk},
+        {"search by a walk", "contact", kWalkStep, {{10000}}, 60, Search},
+        {"save, held", "save", kSave, {{}}, 100, SaveHeld},
+        {"open, change, save, close", "contact", kReadAndSave, {{10000}}, 60, OpenChangeSaveClose},
     };
 }

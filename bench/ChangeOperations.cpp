@@ -213,6 +213,9 @@ CPair PollBook(const CShape& shape)
     return pair;
 }
 
+constexpr char kStatEach[] = "getdents64, statx of each";
+constexpr char kCreate[] = "rename of a counter, open, flock, pwrite, futimens, utimensat, close";
+constexpr char kEmpty[] = "open, flock, ftruncate, futimens, utimensat, close";
 const std::vector<CShape> kReports = {{1000}, {10000}, {10000, false, true}};
 const std::vector<CShape> kLarge = {{100000}};
 
@@ -221,14 +224,14 @@ const std::vector<CShape> kLarge = {{100000}};
 COperations ChangeOperations()
 {
     return {
-        {"change report, few changed", "entry", kReports, 20, ReportFew},
-        {"change report, few changed", "entry", kLarge, 5, ReportFew},
-        {"change report, all changed", "entry", kReports, 20, ReportAll},
-        {"change report, all changed", "entry", kLarge, 5, ReportAll},
-        {"poll of the address book", "poll", {{10000}}, 60, PollBook},
-        {"create and save", "contact", {{1000}, {10000}, {100000}}, 40, CreateInTurn<1>},
-        {"create and save, two folders", "contact", {{1000}}, 40, CreateInTurn<2>},
-        {"create and save, two folders", "contact", kLarge, 8, CreateInTurn<2>},
-        {"delete", "contact", {{1000}}, 40, Delete},
+        {"change report, few changed", "entry", kStatEach, kReports, 20, ReportFew},
+        {"change report, few changed", "entry", kStatEach, kLarge, 5, ReportFew},
+        {"change report, all changed", "entry", kStatEach, kReports, 20, ReportAll},
+        {"change report, all changed", "entry", kStatEach, kLarge, 5, ReportAll},
+        {"poll of the address book", "poll", "statx of the folder", {{10000}}, 60, PollBook},
+        {"create and save", "contact", kCreate, {{1000}, {10000}, {100000}}, 40, CreateInTurn<1>},
+        {"create and save, two folders", "contact", kCreate, {{1000}}, 40, CreateInTurn<2>},
+        {"create and save, two folders", "contact", kCreate, kLarge, 8, CreateInTurn<2>},
+        {"delete", "contact", kEmpty, {{1000}}, 40, Delete},
     };
 }

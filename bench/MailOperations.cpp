@@ -211,14 +211,21 @@ const std::vector<CShape> kLarge = {{100000}};
 COperations MailOperations()
 {
     return {
-        {"poll of the senders", "poll", {{}}, 60, PollSenders},
-        {"poll of the older client's contacts", "poll", {{}}, 60, PollOlder},
-        {"poll of all stores", "poll", {{}}, 60, PollAll},
-        {"header walk", "message", kFolders, 12, WalkHeaders},
-        {"header walk", "message", kLarge, 4, WalkHeaders},
-        {"duplicates left out", "message", {{10000}}, 12, LeaveOutShown},
-        {"mailbox walk", "mailbox", kFolders, 12, WalkMailboxes},
-        {"older client's walk", "contact", kFolders, 12, WalkOlder},
-        {"older client's open by id", "contact", kFolders, 20, OpenOlder},
+        {"poll of the senders", "poll", "statx of 2 folders", {{}}, 60, PollSenders},
+        {"poll of the older client's contacts", "poll", "statx of 2 folders", {{}}, 60, PollOlder},
+        {"poll of all stores", "poll", "statx of 5 folders", {{}}, 60, PollAll},
+        {"header walk", "message", "open, read of 4 KiB, close", kFolders, 12, WalkHeaders},
+        {"header walk", "message", "open, read of 4 KiB, close", kLarge, 4, WalkHeaders},
+        {"duplicates left out",
+         "message",
+         "the store's own walk, and a set of addresses",
+         {{10000}},
+         12,
+         LeaveOutShown},
+        {"mailbox walk", "mailbox", "statx, and open, read, close of the properties", kFolders, 12,
+         WalkMailboxes},
+        {"older client's walk", "contact", "open, read, close", kFolders, 12, WalkOlder},
+        {"older client's open by id", "contact", "getdents64 of the folder; open, read, close",
+         kFolders, 20, OpenOlder},
     };
 }

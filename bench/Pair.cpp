@@ -87,7 +87,7 @@ void Run(benchmark::State& state, const COperation& operation, const CShape& sha
     state.counters["floor_calls"] = counts.floorCalls;
     state.counters["allocations"] = counts.allocations;
     state.counters["peak_bytes"] = counts.peakBytes;
-    state.SetLabel(operation.item);
+    state.SetLabel(std::string(operation.item) + ": " + operation.bare);
 }
 
 std::string WithCommas(std::size_t number)

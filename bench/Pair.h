@@ -35,6 +35,7 @@ struct COperation
 {
     const char* name;
     const char* item; // what is counted in `items`
+    const char* bare; // what the floor does for one, in words
     std::vector<CShape> shapes;
     int runs; // timed ones, of each of the two
     CPair (*make)(const CShape& shape);

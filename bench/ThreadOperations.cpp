@@ -8,7 +8,7 @@ namespace
 
 constexpr std::size_t kOpened = 2000;
 constexpr std::size_t kSaved = 300;
-constexpr std::size_t kContacts = 1000;
+constexpr std::size_t kContacts = 1024; // a multiple of the threads, so that no two meet
 
 // Calls `work` with the numbers 0 to `threads` - 1, each in a thread of its own.
 void InThreads(std::size_t threads, const std::function<void(std::size_t)>& work)
@@ -118,6 +118,8 @@ CPair SaveInMany(const CShape& shape)
     return SaveInThreads(shape, shape.threads);
 }
 
+constexpr char kRead[] = "open, flock, read, close";
+constexpr char kSave[] = "pwrite, fstat, utimensat of the folder";
 std::vector<CShape> UpToAllCores()
 {
     std::vector<CShape> shapes;
@@ -133,9 +135,9 @@ std::vector<CShape> UpToAllCores()
 COperations ThreadOperations()
 {
     return {
-        {"threads open, one address book", "contact", UpToAllCores(), 20, OpenInOne},
-        {"threads open, a book each", "contact", UpToAllCores(), 20, OpenInMany},
-        {"threads save, one address book", "save", UpToAllCores(), 20, SaveInOne},
-        {"threads save, a book each", "save", UpToAllCores(), 20, SaveInMany},
+        {"threads open, one address book", "contact", kRead, UpToAllCores(), 20, OpenInOne},
+        {"threads open, a book each", "contact", kRead, UpToAllCores(), 20, OpenInMany},
+        {"threads save, one address book", "save", kSave, UpToAllCores(), 20, SaveInOne},
+        {"threads save, a book each", "save", kSave, UpToAllCores(), 20, SaveInMany},
     };
 }

@@ -36,5 +36,6 @@ CPair StartTool(const CShape& /*shape*/)
 
 COperations ToolOperations()
 {
-    return {{"start of the tool", "start", {{}}, 60, StartTool}};
+    return {
+        {"start of the tool", "start", "a program with the same libraries", {{}}, 60, StartTool}};
 }
