@@ -32,7 +32,6 @@ step 'corpus'
 python3 bench/make_corpus.py vcards "$corpus/plain" -n 10000 --photo-share 0
 python3 bench/make_corpus.py vcards "$corpus/photos" -n 2000
 python3 bench/make_corpus.py maildir "$corpus/mail" -m 2000
-rm -rf "$corpus"/*/Contacts
 
 # Once before and once after the library, and the better figure counts.
 measure_peers() {
