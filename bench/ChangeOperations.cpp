@@ -3,9 +3,8 @@
 #include "pab/PABContact.h"
 #include "pab/PABContactEnumerator.h"
 
-#include <array>
-#include <cstdio>
-#include <cstring>
+#include <map>
+#include <utility>
 
 namespace
 {
@@ -63,30 +62,43 @@ private:
     std::size_t m_deleted = 0;
 };
 
+// A book and a floor's that grow from one measure to the next, since large ones take long to make.
+struct CGrowing
+{
+    explicit CGrowing(const CShape& shape) : book(shape), bareBook(shape.count) {}
+
+    CBook book;
+    CBareBook bareBook;
+};
+
+std::shared_ptr<CGrowing> GrowingBook(const CShape& shape, std::size_t number)
+{
+    static std::map<std::pair<std::size_t, std::size_t>, std::shared_ptr<CGrowing>> books;
+    auto& book = books[{shape.count, number}];
+    if (book == nullptr) {
+        book = std::make_shared<CGrowing>(shape);
+    }
+    return book;
+}
+
 // Contacts are made in the books in turn.
 template <std::size_t kBooks>
 CPair CreateInTurn(const CShape& shape)
 {
-    struct CWork
-    {
-        std::vector<std::unique_ptr<CBook>> books;
-        std::vector<std::unique_ptr<CBareBook>> bareBooks;
-    };
-    const auto work = std::make_shared<CWork>();
-    for (std::size_t book = 0; book < kBooks; ++book) {
-        work->books.push_back(std::make_unique<CBook>(shape));
-        work->bareBooks.push_back(std::make_unique<CBareBook>(shape.count));
+    std::vector<std::shared_ptr<CGrowing>> books;
+    for (std::size_t number = 0; number < kBooks; ++number) {
+        books.push_back(GrowingBook(shape, number));
     }
     CPair pair;
     pair.items = kBatch;
-    pair.floor = [work] {
+    pair.floor = [books] {
         for (std::size_t run = 0; run < kBatch; ++run) {
-            work->bareBooks[run % kBooks]->Create(Cards(false)[run]);
+            books[run % kBooks]->bareBook.Create(Cards(false)[run]);
         }
     };
-    pair.library = [work] {
+    pair.library = [books] {
         for (std::size_t run = 0; run < kBatch; ++run) {
-            work->books[run % kBooks]->Create();
+            books[run % kBooks]->book.Create();
         }
     };
     return pair;
@@ -94,12 +106,10 @@ CPair CreateInTurn(const CShape& shape)
 
 CPair Delete(const CShape& shape)
 {
-    struct CWork
+    struct CWork : CGrowing
     {
-        explicit CWork(const CShape& shape) : book(shape), bareBook(shape.count) {}
+        using CGrowing::CGrowing;
 
-        CBook book;
-        CBareBook bareBook;
         std::vector<ContactMgr::CContactId> fresh;
     };
     const auto work = std::make_shared<CWork>(shape);

@@ -97,6 +97,13 @@ std::string NewFolder(const char* name)
     return path;
 }
 
+std::string OlderName(std::size_t number)
+{
+    static constexpr const char* kFlags[] = {":2,S", ":2,RS", ":2,", ":2,FS"};
+    return std::to_string(1600000000 + number) + ".M" + std::to_string(number) + "P1.mail" +
+           kFlags[number % std::size(kFlags)];
+}
+
 CBook::CBook(const CShape& shape)
     : path(NewFolder("book") + "/Contacts"), plugin(path), m_hasPhotos(shape.hasPhotos)
 {
@@ -184,8 +191,7 @@ void CStore::AddOlderContacts(std::size_t count) const
     }
     for (std::size_t number = 1; number <= count; ++number) {
         const std::string text = std::to_string(number);
-        Bare::CreateFile(folder + "/cur/" + std::to_string(1600000000 + number) + ".M" + text +
-                             "P1.mail:2,S",
+        Bare::CreateFile(folder + "/cur/" + OlderName(number),
                          "From: alice@example.org\nSubject: contact\n\nNAME:Ann Archer " + text +
                              "\nNICK:ann" + text + "\nEMAIL:ann" + text +
                              "@example.com\nWPHONE:+1 555 0100\nHCITY:Springfield\n");

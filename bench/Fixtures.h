@@ -46,6 +46,9 @@ private:
 // but none is made or deleted.
 std::shared_ptr<CBook> SharedBook(const CShape& shape);
 
+// The file of an older contact's message, with its flags. Numbers begin with 1.
+std::string OlderName(std::size_t number);
+
 // A folder for the floors, beside the books.
 std::string NewFolder(const char* name);
 

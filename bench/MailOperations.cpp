@@ -18,6 +18,7 @@ using CEnumerator = CContactPlg::CContactEnumerator;
 
 constexpr std::size_t kPolls = 500;
 constexpr std::size_t kHeaderBytes = 4096;
+constexpr std::size_t kOlderOpened = 20;
 
 struct CMailWork
 {
@@ -79,29 +80,32 @@ CPair WalkOlder(const CShape& shape)
     return pair;
 }
 
-// The name is looked up in a listing, since the flags in it are not known.
 CPair OpenOlder(const CShape& shape)
 {
     const auto work = std::make_shared<CMailWork>(CStore::CCounts{.older = shape.count});
     const auto plugin = std::make_shared<CTrellisV7Plugin>(work->store.alice);
-    const std::string name =
-        std::to_string(1600000000 + shape.count) + ".M" + std::to_string(shape.count) + "P1.mail";
+    std::vector<std::string> names;
+    for (std::size_t number = 1; number <= kOlderOpened; ++number) {
+        names.push_back(OlderName(number * shape.count / kOlderOpened));
+    }
     CPair pair;
-    pair.floor = [work, name] {
+    pair.items = kOlderOpened;
+    pair.floor = [work, names] {
         const Bare::CFolder folder(work->store.AlicePath() + "/.Contacts/cur");
-        Bare::CListing listing(folder.File());
-        while (const char* entry = listing.Next()) {
-            if (std::string_view(entry).starts_with(name)) {
-                const int file = Bare::Open(folder.File(), entry, O_RDONLY);
-                Bare::Read(file, work->buffer.data(), work->buffer.size());
-                Bare::Close(file);
-            }
+        for (const std::string& name : names) {
+            const int file = Bare::Open(folder.File(), name.c_str(), O_RDONLY);
+            Bare::Read(file, work->buffer.data(), work->buffer.size());
+            Bare::Close(file);
         }
     };
-    pair.library = [work, plugin, id = "TRELLISV7-" + name + " alice example.org"] {
-        CContact* contact = nullptr;
-        Require(plugin->OpenContact(id, &contact), "an older contact is not opened");
-        ReadNames(*std::unique_ptr<CContact>(contact));
+    pair.library = [plugin, names] {
+        for (const std::string& name : names) {
+            CContact* contact = nullptr;
+            const std::string unique = name.substr(0, name.find(':'));
+            Require(plugin->OpenContact("TRELLISV7-" + unique + " alice example.org", &contact),
+                    "an older contact is not opened");
+            ReadNames(*std::unique_ptr<CContact>(contact));
+        }
     };
     return pair;
 }
@@ -225,7 +229,7 @@ COperations MailOperations()
         {"mailbox walk", "mailbox", "statx, and open, read, close of the properties", kFolders, 12,
          WalkMailboxes},
         {"older client's walk", "contact", "open, read, close", kFolders, 12, WalkOlder},
-        {"older client's open by id", "contact", "getdents64 of the folder; open, read, close",
-         kFolders, 20, OpenOlder},
+        {"older client's open by id", "contact", "open, read, close of the known file", kFolders,
+         20, OpenOlder},
     };
 }

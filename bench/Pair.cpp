@@ -1,12 +1,11 @@
 #include "Pair.h"
 
 #include "Bare.h"
+#include "Clock.h"
 #include "CountingCalls.h"
 #include "support/AllocationFault.h"
 
 #include <algorithm>
-
-#include <time.h>
 
 namespace
 {
@@ -41,13 +40,6 @@ CCounts Count(const CPair& pair)
     counts.floorCalls /= items;
     counts.allocations /= items;
     return counts;
-}
-
-double Seconds(clockid_t clock)
-{
-    timespec time = {};
-    clock_gettime(clock, &time);
-    return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
 }
 
 double SecondsOf(const std::function<void()>& work, clockid_t clock)

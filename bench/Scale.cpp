@@ -4,6 +4,7 @@
 //
 // Usage: contactmgr_scale FOLDER MAILBOXES       FOLDER is empty and stays
 
+#include "Clock.h"
 #include "CountingCalls.h"
 #include "Fixtures.h"
 #include "core/ContactMgr.h"
@@ -19,7 +20,6 @@
 
 #include <malloc.h>
 #include <sys/stat.h>
-#include <time.h>
 
 namespace
 {
@@ -30,13 +30,6 @@ constexpr std::size_t kContactsOfABook = 20;
 constexpr std::size_t kKeptManagers = 2000;
 
 using CEnumerator = CContactPlg::CContactEnumerator;
-
-double Seconds(clockid_t clock)
-{
-    timespec time = {};
-    clock_gettime(clock, &time);
-    return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
-}
 
 // What files and folders take.
 struct CDisk

@@ -27,7 +27,7 @@ def panel(left, top, title, unit, curves):
     largest = max(us for points in curves.values() for _, us in points)
     step = 10 ** math.floor(math.log10(largest))
     ceiling = math.ceil(largest / step) * step
-    parts = [text(left, top - 22, title, "title"), text(left, top - 8, f"us a {unit}")]
+    parts = [text(left, top - 22, title, "title"), text(left, top - 8, f"us per {unit}")]
     for share in (0, 0.5, 1):
         y = top + height * (1 - share)
         parts += [line(left, y, left + width, y), text(left - 4, y + 4, f"{ceiling * share:g}",

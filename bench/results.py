@@ -61,7 +61,12 @@ def times_floor(what, limit, key):
 
 
 def calls(what, limit, key):
-    return Goal(f"{what}, system calls", limit, lambda r: r.operation(key, "calls"))
+    """To one decimal: the few calls of a listing are shared by all."""
+    return Goal(f"{what}, system calls", limit, lambda r: rounded(r.operation(key, "calls")))
+
+
+def rounded(figure):
+    return None if figure is None else round(figure, 1)
 
 
 def faster(what, limit, key, peer, operation):

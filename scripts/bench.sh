@@ -57,7 +57,7 @@ step 'many mailboxes'
 mkdir "$work/scale"
 "$build/bench/contactmgr_scale" "$work/scale" "${MAILBOXES:-100000}" >"$results/scale.json"
 step 'pages'
-python3 bench/report.py "$results" "$work" docs
+python3 -B bench/report.py "$results" "$work" docs
 step 'clearing up'
 rm -rf "$work"
 step 'done'
