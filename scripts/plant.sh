@@ -176,11 +176,11 @@ fault list.own pab/PABContactLists.cpp 'MemoryFaultTest.*' \
     *list = with;' '    *list = with;
     m_lines.DropEntries<Line>();'
 fault card.no-line pab/CardLines.cpp 'FuzzCorpusTest.*' \
-    '                         : EState::kNoLine;' '                         : EState::kGood;'
+    'isGood ? EState::kGood : EState::kNoLine' 'EState::kGood'
 fault card.as-written pab/CardLines.cpp 'FuzzCorpusTest.*:PABContactTest.*' \
-    'std::ranges::none_of(line.name, IsLower)' 'true'
+    'std::ranges::none_of(line.Name(), IsLower)' 'true'
 fault card.value pab/CardLines.cpp 'PABContactTest.*' \
-    'line->text.substr(0, head)' 'line->text.substr(0, line->restBegin)'
+    'line->text.substr(0, line->valueBegin)' 'line->text.substr(0, line->restBegin)'
 fault renewal.completes pab/BookRenewal.cpp 'PABPluginTest.*' \
     'hasRedo && IsOlder(path, redoPath)' 'hasRedo'
 

@@ -272,10 +272,11 @@ bool ParseLine(std::string_view line, std::string* group, std::string* name,
     std::size_t position = 0;
     std::string_view asWritten;
     std::string_view groupText;
-    if (!TakeName(line, &position, &groupText, &asWritten)) {
+    const bool hasName = TakeName(line, &position, &groupText, &asWritten);
+    *group = groupText;
+    if (!hasName) {
         return false;
     }
-    *group = groupText;
     *name = ToUpperAscii(asWritten);
     if (line[position - 1] == ';') {
         CParameterReader reader(line, position);

@@ -67,8 +67,8 @@ struct CLineRest
     std::string_view value;
 };
 
-// Takes apart what stands behind the name, from the position that TakeName gave. False for what
-// ParseLine refuses: so a line that both functions take is a line that it takes.
+// Takes apart what stands behind the name, from the position that TakeName gave. TakeName and
+// TakeRest together take the same lines as ParseLine.
 bool TakeRest(std::string_view line, std::size_t position, CLineRest* rest);
 
 // Reads one parameter; the reader is then on its last value. False: it is malformed, and nothing

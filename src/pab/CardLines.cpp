@@ -18,15 +18,23 @@ bool IsLower(char c)
 
 } // namespace
 
-void CCardLines::Assign(std::vector<char> text)
+bool CCardLines::Assign(std::vector<char> text)
 {
+    std::size_t count = 0;
     std::vector<CLine> lines;
     lines.reserve(kLinesOfACard);
-    UnfoldLines(text.data(), text.size(),
-                [&lines](std::string_view line) { lines.emplace_back().text = line; });
+    UnfoldLines(text.data(), text.size(), [&](std::string_view line) {
+        if (++count <= kMaxLines) {
+            lines.emplace_back().text = line;
+        }
+    });
+    if (count > kMaxLines) {
+        return false;
+    }
     m_text = std::move(text);
     m_lines = std::move(lines);
     m_entryCounts = {};
+    return true;
 }
 
 bool CCardLines::RemoveEnvelope()
@@ -57,20 +65,23 @@ bool CCardLines::TakeName(CLine* line)
 {
     std::size_t position = 0;
     std::string_view group;
-    if (!DirectoryUtils::TakeName(line->text, &position, &group, &line->name)) {
+    std::string_view name;
+    if (!DirectoryUtils::TakeName(line->text, &position, &group, &name)) {
         return false;
     }
+    line->nameBegin = static_cast<std::uint32_t>(name.data() - line->text.data());
     line->restBegin = static_cast<std::uint32_t>(position);
-    line->entry = EntryOf(line->name);
+    line->entry = EntryOf(name);
     return true;
 }
 
 bool CCardLines::IsGood(CLine& line)
 {
     if (line.state == EState::kUnknown) {
-        line.state = DirectoryUtils::TakeRest(line.text, line.restBegin, &line.rest)
-                         ? EState::kGood
-                         : EState::kNoLine;
+        DirectoryUtils::CLineRest rest;
+        const bool isGood = DirectoryUtils::TakeRest(line.text, line.restBegin, &rest);
+        line.valueBegin = line.restBegin + static_cast<std::uint32_t>(rest.parameters.size());
+        line.state = isGood ? EState::kGood : EState::kNoLine;
     }
     return line.state == EState::kGood;
 }
@@ -78,7 +89,7 @@ bool CCardLines::IsGood(CLine& line)
 CCardLines::CLine* CCardLines::Find(std::string_view name)
 {
     const auto found = std::ranges::find_if(m_lines, [name](CLine& line) {
-        return EqualIgnoringCase(line.name, name) && IsGood(line);
+        return EqualIgnoringCase(line.Name(), name) && IsGood(line);
     });
     return found == m_lines.end() ? nullptr : &*found;
 }
@@ -86,7 +97,7 @@ CCardLines::CLine* CCardLines::Find(std::string_view name)
 std::optional<std::string_view> CCardLines::GetValue(std::string_view name)
 {
     const CLine* line = Find(name);
-    return line == nullptr ? std::nullopt : std::optional(line->rest.value);
+    return line == nullptr ? std::nullopt : std::optional(line->Value());
 }
 
 CCardLines::CLine CCardLines::MakeLine(std::string text)
@@ -100,15 +111,14 @@ CCardLines::CLine CCardLines::MakeLine(std::string text)
 
 void CCardLines::SetValue(std::string_view name, std::string_view value)
 {
-    CLine* const line = Find(name);
-    std::string text(name);
-    if (line == nullptr) {
-        m_lines.push_back(MakeLine(text.append(1, ':').append(value)));
-        return;
+    std::string text;
+    if (CLine* line = Find(name)) {
+        text.append(line->text.substr(0, line->valueBegin)).append(value);
+        *line = MakeLine(std::move(text));
+    } else {
+        text.append(name).append(1, ':').append(value);
+        m_lines.push_back(MakeLine(std::move(text)));
     }
-    const auto head = static_cast<std::size_t>(line->rest.value.data() - line->text.data());
-    text = line->text.substr(0, head);
-    *line = MakeLine(text.append(value));
 }
 
 void CCardLines::Remove(std::string_view name)
@@ -121,8 +131,8 @@ void CCardLines::Remove(std::string_view name)
 bool CCardLines::HaveValue(std::string_view name, std::string_view value)
 {
     return std::ranges::all_of(m_lines, [&](CLine& line) {
-        return !EqualIgnoringCase(line.name, name) || !IsGood(line) ||
-               EqualIgnoringCase(line.rest.value, value);
+        return !EqualIgnoringCase(line.Name(), name) || !IsGood(line) ||
+               EqualIgnoringCase(line.Value(), value);
     });
 }
 
@@ -130,8 +140,8 @@ bool CCardLines::HaveValue(std::string_view name, std::string_view value)
 // were read.
 std::string_view CCardLines::TextOf(const CLine& line, std::string* rewritten)
 {
-    if (line.name.data() == line.text.data() && line.rest.parameters.empty() &&
-        std::ranges::none_of(line.name, IsLower)) {
+    if (line.nameBegin == 0 && line.valueBegin == line.restBegin &&
+        std::ranges::none_of(line.Name(), IsLower)) {
         return line.text;
     }
     rewritten->clear();

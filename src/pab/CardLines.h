@@ -34,6 +34,9 @@ inline namespace contactmgr_internal
 class CCardLines
 {
 public:
+    // No card has more lines.
+    static constexpr std::size_t kMaxLines = 2'000'000;
+
     // The lines whose entries make up the lists of a contact.
     static constexpr std::array<std::string_view, 4> kEntryNames = {"EMAIL", "TEL", "ADR", "IMPP"};
 
@@ -41,15 +44,15 @@ public:
     CCardLines(CCardLines&&) noexcept = default;
     CCardLines& operator=(CCardLines&&) noexcept = default;
 
-    // Takes the text of a card, and unfolds it.
-    void Assign(std::vector<char> text);
-    std::size_t GetCount() const { return m_lines.size(); }
+    // Takes the text of a card, of less than 4 GB, and unfolds it. False, and no line is kept, if
+    // it has too many.
+    bool Assign(std::vector<char> text);
 
     // Removes the first and the last line, if they are BEGIN:VCARD and END:VCARD, compared whole,
     // ASCII case ignored. Else false.
     bool RemoveEnvelope();
 
-    // Finds the names of the lines. To be called once, before all that follows.
+    // Finds the names of the lines that Assign took. To be called before all that follows.
     void FindNames();
 
     // The main value of the first line of that name, ASCII case ignored, as it stands in the text.
@@ -71,7 +74,7 @@ public:
     {
         for (CLine& line : m_lines) {
             if (line.entry == EntryOf(Line::kName) && IsGood(line)) {
-                entries->AddTail(Line::Read(line.rest));
+                entries->AddTail(Line::Read({line.Parameters(), line.Value()}));
             }
         }
     }
@@ -108,12 +111,20 @@ private:
     };
     struct CLine
     {
+        std::string_view Name() const { return text.substr(nameBegin, restBegin - 1 - nameBegin); }
+        // Of a good line.
+        std::string_view Parameters() const
+        {
+            return text.substr(restBegin, valueBegin - restBegin);
+        }
+        std::string_view Value() const { return text.substr(valueBegin); }
+
         std::string_view text;                // of m_text or of `changed`
         std::unique_ptr<std::string> changed; // of a line that was set
-        std::string_view name;                // in the text
-        DirectoryUtils::CLineRest rest;       // in the text, of a good line
-        std::uint32_t restBegin = 0;          // behind the name and its separator
-        std::uint8_t entry = 0;               // index of kEntryNames
+        std::uint32_t nameBegin = 0;
+        std::uint32_t restBegin = 0; // behind the name and its separator
+        std::uint32_t valueBegin = 0;
+        std::uint8_t entry = 0; // index of kEntryNames
         EState state = EState::kUnknown;
     };
     static constexpr std::uint8_t kNoEntry = kEntryNames.size();

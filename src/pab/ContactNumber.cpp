@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <functional>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <string_view>
 #include <thread>
@@ -29,10 +30,10 @@ namespace
 constexpr std::uint32_t kNumberLimit = 0x7FFFFFFF;
 
 // While a folder is searched, others may claim numbers, so the counter is a little further on than
-// the search says. A remembered number may be far off, as after the folder was made anew; a search
+// the search says. An expected number may be far off, as after the folder was made anew; a search
 // is then cheaper than many renames.
 constexpr std::uint32_t kRenamesPerSearch = 1024;
-constexpr std::uint32_t kRenamesPerHint = 16;
+constexpr std::uint32_t kRenamesPerExpectation = 16;
 constexpr int kSearches = 1000;
 
 // On file systems that list in pieces a listing may miss an entry that is being renamed. With
@@ -58,14 +59,16 @@ public:
         return found->second.next;
     }
 
-    void Set(const std::string& folder, std::uint32_t next)
-    {
+    // Without memory for it the next claim searches the folder.
+    void Set(const std::string& folder, std::uint32_t next) noexcept
+    try {
         const std::lock_guard lock(m_mutex);
         m_folders.insert_or_assign(folder, CFolder{next, ++m_uses});
         if (m_folders.size() > kMostFolders) {
             m_folders.erase(std::ranges::min_element(
                 m_folders, {}, [](const auto& entry) { return entry.second.lastUse; }));
         }
+    } catch (const std::bad_alloc&) {
     }
 
     void Forget(const std::string& folder) noexcept
@@ -88,9 +91,10 @@ private:
     std::uint64_t m_uses = 0;
 };
 
+// Never destroyed: other threads may still claim numbers when the process ends.
 CExpectedNumbers& ExpectedNumbers()
 {
-    static CExpectedNumbers numbers;
+    static auto& numbers = *new CExpectedNumbers;
     return numbers;
 }
 
@@ -253,7 +257,7 @@ std::uint32_t ClaimContactNumber(const std::string& folder)
 {
     std::uint32_t claimed = 0;
     const std::optional<std::uint32_t> expected = ExpectedNumbers().Find(folder);
-    if (expected && ClaimFrom(folder, *expected, kRenamesPerHint, &claimed)) {
+    if (expected && ClaimFrom(folder, *expected, kRenamesPerExpectation, &claimed)) {
         return claimed;
     }
     for (int search = 0; search < kSearches; ++search) {

@@ -42,9 +42,10 @@ public:
     static constexpr const char* kPluginType = "VCARDPAB";
 
     // A larger text is no contact: Open and FromString refuse it with ERROR_FILE_TOO_LARGE (223).
-    // The bound on lines keeps the memory for a text of tiny lines within half a gigabyte.
+    // The bound on lines keeps the memory for a text of tiny lines within a quarter of a gigabyte,
+    // and within three quarters with all its lists.
     static constexpr std::uint32_t kMaxFileBytes = kLargestContent;
-    static constexpr std::size_t kMaxLines = 2'000'000;
+    static constexpr std::size_t kMaxLines = CCardLines::kMaxLines;
 
     CPABContact();
     ~CPABContact() override;
@@ -121,8 +122,9 @@ public:
     // touched.
     bool ToString(std::u16string* text) override;
 
-    // After ERROR_INVALID_PARAMETER (87) the record holds what the refused text brought, but does
-    // not count as changed for it. After any other failure it is as it was.
+    // A reference to a list that was kept from before shows the new entries once the list is asked
+    // for again. After ERROR_INVALID_PARAMETER (87) the record holds what the refused text brought,
+    // but does not count as changed for it. After any other failure it is as it was.
     bool FromString(const std::string& text) override;
 
 private:

@@ -193,11 +193,8 @@ bool CPABContact::ReadContentLines(CCardLines* lines)
 bool CPABContact::ReadContentLines(CCardLines* lines, std::vector<char> text)
 {
     const CFunctionDebugging scope("CPABContact::ReadContentLines");
-    const bool isTooLong = text.size() > kMaxFileBytes;
-    if (!isTooLong) {
-        lines->Assign(std::move(text));
-    }
-    return (!isTooLong && lines->GetCount() <= kMaxLines) || Fail(ERROR_FILE_TOO_LARGE);
+    return (text.size() <= kMaxFileBytes && lines->Assign(std::move(text))) ||
+           Fail(ERROR_FILE_TOO_LARGE);
 }
 
 void CPABContact::ParseContentLines(CCardLines* lines)

@@ -31,6 +31,8 @@ void CPABContact::ReadList(List* list)
             }
         }
     }
+    // Who kept a reference to the list may have added to it.
+    entries.AddTail(*list);
     *list = std::move(entries);
     m_lines.DropEntries<Line>();
 }

@@ -2,9 +2,8 @@
 
 #include "platform/Types.h"
 
-#include <string>
-
 #include <cstdint>
+#include <string>
 
 struct statx;
 

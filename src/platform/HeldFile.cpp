@@ -73,8 +73,7 @@ bool CHeldFile::Hold()
     return CSystemCalls::Current().Lock(Descriptor(), LOCK_EX | LOCK_NB) == 0 || FailWithErrno();
 }
 
-// A regular file gives less than was asked for only at its end, so most lengths need no call of
-// their own.
+// A short read tells the length too, unless it ended with a page.
 bool CHeldFile::ReadStart()
 {
     std::array<char, kStartSize> start;
@@ -82,7 +81,7 @@ bool CHeldFile::ReadStart()
         CSystemCalls::Current().ReadAt(Descriptor(), start.data(), start.size(), 0);
     const int error = errno;
     m_size = static_cast<std::uint64_t>(std::max<ssize_t>(count, 0));
-    if ((m_size == 0 || m_size == start.size()) && !ReadStatus()) {
+    if (IsPageEnd(m_size) && !ReadStatus()) {
         return false;
     }
     if (count < 0) {
@@ -190,7 +189,7 @@ std::size_t CHeldFile::TakeStart(char* buffer, std::size_t size)
     const std::size_t taken = m_start.copy(buffer, size, Position());
     SetPosition(Position() + taken);
     if (Position() == m_start.size()) {
-        m_start = std::string();
+        std::string().swap(m_start);
     }
     return taken;
 }

@@ -49,7 +49,7 @@ private:
     const std::string m_path;
     const std::string m_folder;
     std::uint64_t m_size = 0;  // nobody else changes it; after a failed overwriting an upper limit
-    std::uint64_t m_inode = 0; // 0 until the first change
+    std::uint64_t m_inode = 0; // 0 until it is needed
     std::string m_start;       // what ReadStart has read and nobody has taken yet
     bool m_isCreationNoted = false; // by Create
     bool m_isUnfinished = false;    // an overwriting failed; the redo file has the whole text

@@ -19,7 +19,7 @@ bool IsLink(const char* path)
            S_ISLNK(status.stx_mode);
 }
 
-bool IsFolderOrLink(const std::string& path, bool* isLink)
+bool LeadsToFolder(const std::string& path, bool* isLink)
 {
     struct statx status = {};
     if (CSystemCalls::Current().Stat(AT_FDCWD, path.c_str(),

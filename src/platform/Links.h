@@ -13,7 +13,7 @@ bool IsLink(const char* path);
 
 // Whether a path leads to a folder, and whether the path itself is a link to it. One system call
 // where it is none. False with the last errors of IsFolder (platform/FileAttributes.h).
-bool IsFolderOrLink(const std::string& path, bool* isLink);
+bool LeadsToFolder(const std::string& path, bool* isLink);
 
 // The absolute path that is left once all symbolic links on the way are followed. False with
 // ERROR_FILE_NOT_FOUND (2) or ERROR_PATH_NOT_FOUND (3): it leads nowhere; other codes: it cannot be

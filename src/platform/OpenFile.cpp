@@ -54,13 +54,17 @@ CHeldFile* COpenFile::Held() noexcept
 
 bool COpenFile::Read(char* buffer, std::size_t size, std::size_t* count)
 {
-    const ssize_t moved =
-        CSystemCalls::Current().ReadAt(Descriptor(), buffer, size, static_cast<off_t>(m_position));
-    if (moved < 0) {
-        return FailWithErrno();
+    std::size_t total = 0;
+    for (ssize_t moved = 1; total < size && moved > 0 && (total == 0 || IsPageEnd(m_position));) {
+        moved = CSystemCalls::Current().ReadAt(Descriptor(), buffer + total, size - total,
+                                               static_cast<off_t>(m_position));
+        if (moved < 0) {
+            return FailWithErrno();
+        }
+        total += static_cast<std::size_t>(moved);
+        m_position += static_cast<std::uint64_t>(moved);
     }
-    *count = static_cast<std::size_t>(moved);
-    m_position += *count;
+    *count = total;
     return true;
 }
 

@@ -15,6 +15,14 @@ inline namespace contactmgr_internal
 
 class CHeldFile;
 
+// Whether a short read up to there may be something else than the end of the file. The kernel reads
+// by pages: in front of a page that it cannot read it gives what it has, and the error at the next
+// call.
+constexpr bool IsPageEnd(std::uint64_t position)
+{
+    return position % 4096 == 0;
+}
+
 // What a HANDLE of CreateFileA refers to: an open file or folder, and the position in it. A
 // resource; CloseHandle deletes it. False comes with the last error set, unless errno is named.
 class COpenFile

@@ -211,7 +211,7 @@ void CMailFolderImpl::StartWalk(const FolderTimes& times)
 
 void CMailFolderImpl::EndWalk()
 {
-    m_messages = {};
+    std::vector<Message>().swap(m_messages);
     m_next = 0;
     m_isListed = false;
     m_isWalking = false;
@@ -296,9 +296,6 @@ bool CMailFolderImpl::WithFile(std::string_view id, const FileOperation& operati
             if (operation(path)) {
                 SetLastError(before);
                 return true;
-            }
-            if (!IsMissingFile(GetLastError())) {
-                return false;
             }
         }
     }

@@ -42,10 +42,11 @@ class CSharedProperties
 {
 public:
     using Files = std::array<std::shared_ptr<const CPropertyFile>, 2>;
-    const Files& Read(_tMailServer& server, const CMailboxPlace& place);
+    using Paths = std::array<std::string, 2>; // an empty path where the layout has no such file
+    Files Read(CPropertyFileCache& cache, const Paths& paths);
 
 private:
-    std::once_flag m_isRead;
+    std::mutex m_mutex;
     Files m_files;
 };
 

@@ -151,17 +151,17 @@ std::array<std::string, 3> contactmgr_internal::PropertyFilePaths(const _tMailSe
     return paths;
 }
 
-const CSharedProperties::Files& CSharedProperties::Read(_tMailServer& server,
-                                                        const CMailboxPlace& place)
+// A file that could not be read is tried again.
+CSharedProperties::Files CSharedProperties::Read(CPropertyFileCache& cache, const Paths& paths)
 {
-    std::call_once(m_isRead, [&] {
-        const auto read = [&server](const std::string& path) {
-            return path.empty() ? std::make_shared<const CPropertyFile>()
-                                : server.sharedProperties.Get(path);
-        };
-        const auto [own, ofDomain, ofServer] = PropertyFilePaths(server, place);
-        m_files = {read(ofDomain), read(ofServer)};
-    });
+    const std::lock_guard lock(m_mutex);
+    for (std::size_t i = 0; i < m_files.size(); ++i) {
+        if (m_files[i] == nullptr ||
+            (m_files[i]->Error() != ERROR_SUCCESS && m_files[i]->Error() != ERROR_INVALID_DATA)) {
+            m_files[i] =
+                paths[i].empty() ? std::make_shared<const CPropertyFile>() : cache.Get(paths[i]);
+        }
+    }
     return m_files;
 }
 
@@ -169,10 +169,10 @@ const _tMailbox::PropertyFiles& _tMailbox::Properties() const
 {
     std::call_once(m_propertiesRead, [this] {
         CSharedProperties alone;
-        const auto& [ofDomain, ofServer] =
-            (shared == nullptr ? alone : *shared).Read(*server, place);
-        m_properties = {CPropertyFile::Read(PropertyFilePaths(*server, place).front()), ofDomain,
-                        ofServer};
+        const auto [own, ofDomain, ofServer] = PropertyFilePaths(*server, place);
+        const auto files = (shared == nullptr ? alone : *shared)
+                               .Read(server->sharedProperties, {ofDomain, ofServer});
+        m_properties = {CPropertyFile::Read(own), files[0], files[1]};
     });
     return m_properties;
 }

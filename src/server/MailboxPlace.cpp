@@ -94,11 +94,11 @@ bool FindMailFolder(const CMailboxPlace& place, const std::string& name, std::st
         found = place.layout == EFolderLayout::kFileSystem ? plain : mailbox + "/." + name;
     }
     bool isLink = false;
-    bool isThere = IsFolderOrLink(found + "/cur", &isLink);
+    bool isThere = LeadsToFolder(found + "/cur", &isLink);
     if (!isThere && !isInbox && place.layout == EFolderLayout::kUnknown &&
         IsMissingFile(GetLastError())) {
         found = plain;
-        isThere = IsFolderOrLink(found + "/cur", &isLink);
+        isThere = LeadsToFolder(found + "/cur", &isLink);
     }
     if (!isThere) {
         return false;

@@ -73,6 +73,20 @@ TEST(HostileInputTest, WorkAndMemoryGrowNoFasterThanTheText)
     }
 }
 
+TEST(HostileInputTest, ATextOfTooManyLinesIsRefusedWithLittleMemory)
+{
+    std::string lines;
+    for (std::size_t line = 0; line < 5 * CPABContact::kMaxLines; ++line) {
+        lines += "a\n";
+    }
+    const std::string card = Card(lines);
+    CPABContact contact;
+    const CAllocationCount count;
+    EXPECT_FALSE(contact.FromString(card));
+    EXPECT_EQ(GetLastError(), ERROR_FILE_TOO_LARGE);
+    EXPECT_LE(count.PeakBytes(), 300'000'000u);
+}
+
 TEST(HostileInputTest, WhatOpenWouldRefuseIsNotSaved)
 {
     const CTempFolder folder;

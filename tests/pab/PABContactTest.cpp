@@ -345,6 +345,11 @@ TEST_F(PABContactTest, TextExchangeFoldsAtCharactersAndReplacesTheRecord)
     for (const CContactEmail& email : contact.GetEmails()) {
         EXPECT_EQ(email.GetAddress().GetComment(), std::u16string(u"Ann\\, Lee"));
     }
+    CContactEmailList& kept = contact.GetEmails();
+    const CContactEmail added = kept.GetHead();
+    ASSERT_TRUE(contact.FromString(Card("EMAIL:e@f.example\r\n")));
+    kept.AddTail(added);
+    EXPECT_EQ(EmailsOf(contact), "0 e@f.example; 0 a@b.example; ") << "nothing added is lost";
     EXPECT_EQ(folder.Read(kFirstFile), "") << "text exchange writes no file";
 }
 

@@ -1,3 +1,4 @@
+#include "platform/FileContent.h"
 #include "platform/FileNames.h"
 #include "platform/FileSearch.h"
 #include "platform/FileStamp.h"
@@ -243,4 +244,37 @@ TEST_F(CRootTest, AReplacedFileKeepsItsOwnerAndMode)
     EXPECT_EQ(status.st_uid, kUser);
     EXPECT_EQ(status.st_gid, kUser - 1);
     EXPECT_EQ(status.st_mode & 07777, 04604u);
+}
+
+// A disk with a page that cannot be read gives what lies in front of it, and the error next.
+TEST(FileOperationsTest, AReadThatAnErrorCutsShortIsNoEnd)
+{
+    struct CBadPage : CPlantedCalls
+    {
+        ssize_t ReadAt(int file, void* buffer, std::size_t size, off_t position) override
+        {
+            constexpr off_t kBad = 8192;
+            if (position >= kBad) {
+                errno = EIO;
+                return -1;
+            }
+            return CPlantedCalls::ReadAt(
+                file, buffer, std::min(size, static_cast<std::size_t>(kBad - position)), position);
+        }
+    };
+    const CTempFolder folder;
+    folder.Write("a", std::string(10'000, 'x'));
+    const std::string path = folder.Path() + "/a";
+    const CBadPage calls;
+    for (const std::uint32_t share : {0u, FILE_SHARE_READ | FILE_SHARE_WRITE}) {
+        const std::uint32_t access = share == 0 ? GENERIC_READ | GENERIC_WRITE : GENERIC_READ;
+        const CFileHandle file(CreateFileA(path.c_str(), access, share, nullptr, OPEN_EXISTING, 0,
+                                           INVALID_HANDLE_VALUE));
+        ASSERT_TRUE(file.IsOpen());
+        EXPECT_EQ(GetFileSize(file.Get(), nullptr), 10'000u);
+        std::string content(20'000, '\0');
+        std::uint32_t count = 0;
+        EXPECT_FALSE(ReadFile(file.Get(), content.data(), 20'000, &count, nullptr));
+        EXPECT_EQ(GetLastError(), ERROR_IO_DEVICE);
+    }
 }
