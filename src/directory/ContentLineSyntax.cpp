@@ -74,6 +74,17 @@ bool IsBlank(char16_t c)
     return c == u' ' || c == u'\t';
 }
 
+bool IsSeparator(char16_t c)
+{
+    return c == u':' || c == u';' || c == u',';
+}
+
+// In a parameter value (RFC 6868).
+bool IsEncoded(char16_t c)
+{
+    return c == u'^' || c == u'"' || c == u'\r' || c == u'\n';
+}
+
 bool IsContinuationByte(char c)
 {
     return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
@@ -211,8 +222,8 @@ bool ReadParameter(CParameterReader* reader, CParameters* parameters)
 bool AppendParameterValue(const std::u16string& value, std::string* text)
 {
     const bool blankAtEnd = !value.empty() && (IsBlank(value.front()) || IsBlank(value.back()));
-    const bool quoted = blankAtEnd || value.find_first_of(u":;,") != value.npos;
-    if (!quoted && value.find_first_of(u"^\"\r\n") == value.npos) {
+    const bool quoted = blankAtEnd || std::ranges::any_of(value, IsSeparator);
+    if (!quoted && std::ranges::none_of(value, IsEncoded)) {
         return AppendUtf8(value, text);
     }
     std::string plain;

@@ -48,6 +48,8 @@ public:
     // it has too many.
     bool Assign(std::vector<char> text);
 
+    std::size_t GetTextSize() const { return m_text.size(); }
+
     // Removes the first and the last line, if they are BEGIN:VCARD and END:VCARD, compared whole,
     // ASCII case ignored. Else false.
     bool RemoveEnvelope();

@@ -146,6 +146,8 @@ private:
     template <class Line, class List>
     bool ReplaceList(List* list, const List& with);
     void ReadLists();
+    // About how long the written text will be.
+    std::size_t SizeOfText() const { return m_lines.GetTextSize() + m_lines.GetTextSize() / 4; }
     template <class Function>
     bool ForEachLine(Function function);
 

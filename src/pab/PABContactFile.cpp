@@ -222,7 +222,9 @@ bool CPABContact::Write()
     }
     RenewRevision();
     RaiseWriteCounter();
-    std::string text = kVCardBegin;
+    std::string text;
+    text.reserve(SizeOfText());
+    text = kVCardBegin;
     std::size_t lineCount = 2; // the envelope
     if (!ForEachLine([&](std::string_view line) {
             ++lineCount;

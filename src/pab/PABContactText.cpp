@@ -34,7 +34,9 @@ try {
     if (text == nullptr) {
         return Fail(ERROR_INVALID_PARAMETER);
     }
-    CUtf8String card(kVCardBegin);
+    CUtf8String card;
+    card.reserve(SizeOfText());
+    card.append(kVCardBegin);
     if (!ForEachLine([&card](std::string_view line) {
             DirectoryUtils::AppendFoldedLine(TrimWhiteSpace(line), kFoldBytes, kFoldBytes, &card);
             return true;
