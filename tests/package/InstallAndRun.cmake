@@ -1,5 +1,6 @@
 # Installs the build into a scratch folder, builds the installed examples against the installed
-# package, and runs them, with the shared and the static library, and the installed tool.
+# package, and runs them, with the shared and the static library, and the installed tool. Then the
+# same with a program that has the library's internal names.
 #
 # Usage: cmake -D BUILD_DIR=... -D CXX_COMPILER=... -D SCRATCH_DIR=... -P InstallAndRun.cmake
 cmake_minimum_required(VERSION 3.25)
@@ -51,3 +52,14 @@ run_and_expect("" ${build}/FollowChanges ${alice} ${state} 1)
 run_and_expect("4" ${build}/ManyThreads ${alice})
 run_and_expect("no folder [^\n]*/nobody\na held contact: [^\n]*\\(32\\)[^\n]*\na bad value: [^\n]*\\(13\\).*"
     ${build}/TellFailures ${alice})
+
+run(${CMAKE_COMMAND} -G Ninja -S ${CMAKE_CURRENT_LIST_DIR} -B ${build}/same-names
+    -D CMAKE_PREFIX_PATH=${prefix} -D CMAKE_CXX_COMPILER=${CXX_COMPILER})
+run(${CMAKE_COMMAND} --build ${build}/same-names)
+foreach(library contactmgr contactmgr_static)
+    set(mailbox ${store}/example.org/${library})
+    file(WRITE "${mailbox}/cur/1.M1P1.host:2,S"
+        "From: =?utf-8?Q?J=C3=B6rg?= <joerg@example.com>\n\n\n")
+    run_and_expect("VCARDPAB-1 \"Lee, Ann\" <ann@example.com>\n1 created\nVCARDPAB-1\nINBOX-[^\n]*joerg@example.com>"
+        ${build}/same-names/same_names_${library} ${store} ${library} example.org)
+endforeach()
