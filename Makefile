@@ -1,6 +1,6 @@
 # The commands of the README. Everything else is CMake's: see CMakePresets.json.
 
-.PHONY: demo check trust servers bench dependencies
+.PHONY: demo check trust servers bench deb dependencies
 
 demo: dependencies
 	cmake --preset release
@@ -39,6 +39,11 @@ bench:
 	cmake --preset release
 	cmake --build --preset release --target contactmgr_bench contactmgr_scale contactmgr_tool
 	scripts/bench.sh $(PEERS) build/release
+
+# The Debian packages, into build/deb.
+deb:
+	@scripts/install-dependencies.sh debhelper dpkg-dev lintian
+	scripts/make-deb.sh build/deb
 
 dependencies:
 	@scripts/install-dependencies.sh
