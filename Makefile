@@ -1,6 +1,6 @@
 # The commands of the README. Everything else is CMake's: see CMakePresets.json.
 
-.PHONY: demo check trust servers bench deb dependencies
+.PHONY: demo check trust servers bench deb docs dependencies
 
 demo: dependencies
 	cmake --preset release
@@ -44,6 +44,12 @@ bench:
 deb:
 	@scripts/install-dependencies.sh debhelper dpkg-dev lintian
 	scripts/make-deb.sh build/deb
+
+# The reference of the installed headers, build/docs/html/index.html.
+docs:
+	@scripts/install-dependencies.sh doxygen
+	cmake --preset release
+	cmake --build --preset release --target docs
 
 dependencies:
 	@scripts/install-dependencies.sh

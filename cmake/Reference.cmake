@@ -1,0 +1,25 @@
+# The target `docs`: the reference of the installed headers in HTML, if Doxygen is there.
+
+find_package(Doxygen 1.9 QUIET)
+if(NOT DOXYGEN_FOUND)
+    return()
+endif()
+
+set(DOXYGEN_OUTPUT_DIRECTORY "${PROJECT_SOURCE_DIR}/build/docs")
+set(DOXYGEN_USE_MDFILE_AS_MAINPAGE "${PROJECT_SOURCE_DIR}/docs/reference.md")
+set(DOXYGEN_STRIP_FROM_PATH "${PROJECT_SOURCE_DIR}/src")
+set(DOXYGEN_STRIP_FROM_INC_PATH "${PROJECT_SOURCE_DIR}/src")
+set(DOXYGEN_FILTER_PATTERNS "*.h=${PROJECT_SOURCE_DIR}/cmake/Doxygen.sed")
+set(DOXYGEN_JAVADOC_AUTOBRIEF YES)
+set(DOXYGEN_EXTRACT_ALL YES)
+set(DOXYGEN_MACRO_EXPANSION YES)
+set(DOXYGEN_EXPAND_ONLY_PREDEF YES)
+set(DOXYGEN_PREDEFINED "CONTACTMGR_API=")
+set(DOXYGEN_EXCLUDE_SYMBOLS "contactmgr_internal*" "contactmgr_internal")
+set(DOXYGEN_SORT_MEMBER_DOCS NO)
+set(DOXYGEN_HAVE_DOT NO)
+set(DOXYGEN_QUIET YES)
+set(DOXYGEN_WARN_AS_ERROR FAIL_ON_WARNINGS)
+get_property(public_headers GLOBAL PROPERTY CONTACTMGR_PUBLIC_HEADERS)
+doxygen_add_docs(docs ${public_headers} "${PROJECT_SOURCE_DIR}/docs/reference.md"
+    COMMENT "Writing the reference to build/docs/html")
