@@ -144,7 +144,7 @@ TEST(FileOperationsTest, AFoldersTimeOnlyMovesForward)
     const CFileHandle handle(CreateFileA(folder.Path().c_str(), GENERIC_READ | GENERIC_WRITE,
                                          FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
                                          FILE_FLAG_BACKUP_SEMANTICS, INVALID_HANDLE_VALUE));
-    for (const std::uint64_t ahead : {12345, 12344}) {
+    for (const std::uint64_t ahead : {12345u, 12344u}) {
         const FILETIME time = FileTimeFromCount(before + ahead);
         EXPECT_EQ(SetFileTime(handle.Get(), nullptr, nullptr, &time), 1);
         EXPECT_EQ(LastWriteOf(folder.Path()), FileTimeFromCount(before + 12345));
