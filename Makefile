@@ -1,6 +1,6 @@
 # The commands of the README. Everything else is CMake's: see CMakePresets.json.
 
-.PHONY: demo check trust servers bench deb docs dependencies
+.PHONY: demo check trust servers bench deb docs dist dependencies
 
 demo: dependencies
 	cmake --preset release
@@ -50,6 +50,12 @@ docs:
 	@scripts/install-dependencies.sh doxygen
 	cmake --preset release
 	cmake --build --preset release --target docs
+
+# The archive of a release from the last commit, into build. It needs no git.
+dist:
+	@mkdir -p build
+	version=$$(sed -n 's/^    VERSION //p' CMakeLists.txt) && \
+	    git archive --prefix=contactmgr-$$version/ --output=build/contactmgr-$$version.tar.gz HEAD
 
 dependencies:
 	@scripts/install-dependencies.sh
