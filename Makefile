@@ -1,6 +1,6 @@
 # The commands of the README. Everything else is CMake's: see CMakePresets.json.
 
-.PHONY: demo check trust servers bench deb docs dist dependencies
+.PHONY: demo check trust servers bench deb try-deb docs dist dependencies
 
 demo: dependencies
 	cmake --preset release
@@ -40,10 +40,14 @@ bench:
 	cmake --build --preset release --target contactmgr_bench contactmgr_scale contactmgr_tool
 	scripts/bench.sh $(PEERS) build/release
 
-# The Debian packages, into build/deb.
+# The Debian packages, into build/deb. `make try-deb` tries them in a bare root; wants root.
 deb:
 	@scripts/install-dependencies.sh debhelper dpkg-dev lintian
 	scripts/make-deb.sh build/deb
+
+try-deb: deb
+	@scripts/install-dependencies.sh mmdebstrap
+	scripts/try-deb.sh build/deb
 
 # The reference of the installed headers, build/docs/html/index.html.
 docs:
