@@ -52,6 +52,8 @@ run_and_expect("" ${build}/FollowChanges ${alice} ${state} 1)
 run_and_expect("4" ${build}/ManyThreads ${alice})
 run_and_expect("no folder [^\n]*/nobody\na held contact: [^\n]*\\(32\\)[^\n]*\na bad value: [^\n]*\\(13\\).*"
     ${build}/TellFailures ${alice})
+run_and_expect("VCARDPAB-1\n\"Lee, Ann\" <ann@example.com>\nbob@example.com\nTEL;TYPE=work:\\+1 555 0100"
+    ${build}/Reference ${store} carol example.org)
 
 run(${CMAKE_COMMAND} -G Ninja -S ${CMAKE_CURRENT_LIST_DIR} -B ${build}/same-names
     -D CMAKE_PREFIX_PATH=${prefix} -D CMAKE_CXX_COMPILER=${CXX_COMPILER})
