@@ -53,7 +53,7 @@ bool New(CSession& session, CNewOptions& options)
     if (!isAccepted || !session.OpenContacts(CSession::EAccess::kWrite)) {
         return false;
     }
-    CAddressBook::FlushEachChange();
+    CContactMgr::FlushEachChange();
     std::unique_ptr<CContact> original;
     if (options.from) {
         original = session.OpenContact("copy", *options.from);
@@ -91,7 +91,7 @@ bool Set(CSession& session, CSetOptions& options)
     if (!isAccepted || !session.OpenContacts(CSession::EAccess::kWrite)) {
         return false;
     }
-    CAddressBook::FlushEachChange();
+    CContactMgr::FlushEachChange();
     const std::unique_ptr<CContact> contact = session.OpenContact("set", options.id);
     if (contact != nullptr && contact->IsReadOnly()) {
         SetLastError(ERROR_NOT_SUPPORTED);
@@ -107,7 +107,7 @@ bool Delete(CSession& session, const std::vector<std::string>& ids)
     if (!session.OpenContacts(CSession::EAccess::kWrite)) {
         return false;
     }
-    CAddressBook::FlushEachChange();
+    CContactMgr::FlushEachChange();
     for (const std::string& text : ids) {
         const ContactMgr::CContactId id(text);
         if (session.Allows("delete", id) &&

@@ -240,7 +240,8 @@ public:
 
     // An empty value removes the property. Text is UTF-16, with a line feed where a line ends. Last
     // error ERROR_INVALID_DATA (13), and the old value stays: a carriage return, a zero character,
-    // an unpaired surrogate, and in a part of the name a line feed. No code: an unknown name.
+    // an unpaired surrogate, and in a part of the name a line feed. No code: an unknown name. A
+    // contact of the address book counts as changed after a refusal too.
     // Numbers and truth values are not supported by any store.
     virtual bool SetProperty(const CContactProperty& property, std::u16string value);
     virtual bool SetProperty(const CContactProperty& property, std::uint32_t value);

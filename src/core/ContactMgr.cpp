@@ -2,6 +2,7 @@
 
 #include "core/ContactMgrImpl.h"
 #include "platform/Failure.h"
+#include "platform/Flushing.h"
 #include "trace/FunctionDebugging.h"
 
 #include <new>
@@ -89,4 +90,9 @@ try {
     return m_impl->GetEnumerator();
 } catch (const std::bad_alloc&) {
     return FailForMemory();
+}
+
+void CContactMgr::FlushEachChange() noexcept
+{
+    SetFlushing(true);
 }

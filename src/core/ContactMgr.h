@@ -4,6 +4,7 @@
 #include "core/ContactId.h"
 #include "core/ContactPlg.h"
 #include "platform/Export.h"
+#include "platform/LastError.h"
 #include "platform/Types.h"
 #include "trace/MemoryDebugging.h"
 
@@ -114,6 +115,11 @@ public:
     // anew. A contact that a store took in while the walk was opening may be missing from it, and
     // is then told by a poll with that store's next change.
     CContactPlg::CContactEnumerator* GetEnumerator() const;
+
+    // From now on each change of a contact in this process is flushed to the disk before it counts
+    // as done, and survives a power cut. Off at start: a power cut can then lose the saves of the
+    // last seconds, and no older ones. Call it before other threads use the library.
+    static void FlushEachChange() noexcept;
 
 private:
     CContactMgrImpl* m_impl;

@@ -115,11 +115,6 @@ bool CAddressBook::Flush() const
         [this] { return FlushFileSystem(m_folder.c_str()) != 0 || IsMissingFile(GetLastError()); });
 }
 
-void CAddressBook::FlushEachChange() noexcept
-{
-    SetFlushing(true);
-}
-
 std::string CAddressBook::FolderAbove() const
 {
     return m_folder.substr(0, m_folder.rfind('/'));

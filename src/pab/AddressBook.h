@@ -70,10 +70,6 @@ public:
     // (1117): the disk refused it.
     bool Flush() const;
 
-    // From now on each change of a contact in this process is flushed to the disk before it counts
-    // as done. Call it before other threads use the library.
-    static void FlushEachChange() noexcept;
-
 private:
     bool FindContacts(std::vector<ContactMgr::CContactId>* ids) const;
     std::string FolderAbove() const;
