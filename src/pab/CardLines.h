@@ -23,7 +23,7 @@ inline namespace contactmgr_internal
 // copies what nobody has changed. A change of a line is a change of its text.
 //
 // A text that is no content line counts as no line. That too is found out when somebody looks at
-// it, so the lines in between are all that Read knows.
+// it.
 //
 // The lines of the four lists stand among the others until the list has been asked for. From then
 // on its entries are the contact's, and the lines are dropped.
@@ -36,9 +36,6 @@ class CCardLines
 public:
     // No card has more lines.
     static constexpr std::size_t kMaxLines = 2'000'000;
-
-    // The lines whose entries make up the lists of a contact.
-    static constexpr std::array<std::string_view, 4> kEntryNames = {"EMAIL", "TEL", "ADR", "IMPP"};
 
     CCardLines() = default;
     CCardLines(CCardLines&&) noexcept = default;
@@ -105,6 +102,9 @@ public:
     }
 
 private:
+    // The lines whose entries make up the lists of a contact.
+    static constexpr std::array<std::string_view, 4> kEntryNames = {"EMAIL", "TEL", "ADR", "IMPP"};
+
     enum class EState : std::uint8_t
     {
         kUnknown,

@@ -51,9 +51,13 @@ template <class Line, class List>
 bool CPABContact::ReplaceList(List* list, const List& with)
 try {
     m_isDirty = true;
-    // The contact's own list is empty where there was no memory to make it.
-    ReadList<Line>(list);
-    *list = with;
+    if (&with == list) {
+        // It is empty where there was no memory to make it.
+        ReadList<Line>(list);
+    } else {
+        *list = with;
+        m_lines.DropEntries<Line>();
+    }
     return true;
 } catch (const std::bad_alloc&) {
     return FailForMemory();
