@@ -11,7 +11,14 @@
 cmake_minimum_required(VERSION 3.25)
 
 include("${RULES_FILE}")
-set(tools_third_party CLI/ nlohmann/)
+
+# The command-line tool's folders, from the bottom to the top: each includes itself, those in front
+# of it and all of src. "tools" is the folder itself, with the main program.
+set(tool_folders base search exchange commands tools)
+foreach(folder IN LISTS tool_folders)
+    set(${folder}_third_party CLI/ nlohmann/ unicode/)
+    set(${folder}_system_headers ON)
+endforeach()
 
 set(standard_headers
     algorithm any array atomic barrier bit bitset cassert cctype cerrno cfenv cfloat charconv chrono
@@ -26,15 +33,18 @@ set(standard_headers
 
 # Sets `reason` when `folder`, in its file `file`, may not include "header".
 function(check_project_header folder file header)
-    if(folder STREQUAL "tools" AND NOT header MATCHES "/")
-        return()
-    endif()
     string(REGEX MATCH "^[^/]*" from "${header}")
+    list(FIND tool_folders "${folder}" level)
+    list(FIND tool_folders "${from}" from_level)
     get_filename_component(name "${header}" NAME)
     get_filename_component(includer "${file}" NAME)
-    if(NOT header MATCHES "^[a-z0-9]+/[^/]+$" OR NOT ${from}_includable)
+    if(NOT level EQUAL -1 AND NOT from_level EQUAL -1)
+        if(from_level GREATER level)
+            set(reason "does not lie below ${folder}" PARENT_SCOPE)
+        endif()
+    elseif(NOT header MATCHES "^[a-z0-9]+/[^/]+$" OR NOT ${from}_includable)
         set(reason "is no path below src" PARENT_SCOPE)
-    elseif(folder STREQUAL "tools")
+    elseif(NOT level EQUAL -1)
         return()
     elseif(NOT from IN_LIST ${folder}_includable)
         set(reason "does not lie below ${folder}" PARENT_SCOPE)
@@ -48,7 +58,7 @@ function(check_library_header folder file header)
     if(header IN_LIST standard_headers)
         return()
     endif()
-    foreach(beginning IN LISTS text_third_party server_third_party tools_third_party)
+    foreach(beginning IN LISTS text_third_party server_third_party base_third_party)
         string(FIND "${header}" "${beginning}" at)
         if(at EQUAL 0)
             if(NOT beginning IN_LIST ${folder}_third_party)
@@ -67,7 +77,8 @@ endfunction()
 file(GLOB files RELATIVE "${SOURCE_DIR}"
     "${SOURCE_DIR}/src/*.h" "${SOURCE_DIR}/src/*.cpp"
     "${SOURCE_DIR}/src/*/*.h" "${SOURCE_DIR}/src/*/*.cpp"
-    "${SOURCE_DIR}/tools/*.h" "${SOURCE_DIR}/tools/*.cpp")
+    "${SOURCE_DIR}/tools/*.h" "${SOURCE_DIR}/tools/*.cpp"
+    "${SOURCE_DIR}/tools/*/*.h" "${SOURCE_DIR}/tools/*/*.cpp")
 if(NOT files)
     message(FATAL_ERROR "No sources in ${SOURCE_DIR}")
 endif()

@@ -5,7 +5,8 @@ set(CONTACTMGR_INCLUDE_RULES_FILE "${PROJECT_BINARY_DIR}/include-rules.cmake")
 file(CONFIGURE OUTPUT "${CONTACTMGR_INCLUDE_RULES_FILE}" @ONLY
     CONTENT "@CONTACTMGR_INCLUDE_RULES@")
 
-file(GLOB sources CONFIGURE_DEPENDS src/*.h src/*.cpp src/*/*.h src/*/*.cpp tools/*.h tools/*.cpp)
+file(GLOB sources CONFIGURE_DEPENDS src/*.h src/*.cpp src/*/*.h src/*/*.cpp
+    tools/*.h tools/*.cpp tools/*/*.h tools/*/*.cpp)
 set(check "${PROJECT_SOURCE_DIR}/cmake/CheckIncludes.cmake")
 set(stamp "${PROJECT_BINARY_DIR}/includes-checked")
 add_custom_command(OUTPUT "${stamp}"

@@ -1,5 +1,5 @@
-#include "Commands.h"
-#include "Session.h"
+#include "base/Session.h"
+#include "commands/Commands.h"
 #include "core/ContactProperties.h"
 
 #include <CLI/CLI.hpp>
@@ -117,8 +117,10 @@ int Run(int count, char** arguments)
                  "contactmgr");
     AddOptions(app, &options);
     AddReadCommands(app, &commands);
+    AddQueryCommand(app, &commands);
     AddEditCommands(app, &commands);
-    AddExchangeCommands(app, &commands);
+    AddExportCommand(app, &commands);
+    AddImportCommand(app, &commands);
     AddChangeCommands(app, &commands);
     AddMailboxCommands(app, &commands);
     try {

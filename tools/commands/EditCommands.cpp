@@ -1,8 +1,8 @@
-#include "Commands.h"
+#include "commands/Commands.h"
 
-#include "Fields.h"
-#include "Record.h"
-#include "Session.h"
+#include "base/Record.h"
+#include "base/Session.h"
+#include "commands/Fields.h"
 
 #include <CLI/CLI.hpp>
 

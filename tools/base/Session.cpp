@@ -1,7 +1,7 @@
-#include "Session.h"
+#include "base/Session.h"
 
-#include "PropertyReport.h"
-#include "Stores.h"
+#include "base/PropertyReport.h"
+#include "base/Stores.h"
 #include "userstore/UserStoreContact.h"
 
 #include <algorithm>

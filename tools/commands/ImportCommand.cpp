@@ -1,7 +1,7 @@
-#include "Commands.h"
+#include "commands/Commands.h"
 
-#include "CardReader.h"
-#include "Session.h"
+#include "base/Session.h"
+#include "exchange/CardReader.h"
 #include "platform/Errno.h"
 
 #include <CLI/CLI.hpp>
@@ -16,29 +16,6 @@
 
 namespace
 {
-
-bool Export(CSession& session, std::vector<std::string> ids)
-{
-    const bool isWhole = ids.empty();
-    if (!session.OpenContacts(CSession::EAccess::kRead) ||
-        (isWhole && !session.ListAddressBook(&ids))) {
-        return false;
-    }
-    for (const std::string& id : ids) {
-        const std::unique_ptr<CContact> contact =
-            isWhole ? session.OpenListed("export", id) : session.OpenContact("export", id);
-        std::u16string card;
-        if (contact == nullptr) {
-            continue;
-        }
-        if (Try([&] { return contact->ToString(&card); })) {
-            Print(ToUtf8(card));
-        } else {
-            session.Report().Failure("export " + id);
-        }
-    }
-    return true;
-}
 
 struct CFileCloser
 {
@@ -204,16 +181,11 @@ bool Import(CSession& session, const std::vector<std::string>& files)
 
 } // namespace
 
-void AddExchangeCommands(CLI::App& app, CCommands* commands)
+void AddImportCommand(CLI::App& app, CCommands* commands)
 {
-    const auto ids = std::make_shared<std::vector<std::string>>();
-    CLI::App* command = app.add_subcommand("export", "Write contacts as vCards");
-    command->add_option("ID", *ids,
-                        "Identifiers of the contacts; the personal address book if there are none");
-    commands->push_back({command, [ids](CSession& session) { return Export(session, *ids); }});
-
     const auto files = std::make_shared<std::vector<std::string>>();
-    command = app.add_subcommand("import", "Make contacts from vCards and print their identifiers");
+    CLI::App* command =
+        app.add_subcommand("import", "Make contacts from vCards and print their identifiers");
     command->add_option("FILE", *files, "Files of vCards; - is standard input")->required();
     commands->push_back({command, [files](CSession& session) { return Import(session, *files); }});
 }

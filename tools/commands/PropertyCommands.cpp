@@ -1,8 +1,8 @@
-#include "Commands.h"
+#include "commands/Commands.h"
 
-#include "PropertyReport.h"
-#include "Session.h"
-#include "Stores.h"
+#include "base/PropertyReport.h"
+#include "base/Session.h"
+#include "base/Stores.h"
 #include "platform/Ascii.h"
 #include "server/PropertyNames.h"
 

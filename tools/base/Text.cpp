@@ -1,6 +1,6 @@
-#include "Text.h"
+#include "base/Text.h"
 
-#include "Report.h"
+#include "base/Report.h"
 #include "text/Utf8.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
-#include "Commands.h"
+#include "commands/Commands.h"
 
-#include "Session.h"
-#include "Stores.h"
+#include "base/Session.h"
+#include "base/Stores.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>

@@ -1,6 +1,6 @@
-#include "PropertyReport.h"
+#include "base/PropertyReport.h"
 
-#include "Report.h"
+#include "base/Report.h"
 #include "platform/Ascii.h"
 
 #include <algorithm>

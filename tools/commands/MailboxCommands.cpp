@@ -1,6 +1,6 @@
-#include "Commands.h"
+#include "commands/Commands.h"
 
-#include "Session.h"
+#include "base/Session.h"
 #include "pab/BookRenewal.h"
 #include "server/MailStoreAdmin.h"
 

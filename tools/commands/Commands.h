@@ -25,9 +25,11 @@ using CCommands = std::vector<CCommand>;
 CLI::Option* AddSince(CLI::App& command, const char* help, FILETIME* version);
 
 // Each adds one family of commands, with their options.
-void AddReadCommands(CLI::App& app, CCommands* commands);        // list, show, query
-void AddEditCommands(CLI::App& app, CCommands* commands);        // new, set, delete
-void AddExchangeCommands(CLI::App& app, CCommands* commands);    // export, import
+void AddReadCommands(CLI::App& app, CCommands* commands); // list, show
+void AddQueryCommand(CLI::App& app, CCommands* commands);
+void AddEditCommands(CLI::App& app, CCommands* commands); // new, set, delete
+void AddExportCommand(CLI::App& app, CCommands* commands);
+void AddImportCommand(CLI::App& app, CCommands* commands);
 void AddChangeCommands(CLI::App& app, CCommands* commands);      // changes, poll
 void AddMailboxCommands(CLI::App& app, CCommands* commands);     // mailbox add, list, renew
 void AddPropertyCommands(CLI::App& family, CCommands* commands); // mailbox set, show

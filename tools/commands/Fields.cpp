@@ -1,8 +1,8 @@
-#include "Fields.h"
+#include "commands/Fields.h"
 
-#include "Record.h"
-#include "Report.h"
-#include "Text.h"
+#include "base/Record.h"
+#include "base/Report.h"
+#include "base/Text.h"
 #include "directory/TypeParameter.h"
 #include "platform/Ascii.h"
 #include "server/PropertyNames.h"

@@ -1,8 +1,8 @@
-#include "Record.h"
+#include "base/Record.h"
 
-#include "Session.h"
-#include "Stores.h"
-#include "Text.h"
+#include "base/Session.h"
+#include "base/Stores.h"
+#include "base/Text.h"
 #include "directory/TypeParameter.h"
 #include "platform/Failure.h"
 

@@ -1,6 +1,6 @@
-#include "Report.h"
+#include "base/Report.h"
 
-#include "Text.h"
+#include "base/Text.h"
 #include "platform/Errno.h"
 
 #include <cerrno>

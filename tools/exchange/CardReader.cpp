@@ -1,4 +1,4 @@
-#include "CardReader.h"
+#include "exchange/CardReader.h"
 
 #include "directory/ContentLine.h"
 #include "directory/EmailContentLine.h"

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Report.h"
-#include "Text.h"
+#include "base/Report.h"
+#include "base/Text.h"
 #include "core/ContactMgr.h"
 #include "pab/AddressBook.h"
 #include "server/MailServer.h"
