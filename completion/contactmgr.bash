@@ -103,7 +103,7 @@ _contactmgr_takes_value()
 {
     case $1 in
     --store | --mailbox | --domain | --book | --trace | --since | --type | --from | --email | --tel | \
-        --im | --adr | --of-domain) ;;
+        --im | --adr | --of-domain | --format | --max) ;;
     *) return 1 ;;
     esac
 }
@@ -116,6 +116,7 @@ _contactmgr_value_of()
     --domain | --of-domain) _contactmgr_domains ;;
     --from) _contactmgr_ids '.*' ;;
     --type) echo VCARDPAB ;;
+    --format) printf '%s\n' mutt aerc plain json ;;
     --email | --tel | --im | --adr) _contactmgr_types "${1#--}" ;;
     esac
 }

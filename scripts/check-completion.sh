@@ -80,6 +80,7 @@ done <<'TABLE'
 "contactmgr mailbox renew bob@ex"|[@example.org]|@ex|[bob@example.org]
 "contactmgr mailbox set b EnabledContactPlugins=older,s"|[older,senders]|older,s|[senders]
 "contactmgr show 'INBOX-C"|[INBOX-Carol Clay <carol@example.net>]|INBOX-C|-
+"contactmgr query --format a"|[aerc]
 "contactmgr import do"|[dora.vcf]
 TABLE
 exit $((failures > 0))

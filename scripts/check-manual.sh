@@ -83,6 +83,10 @@ members() {
 compare 'JSON of a contact' "$(members list)" "$(items contactmgr-json.5 'A contact')"
 compare 'JSON of changes' "$(members changes --since 0)" \
     "$(items contactmgr-json.5 'A report of changes')"
+export XDG_CACHE_HOME=$folder/cache
+compare 'JSON of an answer' "$("$tool" --store "$folder/demo/store" --mailbox alice@example.org \
+    query --format json '' | grep -o '"[[:alpha:]]*":' | tr -d '":')" \
+    "$(items contactmgr-json.5 'An answer to a query')"
 compare 'JSON of a poll' "$(members poll)" "$(items contactmgr-json.5 'A poll')"
 
 # Whether a text, line by line, stands in one of the examples.

@@ -10,6 +10,7 @@ tool=$1
 folder=$2
 export CONTACTMGR_STORE=$folder/store
 export CONTACTMGR_MAILBOX=alice@example.org
+export XDG_CACHE_HOME=$folder/cache
 
 # Prints a command and runs it; what it printed stands in $output.
 run() {

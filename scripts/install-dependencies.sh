@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
     g++ cmake ninja-build pkg-config
-    libgmime-3.0-dev nlohmann-json3-dev libutfcpp-dev libcli11-dev libicu-dev
+    libgmime-3.0-dev nlohmann-json3-dev libutfcpp-dev libcli11-dev libicu-dev libxxhash-dev
     libgtest-dev libbenchmark-dev
     clang-format "$@"
 )

@@ -1,16 +1,19 @@
 #include "pab/AddressBook.h"
 
 #include "pab/PABContact.h"
+#include "platform/ChangeProtocol.h"
 #include "platform/Failure.h"
 #include "platform/FileHandle.h"
 #include "platform/FileNames.h"
+#include "platform/FileSearch.h"
 #include "platform/FileStamp.h"
 #include "platform/Flushing.h"
 #include "server/MailOwner.h"
 #include "server/MailboxPlace.h"
 
 #include <algorithm>
-#include <cstdint>
+#include <charconv>
+#include <utility>
 
 inline namespace contactmgr_internal
 {
@@ -19,6 +22,21 @@ namespace
 {
 
 constexpr std::uint32_t kUsualRoom = 261;
+
+// The number of the contact whose file has exactly this name; 0 for any other name.
+std::uint32_t NumberOf(std::string_view fileName)
+{
+    constexpr std::size_t kDigits = 8;
+    constexpr int kHexadecimal = 16;
+    const std::string_view digits = fileName.substr(0, kDigits);
+    std::uint32_t reversed = 0;
+    const bool isName = fileName.size() > kDigits && fileName.substr(kDigits) == ".vcf" &&
+                        digits.find_first_not_of("0123456789abcdef") == digits.npos;
+    if (isName) {
+        std::from_chars(digits.data(), digits.data() + kDigits, reversed, kHexadecimal);
+    }
+    return ReverseBits(reversed);
+}
 
 bool HasContent(const WIN32_FILE_ATTRIBUTE_DATA& file)
 {
@@ -52,9 +70,10 @@ std::optional<CAddressBook> CAddressBook::Of(CMailbox& mailbox)
 
 std::optional<ContactMgr::CContactId> CAddressBook::ContactOf(const std::string& fileName)
 {
-    ContactMgr::CContactId id = CPABContact::FileNameToContactId(fileName);
-    return CPABContact::ContactIdToFileName(id) == fileName ? std::optional(std::move(id))
-                                                            : std::nullopt;
+    const std::uint32_t number = NumberOf(fileName);
+    return number == 0 ? std::nullopt
+                       : std::optional<ContactMgr::CContactId>(std::in_place,
+                                                               CPABContact::kPluginType, number);
 }
 
 std::string CAddressBook::FileOf(const ContactMgr::CContactId& id) const
@@ -62,18 +81,18 @@ std::string CAddressBook::FileOf(const ContactMgr::CContactId& id) const
     return m_folder + '/' + CPABContact::ContactIdToFileName(id);
 }
 
-bool CAddressBook::ListContacts(std::vector<ContactMgr::CContactId>* ids) const
+bool CAddressBook::ListFiles(std::vector<CFile>* files) const
 {
-    std::vector<ContactMgr::CContactId> found;
-    if (!KeepingLastError([&] { return FindContacts(&found); })) {
+    std::vector<CFile> found;
+    if (!KeepingLastError([&] { return FindFiles(&found); })) {
         return false;
     }
-    std::ranges::sort(found, {}, &ContactMgr::CContactId::ToNumber);
-    ids->insert(ids->end(), found.begin(), found.end());
+    std::ranges::sort(found, {}, &CFile::number);
+    files->insert(files->end(), found.begin(), found.end());
     return true;
 }
 
-bool CAddressBook::FindContacts(std::vector<ContactMgr::CContactId>* ids) const
+bool CAddressBook::FindFiles(std::vector<CFile>* files) const
 {
     WIN32_FIND_DATA entry;
     const CFindHandle search(FindFirstFileA((m_folder + "/*.vcf").c_str(), &entry));
@@ -81,12 +100,36 @@ bool CAddressBook::FindContacts(std::vector<ContactMgr::CContactId>* ids) const
         return IsMissingFile(GetLastError());
     }
     do {
-        const std::optional<ContactMgr::CContactId> id = ContactOf(entry.cFileName);
-        if (id && HasContent(entry)) {
-            ids->push_back(*id);
+        const std::uint32_t number = NumberOf(entry.cFileName);
+        if (number != 0 && HasContent(entry)) {
+            files->push_back({number, entry.ftLastWriteTime,
+                              std::uint64_t{entry.nFileSizeHigh} << 32 | entry.nFileSizeLow});
         }
     } while (FindNextFileA(search.Get(), &entry) != 0);
     return GetLastError() == ERROR_NO_MORE_FILES;
+}
+
+bool CAddressBook::ListUnfinished(std::vector<std::uint32_t>* numbers) const
+{
+    const std::string folder = m_folder + kRedoFolder;
+    return KeepingLastError([&] {
+        return ForEachFile(
+                   folder.c_str(), ".vcf",
+                   [numbers](std::string_view name) { numbers->push_back(NumberOf(name)); }) != 0 ||
+               IsMissingFile(GetLastError());
+    });
+}
+
+bool CAddressBook::ListContacts(std::vector<ContactMgr::CContactId>* ids) const
+{
+    std::vector<CFile> files;
+    if (!ListFiles(&files)) {
+        return false;
+    }
+    for (const CFile& file : files) {
+        ids->emplace_back(CPABContact::kPluginType, file.number);
+    }
+    return true;
 }
 
 CAddressBook::EFile CAddressBook::StateOf(const ContactMgr::CContactId& id) const

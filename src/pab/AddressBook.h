@@ -1,7 +1,9 @@
 #pragma once
 
 #include "core/ContactId.h"
+#include "platform/Types.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -41,9 +43,25 @@ public:
     // The path of a contact's file. Reads no file.
     std::string FileOf(const ContactMgr::CContactId& id) const;
 
-    // Appends the identifiers of all contact files with content, by their numbers. A folder that
-    // does not exist has none. False with the last error of the listing, such as
-    // ERROR_ACCESS_DENIED (5); then nothing is appended.
+    // A contact file, and by what a change of its content can be told: each save and each deletion
+    // moves the time on.
+    struct CFile
+    {
+        std::uint32_t number = 0; // of the contact
+        FILETIME written;
+        std::uint64_t size = 0; // in bytes
+    };
+
+    // Appends all contact files with content, by their numbers. A folder that does not exist has
+    // none. False with the last error of the listing, such as ERROR_ACCESS_DENIED (5); then nothing
+    // is appended.
+    bool ListFiles(std::vector<CFile>* files) const;
+
+    // Appends the numbers of the contacts that an unfinished save has left a redo file of: the next
+    // open completes it. Last errors as ListFiles.
+    bool ListUnfinished(std::vector<std::uint32_t>* numbers) const;
+
+    // Appends the identifiers of all contact files with content, as ListFiles.
     bool ListContacts(std::vector<ContactMgr::CContactId>* ids) const;
 
     enum class EFile
@@ -71,7 +89,7 @@ public:
     bool Flush() const;
 
 private:
-    bool FindContacts(std::vector<ContactMgr::CContactId>* ids) const;
+    bool FindFiles(std::vector<CFile>* files) const;
     std::string FolderAbove() const;
 
     std::string m_folder;

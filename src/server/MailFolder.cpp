@@ -59,6 +59,11 @@ bool CMailFolder::IsValid() const
     return m_folder != nullptr;
 }
 
+std::string CMailFolder::GetPath() const
+{
+    return m_folder == nullptr ? "" : m_folder->Path();
+}
+
 bool CMailFolder::Lock(FILETIME* version)
 {
     if (m_folder == nullptr) {

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 
 inline namespace contactmgr_internal
 {
@@ -49,6 +50,9 @@ public:
     bool Open(CMailOwner& owner, const char* name);
 
     bool IsValid() const;
+
+    // The path of the folder that holds `cur` and `new`; empty when closed.
+    std::string GetPath() const;
 
     // Takes the folder's shared lock without waiting and keeps it until the object is opened anew,
     // closed or destroyed. Any number of readers hold it at once; it needs no right to write.

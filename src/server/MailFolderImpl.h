@@ -28,6 +28,8 @@ class CMailFolderImpl
 public:
     explicit CMailFolderImpl(std::string path) : m_path(std::move(path)) {}
 
+    const std::string& Path() const { return m_path; }
+
     struct FolderTimes
     {
         FILETIME clock; // when the others were read

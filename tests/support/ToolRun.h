@@ -9,6 +9,7 @@
 
 #include <fcntl.h>
 #include <spawn.h>
+#include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -21,7 +22,7 @@ struct CToolRun
 };
 
 // Runs the command-line tool on a mail store of its own, with the mailboxes alice and bob of
-// example.org, as alice.
+// example.org, as alice. The user's cache folder is `cache` below it.
 class CTool
 {
 public:
@@ -30,6 +31,7 @@ public:
         for (const char* mailbox : {"alice", "bob"}) {
             std::filesystem::create_directories(StorePath() + "/example.org/" + mailbox + "/cur");
         }
+        setenv("XDG_CACHE_HOME", (m_folder / "cache").c_str(), 1);
     }
 
     const CTempFolder& Folder() const { return m_folder; }

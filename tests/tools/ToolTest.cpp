@@ -144,30 +144,6 @@ TEST(ToolTest, FieldsReachTheRecordWhichIsOneObjectInTheDocumentedOrder)
                   addresses);
 }
 
-TEST(ToolTest, AQueryFindsNamesAndAddressesWithoutRegardToCase)
-{
-    const CTool tool;
-    tool.Run({"new",
-              "FullName=J\xC3\xB6rg \xCE\xA3\xCE\xAF\xCF\x83\xCF\x85\xCF\x86\xCE\xBF\xCF\x82",
-              "Nickname=Jojo", "--email", "one@example.org", "--email", "two@example.net"});
-    tool.Run({"new", "GivenName=No", "Surname=Address"});
-    tool.Run({"new", "FullName=a\tb\nc\x1B[1m\xC2\x85\xE2\x80\xA8.", "--email", "x@y.z"});
-    EXPECT_TRUE(Contains(tool.Run({"list"}).out, "\ta b c [1m  .\tx@y.z\n"));
-    static const std::pair<const char*, const char*> kCases[] = {
-        {"J\xC3\x96RG", "2 matches\n"},                              // Ö
-        {"\xCF\x83\xCF\x85\xCE\xA6\xCE\x9F\xCE\xA3", "2 matches\n"}, // final sigma
-        {"jojo", "2 matches\n"},
-        {"TWO@", "1 match\n"},
-        {"", "3 matches\n"},
-        {"address", "0 matches\n"},
-    };
-    for (const auto& [text, status] : kCases) {
-        SCOPED_TRACE(text);
-        const string out = tool.Run({"query", text}).out;
-        EXPECT_EQ(out.substr(0, out.find('\n') + 1), status) << out;
-    }
-}
-
 TEST(ToolTest, CommandsGoOnAfterAFailureAndNameTheContact)
 {
     const CTool tool;

@@ -2,6 +2,7 @@
 
 #include "base/PropertyReport.h"
 #include "base/Stores.h"
+#include "core/StoreFactories.h"
 #include "userstore/UserStoreContact.h"
 
 #include <algorithm>
@@ -77,6 +78,13 @@ bool CSession::OpenContacts(EAccess access)
     }
     m_manager.emplace(m_mailbox);
     return true;
+}
+
+std::uint32_t CSession::EnabledStores() const
+{
+    std::uint32_t mask = 0;
+    return m_mailbox.GetProperty("EnabledContactPluginsEffective", &mask) ? mask
+                                                                          : kDefaultStoreMask;
 }
 
 bool CSession::ListAddressBook(std::vector<std::string>* ids)

@@ -59,6 +59,10 @@ public:
     // After OpenMailbox: the files of its address book.
     const CAddressBook& AddressBook() const { return *m_addressBook; }
 
+    CMailbox& Mailbox() { return m_mailbox; }
+    // The stores that the manager shows: the sum of their bits (base/Stores.h).
+    std::uint32_t EnabledStores() const;
+
     // After OpenContacts.
     CContactMgr& Manager() { return *m_manager; }
     const std::string& MailboxName() const { return m_options.mailbox; }

@@ -6,8 +6,6 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
-#include <locale>
-#include <stdexcept>
 
 namespace
 {
@@ -43,18 +41,6 @@ bool BreaksField(char16_t c)
     constexpr char16_t kLineSeparator = 0x2028;
     constexpr char16_t kParagraphSeparator = 0x2029;
     return c < 0x20 || (c >= 0x7F && c <= 0x9F) || c == kLineSeparator || c == kParagraphSeparator;
-}
-
-const std::locale& UnicodeLocale()
-{
-    static const std::locale locale = [] {
-        try {
-            return std::locale("C.UTF-8");
-        } catch (const std::runtime_error&) {
-            return std::locale::classic();
-        }
-    }();
-    return locale;
 }
 
 } // namespace
@@ -116,24 +102,6 @@ std::string UnifyLineBreaks(std::string_view text)
         i += pair ? 1 : 0;
     }
     return unified;
-}
-
-std::wstring FoldCase(std::u16string_view text)
-{
-    std::wstring folded;
-    folded.reserve(text.size());
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        std::uint32_t character = text[i];
-        if (IsHighSurrogate(text[i]) && i + 1 < text.size() && IsLowSurrogate(text[i + 1])) {
-            character = 0x10000 + ((character - 0xD800U) << 10) + (text[++i] - 0xDC00U);
-        }
-        folded += static_cast<wchar_t>(character);
-    }
-    // To capitals first: so both forms of the small sigma become one letter.
-    const auto& letters = std::use_facet<std::ctype<wchar_t>>(UnicodeLocale());
-    letters.toupper(folded.data(), folded.data() + folded.size());
-    letters.tolower(folded.data(), folded.data() + folded.size());
-    return folded;
 }
 
 bool ParseVersion(std::string_view text, FILETIME* version)

@@ -25,9 +25,6 @@ std::string ListNames(std::string label, std::span<const std::string_view> names
 // CR LF and CR become LF.
 std::string UnifyLineBreaks(std::string_view text);
 
-// A text without its case, to search in (Unicode, simple mapping).
-std::wstring FoldCase(std::u16string_view text);
-
 // Versions are decimal 64-bit counts. False for any other text.
 bool ParseVersion(std::string_view text, FILETIME* version);
 std::string VersionText(const FILETIME& version);

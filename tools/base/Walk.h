@@ -4,14 +4,16 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 
-// Calls `call` for each contact of all stores; with a version, only if anything is newer. What the
-// walk does not show is tried once more, and reported as WHAT if it cannot be read.
+using CWalk = std::unique_ptr<CContactPlg::CContactEnumerator>;
+
+// Calls `call` for each contact of a walk; with a version, only if anything is newer. What the walk
+// does not show is tried once more, and reported as WHAT if it cannot be read.
 template <class Call>
-bool Walk(CSession& session, const std::string& what, const FILETIME* since, Call call)
+bool Walk(CSession& session, const CWalk& walk, const std::string& what, const FILETIME* since,
+          Call call)
 {
-    const std::unique_ptr<CContactPlg::CContactEnumerator> walk(
-        Try([&] { return session.Manager().GetEnumerator(); }));
     if (walk == nullptr || !Try([&] { return walk->Start(since, nullptr); })) {
         return session.FailStart(what, walk.get());
     }
@@ -33,4 +35,12 @@ bool Walk(CSession& session, const std::string& what, const FILETIME* since, Cal
         }
     }
     return true;
+}
+
+// The same for all stores of the mailbox.
+template <class Call>
+bool Walk(CSession& session, const std::string& what, const FILETIME* since, Call call)
+{
+    const CWalk walk(Try([&] { return session.Manager().GetEnumerator(); }));
+    return Walk(session, walk, what, since, std::move(call));
 }

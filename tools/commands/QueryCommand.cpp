@@ -1,103 +1,123 @@
 #include "commands/Commands.h"
 
-#include "base/Record.h"
 #include "base/Session.h"
-#include "base/Walk.h"
+#include "search/AddressSearch.h"
 
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
+#include <algorithm>
+#include <limits>
 #include <memory>
 #include <string>
-#include <utility>
+#include <vector>
 
 namespace
 {
 
-// The lines that a mail client completes an address from.
-class CQuery
+using CAnswer = CAddressSearch::CAnswer;
+using CAnswers = std::vector<CAnswer>;
+using nlohmann::ordered_json;
+
+struct CQueryOptions
 {
-public:
-    CQuery(CSession& session, const std::string& text)
-        : m_session(session), m_wanted(FoldCase(ToWide(text, "TEXT")))
-    {}
-
-    void Add(CContact& contact)
-    {
-        CRecordReader record(contact, m_session);
-        const std::u16string names = NamesOf(record);
-        const bool isNamed = Matches(names);
-        for (const CContactEmail& email : record.Emails()) {
-            const std::string address = email.GetAddress().RawAddress();
-            const std::u16string comment = email.GetAddress().GetComment();
-            if (isNamed || Matches(ToWideField(address)) || Matches(comment)) {
-                AddLine(address, NameOf(record, comment), contact.GetPluginType());
-            }
-        }
-    }
-
-    bool PrintAnswer() const
-    {
-        Print(std::to_string(m_count) + (m_count == 1 ? " match\n" : " matches\n") + m_lines);
-        return m_count > 0;
-    }
-
-private:
-    static std::u16string ToWideField(const std::string& text)
-    {
-        return ToWide(ToUtf8(std::string_view(text)), "address");
-    }
-
-    // A line break between them, which the text that is looked for does not have.
-    static std::u16string NamesOf(CRecordReader& record)
-    {
-        return record.Property(CContactProperty("FullName")) + u'\n' + record.FirstName() + u' ' +
-               record.LastName() + u'\n' + record.Property(CContactProperty("Nickname"));
-    }
-
-    static std::u16string NameOf(CRecordReader& record, const std::u16string& comment)
-    {
-        std::u16string fullName = record.Property(CContactProperty("FullName"));
-        if (!fullName.empty()) {
-            return fullName;
-        }
-        const std::u16string first = record.FirstName();
-        const std::u16string last = record.LastName();
-        const std::u16string names = first + (first.empty() || last.empty() ? u"" : u" ") + last;
-        return names.empty() ? comment : names;
-    }
-
-    bool Matches(const std::u16string& text) const
-    {
-        return FoldCase(text).find(m_wanted) != std::wstring::npos;
-    }
-
-    void AddLine(const std::string& address, const std::u16string& name, const std::string& store)
-    {
-        m_lines += ToField(address) + '\t' + ToField(name) + '\t' + ToField(store) + '\n';
-        ++m_count;
-    }
-
-    CSession& m_session;
-    const std::wstring m_wanted;
-    std::string m_lines;
-    std::size_t m_count = 0;
+    std::vector<std::string> words;
+    std::string format = "mutt";
+    std::size_t max = std::numeric_limits<std::size_t>::max();
+    bool usesNoFile = false;
 };
 
-bool Query(CSession& session, const std::string& text)
+std::string Line(const CAnswer& answer)
 {
-    CQuery query(session, text);
-    return session.OpenContacts(CSession::EAccess::kRead) &&
-           Walk(session, "query", nullptr, [&](CContact& contact) { query.Add(contact); }) &&
-           query.PrintAnswer();
+    return ToField(answer.entry->address) + '\t' + ToField(answer.entry->name);
+}
+
+std::string MuttLine(const CAnswer& answer)
+{
+    return Line(answer) + '\t' + ToField(answer.store);
+}
+
+std::string PlainLine(const CAnswer& answer)
+{
+    return ToField(FullAddressOf(*answer.entry));
+}
+
+std::string JsonLine(const CAnswer& answer)
+{
+    const CAddressEntry& entry = *answer.entry;
+    ordered_json object = {{"formatVersion", 1},
+                           {"address", entry.address},
+                           {"name", entry.name},
+                           {"type", answer.store},
+                           {"id", IdOf(answer)}};
+    if (entry.messages > 0) {
+        object["messages"] = entry.messages;
+        object["latest"] = std::to_string(entry.latest);
+    }
+    return object.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+}
+
+struct CFormat
+{
+    const char* name;
+    std::string (*line)(const CAnswer& answer);
+};
+constexpr CFormat kFormats[] = {
+    {"mutt", MuttLine}, {"aerc", Line}, {"plain", PlainLine}, {"json", JsonLine}};
+
+// The line that mutt shows above the answers.
+std::string Headline(std::size_t found, std::size_t told)
+{
+    std::string text = std::to_string(found) + (found == 1 ? " match" : " matches");
+    if (told < found) {
+        text += ", the first " + std::to_string(told);
+    }
+    return text + '\n';
+}
+
+bool Query(CSession& session, const CQueryOptions& options)
+{
+    const CSearchWords words(options.words);
+    if (!session.OpenContacts(CSession::EAccess::kRead)) {
+        return false;
+    }
+    CAddressSearch search(session);
+    search.Load(!options.usesNoFile);
+    CAnswers answers = search.Find(words);
+    const std::size_t found = answers.size();
+    answers.resize(std::min(found, options.max));
+    if (options.format == kFormats[0].name) {
+        Print(Headline(found, answers.size()));
+    }
+    const CFormat& format = *std::ranges::find(kFormats, options.format, &CFormat::name);
+    for (const CAnswer& answer : answers) {
+        Print(format.line(answer) + '\n');
+    }
+    return !answers.empty();
 }
 
 } // namespace
 
 void AddQueryCommand(CLI::App& app, CCommands* commands)
 {
-    const auto text = std::make_shared<std::string>();
-    CLI::App* command = app.add_subcommand("query", "Look for addresses, in the form that mutt's "
-                                                    "query_command reads");
-    command->add_option("TEXT", *text, "Part of a name or an address")->required();
-    commands->push_back({command, [text](CSession& session) { return Query(session, *text); }});
+    const auto options = std::make_shared<CQueryOptions>();
+    CLI::App* command = app.add_subcommand("query", "Look for addresses that have all the words");
+    command
+        ->add_option("WORDS", options->words,
+                     "Parts of names, addresses, organisations or numbers, in any order")
+        ->required();
+    std::vector<std::string> names;
+    for (const CFormat& format : kFormats) {
+        names.emplace_back(format.name);
+    }
+    command->add_option("--format", options->format, "How the answers are written")
+        ->transform(CLI::IsMember(names))
+        ->type_name("mutt|aerc|plain|json");
+    command->add_option("--max", options->max, "Tell the best answers alone")
+        ->type_name("NUMBER")
+        ->check(CLI::PositiveNumber);
+    command->add_flag("--no-cache", options->usesNoFile,
+                      "Read all stores anew, and leave the user's cache folder alone");
+    commands->push_back(
+        {command, [options](CSession& session) { return Query(session, *options); }});
 }

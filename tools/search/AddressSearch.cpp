@@ -1,0 +1,117 @@
+#include "search/AddressSearch.h"
+
+#include "base/Session.h"
+#include "base/Stores.h"
+#include "base/Text.h"
+#include "platform/Ascii.h"
+#include "search/AddressSources.h"
+#include "text/Rfc822Address.h"
+
+#include <algorithm>
+#include <iterator>
+#include <string>
+#include <tuple>
+#include <unordered_set>
+#include <utility>
+
+namespace
+{
+
+struct CFound
+{
+    const CAddressEntry* entry;
+    EMatch match;
+};
+
+bool IsBetter(const CFound& left, const CFound& right)
+{
+    const auto rank = [](const CFound& found) {
+        const CAddressEntry& entry = *found.entry;
+        return std::tuple(-static_cast<int>(found.match), -entry.weight, entry.first.plain,
+                          entry.address, entry.id);
+    };
+    return rank(left) < rank(right);
+}
+
+std::vector<CFound> FindIn(const CAddressEntries& entries, const CSearchWords& words)
+{
+    std::vector<CFound> found;
+    for (const CAddressEntry& entry : entries) {
+        const EMatch match = words.Match(entry.first, entry.second);
+        if (match != EMatch::kNone) {
+            found.push_back({&entry, match});
+        }
+    }
+    std::ranges::sort(found, IsBetter);
+    return found;
+}
+
+std::string AddressKey(const CAddressEntry& entry)
+{
+    std::string key(entry.address);
+    std::ranges::transform(key, key.begin(), LowerAscii<char>);
+    return key;
+}
+
+} // namespace
+
+void CAddressSearch::Load(bool usesFile)
+{
+    CAddressSources sources(m_session);
+    CAddressIndexFile file(usesFile ? sources.Key() : "");
+    if (!file.Read(&m_index.emplace())) {
+        m_index.emplace();
+    }
+    if (sources.Update(&file, &*m_index)) {
+        if (m_index->messages.empty()) {
+            file.ReadMessages(&*m_index);
+        }
+        file.Write(*m_index);
+    }
+    m_domain = sources.ReadDomain(&*m_index);
+}
+
+std::vector<CAddressSearch::CAnswer> CAddressSearch::Find(const CSearchWords& words) const
+{
+    const std::pair<std::string_view, const CAddressEntries&> stores[] = {
+        {kAddressBook, m_index->contactAddresses},
+        {kOlderWebClient, m_index->olderAddresses},
+        {kMailboxDirectory, m_domain},
+        {kSenders, m_index->senderAddresses}};
+    std::vector<CAnswer> answers;
+    std::unordered_set<std::string> before; // the addresses of the stores in front of `unread`
+    auto unread = std::begin(stores);
+    for (const auto& store : stores) {
+        const std::vector<CFound> found = FindIn(store.second, words);
+        for (; !found.empty() && unread != &store; ++unread) {
+            for (const CAddressEntry& entry : unread->second) {
+                before.insert(AddressKey(entry));
+            }
+        }
+        std::unordered_set<std::string> told;
+        for (const CFound& one : found) {
+            const std::string key = AddressKey(*one.entry);
+            if (!before.contains(key) &&
+                told.insert(key + '\n' + std::string(one.entry->name)).second) {
+                answers.push_back({one.entry, store.first});
+            }
+        }
+    }
+    return answers;
+}
+
+std::string IdOf(const CAddressSearch::CAnswer& answer)
+{
+    return answer.store == kSenders ? std::string(kSenders) + '-' + FullAddressOf(*answer.entry)
+                                    : std::string(answer.entry->id);
+}
+
+std::string FullAddressOf(const CAddressEntry& entry)
+{
+    CRfc822Address address;
+    if (!address.Parse(std::string(entry.address).c_str())) {
+        return std::string(entry.address);
+    }
+    address.SetComment(ToWide(entry.name, "name").c_str());
+    return address.RawFullAddress();
+}
