@@ -1,6 +1,6 @@
 # The commands of the README. Everything else is CMake's: see CMakePresets.json.
 
-.PHONY: demo check trust servers bench deb try-deb docs dist dependencies
+.PHONY: demo check trust servers bench search deb try-deb docs dist dependencies
 
 demo: dependencies
 	cmake --preset release
@@ -39,6 +39,15 @@ bench:
 	cmake --preset release
 	cmake --build --preset release --target contactmgr_bench contactmgr_scale contactmgr_tool
 	scripts/bench.sh $(PEERS) build/release
+
+# The search of addresses beside other programs, on 1,000 to 100,000 items. Writes docs/search.md.
+search:
+	@scripts/install-dependencies.sh khard abook maildir-utils notmuch
+	cmake --preset release
+	cmake --build --preset release --target contactmgr_tool
+	rm -rf build/search && mkdir -p build/search
+	/usr/bin/python3 -B bench/search.py build/search build/release/contactmgr docs/search.md
+	rm -rf build/search
 
 # The Debian packages, into build/deb. `make try-deb` tries them in a bare root; wants root.
 deb:

@@ -129,6 +129,7 @@ TEST_F(CSearchTest, AnswersAreRankedAndEachAddressIsToldOnce)
     Deliver("5", "Joann <zoe@b.example>", 3);
     Deliver("6", "Joann <joann@c.example>", 800);
     Deliver("7", "undisclosed:;", 800);
+    Deliver("8", "=?utf-8?q?J=C3=BCrgen?= <j@d.example>");
     const string often = "Often@a.example\tAnn Müller\n";
     const string late = "late@a.example\tAnn Late\n";
     const std::pair<CWords, string> kCases[] = {
@@ -140,6 +141,7 @@ TEST_F(CSearchTest, AnswersAreRankedAndEachAddressIsToldOnce)
          "zoe@a.example\tZoe Annan\njo@a.example\tJoanna Lee\n"},
         {{"mueller"}, "jo@a.example\tJoanna Lee\n" + often},
         {{"often a"}, often},
+        {{"juergen"}, "j@d.example\tJürgen\n"},
         {{"305501"}, "jo@a.example\tJoanna Lee\n"},
         {{"nobody"}, ""},
     };

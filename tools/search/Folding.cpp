@@ -7,8 +7,11 @@
 #include <memory>
 #include <new>
 
+#include <unicode/normalizer2.h>
 #include <unicode/translit.h>
+#include <unicode/uchar.h>
 #include <unicode/unistr.h>
+#include <unicode/uscript.h>
 #include <unicode/uversion.h>
 
 namespace
@@ -39,22 +42,66 @@ std::string LowerAsciiText(std::string_view text)
     return lower;
 }
 
-std::unique_ptr<icu::Transliterator> MakeTransliterator(const char* rules)
+// ICU fails here for no other reason: the rules are its own.
+template <class Call>
+auto MustSucceed(Call call)
 {
     UErrorCode error = U_ZERO_ERROR;
-    std::unique_ptr<icu::Transliterator> made(
-        icu::Transliterator::createInstance(rules, UTRANS_FORWARD, error));
-    if (U_FAILURE(error) || made == nullptr) {
-        throw std::bad_alloc(); // the rules are ICU's own
+    auto result = call(error);
+    if (U_FAILURE(error)) {
+        throw std::bad_alloc();
     }
-    return made;
+    return result;
 }
 
-std::string Fold(const icu::Transliterator& rules, const icu::UnicodeString& text)
+// Whether Latin-ASCII may have something for a letter that has no accent to take away: ø, ł,
+// quotes.
+bool MayBecomeAscii(UChar32 character)
 {
-    icu::UnicodeString folded(text);
-    rules.transliterate(folded);
+    UErrorCode ignored = U_ZERO_ERROR;
+    const UScriptCode script = uscript_getScript(character, &ignored);
+    return character >= 0x80 && (script == USCRIPT_LATIN || script == USCRIPT_COMMON);
+}
+
+// Making the rules takes longer than a search, so they are made for a text that needs them.
+void MakeAscii(icu::UnicodeString* text)
+{
+    static const auto rules = MustSucceed([](UErrorCode& error) {
+        return std::unique_ptr<icu::Transliterator>(
+            icu::Transliterator::createInstance("Latin-ASCII", UTRANS_FORWARD, error));
+    });
+    rules->transliterate(*text);
+    text->foldCase();
+}
+
+bool IsUmlautBase(UChar32 letter)
+{
+    return letter < 0x80 &&
+           std::string_view("aouAOU").find(static_cast<char>(letter)) != std::string_view::npos;
+}
+
+// The text without its marks. If `expands`, an umlaut's dots become an e.
+std::string Fold(const icu::UnicodeString& decomposed, bool expands)
+{
+    constexpr UChar32 kDiaeresis = 0x308;
+    icu::UnicodeString folded;
+    UChar32 before = 0;
+    for (std::int32_t i = 0; i < decomposed.length(); i = decomposed.moveIndex32(i, 1)) {
+        const UChar32 character = decomposed.char32At(i);
+        if (u_charType(character) != U_NON_SPACING_MARK) {
+            folded.append(character);
+        } else if (expands && character == kDiaeresis && IsUmlautBase(before)) {
+            folded.append(u'e');
+        }
+        before = character;
+    }
     folded.foldCase();
+    for (std::int32_t i = 0; i < folded.length(); i = folded.moveIndex32(i, 1)) {
+        if (MayBecomeAscii(folded.char32At(i))) {
+            MakeAscii(&folded);
+            break;
+        }
+    }
     std::string utf8;
     folded.toUTF8String(utf8);
     return utf8;
@@ -117,12 +164,12 @@ CFoldedText FoldText(std::string_view utf8)
     if (std::ranges::all_of(utf8, IsAscii)) {
         return {LowerAsciiText(utf8), {}};
     }
-    static const auto plainRules = MakeTransliterator("NFKD; [:Mn:] Remove; Latin-ASCII");
-    static const auto expandedRules =
-        MakeTransliterator("NFC; de-ASCII; NFKD; [:Mn:] Remove; Latin-ASCII");
     const icu::UnicodeString text = icu::UnicodeString::fromUTF8(
         icu::StringPiece(utf8.data(), static_cast<std::int32_t>(utf8.size())));
-    CFoldedText folded{Fold(*plainRules, text), Fold(*expandedRules, text)};
+    const icu::UnicodeString decomposed = MustSucceed([&](UErrorCode& error) {
+        return icu::Normalizer2::getNFKDInstance(error)->normalize(text, error);
+    });
+    CFoldedText folded{Fold(decomposed, false), Fold(decomposed, true)};
     if (folded.expanded == folded.plain) {
         folded.expanded.clear();
     }

@@ -151,10 +151,10 @@ struct CSum
 void AppendFolded(const CFoldedView& more, CFoldedText* folded)
 {
     // Once one name differs in its expanded form, that form has all names.
-    if (folded->expanded.empty() && !more.expanded.empty()) {
-        folded->expanded = folded->plain;
-    }
-    if (!folded->expanded.empty()) {
+    if (!folded->expanded.empty() || !more.expanded.empty()) {
+        if (folded->expanded.empty()) {
+            folded->expanded = folded->plain;
+        }
         folded->expanded.append(more.expanded.empty() ? more.plain : more.expanded).append(1, '\n');
     }
     folded->plain.append(more.plain).append(1, '\n');
