@@ -79,6 +79,9 @@ bool CPABContactEnumerator::MoveToNextContact()
             return true;
         }
     }
+    // The walk of all stores goes on with the next one, and nobody waits for the last contact.
+    const CKeepLastError keep;
+    m_current.reset();
     return false;
 }
 
