@@ -111,12 +111,17 @@ CONTACTMGR_API std::string ExplainLocation(const char* location, const CMailServ
 CONTACTMGR_API std::string ExplainMailbox(_tMailServer* server, const char* name,
                                           const char* domain);
 
+// Why StartMailboxEnumeration does not list a domain: "no folder /var/vmail/example.net", "the
+// domain of the store is example.org". Empty as above. The last error stays.
+CONTACTMGR_API std::string ExplainDomain(_tMailServer* server, const char* domain);
+
 // Where the address book of a mailbox lies.
 struct CAddressBookPlace
 {
     std::string path;
     bool isThere = false;
-    // A mail folder, or in one: whoever may delete mail folders then deletes all contacts.
+    // A mail folder, or in one, or in another mailbox: whoever may delete these then deletes all
+    // contacts.
     bool isAmongMailFolders = false;
 };
 

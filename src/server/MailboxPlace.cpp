@@ -82,6 +82,19 @@ bool HoldsContacts(const std::string& folder)
     return isFound;
 }
 
+// Whether a folder above the path is a Maildir other than that one.
+bool IsInOtherMaildir(const std::string& own, std::string path)
+{
+    for (std::size_t slash = path.rfind('/'); slash != 0 && slash != path.npos;
+         slash = path.rfind('/')) {
+        path.resize(slash);
+        if (path != own && IsMailFolder(path)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 } // namespace
 
 bool FindMailFolder(const CMailboxPlace& place, const std::string& name, std::string* path)
@@ -147,9 +160,12 @@ bool MakeMessageStore(const CMailboxPlace& place)
 bool IsAmongMailFolders(const CMailboxPlace& place, const std::string& path)
 {
     const CKeepLastError keep;
-    const std::string mailbox = Resolved(place.folders) + '/';
+    const std::string mailbox = Resolved(place.folders);
     const std::string target = Resolved(path);
-    return target.starts_with(mailbox) && (target[mailbox.size()] == '.' || IsPlainLayout(place));
+    if (target.starts_with(mailbox + '/')) {
+        return target[mailbox.size() + 1] == '.' || IsPlainLayout(place);
+    }
+    return !place.store.empty() && IsInOtherMaildir(Resolved(place.inbox), target);
 }
 
 } // namespace contactmgr_internal

@@ -53,8 +53,8 @@ std::string MessageStoreLocation(const CMailboxPlace& place);
 // cannot be made.
 bool MakeMessageStore(const CMailboxPlace& place);
 
-// Whether a path is a mail folder, or lies in one, as a mail server would see it. The last error
-// stays.
+// Whether a path is a mail folder, or lies in one, as a mail server would see it. A place that the
+// options give may not lie in another mailbox either. The last error stays.
 bool IsAmongMailFolders(const CMailboxPlace& place, const std::string& path);
 
 } // namespace contactmgr_internal

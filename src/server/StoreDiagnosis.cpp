@@ -7,6 +7,7 @@
 
 #include <new>
 #include <string_view>
+#include <vector>
 
 namespace
 {
@@ -38,6 +39,10 @@ const char* OtherFormatAt(const std::string& path)
                            IsFile(path + "/inbox") || IsFile(path + "/INBOX");
     return hasMboxes ? "an mbox" : nullptr;
 }
+
+constexpr const char* kPlainNames =
+    "names of mailboxes and domains have 1 to 255 bytes, no slash, blank or control character, and "
+    "no dot in front";
 
 std::string DescribeMissing(const CMailboxPlace& place)
 {
@@ -79,11 +84,7 @@ try {
     CMailboxPlace place;
     std::string fault;
     if (!CheckMailboxNames(server, name, domain)) {
-        return GetLastError() == ERROR_INVALID_PARAMETER
-                   ? "names of mailboxes and domains have 1 to 255 bytes, no slash, blank or "
-                     "control "
-                     "character, and no dot in front"
-                   : "";
+        return GetLastError() == ERROR_INVALID_PARAMETER ? kPlainNames : "";
     }
     if (FindMailbox(server, name, domain, &place)) {
         return {};
@@ -95,6 +96,25 @@ try {
         return "the store is that of another mailbox";
     }
     return IsMissingFile(GetLastError()) ? DescribeMissing(place) : std::string();
+} catch (const std::bad_alloc&) {
+    return {};
+}
+
+std::string ExplainDomain(_tMailServer* server, const char* domain)
+try {
+    const CKeepLastError keep;
+    if (!CheckMailboxNames(server, "any", domain)) {
+        return GetLastError() == ERROR_INVALID_PARAMETER ? kPlainNames : "";
+    }
+    std::vector<std::string> names;
+    std::string fault;
+    if (server->layout.IsOneMailbox()) {
+        return server->ListNames(domain, &names)
+                   ? ""
+                   : "the location is the folder of one mailbox, and lists none";
+    }
+    server->layout.ListNames(domain, &names, &fault);
+    return fault;
 } catch (const std::bad_alloc&) {
     return {};
 }

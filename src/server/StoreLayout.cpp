@@ -187,6 +187,11 @@ bool CStoreLayout::HasOtherDomain(std::string_view domain) const
            !EqualIgnoringCase(domain, m_defaultDomain);
 }
 
+std::string CStoreLayout::OtherDomainText() const
+{
+    return "the domain of the store is " + m_defaultDomain;
+}
+
 bool CStoreLayout::Locate(std::string_view name, std::string_view domain, CMailboxPlace* place,
                           std::string* fault) const
 {
@@ -197,7 +202,7 @@ bool CStoreLayout::Locate(std::string_view name, std::string_view domain, CMailb
         return Fail(code);
     };
     if (HasOtherDomain(domain)) {
-        return refuse(ERROR_PATH_NOT_FOUND, "the domain of the store is " + m_defaultDomain);
+        return refuse(ERROR_PATH_NOT_FOUND, OtherDomainText());
     }
     std::string home;
     const std::string user(name);
@@ -267,12 +272,22 @@ std::string CStoreLayout::DomainPath(std::string_view domain) const
     return m_folders.DomainPath(domain);
 }
 
-bool CStoreLayout::ListNames(std::string_view domain, std::vector<std::string>* names) const
+bool CStoreLayout::ListNames(std::string_view domain, std::vector<std::string>* names,
+                             std::string* fault) const
 {
+    std::string ignored;
+    std::string& why = fault == nullptr ? ignored : *fault;
     if (HasOtherDomain(domain)) {
+        why = OtherDomainText();
         return Fail(ERROR_PATH_NOT_FOUND);
     }
-    return IsOfSystemUsers() ? ListSystemUsers(names) : m_folders.ListNames(domain, names);
+    if (IsOfSystemUsers() ? ListSystemUsers(names) : m_folders.ListNames(domain, names)) {
+        return true;
+    }
+    const CKeepLastError keep;
+    const std::string folder = DomainPath(domain);
+    why = folder.empty() || IsFolder(folder) ? "" : "no folder " + folder;
+    return false;
 }
 
 } // namespace contactmgr_internal

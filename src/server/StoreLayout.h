@@ -41,9 +41,10 @@ public:
     std::string DomainPath(std::string_view domain) const;
 
     // The names for which something lies in the store. False with ERROR_PATH_NOT_FOUND (3): the
-    // store has no such domain; other codes: it cannot be listed. Not for the folder of one
-    // mailbox.
-    bool ListNames(std::string_view domain, std::vector<std::string>* names) const;
+    // store has no such domain; other codes: it cannot be listed. *fault, if any, then says why.
+    // Not for the folder of one mailbox.
+    bool ListNames(std::string_view domain, std::vector<std::string>* names,
+                   std::string* fault = nullptr) const;
 
 private:
     bool ParseLocation(std::string_view location);
@@ -53,6 +54,7 @@ private:
     bool ParseTemplate(std::string_view what, std::string_view text, CPathTemplate* made);
     bool CheckRoots();
     bool HasOtherDomain(std::string_view domain) const;
+    std::string OtherDomainText() const;
     bool NeedsHome() const;
     CMailboxPlace Fill(const CTemplateNames& names) const;
     bool TakesPropertyFile(const CTemplateNames& names) const;

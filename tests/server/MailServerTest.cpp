@@ -189,6 +189,35 @@ TEST(MailServerTest, NameThatAFormOfLocationCannotTakeIsRefused)
     }
 }
 
+TEST(MailServerTest, DomainThatIsNotListedIsExplained)
+{
+    static const struct
+    {
+        const char *location, *domain, *text; // nothing if it is listed
+    } kCases[] = {
+        {"$", "example.org", ""},
+        {"$", "example.net", "no folder $/example.net"},
+        {"$", "a/b",
+         "names of mailboxes and domains have 1 to 255 bytes, no slash, blank or "
+         "control character, and no dot in front"},
+        {"$/example.org/%n", "example.net", "the domain of the store is example.org"},
+        {"$/example.org/alice", "example.org",
+         "the location is the folder of one mailbox, and lists none"},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(std::string(c.location) + ' ' + c.domain);
+        const CTestMailStore store;
+        CMailServer server;
+        ASSERT_TRUE(server.Open(In(store.folder, c.location).c_str(), {"example.org", ""}));
+        EXPECT_EQ(ExplainDomain(server, c.domain), In(store.folder, c.text));
+        _tMailboxEnumeration* const walk = StartMailboxEnumeration(server, c.domain);
+        EXPECT_EQ(walk != nullptr, *c.text == '\0');
+        if (walk != nullptr) {
+            CloseMailboxEnumeration(walk);
+        }
+    }
+}
+
 TEST(MailServerTest, StoreOfOneMailboxKeepsTheNameOfItsFirstOpening)
 {
     const CTestMailStore store;

@@ -68,6 +68,9 @@ TEST(MailboxPlaceTest, AddressBookIsNoMailFolderAndStaysWhereItIs)
         {"chosen among them", "Sent/cur", "", "example.org/../%d/%n/x",
          "../example.org/alice/x/Contacts", true},
         {"chosen in one of them", "", ":", "%d/%n/.x", "alice/.x/Contacts", true},
+        {"chosen in another mailbox", "../bob/cur", "", "%d/bob/%n", "bob/alice/Contacts", true},
+        {"chosen in its mail folder", "../bob/.Sent/cur", ":", "%d/bob/.Sent/%n",
+         "bob/.Sent/alice/Contacts", true},
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.what);
