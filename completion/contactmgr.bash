@@ -71,10 +71,11 @@ _contactmgr_stores()
     done
 }
 
-# What `list` or another command prints. Silent, and for two seconds at most.
+# What `list` or another command prints. Silent, for two seconds at most, and without waiting for
+# what is held.
 _contactmgr_run()
 {
-    timeout 2 "$tool" "${globals[@]}" "$@" 2>/dev/null
+    timeout 2 "$tool" "${globals[@]}" --wait 0 "$@" 2>/dev/null
 }
 
 _contactmgr_ids()
@@ -102,8 +103,8 @@ _contactmgr_mailboxes()
 _contactmgr_takes_value()
 {
     case $1 in
-    --store | --mailbox | --domain | --book | --trace | --since | --type | --from | --email | --tel | \
-        --im | --adr | --of-domain | --format | --max) ;;
+    --store | --mailbox | --domain | --book | --wait | --trace | --since | --type | --from | \
+        --email | --tel | --im | --adr | --of-domain | --format | --max) ;;
     *) return 1 ;;
     esac
 }
@@ -117,6 +118,7 @@ _contactmgr_value_of()
     --from) _contactmgr_ids '.*' ;;
     --type) echo VCARDPAB ;;
     --format) printf '%s\n' mutt aerc plain json ;;
+    --wait) printf '%s\n' 0 2 10 ;;
     --email | --tel | --im | --adr) _contactmgr_types "${1#--}" ;;
     esac
 }

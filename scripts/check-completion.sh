@@ -64,6 +64,8 @@ done <<'TABLE'
 "contactmgr poll --s"|[--since][--store]
 "contactmgr --of"|
 "contactmgr mailbox show --of"|[--of-domain][--of-server]
+"contactmgr changes --type "|[VCARDPAB]
+"contactmgr --wait 1 list --js"|[--json]
 "contactmgr set V"|[VCARDPAB-1][VCARDPAB-3]
 "contactmgr set I"|
 "contactmgr show INBOX-Carol\ "|[INBOX-Carol\ Clay\ \<carol@example.net\>]

@@ -87,6 +87,10 @@ export XDG_CACHE_HOME=$folder/cache
 compare 'JSON of an answer' "$("$tool" --store "$folder/demo/store" --mailbox alice@example.org \
     query --format json '' | grep -o '"[[:alpha:]]*":' | tr -d '":')" \
     "$(items contactmgr-json.5 'An answer to a query')"
+compare 'JSON of a mailbox' "$(members mailbox list example.org)" \
+    "$(items contactmgr-json.5 'A mailbox')"
+compare 'JSON of a property' "$(members mailbox show alice@example.org)" \
+    "$(items contactmgr-json.5 'A property')"
 compare 'JSON of a poll' "$(members poll)" "$(items contactmgr-json.5 'A poll')"
 
 # Whether a text, line by line, stands in one of the examples.

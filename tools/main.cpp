@@ -43,6 +43,17 @@ void AddOptions(CLI::App& app, CGlobalOptions* options)
         ->envname("CONTACTMGR_BOOK");
     app.add_flag("--any-mailbox", options->anyMailbox,
                  "Also take identifiers that name another mailbox or domain");
+    app.add_option_function<std::string>(
+           "--wait",
+           [options](const std::string& text) {
+               if (!ParseSeconds(text, &options->wait)) {
+                   throw CUsageError("--wait is no number of seconds: " + text);
+               }
+           },
+           "How long to try again where another program holds a contact; 2 if not given, 0 for "
+           "not at all")
+        ->type_name("SECONDS")
+        ->take_last();
     app.add_option("--trace", options->traceRules,
                    "Trace the library on standard error: NAMESPACE:FUNCTION:NAME:DOMAIN:MASK;...")
         ->type_name("RULES");
@@ -144,6 +155,8 @@ try {
     return Run(count, arguments);
 } catch (const CUsageError& error) {
     return ReportUsage(error.what());
+} catch (const CClosedPipe&) {
+    return kFailed;
 } catch (const COutputError& error) {
     CReport().Failure(error.what());
     return kFailed;

@@ -63,11 +63,18 @@ TEST(ToolTest, EachRunEndsWithItsStatusAndOneLineForEachFailure)
         {"location without a name", {"--store", "/tmp/%d", "list"}, 1, "has no %n (87)"},
         {"missing contact", {"show", "VCARDPAB-9"}, 1, "VCARDPAB-9: there is no such contact (2)"},
         {"no number", {"show", "VCARDPAB-x"}, 1, "it is VCARDPAB-NUMBER (87)"},
-        {"nobody's identifier", {"delete", "x"}, 1, "delete x: no identifier of a contact (1168)"},
+        {"nobody's identifier", {"delete", "x"}, 1, "x: no identifier of a contact: one begins"},
+        {"no mailbox",
+         {"--store", "/tmp/%d/%n", "mailbox", "list", "a.b"},
+         1,
+         "no folder /tmp/a.b"},
+        {"no seconds", {"--wait", "-1", "list"}, 2, "--wait is no number of seconds: -1"},
+        {"divided name", {"new", "Surname=a;b"}, 1, "value of Surname: a semicolon or a line"},
         {"store that is off", {"show", "UserStore-a@example.org"}, 1, "is not enabled for alice@"},
         {"read-only contact", {"set", "INBOX-b@c.d", "FullName=x"}, 1, "can only be read (50)"},
         {"no report of it", {"changes", "--since", "0", "--type", "INBOX"}, 1, "no changes (50)"},
-        {"no store", {"changes", "--since", "0", "--type", ""}, 1, "of store '': no such store"},
+        {"no store", {"changes", "--since", "0", "--type", ""}, 1, "of store '': no such store;"},
+        {"store by name", {"changes", "--since", "0", "--type", "Senders"}, 1, "'INBOX': it keeps"},
         {"refused address", {"new", "--email", "nobody"}, 1, "address nobody: "},
         {"file that is not there", {"import", "/nowhere"}, 1, "import /nowhere: not found (2)"},
         {"folder", {"import", "/tmp"}, 1, "import /tmp: it is a folder"},
@@ -122,8 +129,9 @@ TEST(ToolTest, FieldsReachTheRecordWhichIsOneObjectInTheDocumentedOrder)
     const auto record = [&tool](const CArguments& command) {
         return std::regex_replace(tool.Run(command).out, std::regex("\"[0-9]{15,20}\""), "\"N\"");
     };
-    const string head = R"({"id":"VCARDPAB-1","type":"VCARDPAB","readOnly":false,"modified":"N",)"
-                        R"("firstName":"Ann","lastName":"Lee","properties":{)";
+    const string head =
+        R"({"formatVersion":1,"id":"VCARDPAB-1","type":"VCARDPAB","readOnly":false,"modified":"N",)"
+        R"("firstName":"Ann","lastName":"Lee","properties":{)";
     const string addresses =
         R"("addresses":[{"postOfficeBox":"","extendedAddress":"","street":"1 Main St",)"
         R"("locality":"Town","region":"","postalCode":"12345","country":"USA","types":["home"]}],)"
@@ -156,7 +164,7 @@ TEST(ToolTest, CommandsGoOnAfterAFailureAndNameTheContact)
     const CToolRun exported = tool.Run({"export", "VCARDPAB-1", "VCARDPAB-2"});
     EXPECT_EQ(exported.status, 1);
     EXPECT_TRUE(Contains(exported.out, "FN:b\r\n")) << exported.out;
-    EXPECT_TRUE(Contains(exported.err, "export VCARDPAB-1: it is deleted")) << exported.err;
+    EXPECT_TRUE(Contains(exported.err, "export VCARDPAB-1: it has been deleted")) << exported.err;
     EXPECT_EQ(tool.Run({"export"}).out, exported.out);
 
     const string mailbox = "store/example.org/alice/";
@@ -243,7 +251,7 @@ TEST(ToolTest, ChangesAndPollsFollowAVersion)
     ASSERT_EQ(polled.substr(0, 8), "changed ");
     const string version = polled.substr(8, polled.size() - 9);
     EXPECT_EQ(tool.Run({"poll", "--since", version, "--json"}).out,
-              "{\"changed\":false,\"version\":\"" + version + "\"}\n");
+              "{\"formatVersion\":1,\"changed\":false,\"version\":\"" + version + "\"}\n");
     EXPECT_EQ(tool.Run({"list", "--since", version}).out, "");
 
     tool.Run({"set", "VCARDPAB-1", "FullName=c"});
@@ -332,7 +340,7 @@ TEST(ToolTest, AFaultOfAPropertyFileIsNamedWithItsLineAndStopsOnlyWriters)
         tool.Folder().Write(string("store/example.org/") + c.file, c.text);
         const CToolRun listed = tool.Run({"list", "--json"});
         EXPECT_EQ(listed.status, 1);
-        EXPECT_TRUE(Contains(listed.out, "{\"id\":\"VCARDPAB-1\"")) << listed.out;
+        EXPECT_TRUE(Contains(listed.out, "\"id\":\"VCARDPAB-1\"")) << listed.out;
         string err = listed.err;
         EXPECT_NE(err.find(tool.StorePath()), string::npos);
         EXPECT_TRUE(Contains(err.erase(err.find(tool.StorePath()), tool.StorePath().size()), c.err))
@@ -348,6 +356,9 @@ TEST(ToolTest, MailboxesAreListedAndDescribed)
     EXPECT_EQ(tool.Run({"mailbox", "list", "example.org"}).out,
               "alice@example.org\nbob@example.org\ncarol@example.org\n");
     EXPECT_EQ(tool.Run({"mailbox", "list", "example.net"}).status, 1);
+    EXPECT_TRUE(tool.Run({"mailbox", "list", "example.org", "--json"})
+                    .out.starts_with(R"({"formatVersion":1,"mailbox":"alice@example.org",)"
+                                     R"("name":"alice","domain":"example.org"})"));
     EXPECT_EQ(tool.Run({"mailbox", "add", "bob@example.org"}).err,
               "contactmgr: add mailbox bob@example.org: exists already (183)\n");
     static const std::pair<CArguments, const char*> kSettings[] = {
@@ -373,6 +384,10 @@ TEST(ToolTest, MailboxesAreListedAndDescribed)
     EXPECT_EQ(tool.Run({"mailbox", "show", "alice@example.org", "--effective"}).out,
               "EnabledContactPlugins\t5 (personal,domain)\t" + place + "Country\tCH\t" +
                   tool.StorePath() + "/properties.json:2\n");
+    const CToolRun json = tool.Run({"mailbox", "show", "--of-domain", "example.org", "--json"});
+    EXPECT_EQ(json.out, R"({"formatVersion":1,"name":"EnabledContactPlugins","value":5,)"
+                        R"("source":"domain","path":")" +
+                            place.substr(0, place.size() - 3) + "\",\"line\":2}\n");
     EXPECT_EQ(tool.Run({"mailbox", "show", "bob@example.org"}).out,
               "FullName\tBob\nCity\tK\xC3\xB6ln\n");
     EXPECT_EQ(tool.Run({"list"}).out, "UserStore-alice@example.org\t\talice@example.org\n"
@@ -389,4 +404,16 @@ TEST(ToolTest, OutputThatCannotBeWrittenIsAFailure)
     const CToolRun run = tool.Run({"list"}, "", "/dev/full");
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.err, "contactmgr: write standard output: disk full (112)\n");
+}
+
+TEST(ToolTest, OutputToAPipeThatIsClosedEndsInSilence)
+{
+    const CTool tool;
+    tool.Run({"new", "FullName=a"});
+    const string script = tool.Folder().Write(
+        "script", "exec 3> >(true); wait $!; trap '' PIPE\n" CONTACTMGR_TEST_TOOL " --store " +
+                      tool.StorePath() + " --mailbox alice@example.org list >&3\n");
+    const int status = std::system(("bash " + script + " 2>" + (tool.Folder() / "err")).c_str());
+    EXPECT_EQ(WEXITSTATUS(status), 1);
+    EXPECT_EQ(tool.Folder().Read("err"), "");
 }

@@ -1,9 +1,15 @@
 #include "base/PropertyReport.h"
 
+#include "base/JsonForm.h"
 #include "base/Report.h"
 #include "platform/Ascii.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
+#include <utility>
+
+using nlohmann::ordered_json;
 
 namespace
 {
@@ -19,6 +25,20 @@ const char* TypeText(EPropertyType type)
         return "a truth value";
     default:
         return "a list, an object or a number out of range";
+    }
+}
+
+const char* SourceText(EPropertySource source)
+{
+    switch (source) {
+    case EPropertySource::kMailbox:
+        return "mailbox";
+    case EPropertySource::kDomain:
+        return "domain";
+    case EPropertySource::kServer:
+        return "server";
+    default:
+        return "default";
     }
 }
 
@@ -67,6 +87,28 @@ std::string PlaceOf(const CMailboxProperty& property)
 {
     return property.source == EPropertySource::kDefault ? "default"
                                                         : PlaceText(property.path, property.line);
+}
+
+std::string ToJson(const CMailboxProperty& property)
+{
+    ordered_json value = property.value;
+    switch (property.type) {
+    case EPropertyType::kNumber:
+    case EPropertyType::kTruthValue:
+        value = ordered_json::parse(property.value);
+        break;
+    case EPropertyType::kText:
+        break;
+    default:
+        value = nullptr;
+    }
+    const ordered_json object = {{kFormatVersionName, kFormatVersion},
+                                 {"name", property.name},
+                                 {"value", std::move(value)},
+                                 {"source", SourceText(property.source)},
+                                 {"path", property.path},
+                                 {"line", property.line}};
+    return object.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
 }
 
 bool HasWrongType(const CMailboxProperty& property)

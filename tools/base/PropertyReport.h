@@ -31,6 +31,9 @@ std::vector<CMailboxProperty> EffectiveProperties(const std::vector<CMailboxProp
 // "FILE:LINE", or "default".
 std::string PlaceOf(const CMailboxProperty& property);
 
+// One line of JSON without a line end.
+std::string ToJson(const CMailboxProperty& property);
+
 // Whether a property is read, but in another type.
 bool HasWrongType(const CMailboxProperty& property);
 

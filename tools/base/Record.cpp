@@ -1,5 +1,6 @@
 #include "base/Record.h"
 
+#include "base/JsonForm.h"
 #include "base/Session.h"
 #include "base/Stores.h"
 #include "base/Text.h"
@@ -111,7 +112,8 @@ std::string ToJson(const CRecord& record)
     for (const auto& [name, value] : record.properties) {
         properties[std::string(name)] = value;
     }
-    const ordered_json object = {{"id", record.id},
+    const ordered_json object = {{kFormatVersionName, kFormatVersion},
+                                 {"id", record.id},
                                  {"type", record.type},
                                  {"readOnly", record.isReadOnly},
                                  {"modified", record.modified},

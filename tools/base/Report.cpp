@@ -11,6 +11,9 @@ namespace
 
 [[noreturn]] void FailOutput()
 {
+    if (errno == EPIPE) {
+        throw CClosedPipe();
+    }
     SetLastError(ErrorFromErrno(errno));
     throw COutputError();
 }

@@ -14,14 +14,21 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-// Standard output cannot be written: a full disk, a closed pipe. The reason is the last error.
+// Standard output cannot be written, as on a full disk. The reason is the last error.
 class COutputError : public std::runtime_error
 {
 public:
     COutputError() : std::runtime_error("write standard output") {}
 };
 
-// Writes to standard output, buffered. Throws COutputError.
+// Standard output is a pipe whose reader has gone, as `head` does. Ends the tool without a word.
+class CClosedPipe : public std::runtime_error
+{
+public:
+    CClosedPipe() : std::runtime_error("standard output is closed") {}
+};
+
+// Write to standard output, buffered. Throw COutputError and CClosedPipe.
 void Print(std::string_view text);
 void FlushOutput();
 

@@ -20,6 +20,13 @@ std::string_view PropertyOf(std::string_view item)
                                   : item;
 }
 
+// What stands behind the first such character; nothing without one.
+std::string_view Behind(std::string_view text, char separator)
+{
+    const std::size_t at = text.find(separator);
+    return at == text.npos ? std::string_view() : text.substr(at + 1);
+}
+
 constexpr const char* kForeignMessage = "the message is not in the format of the older web client";
 
 } // namespace
@@ -164,7 +171,7 @@ std::unique_ptr<CContact> CSession::OpenContact(const std::string& what, const s
         return nullptr;
     }
     CContact* contact = nullptr;
-    if (!Try([&] { return m_manager->OpenContact(contactId, &contact); })) {
+    if (!m_patience.Try([&] { return m_manager->OpenContact(contactId, &contact); })) {
         FailContact(what, contactId);
     }
     return std::unique_ptr<CContact>(contact);
@@ -178,15 +185,20 @@ bool CSession::FailContact(const std::string& what, const ContactMgr::CContactId
     return m_report.FailureBecause(what + ' ' + id.ToString(), reason);
 }
 
+std::string CSession::NotEnabled(std::string_view store) const
+{
+    return "store " + std::string(store) + " is not enabled for " + m_options.mailbox +
+           ", see its property EnabledContactPlugins";
+}
+
 std::string CSession::WhyNot(const ContactMgr::CContactId& id, std::uint32_t code) const
 {
     const std::string store = id.Namespace();
     if (code == ERROR_NOT_FOUND) {
         const bool isKnown =
             std::ranges::find(kStores, store, &CStoreName::type) != std::end(kStores);
-        return isKnown ? "store " + store + " is not enabled for " + m_options.mailbox +
-                             ", see its property EnabledContactPlugins"
-                       : "no identifier of a contact";
+        return isKnown ? NotEnabled(store)
+                       : "no identifier of a contact: one begins with " + StoreTypes("-");
     }
     if (store == kAddressBook) {
         return WhyNotInAddressBook(id, code);
@@ -223,7 +235,7 @@ std::string CSession::WhyNotInAddressBook(const ContactMgr::CContactId& id,
     case CAddressBook::EFile::kMissing:
         return IsMissingFile(code) ? "there is no such contact" : LastErrorText(code);
     case CAddressBook::EFile::kEmpty:
-        return code == ERROR_SUCCESS ? "it is deleted" : LastErrorText(code);
+        return code == ERROR_SUCCESS ? "it has been deleted" : LastErrorText(code);
     default:
         return file + (code == ERROR_SUCCESS ? " is no vCard 3.0"
                                              : std::string(": ") + LastErrorText(code));
@@ -233,11 +245,26 @@ std::string CSession::WhyNotInAddressBook(const ContactMgr::CContactId& id,
 std::unique_ptr<CContact> CSession::OpenListed(const std::string& what, const std::string& id)
 {
     CContact* contact = nullptr;
-    if (m_manager->OpenContact(id, &contact)) {
+    if (m_patience.Try([&] { return m_manager->OpenContact(id, &contact); })) {
         return std::unique_ptr<CContact>(contact);
     }
     const bool isThere = m_addressBook->StateOf(id) == CAddressBook::EFile::kFilled;
     return isThere ? OpenContact(what, id) : nullptr;
+}
+
+bool CSession::DeleteContact(const std::string& what, const ContactMgr::CContactId& id)
+{
+    return Allows(what, id) &&
+           (m_patience.Try([&] { return m_manager->DeleteContact(id); }) || FailContact(what, id));
+}
+
+bool CSession::HasStore(const std::string& what, const CStoreName& store)
+{
+    if ((EnabledStores() & store.bit) != 0) {
+        return true;
+    }
+    SetLastError(ERROR_NOT_FOUND);
+    return m_report.FailureBecause(what, NotEnabled(store.type));
 }
 
 bool CSession::FailStart(const std::string& what, const CContactPlg::CContactEnumerator* walk)
@@ -286,18 +313,16 @@ bool CSession::Allows(const std::string& what, const ContactMgr::CContactId& id)
 
 bool CSession::IsForeign(const ContactMgr::CContactId& id) const
 {
-    const std::string& text = id.ToString();
     const std::string store = id.Namespace();
+    const std::string_view local = Behind(id.ToString(), '-');
     if (store.starts_with(kOlderWebClient)) {
-        // MESSAGE NAME DOMAIN behind the hyphen; the library refuses an identifier without them.
-        const std::size_t first = text.find(' ', store.size());
-        const std::size_t second = first == text.npos ? first : text.find(' ', first + 1);
-        return second != text.npos && (text.substr(first + 1, second - first - 1) != m_name.name ||
-                                       text.substr(second + 1) != m_name.domain);
+        // MESSAGE NAME DOMAIN; the library refuses one without all three.
+        const std::string_view mailbox = Behind(local, ' ');
+        return mailbox.find(' ') != mailbox.npos && mailbox != m_name.name + ' ' + m_name.domain;
     }
     if (store.starts_with(kMailboxDirectory)) {
         CRfc822Address address;
-        return address.Parse(text.substr(kMailboxDirectory.size() + 1).c_str()) &&
+        return address.Parse(std::string(local).c_str()) &&
                address.EncodedDomain() != m_name.domain;
     }
     return false;
@@ -312,6 +337,10 @@ void CSession::ReportUnreadable(CContact& contact, const std::string& item)
         const CRfc822Address& address = contact.GetEmails().GetHead().GetAddress();
         const CPropertyOwner owner = {CUserStoreContact::MailboxNameOf(address),
                                       address.EncodedDomain()};
+        if (code == ERROR_PATH_NOT_FOUND) {
+            m_report.FailureBecause(what, "there is no mailbox " + owner.Text());
+            return;
+        }
         FailProperties(m_report, m_server, owner, what, PropertyOf(item));
         return;
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Patience.h"
 #include "base/Report.h"
 #include "base/Text.h"
 #include "core/ContactMgr.h"
@@ -8,10 +9,14 @@
 #include "server/Mailbox.h"
 #include "trace/FunctionDebugging.h"
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
+
+struct CStoreName;
 
 // What the command line says for all commands.
 struct COptions
@@ -21,6 +26,7 @@ struct COptions
     std::string domain; // of mailboxes that are given without one
     std::string book;
     bool anyMailbox = false;
+    std::chrono::duration<double> wait = std::chrono::seconds(2); // for what is held
 };
 
 // One run of the tool: the mail store, the mailbox and its contacts, as far as the command has
@@ -28,11 +34,14 @@ struct COptions
 class CSession
 {
 public:
-    explicit CSession(const COptions& options) : m_options(options) {}
+    explicit CSession(const COptions& options) : m_options(options), m_patience(options.wait) {}
     CSession(const CSession&) = delete;
     CSession& operator=(const CSession&) = delete;
 
     CReport& Report() { return m_report; }
+
+    // The option --wait.
+    CPatience& Patience() { return m_patience; }
 
     // Throws CUsageError if the option --store is missing.
     bool OpenStore();
@@ -77,7 +86,8 @@ public:
     // Reports as WHAT ID, from the last error, why a contact was not opened, changed or deleted.
     bool FailContact(const std::string& what, const ContactMgr::CContactId& id);
 
-    // Null if it fails, which is reported as WHAT ID.
+    // Null if it fails, which is reported as WHAT ID. Waits for a contact that is held, as do the
+    // two below.
     std::unique_ptr<CContact> OpenContact(const std::string& what, const std::string& id);
 
     // The same for a contact of ListAddressBook. Null without a report if it has been deleted
@@ -86,6 +96,12 @@ public:
 
     // Reports as WHAT why a walk could not be made, which is then null, or not be started.
     bool FailStart(const std::string& what, const CContactPlg::CContactEnumerator* walk);
+
+    // Deletes a contact. False if it fails, which is reported as WHAT ID.
+    bool DeleteContact(const std::string& what, const ContactMgr::CContactId& id);
+
+    // Whether the mailbox has that store. False is reported as WHAT.
+    bool HasStore(const std::string& what, const CStoreName& store);
 
     // Tries once more what a walk did not show. Null if it cannot be shown this time either, which
     // is reported as WHAT; null without a report if it has been deleted since.
@@ -104,12 +120,14 @@ private:
     bool CheckProperties();
     bool CheckAddressBook();
     void CheckFileSystem();
+    std::string NotEnabled(std::string_view store) const;
     bool IsForeign(const ContactMgr::CContactId& id) const;
     std::string WhyNot(const ContactMgr::CContactId& id, std::uint32_t code) const;
     std::string WhyNotInAddressBook(const ContactMgr::CContactId& id, std::uint32_t code) const;
 
     const COptions& m_options;
     CReport m_report;
+    CPatience m_patience;
     CMailboxName m_name;
     CMailServer m_server;
     CMailbox m_mailbox;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <cstdint>
 
 namespace
@@ -116,6 +117,15 @@ bool ParseVersion(std::string_view text, FILETIME* version)
 std::string VersionText(const FILETIME& version)
 {
     return std::to_string(FileTimeToCount(version));
+}
+
+bool ParseSeconds(std::string_view text, std::chrono::duration<double>* seconds)
+{
+    double count = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, count, std::chars_format::fixed);
+    *seconds = std::chrono::duration<double>(count);
+    return error == std::errc() && stop == end && std::isfinite(count) && count >= 0;
 }
 
 CAssignment ParseAssignment(std::string_view text)

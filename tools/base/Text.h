@@ -2,6 +2,7 @@
 
 #include "platform/Types.h"
 
+#include <chrono>
 #include <span>
 #include <string>
 #include <string_view>
@@ -28,6 +29,9 @@ std::string UnifyLineBreaks(std::string_view text);
 // Versions are decimal 64-bit counts. False for any other text.
 bool ParseVersion(std::string_view text, FILETIME* version);
 std::string VersionText(const FILETIME& version);
+
+// A number of seconds from 0 on, with a fraction or without. False for any other text.
+bool ParseSeconds(std::string_view text, std::chrono::duration<double>* seconds);
 
 // NAME=VALUE at the first "=". Throws CUsageError if there is none, or no name before it.
 struct CAssignment

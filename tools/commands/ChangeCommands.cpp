@@ -1,5 +1,6 @@
 #include "commands/Commands.h"
 
+#include "base/JsonForm.h"
 #include "base/Session.h"
 #include "base/Stores.h"
 
@@ -57,7 +58,8 @@ ordered_json ToJson(const ContactMgr::CContactIdList& ids)
 
 std::string AsJson(const CChanges& changes)
 {
-    const ordered_json report = {{"version", VersionText(changes.version)},
+    const ordered_json report = {{kFormatVersionName, kFormatVersion},
+                                 {"version", VersionText(changes.version)},
                                  {"created", ToJson(changes.created)},
                                  {"changed", ToJson(changes.changed)},
                                  {"deleted", ToJson(changes.deleted)}};
@@ -69,8 +71,9 @@ bool FailChanges(CSession& session, const std::string& store)
     const std::string what = "changes of store '" + store + "'";
     switch (GetLastError()) {
     case ERROR_NOT_FOUND:
-        return session.Report().FailureBecause(what, "no such store is enabled for " +
-                                                         session.MailboxName());
+        return session.Report().FailureBecause(
+            what, FindStore(store) == nullptr ? "no such store; take " + StoreTypes()
+                                              : "it is not enabled for " + session.MailboxName());
     case ERROR_NOT_SUPPORTED:
         return session.Report().FailureBecause(what, "it keeps no changes");
     default:
@@ -84,7 +87,10 @@ bool Changes(CSession& session, const CChangesOptions& options)
         return false;
     }
     CContactMgr& manager = session.Manager();
-    const std::string type = options.type.value_or(std::string(kAddressBook));
+    std::string type = options.type.value_or(std::string(kAddressBook));
+    if (const CStoreName* const store = FindStore(type)) {
+        type = store->type;
+    }
     CChanges changes;
     if (!Try([&] {
             return manager.ChangesSince(type, options.since, &changes.version, &changes.deleted,
@@ -112,7 +118,8 @@ bool Poll(CSession& session, const CPollOptions& options)
     const std::unique_ptr<CContactPlg::CContactEnumerator> walk(
         Try([&] { return session.Manager().GetEnumerator(); }));
     bool isChanged = false;
-    if (walk == nullptr || !Try([&] { return walk->Start(&version, &isChanged); })) {
+    if (walk == nullptr ||
+        !session.Patience().Try([&] { return walk->Start(&version, &isChanged); })) {
         return session.FailStart("poll " + session.MailboxName(), walk.get());
     }
     if (isChanged) {
@@ -120,7 +127,10 @@ bool Poll(CSession& session, const CPollOptions& options)
     }
     const std::string text = VersionText(version);
     if (options.json) {
-        Print(ordered_json{{"changed", isChanged}, {"version", text}}.dump() + '\n');
+        Print(ordered_json{
+                  {kFormatVersionName, kFormatVersion}, {"changed", isChanged}, {"version", text}}
+                  .dump() +
+              '\n');
     } else {
         Print((isChanged ? "changed " : "unchanged ") + text + '\n');
     }

@@ -109,11 +109,7 @@ bool Delete(CSession& session, const std::vector<std::string>& ids)
     }
     CContactMgr::FlushEachChange();
     for (const std::string& text : ids) {
-        const ContactMgr::CContactId id(text);
-        if (session.Allows("delete", id) &&
-            !Try([&] { return session.Manager().DeleteContact(id); })) {
-            session.FailContact("delete", id);
-        }
+        session.DeleteContact("delete", text);
     }
     return true;
 }

@@ -1,14 +1,18 @@
 #include "commands/Commands.h"
 
+#include "base/JsonForm.h"
 #include "base/Session.h"
 #include "pab/BookRenewal.h"
 #include "server/MailStoreAdmin.h"
 
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
 #include <limits>
 #include <memory>
 #include <utility>
+
+using nlohmann::ordered_json;
 
 namespace
 {
@@ -65,8 +69,28 @@ bool AddMailbox(CSession& session, const std::string& mailbox)
         "add mailbox " + mailbox, isRefused ? ExplainMailbox(session.Server(), local, domain) : "");
 }
 
-bool ListMailboxes(CSession& session, const std::string& domain)
+struct CMailboxListOptions
 {
+    std::string domain;
+    bool json = false;
+};
+
+std::string MailboxLine(const std::string& name, const CMailboxListOptions& options)
+{
+    const std::string mailbox = name + '@' + options.domain;
+    if (!options.json) {
+        return ToField(mailbox) + '\n';
+    }
+    const ordered_json object = {{kFormatVersionName, kFormatVersion},
+                                 {"mailbox", mailbox},
+                                 {"name", name},
+                                 {"domain", options.domain}};
+    return object.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + '\n';
+}
+
+bool ListMailboxes(CSession& session, const CMailboxListOptions& options)
+{
+    const std::string& domain = options.domain;
     if (!session.OpenStore()) {
         return false;
     }
@@ -74,10 +98,11 @@ bool ListMailboxes(CSession& session, const std::string& domain)
     CMailboxWalk walk(session.Server(), domain);
     std::string name;
     while (walk.IsOpen() && Try([&] { return walk.Next(&name); })) {
-        Print(ToField(name + '@' + domain) + '\n');
+        Print(MailboxLine(name, options));
     }
     return GetLastError() == ERROR_NO_MORE_FILES ||
-           session.Report().Failure("list mailboxes of " + domain);
+           session.Report().FailureBecause("list mailboxes of " + domain,
+                                           ExplainDomain(session.Server(), domain.c_str()));
 }
 
 // The identifier of the contact that a file in the redo folder belongs to, or its name.
@@ -125,11 +150,12 @@ void AddMailboxCommands(CLI::App& app, CCommands* commands)
     commands->push_back(
         {command, [added](CSession& session) { return AddMailbox(session, *added); }});
 
-    const auto domain = std::make_shared<std::string>();
+    const auto listed = std::make_shared<CMailboxListOptions>();
     command = family->add_subcommand("list", "List the mailboxes of a domain");
-    command->add_option("DOMAIN", *domain, "Domain")->required();
+    command->add_option("DOMAIN", listed->domain, "Domain")->required();
+    command->add_flag("--json", listed->json, "One JSON object a line");
     commands->push_back(
-        {command, [domain](CSession& session) { return ListMailboxes(session, *domain); }});
+        {command, [listed](CSession& session) { return ListMailboxes(session, *listed); }});
 
     AddPropertyCommands(*family, commands);
 

@@ -27,6 +27,7 @@ struct COwnerOptions
     std::optional<std::string> domain;
     bool isOfServer = false;
     bool isEffective = false;
+    bool json = false;
 };
 
 void AddOwnerOptions(CLI::App& command, COwnerOptions* options)
@@ -199,8 +200,9 @@ bool SetProperties(CSession& session, const COwnerOptions& options)
     if (!ReadSettings(words, session.Report(), &settings) || !session.OpenStore()) {
         return false;
     }
-    return Try([&] { return WriteSettings(session.Server(), owner, settings); }) ||
-           FailOwner(session, owner, "set properties of " + owner.Text());
+    return session.Patience().Try([&] {
+        return WriteSettings(session.Server(), owner, settings);
+    }) || FailOwner(session, owner, "set properties of " + owner.Text());
 }
 
 std::string ValueText(const CMailboxProperty& property)
@@ -209,6 +211,15 @@ std::string ValueText(const CMailboxProperty& property)
                         property.type == EPropertyType::kNumber;
     return isMask ? property.value + " (" + StoreNames(ReadNumber(property.value).value_or(0)) + ")"
                   : property.value;
+}
+
+std::string PropertyLine(const CMailboxProperty& property, const COwnerOptions& options)
+{
+    if (options.json) {
+        return ToJson(property) + '\n';
+    }
+    return ToField(property.name) + '\t' + ToField(ValueText(property)) +
+           (options.isEffective ? '\t' + ToField(PlaceOf(property)) : "") + '\n';
 }
 
 bool ShowProperties(CSession& session, const COwnerOptions& options)
@@ -236,8 +247,7 @@ bool ShowProperties(CSession& session, const COwnerOptions& options)
         });
     }
     for (const CMailboxProperty& property : properties) {
-        Print(ToField(property.name) + '\t' + ToField(ValueText(property)) +
-              (options.isEffective ? '\t' + ToField(PlaceOf(property)) : "") + '\n');
+        Print(PropertyLine(property, options));
         if (HasWrongType(property)) {
             ReportWrongType(session.Report(), what, property);
         } else if (TypeOfProperty(property.name.c_str()) == EPropertyType::kNone) {
@@ -271,6 +281,7 @@ void AddPropertyCommands(CLI::App& family, CCommands* commands)
     command->add_flag("--effective", shown->isEffective,
                       "Show what holds, also from the files of the domain and of the server, and "
                       "which file it is from");
+    command->add_flag("--json", shown->json, "One JSON object a line");
     commands->push_back(
         {command, [shown](CSession& session) { return ShowProperties(session, *shown); }});
 }
