@@ -103,7 +103,7 @@ _contactmgr_mailboxes()
 _contactmgr_takes_value()
 {
     case $1 in
-    --store | --mailbox | --domain | --book | --wait | --trace | --since | --type | --from | \
+    --store | --mailbox | --domain | --book | --wait | --trace | --since | --type | --sort | --from | \
         --email | --tel | --im | --adr | --of-domain | --format | --max) ;;
     *) return 1 ;;
     esac
@@ -116,7 +116,11 @@ _contactmgr_value_of()
     --mailbox) _contactmgr_mailboxes ;;
     --domain | --of-domain) _contactmgr_domains ;;
     --from) _contactmgr_ids '.*' ;;
-    --type) echo VCARDPAB ;;
+    --type)
+        echo VCARDPAB
+        [[ $command == changes ]] || printf '%s\n' personal older domain senders TRELLISV7 UserStore INBOX
+        ;;
+    --sort) printf '%s\n' name id ;;
     --format) printf '%s\n' mutt aerc plain json ;;
     --wait) printf '%s\n' 0 2 10 ;;
     --email | --tel | --im | --adr) _contactmgr_types "${1#--}" ;;

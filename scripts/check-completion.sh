@@ -58,14 +58,17 @@ while IFS='|' read -r line candidates end parts; do
         expect "zsh: $line" "${parts:-$candidates}" "$(in_zsh "$line")"
     fi
 done <<'TABLE'
-"contactmgr "|[list][show][query][new][set][delete][export][import][changes][poll][mailbox]
+"contactmgr "|[list][show][phones][addresses][birthdays][query][new][set][delete][export][import][changes][poll][mailbox]
 "contactmgr --mailbox x@y.z ex"|[export]
 "contactmgr mailbox "|[add][list][set][show][renew]
 "contactmgr poll --s"|[--since][--store]
 "contactmgr --of"|
 "contactmgr mailbox show --of"|[--of-domain][--of-server]
+"contactmgr list --so"|[--sort]
+"contactmgr list --type UserStore --sort "|[name][id]
+"contactmgr list --type o"|[older]
 "contactmgr changes --type "|[VCARDPAB]
-"contactmgr --wait 1 list --js"|[--json]
+"contactmgr --wait 1 phones --js"|[--json]
 "contactmgr set V"|[VCARDPAB-1][VCARDPAB-3]
 "contactmgr set I"|
 "contactmgr show INBOX-Carol\ "|[INBOX-Carol\ Clay\ \<carol@example.net\>]

@@ -87,10 +87,15 @@ export XDG_CACHE_HOME=$folder/cache
 compare 'JSON of an answer' "$("$tool" --store "$folder/demo/store" --mailbox alice@example.org \
     query --format json '' | grep -o '"[[:alpha:]]*":' | tr -d '":')" \
     "$(items contactmgr-json.5 'An answer to a query')"
+compare 'JSON of a telephone number' "$(members phones | grep -v -x 'number\|types')" \
+    "$(items contactmgr-json.5 'A telephone number or a postal address')"
 compare 'JSON of a mailbox' "$(members mailbox list example.org)" \
     "$(items contactmgr-json.5 'A mailbox')"
 compare 'JSON of a property' "$(members mailbox show alice@example.org)" \
     "$(items contactmgr-json.5 'A property')"
+printf '%s\r\n' BEGIN:VCARD VERSION:3.0 FN:Fay BDAY:1985-04-12 END:VCARD |
+    "$tool" --store "$folder/demo/store" --mailbox alice@example.org import - >/dev/null
+compare 'JSON of a birthday' "$(members birthdays)" "$(items contactmgr-json.5 'A birthday')"
 compare 'JSON of a poll' "$(members poll)" "$(items contactmgr-json.5 'A poll')"
 
 # Whether a text, line by line, stands in one of the examples.

@@ -128,6 +128,7 @@ int Run(int count, char** arguments)
                  "contactmgr");
     AddOptions(app, &options);
     AddReadCommands(app, &commands);
+    AddViewCommands(app, &commands);
     AddQueryCommand(app, &commands);
     AddEditCommands(app, &commands);
     AddExportCommand(app, &commands);

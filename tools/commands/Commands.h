@@ -3,6 +3,7 @@
 #include "platform/Types.h"
 
 #include <functional>
+#include <string>
 #include <vector>
 
 namespace CLI
@@ -24,8 +25,12 @@ using CCommands = std::vector<CCommand>;
 // The option --since of a command, a version. The version must outlive the command line.
 CLI::Option* AddSince(CLI::App& command, const char* help, FILETIME* version);
 
+// The words that a contact has to have, of a command that lists contacts.
+CLI::Option* AddWords(CLI::App& command, std::vector<std::string>* words);
+
 // Each adds one family of commands, with their options.
 void AddReadCommands(CLI::App& app, CCommands* commands); // list, show
+void AddViewCommands(CLI::App& app, CCommands* commands); // phones, addresses, birthdays
 void AddQueryCommand(CLI::App& app, CCommands* commands);
 void AddEditCommands(CLI::App& app, CCommands* commands); // new, set, delete
 void AddExportCommand(CLI::App& app, CCommands* commands);

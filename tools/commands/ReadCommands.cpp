@@ -2,38 +2,106 @@
 
 #include "base/Record.h"
 #include "base/Session.h"
+#include "base/Stores.h"
 #include "base/Walk.h"
+#include "views/ContactMatch.h"
+#include "views/Rows.h"
 
 #include <CLI/CLI.hpp>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace
 {
 
-std::string ListLine(CContact& contact, CSession& session)
-{
-    CRecordReader record(contact, session);
-    return ToField(contact.GetId().ToString()) + '\t' +
-           ToField(record.Property(CContactProperty("FullName"))) + '\t' +
-           ToField(record.FirstAddress()) + '\n';
-}
-
 struct CListOptions
 {
+    std::vector<std::string> words;
+    const CStoreName* store = nullptr; // null for all
+    bool isByName = false;
     FILETIME since;
     bool json = false;
 };
 
+// Reads of a contact what the options want, which is little as a rule. Nothing if it lacks a word.
+std::optional<CRow> ListRow(CContact& contact, CSession& session, const CListOptions& options,
+                            const CSearchWords& words)
+{
+    CRecordReader reader(contact, session);
+    CRow row;
+    if (options.json || options.isByName || !words.IsEmpty()) {
+        const CRecord record = reader.ReadAll();
+        if (!Matches(record, words)) {
+            return std::nullopt;
+        }
+        row.key = KeyOfName(ShownName(record));
+        row.json = options.json ? ToJson(record) : "";
+    }
+    if (!options.isByName) {
+        row.key = KeyOfNumber(contact);
+    }
+    if (!options.json) {
+        row.fields = {contact.GetId().ToString(),
+                      ToUtf8(reader.Property(CContactProperty("FullName"))), reader.FirstAddress()};
+    }
+    return row;
+}
+
 bool List(CSession& session, const CListOptions& options)
 {
-    return session.OpenContacts(CSession::EAccess::kRead) &&
-           Walk(session, "list", &options.since, [&](CContact& contact) {
-               Print(options.json ? ToJson(CRecordReader(contact, session).ReadAll()) + '\n'
-                                  : ListLine(contact, session));
-           });
+    if (!session.OpenContacts(CSession::EAccess::kRead) ||
+        (options.store != nullptr && !session.HasStore("list", *options.store))) {
+        return false;
+    }
+    const CSearchWords words(options.words);
+    std::vector<CRow> rows;
+    const bool isWhole = Walk(session, "list", &options.since, [&](CContact& contact) {
+        if (options.store != nullptr && contact.GetPluginType() != options.store->type) {
+            return;
+        }
+        if (auto row = ListRow(contact, session, options, words)) {
+            rows.push_back(std::move(*row));
+        }
+    });
+    PrintRows(std::move(rows), CTable({"ID", "NAME", "ADDRESS"}, 0), options.json);
+    return isWhole;
+}
+
+void AddList(CLI::App& app, CCommands* commands)
+{
+    const auto list = std::make_shared<CListOptions>();
+    CLI::App* const command = app.add_subcommand("list", "List the contacts of all stores");
+    AddWords(*command, &list->words);
+    command
+        ->add_option_function<std::string>(
+            "--type",
+            [list](const std::string& text) {
+                list->store = FindStore(text);
+                if (list->store == nullptr) {
+                    throw CUsageError("no such store: " + text + "; take " + StoreTypes() +
+                                      ", or a name: " + StoreNames());
+                }
+            },
+            "Only the contacts of this store: " + StoreNames() + ", or its type")
+        ->type_name("TYPE");
+    command
+        ->add_option_function<std::string>(
+            "--sort",
+            [list](const std::string& text) {
+                if (text != "name" && text != "id") {
+                    throw CUsageError("--sort takes name or id: " + text);
+                }
+                list->isByName = text == "name";
+            },
+            "name, or id if not given: the address book by its numbers, then the other stores")
+        ->type_name("ORDER");
+    AddSince(*command, "Nothing unless something is newer", &list->since);
+    command->add_flag("--json", list->json, "One JSON object a line");
+    commands->push_back({command, [list](CSession& session) { return List(session, *list); }});
 }
 
 struct CShowOptions
@@ -72,14 +140,10 @@ bool Show(CSession& session, const CShowOptions& options)
 
 void AddReadCommands(CLI::App& app, CCommands* commands)
 {
-    const auto list = std::make_shared<CListOptions>();
-    CLI::App* command = app.add_subcommand("list", "List the contacts of all stores");
-    AddSince(*command, "Nothing unless something is newer", &list->since);
-    command->add_flag("--json", list->json, "One JSON object a line");
-    commands->push_back({command, [list](CSession& session) { return List(session, *list); }});
+    AddList(app, commands);
 
     const auto show = std::make_shared<CShowOptions>();
-    command = app.add_subcommand("show", "Show one contact");
+    CLI::App* const command = app.add_subcommand("show", "Show one contact");
     command->add_option("ID", show->id, "Identifier of the contact")->required();
     command->add_flag("--json", show->json, "As a JSON object");
     commands->push_back({command, [show](CSession& session) { return Show(session, *show); }});
