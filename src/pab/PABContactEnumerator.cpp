@@ -79,9 +79,6 @@ bool CPABContactEnumerator::MoveToNextContact()
             return true;
         }
     }
-    // The walk of all stores goes on with the next one, and nobody waits for the last contact.
-    const CKeepLastError keep;
-    m_current.reset();
     return false;
 }
 

@@ -554,18 +554,6 @@ TEST(PABContactEnumeratorTest, AWalkShowsEachContactThatOpensOnce)
         << faults;
 }
 
-TEST(PABContactEnumeratorTest, AWalkHoldsNothingAtItsEnd)
-{
-    CBook book;
-    const std::uint32_t number = book.New();
-    CPABContactEnumerator enumerator(book.path);
-    EXPECT_TRUE(enumerator.Start(nullptr, nullptr) && enumerator.MoveNext());
-    EXPECT_EQ(book.Open(number), nullptr);
-    EXPECT_FALSE(enumerator.MoveNext());
-    EXPECT_EQ(GetLastError(), ERROR_NO_MORE_FILES);
-    EXPECT_NE(book.Open(number), nullptr);
-}
-
 TEST(PABContactEnumeratorTest, APollSaysWhetherTheFolderChanged)
 {
     CBook book;
