@@ -1,5 +1,6 @@
 #include "commands/Commands.h"
 
+#include "base/JsonForm.h"
 #include "base/Session.h"
 #include "search/AddressSearch.h"
 
@@ -45,7 +46,7 @@ std::string PlainLine(const CAnswer& answer)
 std::string JsonLine(const CAnswer& answer)
 {
     const CAddressEntry& entry = *answer.entry;
-    ordered_json object = {{"formatVersion", 1},
+    ordered_json object = {{kFormatVersionName, kFormatVersion},
                            {"address", entry.address},
                            {"name", entry.name},
                            {"type", answer.store},

@@ -4,7 +4,7 @@
 #include "base/Session.h"
 #include "base/Stores.h"
 #include "base/Walk.h"
-#include "views/ContactMatch.h"
+#include "search/ContactTexts.h"
 #include "views/Rows.h"
 
 #include <CLI/CLI.hpp>

@@ -3,8 +3,8 @@
 #include "base/Record.h"
 #include "base/Session.h"
 #include "base/Walk.h"
+#include "search/ContactTexts.h"
 #include "views/Birthday.h"
-#include "views/ContactMatch.h"
 #include "views/Rows.h"
 
 #include <CLI/CLI.hpp>

@@ -9,6 +9,7 @@
 #include "core/StoreFactories.h"
 #include "pab/AddressBook.h"
 #include "platform/FileTime.h"
+#include "search/ContactTexts.h"
 #include "search/Senders.h"
 #include "server/MailOwner.h"
 
@@ -69,74 +70,29 @@ std::string SignatureOf(const std::string& folder)
     return signature;
 }
 
-// What a contact has, in the words that are searched.
-class CContactTexts
+void AddAddresses(CContact& contact, CSession& session, CAddressIndex* index,
+                  CAddressEntries* entries)
 {
-public:
-    CContactTexts(CContact& contact, CSession& session)
-        : m_contact(contact), m_record(contact, session)
-    {
-        for (const char* property : {"FullName", "Nickname", "Organization", "OrgUnit"}) {
-            m_names += ToUtf8(m_record.Property(CContactProperty(property))) + '\n';
-        }
-        m_fullName = m_names.substr(0, m_names.find('\n'));
-        m_personName = Joined(ToUtf8(m_record.FirstName()), " ", ToUtf8(m_record.LastName()));
-        m_names += m_personName + '\n';
+    const CContactEmailList& emails = contact.GetEmails();
+    if (emails.IsEmpty()) {
+        return;
     }
-
-    // Adds its addresses.
-    void AddTo(CAddressIndex* index, CAddressEntries* entries)
-    {
-        const std::string_view id = index->Keep(m_contact.GetId().ToString());
-        CFoldedView second;
-        for (const CContactEmail& email : m_record.Emails()) {
-            const std::string address = email.GetAddress().RawAddress();
-            if (address.empty()) {
-                continue;
-            }
+    const CRecord record = CRecordReader(contact, session).ReadAll();
+    const CContactTexts texts = TextsOf(record);
+    const std::string name = OwnName(record);
+    const std::string_view id = index->Keep(record.id);
+    const CFoldedView others = index->Keep(FoldText(texts.others));
+    for (const CContactEmail& email : emails) {
+        const std::string address = email.GetAddress().RawAddress();
+        if (!address.empty()) {
             const std::string comment =
                 ToUtf8(std::u16string_view(email.GetAddress().GetComment()));
-            second = second.plain.empty() ? index->Keep(FoldText(SecondText())) : second;
-            entries->push_back({id, index->Keep(address), index->Keep(NameFor(comment)),
-                                index->Keep(FoldText(m_names + comment + '\n' + address)), second});
+            entries->push_back(
+                {id, index->Keep(address), index->Keep(name.empty() ? comment : name),
+                 index->Keep(FoldText(texts.names + comment + '\n' + address)), others});
         }
     }
-
-private:
-    static std::string Joined(const std::string& left, const char* between,
-                              const std::string& right)
-    {
-        return left + (left.empty() || right.empty() ? "" : between) + right;
-    }
-
-    const std::string& NameFor(const std::string& comment) const
-    {
-        return !m_fullName.empty() ? m_fullName : !m_personName.empty() ? m_personName : comment;
-    }
-
-    std::string SecondText() const
-    {
-        std::string text;
-        for (const CContactTel& telephone : m_contact.GetTelephones()) {
-            text += telephone.GetNumber() + '\n' + DigitsOf(telephone.GetNumber()) + '\n';
-        }
-        for (const CContactAddr& address : m_contact.GetAddresses()) {
-            for (const std::u16string& part :
-                 {address.GetPostOfficeBox(), address.GetExtendedAddress(), address.GetStreet(),
-                  address.GetLocality(), address.GetRegion(), address.GetPostalCode(),
-                  address.GetCountry()}) {
-                text += ToUtf8(part) + '\n';
-            }
-        }
-        return text;
-    }
-
-    CContact& m_contact;
-    CRecordReader m_record;
-    std::string m_names; // in lines, the full name first
-    std::string m_fullName;
-    std::string m_personName;
-};
+}
 
 } // namespace
 
@@ -203,7 +159,7 @@ bool CAddressSources::UpdateContacts(CAddressIndex* index)
             entries.insert(entries.end(), begin, nextEntry);
             ++kept;
         } else if (const auto opened = m_session.OpenListed("query", IdOf(file.number))) {
-            CContactTexts(*opened, m_session).AddTo(index, &entries);
+            AddAddresses(*opened, m_session, index, &entries);
         } else {
             continue;
         }
@@ -263,8 +219,6 @@ bool CAddressSources::WalkStore(std::string_view type, CAddressIndex* index,
     CContactMgrImpl store(m_session.Mailbox(), std::span(&*factory, 1));
     const CWalk walk(store.GetEnumerator());
     return Walk(m_session, walk, "query", nullptr,
-                [&](CContact& contact) {
-                    CContactTexts(contact, m_session).AddTo(index, entries);
-                }) &&
+                [&](CContact& contact) { AddAddresses(contact, m_session, index, entries); }) &&
            walk->GetFaults().empty() && walk->GetPassedOver().empty();
 }

@@ -3,9 +3,9 @@
 #include "base/JsonForm.h"
 #include "base/Report.h"
 #include "base/Stores.h"
+#include "search/ContactTexts.h"
 #include "search/Folding.h"
 #include "views/Birthday.h"
-#include "views/ContactMatch.h"
 
 #include <nlohmann/json.hpp>
 
