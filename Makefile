@@ -1,6 +1,6 @@
 # The commands of the README. Everything else is CMake's: see CMakePresets.json.
 
-.PHONY: demo check trust servers bench search deb try-deb docs dist dependencies
+.PHONY: demo check trust servers mail-clients bench search deb try-deb docs dist dependencies
 
 demo: dependencies
 	cmake --preset release
@@ -29,6 +29,13 @@ servers:
 	cmake --preset release
 	cmake --build --preset release --target contactmgr_tool
 	scripts/servers.sh build/release/contactmgr $(MAILS)
+
+# Addresses completed in mutt, neomutt and aerc; the screens stay in build/mail-clients/screens.
+mail-clients:
+	@scripts/install-dependencies.sh tmux mutt neomutt aerc
+	cmake --preset release
+	cmake --build --preset release --target contactmgr_tool
+	scripts/mail-clients.sh build/release/contactmgr build/mail-clients
 
 # Beside floors and other programs, some minutes on an idle machine. Writes docs/performance.md and
 # docs/scale.md. The other programs are packages that nothing else here wants; PEERS=--no-peers does
