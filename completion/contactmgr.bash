@@ -103,8 +103,8 @@ _contactmgr_mailboxes()
 _contactmgr_takes_value()
 {
     case $1 in
-    --store | --mailbox | --domain | --book | --wait | --trace | --since | --type | --sort | --from | \
-        --email | --tel | --im | --adr | --of-domain | --format | --max) ;;
+    --store | --mailbox | --domain | --book | --wait | --trace | --since | --type | --sort | \
+        --from | --from-message | --email | --tel | --im | --adr | --of-domain | --format | --max) ;;
     *) return 1 ;;
     esac
 }
@@ -116,6 +116,7 @@ _contactmgr_value_of()
     --mailbox) _contactmgr_mailboxes ;;
     --domain | --of-domain) _contactmgr_domains ;;
     --from) _contactmgr_ids '.*' ;;
+    --from-message) compgen -f -- "$current" ;;
     --type)
         echo VCARDPAB
         [[ $command == changes ]] || printf '%s\n' personal older domain senders TRELLISV7 UserStore INBOX

@@ -3,6 +3,7 @@
 #include "base/Record.h"
 #include "base/Session.h"
 #include "commands/Fields.h"
+#include "exchange/MessageSender.h"
 
 #include <CLI/CLI.hpp>
 
@@ -16,6 +17,7 @@ struct CNewOptions
 {
     CFields fields;
     std::optional<std::string> from;
+    std::optional<std::string> fromMessage;
 };
 
 // Tested before the copy is made: if the library cannot copy a property, it leaves half a copy.
@@ -44,36 +46,64 @@ bool FillAndSave(CContact& contact, const CFields& fields, CSession& session)
            (Try([&] { return contact.Save(); }) || session.Report().Failure(what));
 }
 
-bool New(CSession& session, CNewOptions& options)
+bool Create(CContact* original, const CFields& fields, CSession& session)
 {
-    const bool isAccepted = options.fields.Read(session.Report());
-    if (isAccepted && options.fields.IsEmpty() && !options.from) {
-        throw CUsageError("new wants a field or --from");
-    }
-    if (!isAccepted || !session.OpenContacts(CSession::EAccess::kWrite)) {
-        return false;
-    }
-    CContactMgr::FlushEachChange();
-    std::unique_ptr<CContact> original;
-    if (options.from) {
-        original = session.OpenContact("copy", *options.from);
-        if (original == nullptr || !CanBeCopied(*original, options.fields, session)) {
-            return false;
-        }
-    }
     std::unique_ptr<CContact> contact(
-        Try([&] { return session.Manager().CreateContact(original.get()); }));
+        Try([&] { return session.Manager().CreateContact(original); }));
     if (contact == nullptr) {
         return session.FailCreation("new contact in " + session.MailboxName());
     }
     const ContactMgr::CContactId id = contact->GetId();
-    if (!FillAndSave(*contact, options.fields, session)) {
+    if (!FillAndSave(*contact, fields, session)) {
         contact.reset();
         session.Manager().DeleteContact(id);
         return false;
     }
     Print(id.ToString() + '\n');
     return true;
+}
+
+// What was asked for is there already. Fields are not set: who has more than the sender's name to
+// say about a contact that is there says it to `set`.
+bool TellKnown(const std::string& id, const CFields& fields, CSession& session)
+{
+    Print(id + '\n');
+    if (fields.IsEmpty()) {
+        session.Report().Note("new", "the sender is in the address book already, as " + id);
+        return true;
+    }
+    return session.Report().Refusal("new", "the sender is in the address book already, as " + id +
+                                               "; the fields were not set");
+}
+
+bool New(CSession& session, CNewOptions& options)
+{
+    const bool isAccepted = options.fields.Read(session.Report());
+    if (isAccepted && options.fields.IsEmpty() && !options.from && !options.fromMessage) {
+        throw CUsageError("new wants a field or --from");
+    }
+    std::unique_ptr<CContact> original;
+    if (isAccepted && options.fromMessage) {
+        original = ReadMessageSender(*options.fromMessage, session);
+    }
+    if (!isAccepted || (options.fromMessage && original == nullptr) ||
+        !session.OpenContacts(CSession::EAccess::kWrite)) {
+        return false;
+    }
+    CContactMgr::FlushEachChange();
+    if (options.fromMessage) {
+        const std::string known = FindAddressOf(*original, session);
+        if (!known.empty()) {
+            return TellKnown(known, options.fields, session);
+        }
+    }
+    if (options.from) {
+        original = session.OpenContact("copy", *options.from);
+        if (original == nullptr || !CanBeCopied(*original, options.fields, session)) {
+            return false;
+        }
+    }
+    return Create(original.get(), options.fields, session);
 }
 
 struct CSetOptions
@@ -121,7 +151,12 @@ void AddEditCommands(CLI::App& app, CCommands* commands)
     const auto created = std::make_shared<CNewOptions>();
     CLI::App* command = app.add_subcommand("new", "Create a contact and print its identifier");
     command->add_option("--from", created->from, "Start with a copy of this contact")
-        ->type_name("ID");
+        ->type_name("ID")
+        ->excludes(command
+                       ->add_option("--from-message", created->fromMessage,
+                                    "Start with the sender of a message in a file; - is standard "
+                                    "input")
+                       ->type_name("FILE"));
     created->fields.AddTo(*command);
     commands->push_back({command, [created](CSession& session) { return New(session, *created); }});
 
