@@ -103,7 +103,7 @@ _contactmgr_mailboxes()
 _contactmgr_takes_value()
 {
     case $1 in
-    --store | --mailbox | --domain | --book | --wait | --trace | --since | --type | --sort | \
+    --store | --mailbox | --domain | --book | --wait | --trace | --since | --type | --sort | --interval | \
         --from | --from-message | --email | --tel | --im | --adr | --of-domain | --format | --max) ;;
     *) return 1 ;;
     esac
@@ -119,7 +119,7 @@ _contactmgr_value_of()
     --from-message) compgen -f -- "$current" ;;
     --type)
         echo VCARDPAB
-        [[ $command == changes ]] || printf '%s\n' personal older domain senders TRELLISV7 UserStore INBOX
+        [[ $command == @(changes|watch) ]] || printf '%s\n' personal older domain senders TRELLISV7 UserStore INBOX
         ;;
     --sort) printf '%s\n' name id ;;
     --format) printf '%s\n' mutt aerc plain json ;;

@@ -1,5 +1,7 @@
 #include "commands/Commands.h"
 
+#include "base/ChangeFollower.h"
+#include "base/FolderWatch.h"
 #include "base/JsonForm.h"
 #include "base/Session.h"
 #include "base/Stores.h"
@@ -7,6 +9,7 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -21,14 +24,6 @@ struct CChangesOptions
     FILETIME since;
     std::optional<std::string> type;
     bool json = false;
-};
-
-struct CChanges
-{
-    FILETIME version;
-    ContactMgr::CContactIdList deleted;
-    ContactMgr::CContactIdList changed;
-    ContactMgr::CContactIdList created;
 };
 
 void AppendLines(const char* kind, const ContactMgr::CContactIdList& ids, std::string* text)
@@ -81,25 +76,77 @@ bool FailChanges(CSession& session, const std::string& store)
     }
 }
 
+std::string TypeOf(const std::optional<std::string>& option)
+{
+    const std::string type = option.value_or(std::string(kAddressBook));
+    const CStoreName* const store = FindStore(type);
+    return store == nullptr ? type : std::string(store->type);
+}
+
 bool Changes(CSession& session, const CChangesOptions& options)
 {
     if (!session.OpenContacts(CSession::EAccess::kRead)) {
         return false;
     }
-    CContactMgr& manager = session.Manager();
-    std::string type = options.type.value_or(std::string(kAddressBook));
-    if (const CStoreName* const store = FindStore(type)) {
-        type = store->type;
-    }
+    const std::string type = TypeOf(options.type);
     CChanges changes;
-    if (!Try([&] {
-            return manager.ChangesSince(type, options.since, &changes.version, &changes.deleted,
-                                        &changes.changed, &changes.created);
-        })) {
+    if (!Try([&] { return ReadChanges(session.Manager(), type, options.since, &changes); })) {
         return FailChanges(session, type);
     }
     Print(options.json ? AsJson(changes) : AsText(changes));
     return true;
+}
+
+constexpr std::chrono::seconds kNetworkInterval{10};
+
+struct CWatchOptions
+{
+    std::optional<FILETIME> since;
+    std::optional<std::string> type;
+    std::optional<unsigned> intervalSeconds;
+    bool json = false;
+};
+
+// How long to wait for a change to show. Nothing for ever.
+std::optional<std::chrono::milliseconds> IntervalOf(const CWatchOptions& options,
+                                                    const CFolderWatch& watch)
+{
+    if (options.intervalSeconds) {
+        return std::chrono::seconds(*options.intervalSeconds);
+    }
+    return watch.IsUsable() ? std::nullopt
+                            : std::optional<std::chrono::milliseconds>(kNetworkInterval);
+}
+
+bool Watch(CSession& session, const CWatchOptions& options)
+{
+    if (!session.OpenContacts(CSession::EAccess::kRead)) {
+        return false;
+    }
+    const std::string& folder = session.AddressBook().Folder();
+    CFolderWatch watch(folder);
+    watch.Renew();
+    if (!watch.IsUsable() && !options.intervalSeconds) {
+        session.Report().Note("watch " + folder,
+                              "changes do not show here by themselves; it is looked at every " +
+                                  std::to_string(kNetworkInterval.count()) + " seconds");
+    }
+    const std::string type = TypeOf(options.type);
+    CChangeFollower follower(session, type);
+    CChanges changes;
+    bool isDone = Try([&] { return follower.Begin(options.since, &changes); });
+    for (bool isFirst = true; isDone; isFirst = false) {
+        if (isFirst || !changes.IsEmpty()) {
+            Print(options.json ? AsJson(changes) : AsText(changes));
+            FlushOutput();
+        }
+        if (watch.Wait(IntervalOf(options, watch)) == CFolderWatch::EEnd::kStop) {
+            return true;
+        }
+        watch.Renew();
+        isDone = Try([&] { return follower.Next(&changes); });
+    }
+    return FailChanges(session, type);
 }
 
 struct CPollOptions
@@ -169,4 +216,26 @@ void AddChangeCommands(CLI::App& app, CCommands* commands)
     AddSince(*command, "Version of the last poll or walk", &poll->since);
     command->add_flag("--json", poll->json, "As a JSON object");
     commands->push_back({command, [poll](CSession& session) { return Poll(session, *poll); }});
+
+    const auto watch = std::make_shared<CWatchOptions>();
+    command = app.add_subcommand("watch", "Print changes as they happen, until it is interrupted");
+    command
+        ->add_option_function<std::string>(
+            "--since",
+            [watch](const std::string& text) {
+                if (!ParseVersion(text, &watch->since.emplace())) {
+                    throw CUsageError("--since is no version: " + text);
+                }
+            },
+            "Begin with what changed since that version; with now if not given")
+        ->type_name("VERSION");
+    command->add_option("--type", watch->type, "Store; the personal address book if not given")
+        ->type_name("TYPE");
+    command
+        ->add_option("--interval", watch->intervalSeconds,
+                     "Look also every so many seconds; 10 on a network file system")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(1U, 86400U));
+    command->add_flag("--json", watch->json, "Each report as a JSON object");
+    commands->push_back({command, [watch](CSession& session) { return Watch(session, *watch); }});
 }
