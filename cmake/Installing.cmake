@@ -38,7 +38,7 @@ if(CONTACTMGR_BUILD_TOOLS)
         DESTINATION "${CMAKE_INSTALL_MANDIR}/man5")
     file(GLOB command_pages CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/man/*.1")
     # A page for several commands is found under the name of each.
-    foreach(link show:list query:list new:set delete:set export:import
+    foreach(link show:list query:list new:set edit:set delete:set duplicates:merge export:import
             watch:changes poll:changes)
         string(REPLACE ":" ";" names ${link})
         list(GET names 0 command)

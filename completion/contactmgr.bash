@@ -134,7 +134,8 @@ _contactmgr_argument()
     case $command in
     '' | mailbox) _contactmgr_commands ;;
     show) [[ $1 -gt 0 ]] || _contactmgr_ids '.*' ;;
-    export) _contactmgr_ids VCARDPAB ;;
+    edit) [[ $1 -gt 0 ]] || _contactmgr_ids VCARDPAB ;;
+    export | merge) _contactmgr_ids VCARDPAB ;;
     delete) _contactmgr_ids 'VCARDPAB|TRELLISV7' ;;
     set)
         [[ $1 -gt 0 ]] || _contactmgr_ids VCARDPAB

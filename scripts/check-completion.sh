@@ -58,7 +58,7 @@ while IFS='|' read -r line candidates end parts; do
         expect "zsh: $line" "${parts:-$candidates}" "$(in_zsh "$line")"
     fi
 done <<'TABLE'
-"contactmgr "|[list][show][phones][addresses][birthdays][query][new][set][delete][export][import][changes][poll][watch][mailbox]
+"contactmgr "|[list][show][phones][addresses][birthdays][query][new][set][delete][duplicates][merge][edit][export][import][changes][poll][watch][mailbox]
 "contactmgr --mailbox x@y.z ex"|[export]
 "contactmgr mailbox "|[add][list][set][show][renew]
 "contactmgr poll --s"|[--since][--store]
@@ -71,6 +71,7 @@ done <<'TABLE'
 "contactmgr --wait 1 phones --js"|[--json]
 "contactmgr set V"|[VCARDPAB-1][VCARDPAB-3]
 "contactmgr set I"|
+"contactmgr merge VCARDPAB-1 V"|[VCARDPAB-1][VCARDPAB-3]
 "contactmgr watch --interval 5 --s"|[--since][--store]
 "contactmgr show INBOX-Carol\ "|[INBOX-Carol\ Clay\ \<carol@example.net\>]
 "contactmgr --mailbox=nobody@example.org show "|

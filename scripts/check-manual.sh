@@ -96,6 +96,10 @@ compare 'JSON of a property' "$(members mailbox show alice@example.org)" \
 printf '%s\r\n' BEGIN:VCARD VERSION:3.0 FN:Fay BDAY:1985-04-12 END:VCARD |
     "$tool" --store "$folder/demo/store" --mailbox alice@example.org import - >/dev/null
 compare 'JSON of a birthday' "$(members birthdays)" "$(items contactmgr-json.5 'A birthday')"
+printf 'BEGIN:VCARD\nFN:Ann Twin\nEND:VCARD\n%.0s' 1 2 >"$folder/twins.vcf"
+"$tool" --store "$folder/demo/store" --mailbox alice@example.org import "$folder/twins.vcf" >/dev/null
+compare 'JSON of duplicates' "$(members duplicates)" \
+    "$(items contactmgr-json.5 'A group of duplicates')"
 compare 'JSON of a poll' "$(members poll)" "$(items contactmgr-json.5 'A poll')"
 
 # Whether a text, line by line, stands in one of the examples.

@@ -131,6 +131,7 @@ int Run(int count, char** arguments)
     AddViewCommands(app, &commands);
     AddQueryCommand(app, &commands);
     AddEditCommands(app, &commands);
+    AddPeopleCommands(app, &commands);
     AddExportCommand(app, &commands);
     AddImportCommand(app, &commands);
     AddChangeCommands(app, &commands);

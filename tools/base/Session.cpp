@@ -328,6 +328,15 @@ bool CSession::IsForeign(const ContactMgr::CContactId& id) const
     return false;
 }
 
+bool CSession::IsOfAddressBook(const std::string& what, const ContactMgr::CContactId& id)
+{
+    return id.Namespace() == kAddressBook ||
+           m_report.Refusal(what + ' ' + id.ToString(),
+                            "no identifier of the personal address book: it is " +
+                                std::string(kAddressBook) + "-NUMBER",
+                            ERROR_NOT_SUPPORTED);
+}
+
 void CSession::ReportUnreadable(CContact& contact, const std::string& item)
 {
     const std::uint32_t code = GetLastError();

@@ -112,6 +112,10 @@ public:
     // mailbox itself, and one of the mailbox directory its domain; those of others are refused.
     bool Allows(const std::string& what, const ContactMgr::CContactId& id);
 
+    // Whether an identifier is one of the personal address book. If not, that is reported as WHAT
+    // ID.
+    bool IsOfAddressBook(const std::string& what, const ContactMgr::CContactId& id);
+
     // Why an item of a contact could not be read, from the last error.
     void ReportUnreadable(CContact& contact, const std::string& item);
 

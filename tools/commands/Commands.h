@@ -36,5 +36,6 @@ void AddEditCommands(CLI::App& app, CCommands* commands); // new, set, delete
 void AddExportCommand(CLI::App& app, CCommands* commands);
 void AddImportCommand(CLI::App& app, CCommands* commands);
 void AddChangeCommands(CLI::App& app, CCommands* commands);      // changes, poll, watch
+void AddPeopleCommands(CLI::App& app, CCommands* commands);      // duplicates, merge, edit
 void AddMailboxCommands(CLI::App& app, CCommands* commands);     // mailbox add, list, renew
 void AddPropertyCommands(CLI::App& family, CCommands* commands); // mailbox set, show
