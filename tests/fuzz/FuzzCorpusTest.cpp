@@ -15,6 +15,9 @@
 // ends the program.
 using FuzzTarget = int(const std::uint8_t* data, std::size_t size);
 extern "C" FuzzTarget AddressFuzz, ContactFuzz, ContentLineFuzz, StoredContactFuzz, Utf8Fuzz;
+#ifdef CONTACTMGR_TEST_TOOL
+extern "C" FuzzTarget ImportFuzz;
+#endif
 
 namespace
 {
@@ -42,6 +45,9 @@ TEST(FuzzCorpusTest, EveryTargetTakesEveryBeginningOfItsCorpus)
         {ContentLineFuzz, "ContentLine"},
         {StoredContactFuzz, "StoredContact"},
         {Utf8Fuzz, "Utf8"},
+#ifdef CONTACTMGR_TEST_TOOL
+        {ImportFuzz, "Import"},
+#endif
     };
     for (const auto& [target, corpus] : kTargets) {
         std::size_t inputs = 0;

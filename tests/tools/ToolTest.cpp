@@ -186,42 +186,6 @@ TEST(ToolTest, CommandsGoOnAfterAFailureAndNameTheContact)
     }
 }
 
-TEST(ToolTest, ImportTakesEachCardOrSaysWhyNot)
-{
-    const string a = "BEGIN:VCARD\r\nVERSION:3.0\r\nN:a;;;;\r\nFN:a\r\nEND:VCARD\r\n";
-    const struct
-    {
-        const char* what;
-        string file;
-        std::size_t contacts;
-        const char* err; // nothing at all if empty
-    } kCases[] = {
-        {"two cards and text between", a + "\r\nhello\r\n" + a, 2, ""},
-        {"LF, and CR without a last line end",
-         "begin:vcard\nFN:a\nEnd:vCard\nBEGIN:VCARD\rFN:b\rEND:VCARD", 2, ""},
-        {"folded border lines", "BEGIN:VC\n ARD\nNOTE:x\n END:VCARD\nEN\n\tD:VCARD\n", 1, ""},
-        {"nothing", "", 0, "import standard input: no vCard in it (13)"},
-        {"old version", "BEGIN:VCARD\nVERSION:2.1\nFN:a\nEND:VCARD\n" + a, 1,
-         "card 1: version 2.1 is not supported (87)"},
-        {"odd version", "BEGIN:VCARD\nVERSION:3.1\nFN:a\nEND:VCARD\n" + a, 1,
-         "card 1: not version 3.0: 3.1 (87)"},
-        {"other profile", "BEGIN:VCARD\nVERSION:3.0\nPROFILE:x\nEND:VCARD\n" + a, 1, "PROFILE"},
-        {"no end, then another", "BEGIN:VCARD\nFN:x\n" + a + "BEGIN:VCARD\n", 1, "card 1: no END"},
-        {"UTF-16", {"\xFF\xFE\x42\0E\0", 6}, 0, "UTF-16"},
-        {"lines that are none", "BEGIN:VCARD\nTEL;HOME:1\nFN:\xE9\nEND:VCARD\n", 1,
-         "left out 2 lines that cannot be read, the first: TEL;HOME:1"},
-    };
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.what);
-        const CTool tool;
-        const CToolRun run = tool.Run({"import", "-"}, c.file);
-        EXPECT_EQ(LineCount(run.out), c.contacts) << run.out << run.err;
-        EXPECT_EQ(LineCount(tool.Run({"list"}).out), c.contacts);
-        EXPECT_TRUE(Contains(run.err, c.err)) << run.err;
-        EXPECT_EQ(run.err.empty(), c.err[0] == '\0') << run.err;
-    }
-}
-
 TEST(ToolTest, CardsSurviveExportAndImportUnchanged)
 {
     for (const auto& file : std::filesystem::directory_iterator(CONTACTMGR_TEST_DATA "/vcards")) {

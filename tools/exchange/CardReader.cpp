@@ -11,99 +11,109 @@
 namespace
 {
 
-constexpr std::size_t kBufferBytes = 64 << 10;
 constexpr std::size_t kHeadBytes = 128;
-constexpr std::string_view kLineEnds = "\r\n";
+// Longer beginnings are not looked through for a colon again at each fold.
+constexpr std::size_t kMaxFoldedHead = 8 << 10;
 constexpr std::string_view kBlanks = " \t";
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+constexpr std::string_view kBase64Characters =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/=";
 
-bool IsOneOf(std::string_view set, char c)
-{
-    return set.find(c) != set.npos;
-}
-
-void TrimEnd(std::string* text)
-{
-    text->erase(text->find_last_not_of(kBlanks) + 1);
-}
-
-// A logical line without its folds, up to a number of bytes.
-std::string Unfold(std::string_view line, std::size_t maxBytes)
-{
-    std::string unfolded;
-    while (!line.empty() && unfolded.size() < maxBytes) {
-        const std::size_t end = std::min(line.find_first_of(kLineEnds), line.size());
-        unfolded.append(line, 0, std::min(end, maxBytes - unfolded.size()));
-        line.remove_prefix(std::min(line.find_first_not_of(kLineEnds, end), line.size()));
-        if (!line.empty()) {
-            line.remove_prefix(1);
-        }
-    }
-    return unfolded;
-}
-
+// The beginning of a line in capitals, without blanks at its end.
 std::string Head(std::string_view line)
 {
-    std::string head = Unfold(line, kHeadBytes);
+    std::string head(line.substr(0, kHeadBytes));
     std::ranges::transform(head, head.begin(), UpperAscii<char>);
-    TrimEnd(&head);
+    head.erase(head.find_last_not_of(kBlanks) + 1);
     return head;
+}
+
+bool IsBorder(std::string_view line)
+{
+    const std::string head = Head(line);
+    return head == "BEGIN:VCARD" || head == "END:VCARD";
 }
 
 } // namespace
 
-CCardReader::CCardReader(std::FILE* file) : m_file(file), m_buffer(kBufferBytes)
+CCardReader::EEncoding CCardReader::EncodingOf(std::string_view line)
 {
-    Fill();
-}
-
-bool CCardReader::IsUtf16() const
-{
-    const std::string_view text(m_buffer.data() + m_begin, m_end - m_begin);
-    using namespace std::string_view_literals;
-    return text.starts_with("\xFF\xFE"sv) || text.starts_with("\xFE\xFF"sv) ||
-           text.starts_with("B\0"sv) || text.starts_with("\0B"sv);
-}
-
-// Whether there is anything left to read.
-bool CCardReader::Fill()
-{
-    if (m_begin == m_end) {
-        m_begin = 0;
-        m_end = std::fread(m_buffer.data(), 1, m_buffer.size(), m_file);
+    const std::size_t colon = line.find(':');
+    if (colon == line.npos) {
+        return EEncoding::kUnknown;
     }
-    return m_begin < m_end;
+    std::string head(line.substr(0, colon + 1));
+    std::ranges::transform(head, head.begin(), UpperAscii<char>);
+    const auto has = [&head](std::string_view text) { return head.find(text) != head.npos; };
+    return has(";QUOTED-PRINTABLE") || has("=QUOTED-PRINTABLE") ? EEncoding::kQuotedPrintable
+           : has(";BASE64") || has("=BASE64") || has("ENCODING=B:") || has("ENCODING=B;")
+               ? EEncoding::kBase64
+               : EEncoding::kPlain;
+}
+
+bool CCardReader::PeekPhysicalLine()
+{
+    m_hasNext = m_hasNext || m_input.TakeLine(kMaxCardBytes + 1, &m_next);
+    return m_hasNext;
 }
 
 // Empty lines do not count. False at the end of the file.
-bool CCardReader::SkipLineEnds()
+bool CCardReader::PeekLine()
 {
-    while (Fill()) {
-        if (!IsOneOf(kLineEnds, m_buffer[m_begin])) {
-            return true;
-        }
-        ++m_begin;
+    while (PeekPhysicalLine() && m_next.empty()) {
+        m_hasNext = false;
     }
-    return false;
+    return m_hasNext;
 }
 
-void CCardReader::ReadPhysicalLine()
+void CCardReader::Append(std::string_view text)
 {
-    const auto bufferAt = [this](std::size_t index) {
-        return m_buffer.begin() + static_cast<std::ptrdiff_t>(index);
-    };
-    while (Fill()) {
-        const auto end = std::find_first_of(bufferAt(m_begin), bufferAt(m_end), kLineEnds.begin(),
-                                            kLineEnds.end());
-        if (m_line.size() <= kMaxCardBytes) {
-            m_line.append(bufferAt(m_begin), end);
-        }
-        m_begin = static_cast<std::size_t>(end - m_buffer.begin());
-        if (m_begin < m_end) {
-            break;
-        }
+    if (m_line.size() <= kMaxCardBytes) {
+        m_line.append(text);
     }
-    m_line += kLineEnds;
+    m_hasNext = false;
+}
+
+// Joins a line of quoted-printable with the one behind its soft line break. A break in front of
+// the card's end is none: some phones cut long values there.
+bool CCardReader::JoinSoft()
+{
+    m_line.pop_back();
+    if (!PeekPhysicalLine() || IsBorder(m_next)) {
+        return false;
+    }
+    const bool goesOn = !m_next.empty();
+    Append(m_next);
+    return goesOn;
+}
+
+bool CCardReader::JoinNext(EEncoding* encoding)
+{
+    if (*encoding == EEncoding::kUnknown) {
+        *encoding = m_line.size() > kMaxFoldedHead ? EEncoding::kPlain : EncodingOf(m_line);
+    }
+    if (*encoding == EEncoding::kQuotedPrintable && m_line.ends_with('=')) {
+        if (!JoinSoft()) {
+            *encoding = EEncoding::kPlain;
+        }
+        return true;
+    }
+    if (!PeekLine()) {
+        return false;
+    }
+    const std::string_view next = m_next;
+    if (kBlanks.find(next.front()) != kBlanks.npos) {
+        Append(next.substr(1));
+        return true;
+    }
+    const bool isJoined = *encoding == EEncoding::kQuotedPrintable ? next.starts_with('=')
+                          : *encoding == EEncoding::kBase64
+                              ? next.find_first_not_of(kBase64Characters) == next.npos
+                              : false;
+    if (isJoined) {
+        Append(next);
+    }
+    return isJoined;
 }
 
 // Reads the next line with its continuations, unless the one that was read is still to be used.
@@ -113,24 +123,19 @@ bool CCardReader::ReadLine()
         m_isLineUsed = true;
         return true;
     }
-    m_line.clear();
-    if (!SkipLineEnds()) {
+    if (!PeekLine()) {
         return false;
     }
-    ReadPhysicalLine();
+    m_line.swap(m_next);
+    m_hasNext = false;
     if (m_line.starts_with(kByteOrderMark)) {
         m_line.erase(0, kByteOrderMark.size());
     }
-    while (SkipLineEnds() && IsOneOf(kBlanks, m_buffer[m_begin])) {
-        ReadPhysicalLine();
+    EEncoding encoding = EEncoding::kUnknown;
+    while (JoinNext(&encoding)) {
     }
     m_head = Head(m_line);
     return true;
-}
-
-bool CCardReader::IsLine(std::string_view text) const
-{
-    return m_head == text;
 }
 
 bool CCardReader::IsEmptyAgentLine() const
@@ -138,25 +143,18 @@ bool CCardReader::IsEmptyAgentLine() const
     return m_head.starts_with("AGENT") && m_head.ends_with(':');
 }
 
-// Lines of blanks behind a card are not part of it.
-void CCardReader::DropBlankContinuations()
+void CCardReader::AppendLineTo(CCard* card)
 {
-    const std::size_t end = m_line.find(kLineEnds) + kLineEnds.size();
-    if (IsLine(Head(m_line.substr(0, end)))) {
-        m_line.resize(end);
+    if (card->fault != nullptr) {
+        return;
     }
-}
-
-void CCardReader::AppendLineTo(CCard* card) const
-{
-    if (card->fault == nullptr && card->text.size() + m_line.size() > kMaxCardBytes) {
-        card->fault = "larger than 32 MB";
+    if (card->text.size() + m_line.size() > kMaxCardBytes || ++m_lineCount > kMaxCardLines) {
+        card->fault = m_lineCount > kMaxCardLines ? "more than 200,000 lines" : "larger than 32 MB";
         card->faultCode = ERROR_FILE_TOO_LARGE;
-        card->text.clear();
+        card->text = std::string();
+        return;
     }
-    if (card->fault == nullptr) {
-        card->text += m_line;
-    }
+    card->text.append(m_line).append(1, '\n');
 }
 
 bool CCardReader::Next(CCard* card)
@@ -169,6 +167,7 @@ bool CCardReader::Next(CCard* card)
 
     *card = CCard();
     card->number = ++m_count;
+    m_lineCount = 0;
     AppendLineTo(card);
     std::size_t depth = 1;
     bool isBehindAgent = false;
@@ -180,16 +179,9 @@ bool CCardReader::Next(CCard* card)
             }
             ++depth;
         }
-        const bool isEnd = IsLine("END:VCARD") && --depth == 0;
-        if (isEnd) {
-            DropBlankContinuations();
-        }
         AppendLineTo(card);
-        if (isEnd) {
+        if (IsLine("END:VCARD") && --depth == 0) {
             return true;
-        }
-        if (card->version.empty() && m_head.starts_with("VERSION:")) {
-            card->version = m_head.substr(m_head.find(':') + 1);
         }
         isBehindAgent = IsEmptyAgentLine();
     }

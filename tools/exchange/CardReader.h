@@ -1,8 +1,9 @@
 #pragma once
 
+#include "exchange/InputText.h"
+
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,50 +12,57 @@
 struct CCard
 {
     std::size_t number = 0;      // counted from 1 in its file
-    std::string text;            // as it stands in the file, but each line ended by one CR LF
-    std::string version;         // the value of its first VERSION line
+    std::string text;            // its lines without their folds, each ended by one LF
     const char* fault = nullptr; // why it is no whole card; null if it is one
     std::uint32_t faultCode = 0; // the library's number for that
 };
 
-// Reads a file of vCards card by card, with memory for one card. A line ends with CR, LF or both.
-// It is continued if the next one begins with a blank or a tab (RFC 2425, 5.8.1). Lines between
-// cards are ignored. A BEGIN line inside a card begins a part of it if the line before is an empty
-// AGENT line (vCard 2.1). Otherwise the END line of the card is missing.
+// Reads a file of vCards of any version card by card, with memory for one card. A line ends with
+// CR, LF or both. It is continued if the next one begins with a blank or a tab (RFC 2425, 5.8.1),
+// and as vCard 2.1 has it: quoted-printable that ends with "=", and base64 that is not indented.
+// Lines between cards are ignored. A BEGIN line inside a card begins a part of it if the line
+// before is an empty AGENT line (vCard 2.1). Otherwise the END line of the card is missing.
 class CCardReader
 {
 public:
     // A larger card is not kept and has a fault.
     static constexpr std::size_t kMaxCardBytes = 32u << 20;
+    static constexpr std::size_t kMaxCardLines = 200'000;
 
-    // The file stays the caller's.
-    explicit CCardReader(std::FILE* file);
+    // The text stays the caller's.
+    explicit CCardReader(CInputText& input) : m_input(input) {}
     CCardReader(const CCardReader&) = delete;
     CCardReader& operator=(const CCardReader&) = delete;
-
-    // Whether the file begins as UTF-16 text does; no card is found in such a file.
-    bool IsUtf16() const;
 
     // False at the end of the file, and if the file cannot be read any further.
     bool Next(CCard* card);
 
 private:
-    bool Fill();
-    bool SkipLineEnds();
-    void ReadPhysicalLine();
+    enum class EEncoding
+    {
+        kUnknown, // the line has no colon yet
+        kPlain,
+        kQuotedPrintable,
+        kBase64
+    };
+    bool PeekPhysicalLine();
+    bool PeekLine();
     bool ReadLine();
-    bool IsLine(std::string_view text) const;
+    bool JoinNext(EEncoding* encoding);
+    bool JoinSoft();
+    void Append(std::string_view text);
+    static EEncoding EncodingOf(std::string_view line);
+    bool IsLine(std::string_view text) const { return m_head == text; }
     bool IsEmptyAgentLine() const;
-    void DropBlankContinuations();
-    void AppendLineTo(CCard* card) const;
+    void AppendLineTo(CCard* card);
 
-    std::FILE* m_file;
-    std::vector<char> m_buffer;
-    std::size_t m_begin = 0;
-    std::size_t m_end = 0;
-    std::string m_line; // one line with its continuations, as they stand in the file
-    std::string m_head; // its beginning, unfolded, in capitals, without blanks at the end
+    CInputText& m_input;
+    std::string m_next; // the physical line behind m_line
+    bool m_hasNext = false;
+    std::string m_line; // one line with its continuations
+    std::string m_head; // its beginning, in capitals, without blanks at the end
     bool m_isLineUsed = true;
+    std::size_t m_lineCount = 0;
     std::size_t m_count = 0;
 };
 
