@@ -1,6 +1,7 @@
 #include "base/Table.h"
 #include "support/ToolRun.h"
 #include "views/Birthday.h"
+#include "views/Rows.h"
 
 #include <gtest/gtest.h>
 
@@ -212,4 +213,6 @@ TEST(ViewTest, ViewsHaveALineForEachEntry)
     EXPECT_EQ(json.out, object + R"("birthday":"1600-02-29","next":")" + ToText(next) +
                             "\",\"days\":" + days + "}\n");
     EXPECT_EQ(json.status, 0);
+    EXPECT_LT(KeyOfName("", 0), KeyOfName("Ann", 1)) << "today, of a contact without a name";
+    EXPECT_LT(KeyOfName("Ann", 1), KeyOfName("", 1));
 }

@@ -57,13 +57,13 @@ CRow RowOfEntry(const CRecord& record, const CRecordEntry& entry, std::string te
 CRowKey KeyOfNumber(CContact& contact)
 {
     const bool hasNumber = contact.GetPluginType() == kAddressBook;
-    return {hasNumber ? contact.GetId().ToNumber() : kLast, "", ""};
+    return {hasNumber ? contact.GetId().ToNumber() : kLast, false, "", ""};
 }
 
 CRowKey KeyOfName(std::string name, std::int64_t number)
 {
     CFoldedText folded = FoldText(name);
-    return {name.empty() && number == 0 ? kLast : number, std::move(folded.plain), std::move(name)};
+    return {number, name.empty(), std::move(folded.plain), std::move(name)};
 }
 
 CRow RowOfTelephone(const CRecord& record, const CRecordEntry& telephone)

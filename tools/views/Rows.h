@@ -11,11 +11,13 @@
 
 struct CBirthday;
 
-// What rows are sorted by: the number, then the name without case and accents, then the name. Rows
-// that are alike keep the order in which they came.
+// What rows are sorted by: the number, then the name without case and accents, then the name. Those
+// without a name stand behind the others of their number. Rows that are alike keep the order in
+// which they came.
 struct CRowKey
 {
     std::int64_t number = 0;
+    bool isNameless = false;
     std::string folded;
     std::string name;
 
@@ -25,7 +27,7 @@ struct CRowKey
 // Contacts of the address book by their numbers, in front of all others.
 CRowKey KeyOfNumber(CContact& contact);
 
-// By name, or by a number in front of it; those without a name come last.
+// By name, or by a number in front of it.
 CRowKey KeyOfName(std::string name, std::int64_t number = 0);
 
 // One row for people and one for programs.
