@@ -153,6 +153,16 @@ TEST_F(CSearchTest, AnswersAreRankedAndEachAddressIsToldOnce)
     EXPECT_EQ(tool.Run({"query", "often"}).out, "1 match\nOften@a.example\tAnn Müller\tINBOX\n");
     EXPECT_EQ(tool.Run({"query", "--max", "1", "ann"}).out,
               "7 matches, the first 1\nzoe@a.example\tZoe Annan\tVCARDPAB\n");
+    EXPECT_EQ(Query({"ann", "--max", "99999999999999999999"}), Query({"ann"}));
+    for (const char* number : {"0", "-1", "1.5", "1x", ""}) {
+        const CToolRun run = tool.Run({"query", "--max", number, "ann"});
+        EXPECT_EQ(run.err, string("contactmgr: wrong usage: --max is no number from 1 on: ") +
+                               number + " (see contactmgr --help)\n");
+        EXPECT_EQ(run.status, 2);
+    }
+    EXPECT_EQ(tool.Run({"query", "--format", "xml", "ann"}).err,
+              "contactmgr: wrong usage: --format takes mutt, aerc, plain or json: xml (see "
+              "contactmgr --help)\n");
     EXPECT_EQ(tool.Run({"query", "--format", "plain", "often"}).out,
               "Ann Müller <Often@a.example>\n");
     EXPECT_EQ(tool.Run({"query", "--format", "json", "often"}).out,

@@ -8,9 +8,12 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <charconv>
+#include <iterator>
 #include <limits>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace
@@ -19,14 +22,6 @@ namespace
 using CAnswer = CAddressSearch::CAnswer;
 using CAnswers = std::vector<CAnswer>;
 using nlohmann::ordered_json;
-
-struct CQueryOptions
-{
-    std::vector<std::string> words;
-    std::string format = "mutt";
-    std::size_t max = std::numeric_limits<std::size_t>::max();
-    bool usesNoFile = false;
-};
 
 std::string Line(const CAnswer& answer)
 {
@@ -63,8 +58,41 @@ struct CFormat
     const char* name;
     std::string (*line)(const CAnswer& answer);
 };
+// The first one is the default.
 constexpr CFormat kFormats[] = {
     {"mutt", MuttLine}, {"aerc", Line}, {"plain", PlainLine}, {"json", JsonLine}};
+
+constexpr std::size_t kNoMaximum = std::numeric_limits<std::size_t>::max();
+
+struct CQueryOptions
+{
+    std::vector<std::string> words;
+    const CFormat* format = kFormats;
+    std::size_t max = kNoMaximum;
+    bool usesNoFile = false;
+};
+
+const CFormat* FormatOf(const std::string& name)
+{
+    const CFormat* const found = std::ranges::find(kFormats, name, &CFormat::name);
+    if (found == std::end(kFormats)) {
+        throw CUsageError("--format takes mutt, aerc, plain or json: " + name);
+    }
+    return found;
+}
+
+// A number that is too large for the machine is no limit either.
+std::size_t MaximumOf(const std::string& text)
+{
+    std::size_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    if (stop != end || error == std::errc::invalid_argument ||
+        (error == std::errc() && number == 0)) {
+        throw CUsageError("--max is no number from 1 on: " + text);
+    }
+    return error == std::errc() ? number : kNoMaximum;
+}
 
 // The line that mutt shows above the answers.
 std::string Headline(std::size_t found, std::size_t told)
@@ -87,12 +115,11 @@ bool Query(CSession& session, const CQueryOptions& options)
     CAnswers answers = search.Find(words);
     const std::size_t found = answers.size();
     answers.resize(std::min(found, options.max));
-    if (options.format == kFormats[0].name) {
+    if (options.format == kFormats) {
         Print(Headline(found, answers.size()));
     }
-    const CFormat& format = *std::ranges::find(kFormats, options.format, &CFormat::name);
     for (const CAnswer& answer : answers) {
-        Print(format.line(answer) + '\n');
+        Print(options.format->line(answer) + '\n');
     }
     return !answers.empty();
 }
@@ -107,16 +134,16 @@ void AddQueryCommand(CLI::App& app, CCommands* commands)
         ->add_option("WORDS", options->words,
                      "Parts of names, addresses, organisations or numbers, in any order")
         ->required();
-    std::vector<std::string> names;
-    for (const CFormat& format : kFormats) {
-        names.emplace_back(format.name);
-    }
-    command->add_option("--format", options->format, "How the answers are written")
-        ->transform(CLI::IsMember(names))
-        ->type_name("mutt|aerc|plain|json");
-    command->add_option("--max", options->max, "Tell the best answers alone")
-        ->type_name("NUMBER")
-        ->check(CLI::PositiveNumber);
+    command
+        ->add_option_function<std::string>(
+            "--format", [options](const std::string& text) { options->format = FormatOf(text); },
+            "How the answers are written: mutt, aerc, plain or json; mutt if not given")
+        ->type_name("FORMAT");
+    command
+        ->add_option_function<std::string>(
+            "--max", [options](const std::string& text) { options->max = MaximumOf(text); },
+            "Print so many answers at most, the best ones")
+        ->type_name("NUMBER");
     command->add_flag("--no-cache", options->usesNoFile,
                       "Read all stores anew, and leave the user's cache folder alone");
     commands->push_back(
