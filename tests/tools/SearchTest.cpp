@@ -102,6 +102,7 @@ TEST(FoldingTest, WordsAreFoundWithoutCaseAccentsAndForms)
         {"example", "ann@example.org", EMatch::kAtBeginning},
         {"ann lee", "Ann", EMatch::kNone},
         {" ", "Ann", EMatch::kAtBeginning},
+        {"太郎\xE3\x80\x80山田", "山田 太郎", EMatch::kAtBeginning}, // a wide blank between
         {"\xFF", "Ann", EMatch::kNone},
     };
     for (const auto& c : kCases) {

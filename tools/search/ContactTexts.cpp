@@ -78,8 +78,9 @@ CContactTexts TextsOf(const CRecord& record)
     }
     Append(record.firstName + ' ' + record.lastName, &texts.names);
     for (const CRecordEntry& telephone : record.telephones) {
-        Append(telephone.values.front().second, &texts.others);
-        Append(DigitsOf(telephone.values.front().second), &texts.others);
+        const std::string& number = telephone.values.front().second;
+        Append(number, &texts.others);
+        Append(DigitsOf(FoldText(number).plain), &texts.others); // also of wide digits
     }
     AppendValues(record.addresses, &texts.others);
     return texts;

@@ -17,8 +17,6 @@
 namespace
 {
 
-constexpr std::string_view kBlanks = " \t\n\v\f\r";
-
 bool IsAscii(char c)
 {
     return static_cast<unsigned char>(c) < 0x80;
@@ -33,6 +31,12 @@ bool IsLetterOrDigit(char c)
 {
     const char lower = LowerAscii(c);
     return IsDigit(c) || (lower >= 'a' && lower <= 'z') || !IsAscii(c);
+}
+
+icu::UnicodeString ToUnicode(std::string_view utf8)
+{
+    return icu::UnicodeString::fromUTF8(
+        icu::StringPiece(utf8.data(), static_cast<std::int32_t>(utf8.size())));
 }
 
 std::string LowerAsciiText(std::string_view text)
@@ -143,18 +147,21 @@ std::string DigitsToFind(std::string_view word)
     return digits.size() < kLeastDigits ? "" : digits;
 }
 
-std::vector<std::string> SplitAtBlanks(std::string_view text)
+// Blanks of all scripts: a Japanese keyboard writes a wide one.
+std::vector<std::string> SplitAtBlanks(std::string_view utf8)
 {
+    const icu::UnicodeString text = ToUnicode(utf8);
     std::vector<std::string> words;
-    while (true) {
-        text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
-        if (text.empty()) {
-            return words;
+    for (std::int32_t begin = 0, end = 0; begin < text.length(); begin = end) {
+        const bool isBlank = u_isUWhiteSpace(text.char32At(begin));
+        while (end < text.length() && u_isUWhiteSpace(text.char32At(end)) == isBlank) {
+            end = text.moveIndex32(end, 1);
         }
-        const std::size_t end = std::min(text.find_first_of(kBlanks), text.size());
-        words.emplace_back(text.substr(0, end));
-        text.remove_prefix(end);
+        if (!isBlank) {
+            text.tempSubStringBetween(begin, end).toUTF8String(words.emplace_back());
+        }
     }
+    return words;
 }
 
 } // namespace
@@ -164,8 +171,7 @@ CFoldedText FoldText(std::string_view utf8)
     if (std::ranges::all_of(utf8, IsAscii)) {
         return {LowerAsciiText(utf8), {}};
     }
-    const icu::UnicodeString text = icu::UnicodeString::fromUTF8(
-        icu::StringPiece(utf8.data(), static_cast<std::int32_t>(utf8.size())));
+    const icu::UnicodeString text = ToUnicode(utf8);
     const icu::UnicodeString decomposed = MustSucceed([&](UErrorCode& error) {
         return icu::Normalizer2::getNFKDInstance(error)->normalize(text, error);
     });

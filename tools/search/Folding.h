@@ -49,7 +49,7 @@ enum class EMatch
 class CSearchWords
 {
 public:
-    // Each text may hold several words, divided by blanks. No word at all is found everywhere.
+    // Each text may hold several words, divided by white space. No word at all is found everywhere.
     explicit CSearchWords(const std::vector<std::string>& texts);
 
     bool IsEmpty() const { return m_words.empty(); }
