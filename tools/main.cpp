@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <csignal>
 #include <cstdio>
 #include <new>
 #include <string>
@@ -116,7 +117,7 @@ int RunCommand(const CCommands& commands, const CGlobalOptions& options)
         }
     }
     FlushOutput();
-    return isDone && !session.Report().HasFailures() ? kDone : kFailed;
+    return isDone && session.Report().CountFailures() == 0 ? kDone : kFailed;
 }
 
 int Run(int count, char** arguments)
@@ -172,6 +173,7 @@ try {
 
 int main(int count, char** arguments)
 try {
+    std::signal(SIGXFSZ, SIG_IGN); // a file that may not grow is a failure to write, and no end
     return RunAndReport(count, arguments);
 } catch (...) {
     std::fputs("contactmgr: failed for an unknown reason\n", stderr);

@@ -242,6 +242,13 @@ TEST_F(CSearchTest, ADamagedCacheChangesNoAnswer)
     const CToolRun run = tool.Run({"query", "--format", "aerc", "e"});
     EXPECT_EQ(run.out, answer) << "no cache folder";
     EXPECT_EQ(run.err, "");
+    fs::remove(tool.Folder() / "cache");
+    const string limited = "bash -c '(ulimit -f 0; exec " + string(CONTACTMGR_TEST_TOOL) +
+                           " --store " + tool.StorePath() +
+                           " --mailbox alice@example.org query --format aerc e) | cat > " +
+                           string(tool.Folder() / "out") + "'";
+    ASSERT_EQ(std::system(limited.c_str()), 0);
+    EXPECT_EQ(tool.Folder().Read("out"), answer) << "a file may not grow";
 }
 
 TEST_F(CSearchTest, ManyProcessesShareTheCache)
