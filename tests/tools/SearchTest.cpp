@@ -12,6 +12,7 @@
 #include <vector>
 
 using ::std::string;
+using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 
 namespace
@@ -234,6 +235,14 @@ TEST_F(CSearchTest, ADamagedCacheChangesNoAnswer)
         std::ofstream(path, std::ios::binary | std::ios::trunc) << whole.substr(0, size);
         ASSERT_EQ(Query({"e"}), answer) << size << " bytes";
     }
+    std::ofstream(path + ".AbCdEf") << "of a process that was killed";
+    std::ofstream(path + ".GhIjKl") << "of one that is writing";
+    fs::last_write_time(path + ".AbCdEf", fs::file_time_type::clock::now() - 2h);
+    Deliver("2", "Else <else@b.example>");
+    EXPECT_NE(Query({"e"}), answer);
+    EXPECT_FALSE(fs::exists(path + ".AbCdEf"));
+    EXPECT_TRUE(fs::exists(path + ".GhIjKl"));
+    fs::remove(Inbox() + "/cur/2:2,S");
     fs::remove(path);
     fs::create_directory(path);
     EXPECT_EQ(Query({"e"}), answer) << "a folder in its place";

@@ -3,14 +3,20 @@
 #include "search/ByteText.h"
 
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <xxhash.h>
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
 
 namespace
 {
@@ -72,6 +78,18 @@ bool ReadAt(int file, std::uint64_t begin, std::uint64_t size, char* text)
         size -= static_cast<std::uint64_t>(count);
     }
     return true;
+}
+
+// False for a file that is not the user's own, of another layout, or cut off.
+bool ReadHeader(int file, CHeader* header)
+{
+    struct stat status = {};
+    return fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid() &&
+           ReadAt(file, 0, sizeof(*header), reinterpret_cast<char*>(header)) &&
+           header->magic == kMagic && header->entriesSize <= kLargestSection &&
+           header->messagesSize <= kLargestSection &&
+           static_cast<std::uint64_t>(status.st_size) ==
+               sizeof(*header) + header->entriesSize + header->messagesSize;
 }
 
 bool WriteAll(int file, std::string_view text)
@@ -194,6 +212,23 @@ std::string MessagesSection(const CAddressIndex& index)
     return writer.Text();
 }
 
+// A process that is killed while it writes leaves its file behind. One that is an hour old is not
+// being written any more.
+void RemoveLeftFiles(const std::string& path)
+{
+    const fs::path whole(path);
+    const std::string begin = whole.filename().string() + '.';
+    std::error_code error;
+    for (fs::directory_iterator at(whole.parent_path(), error), end; !error && at != end;
+         at.increment(error)) {
+        std::error_code ignored;
+        if (at->path().filename().string().starts_with(begin) &&
+            at->last_write_time(ignored) < fs::file_time_type::clock::now() - 1h && !ignored) {
+            fs::remove(at->path(), ignored);
+        }
+    }
+}
+
 } // namespace
 
 CAddressIndexFile::CAddressIndexFile(std::string key) : m_key(std::move(key))
@@ -223,18 +258,9 @@ bool CAddressIndexFile::Read(CAddressIndex* index)
     }
     m_file = open(m_path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
     CHeader header;
-    struct stat status = {};
-    if (m_file < 0 || fstat(m_file, &status) != 0 || !S_ISREG(status.st_mode) ||
-        status.st_uid != geteuid() ||
-        !ReadAt(m_file, 0, sizeof(header), reinterpret_cast<char*>(&header)) ||
-        header.magic != kMagic || header.entriesSize > kLargestSection ||
-        header.messagesSize > kLargestSection ||
-        static_cast<std::uint64_t>(status.st_size) !=
-            sizeof(header) + header.entriesSize + header.messagesSize) {
-        return false;
-    }
     std::string section;
-    if (!ReadSection(m_file, sizeof(header), header.entriesSize, header.entriesChecksum,
+    if (m_file < 0 || !ReadHeader(m_file, &header) ||
+        !ReadSection(m_file, sizeof(header), header.entriesSize, header.entriesChecksum,
                      &section)) {
         return false;
     }
@@ -299,6 +325,7 @@ void CAddressIndexFile::Write(const CAddressIndex& index) const
     const std::string messages = MessagesSection(index);
     const CHeader header = {kMagic, entries.size(), Checksum(entries), messages.size(),
                             Checksum(messages)};
+    RemoveLeftFiles(m_path);
     std::string path = m_path + ".XXXXXX";
     const int file = mkostemp(path.data(), O_CLOEXEC);
     if (file < 0) {
