@@ -102,7 +102,7 @@ bool CAddressBook::FindFiles(std::vector<CFile>* files) const
     do {
         const std::uint32_t number = NumberOf(entry.cFileName);
         if (number != 0 && HasContent(entry)) {
-            files->push_back({number, entry.ftLastWriteTime,
+            files->push_back({number, entry.ftLastWriteTime, entry.ftChangeTime,
                               std::uint64_t{entry.nFileSizeHigh} << 32 | entry.nFileSizeLow});
         }
     } while (FindNextFileA(search.Get(), &entry) != 0);

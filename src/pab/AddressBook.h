@@ -43,12 +43,14 @@ public:
     // The path of a contact's file. Reads no file.
     std::string FileOf(const ContactMgr::CContactId& id) const;
 
-    // A contact file, and by what a change of its content can be told: each save and each deletion
-    // moves the time on.
+    // A contact file, and by what a change of its content can be told. Each save and each deletion
+    // moves the time of writing on. Other programs may set that time, but not the time of the
+    // change: rsync(1) brings back the first one and moves the second one on.
     struct CFile
     {
         std::uint32_t number = 0; // of the contact
         FILETIME written;
+        FILETIME changed;
         std::uint64_t size = 0; // in bytes
     };
 

@@ -86,6 +86,7 @@ void FillAttributes(const struct statx& status, WIN32_FILE_ATTRIBUTE_DATA* data)
     data->ftCreationTime = BirthTimeOf(status);
     data->ftLastAccessTime = FileTimeOf(status.stx_atime);
     data->ftLastWriteTime = FileTimeOf(status.stx_mtime);
+    data->ftChangeTime = FileTimeOf(status.stx_ctime);
     data->nFileSizeLow = static_cast<std::uint32_t>(status.stx_size);
     data->nFileSizeHigh = static_cast<std::uint32_t>(status.stx_size >> 32);
 }

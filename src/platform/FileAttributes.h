@@ -26,6 +26,7 @@ struct WIN32_FILE_ATTRIBUTE_DATA
     FILETIME ftCreationTime;            // the birth, 0 where the file system keeps none
     FILETIME ftLastAccessTime;
     FILETIME ftLastWriteTime;
+    FILETIME ftChangeTime; // of content, name, owner or times: no program can set it
     std::uint32_t nFileSizeHigh = 0;
     std::uint32_t nFileSizeLow = 0;
 };

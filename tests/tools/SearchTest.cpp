@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -61,6 +62,18 @@ protected:
 
     const CTool tool;
 };
+
+// Changes a file and keeps its time of writing.
+void ReplaceIn(const string& path, const string& before, const string& after)
+{
+    const fs::file_time_type time = fs::last_write_time(path);
+    std::stringstream text;
+    text << std::ifstream(path).rdbuf();
+    string content = text.str();
+    content.replace(content.find(before), before.size(), after);
+    std::ofstream(path) << content;
+    fs::last_write_time(path, time);
+}
 
 // Then the times of folders count, and what is cached is used.
 void WaitUntilFoldersAreOld()
@@ -203,7 +216,19 @@ TEST_F(CSearchTest, WhatChangesIsAnswered)
     EXPECT_EQ(expectSame("deleted").find("ernie"), string::npos);
     std::ofstream(Inbox() + "/Contacts/80000000.vcf", std::ios::app) << "\n";
     expectSame("touched by hand");
-    fs::remove(Inbox() + "/cur/m0:2,S");
+    WaitUntilFoldersAreOld();
+    expectSame("settled again");
+    const string card = Inbox() + "/Contacts/80000000.vcf";
+    fs::copy_file(card, card + ".old");
+    fs::last_write_time(card + ".old", fs::last_write_time(card));
+    ReplaceIn(card + ".old", "Evelyn", "Eleven");
+    fs::rename(card + ".old", card);
+    EXPECT_NE(expectSame("restored with its old time and size").find("Eleven"), string::npos);
+    fs::rename(Inbox() + "/cur", Inbox() + "/before");
+    fs::create_directory(Inbox() + "/cur");
+    Deliver("m1", "Another <another@e.example>");
+    EXPECT_NE(expectSame("another folder, the same message id").find("another"), string::npos);
+    fs::remove(Inbox() + "/cur/m1:2,S");
     Deliver("z", "Fresh <fresh@e.example>");
     EXPECT_NE(expectSame("delivered").find("fresh"), string::npos);
     std::ofstream(Inbox() + "/cur/y:2,") << "BZh91AY&SY";
@@ -212,7 +237,7 @@ TEST_F(CSearchTest, WhatChangesIsAnswered)
               "contactmgr: query: messages that are stored as bzip2 are not read: 1\n");
     fs::remove(Inbox() + "/cur/y:2,");
     tool.Run({"mailbox", "set", "alice@example.org", "EnabledContactPlugins=1"});
-    EXPECT_EQ(expectSame("a store less"), "eve@a.example\tEvelyn\n");
+    EXPECT_EQ(expectSame("a store less"), "eve@a.example\tEleven\n");
 }
 
 TEST_F(CSearchTest, ADamagedCacheChangesNoAnswer)

@@ -62,7 +62,7 @@ bool CReport::Refusal(std::string_view what, std::string_view why, std::uint32_t
 
 bool CReport::Refusal(std::string_view what, std::string_view why)
 {
-    m_failed = true;
+    ++m_failures;
     WriteLine(what, why);
     return false;
 }

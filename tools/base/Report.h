@@ -2,6 +2,7 @@
 
 #include "platform/LastError.h"
 
+#include <cstddef>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -62,8 +63,8 @@ public:
     // What is worth knowing but no failure.
     void Note(std::string_view what, std::string_view text);
 
-    bool HasFailures() const { return m_failed; }
+    std::size_t CountFailures() const { return m_failures; }
 
 private:
-    bool m_failed = false;
+    std::size_t m_failures = 0;
 };

@@ -22,7 +22,7 @@ namespace
 {
 
 // What the file begins with. Another layout, or other rules for what is searched, get a new number.
-constexpr std::uint64_t kMagic = 0x0001'5244'4441'4D43; // "CMADDR" and the number
+constexpr std::uint64_t kMagic = 0x0002'5244'4441'4D43; // "CMADDR" and the number
 constexpr std::uint64_t kLargestSection = std::uint64_t{1} << 30;
 
 struct CHeader
@@ -162,6 +162,7 @@ std::string EntriesSection(const std::string& key, const CAddressIndex& index)
     for (const CIndexedContact& contact : index.contacts) {
         writer.Add(contact.number);
         writer.Add(contact.written);
+        writer.Add(contact.changed);
         writer.Add(contact.size);
         writer.Add(contact.addresses);
     }
@@ -169,6 +170,7 @@ std::string EntriesSection(const std::string& key, const CAddressIndex& index)
     writer.Add(index.olderSignature);
     AddEntries(index.olderAddresses, &writer);
     writer.Add(index.inboxSignature);
+    writer.Add(index.inboxIdentity);
     AddEntries(index.senderAddresses, &writer);
     writer.Add(index.passedOver.size());
     for (const auto& [compression, count] : index.passedOver) {
@@ -186,6 +188,7 @@ bool TakeContacts(CByteReader* reader, CAddressIndex* index)
     for (CIndexedContact& contact : index->contacts) {
         contact.number = static_cast<std::uint32_t>(reader->Number());
         contact.written = reader->Number();
+        contact.changed = reader->Number();
         contact.size = reader->Number();
         contact.addresses = reader->Number();
         addresses += contact.addresses;
@@ -277,6 +280,7 @@ bool CAddressIndexFile::Read(CAddressIndex* index)
     index->olderSignature = reader.Text();
     index->olderAddresses = TakeEntries(&reader);
     index->inboxSignature = reader.Text();
+    index->inboxIdentity = reader.Text();
     index->senderAddresses = TakeEntries(&reader);
     for (std::size_t count = reader.Count(); count > 0; --count) {
         const std::string compression(reader.Text());

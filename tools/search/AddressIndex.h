@@ -36,12 +36,14 @@ struct CIndexedContact
 {
     std::uint32_t number = 0;
     std::uint64_t written = 0;
+    std::uint64_t changed = 0; // 0: may change again without a trace
     std::uint64_t size = 0;
     std::size_t addresses = 0; // how many of the entries are its own
 
     bool IsSame(const CIndexedContact& file) const
     {
-        return number == file.number && written == file.written && size == file.size;
+        return number == file.number && written == file.written && changed == file.changed &&
+               changed != 0 && size == file.size;
     }
 };
 
@@ -86,8 +88,10 @@ public:
     std::string olderSignature;
     CAddressEntries olderAddresses;
 
-    // INBOX: who wrote, and how many messages are stored in which compression that is not read.
+    // INBOX: by what a change of it can be told, by what another folder in its place can be told,
+    // who wrote, and how many messages are stored in which compression that is not read.
     std::string inboxSignature;
+    std::string inboxIdentity;
     CAddressEntries senderAddresses;
     std::map<std::string, std::size_t> passedOver;
 

@@ -19,8 +19,8 @@
 #include <span>
 #include <utility>
 
+#include <fcntl.h>
 #include <sys/stat.h>
-#include <time.h>
 
 namespace
 {
@@ -37,37 +37,61 @@ std::string IdOf(std::uint32_t contact)
     return ContactMgr::CContactId(kAddressBook.data(), contact).ToString();
 }
 
-std::string TimeText(const timespec& time)
+std::string TimeText(const statx_timestamp& time)
 {
     return std::to_string(time.tv_sec) + '.' + std::to_string(time.tv_nsec) + ' ';
 }
 
-// A change within a second of a folder's time may leave that time as it is: its clock is coarse, or
-// another machine's.
-bool IsSettled(const timespec& time, const timespec& now)
+std::uint64_t Now()
 {
-    return time.tv_sec + 1 < now.tv_sec || time.tv_sec > now.tv_sec + 1;
+    FILETIME now;
+    GetSystemTimeAsFileTime(&now);
+    return FileTimeToCount(now);
 }
 
-// By what a change of a mail folder can be told. Empty: not now.
-std::string SignatureOf(const std::string& folder)
+// A change within a second of the last one may leave the time as it is: the clock is coarse, or
+// another machine's.
+bool IsSettled(const FILETIME& time, std::uint64_t now)
 {
-    timespec now = {};
-    clock_gettime(CLOCK_REALTIME, &now);
-    std::string signature;
+    const std::uint64_t count = FileTimeToCount(time);
+    return (count < now ? now - count : count - now) > kFileTimeUnitsPerSecond;
+}
+
+// A mail folder as it was found.
+struct CFolderState
+{
+    std::string identity;  // of another folder at the same path it is another one
+    std::string signature; // by what a change of the folder can be told; empty: not now
+};
+
+CFolderState StateOf(const std::string& folder)
+{
+    const std::uint64_t now = Now();
+    CFolderState state;
+    bool isSettled = true;
     for (const char* part : {"/cur", "/new"}) {
-        struct stat status = {};
-        if (stat((folder + part).c_str(), &status) != 0) {
-            signature += "none ";
+        struct statx status = {};
+        if (statx(AT_FDCWD, (folder + part).c_str(), 0, STATX_BASIC_STATS | STATX_BTIME, &status) !=
+            0) {
+            state.identity += "none ";
             continue;
         }
-        if (!IsSettled(status.st_mtim, now) || !IsSettled(status.st_ctim, now)) {
-            return "";
+        for (const statx_timestamp& time : {status.stx_mtime, status.stx_ctime}) {
+            isSettled = isSettled && IsSettled(FileTimeOf(time), now);
+            state.signature += TimeText(time);
         }
-        signature += std::to_string(status.st_dev) + ':' + std::to_string(status.st_ino) + ' ' +
-                     TimeText(status.st_mtim) + TimeText(status.st_ctim);
+        state.identity += std::to_string(status.stx_ino) + ' ' + TimeText(status.stx_btime);
+        state.signature +=
+            std::to_string(status.stx_dev_major) + ':' + std::to_string(status.stx_dev_minor) + ' ';
     }
-    return signature;
+    state.signature = isSettled ? state.identity + state.signature : "";
+    return state;
+}
+
+CIndexedContact IndexedContactOf(const CAddressBook::CFile& file, std::uint64_t now)
+{
+    const std::uint64_t changed = IsSettled(file.changed, now) ? FileTimeToCount(file.changed) : 0;
+    return {file.number, FileTimeToCount(file.written), changed, file.size, 0};
 }
 
 void AddAddresses(CContact& contact, CSession& session, CAddressIndex* index,
@@ -129,49 +153,63 @@ bool CAddressSources::Update(CAddressIndexFile* file, CAddressIndex* index)
     return (HasStore(kSenders) && UpdateSenders(file, index)) || isChanged;
 }
 
-// A file that has changed since the listing is read in its new form, and once more the next time.
 bool CAddressSources::UpdateContacts(CAddressIndex* index)
 {
     const CAddressBook& book = m_session.AddressBook();
+    const std::uint64_t now = Now();
+    const std::vector<CIndexedContact> known = std::exchange(index->contacts, {});
+    const CAddressEntries knownEntries = std::exchange(index->contactAddresses, {});
     std::vector<CAddressBook::CFile> files;
     std::vector<std::uint32_t> unfinished;
     if (!Try([&] { return book.ListFiles(&files) && book.ListUnfinished(&unfinished); })) {
         m_session.Report().Failure("query: store " + std::string(kAddressBook));
         return false;
     }
-    const std::vector<CIndexedContact> known = std::exchange(index->contacts, {});
-    const CAddressEntries knownEntries = std::exchange(index->contactAddresses, {});
+    std::ranges::sort(unfinished);
     std::size_t kept = 0;
     auto next = known.begin();
     auto nextEntry = knownEntries.begin();
     const auto pass = [&] { nextEntry += static_cast<std::ptrdiff_t>((next++)->addresses); };
     for (const CAddressBook::CFile& file : files) {
-        CIndexedContact contact{file.number, FileTimeToCount(file.written), file.size, 0};
+        const CIndexedContact contact = IndexedContactOf(file, now);
         while (next != known.end() && next->number < contact.number) {
             pass(); // it has gone
         }
-        CAddressEntries& entries = index->contactAddresses;
-        const std::size_t before = entries.size();
-        if (next != known.end() && next->IsSame(contact) &&
-            std::ranges::find(unfinished, file.number) == unfinished.end()) {
-            const auto begin = nextEntry;
-            pass();
-            entries.insert(entries.end(), begin, nextEntry);
-            ++kept;
-        } else if (const auto opened = m_session.OpenListed("query", IdOf(file.number))) {
-            AddAddresses(*opened, m_session, index, &entries);
-        } else {
+        if (next == known.end() || !next->IsSame(contact) ||
+            std::ranges::binary_search(unfinished, file.number)) {
+            ReadContact(contact, index);
             continue;
         }
-        contact.addresses = entries.size() - before;
-        index->contacts.push_back(contact);
+        index->contacts.push_back(*next);
+        const auto begin = nextEntry;
+        pass();
+        index->contactAddresses.insert(index->contactAddresses.end(), begin, nextEntry);
+        ++kept;
     }
     return kept != known.size() || kept != index->contacts.size();
 }
 
+// Adds the contact, unless it cannot be opened. A file that has changed since it was listed is read
+// in its new form, and once more the next time. So is one that cannot be read in full.
+void CAddressSources::ReadContact(CIndexedContact contact, CAddressIndex* index)
+{
+    const auto opened = m_session.OpenListed("query", IdOf(contact.number));
+    if (opened == nullptr) {
+        return;
+    }
+    const std::size_t failures = m_session.Report().CountFailures();
+    const std::size_t before = index->contactAddresses.size();
+    AddAddresses(*opened, m_session, index, &index->contactAddresses);
+    if (m_session.Report().CountFailures() != failures) {
+        contact.changed = 0;
+    }
+    contact.addresses = index->contactAddresses.size() - before;
+    index->contacts.push_back(contact);
+}
+
 bool CAddressSources::UpdateOlder(CAddressIndex* index)
 {
-    const std::string signature = m_older.IsValid() ? SignatureOf(m_older.GetPath()) : "";
+    const std::string signature = m_older.IsValid() ? StateOf(m_older.GetPath()).signature : "";
     if (!signature.empty() && signature == index->olderSignature) {
         return false;
     }
@@ -184,15 +222,19 @@ bool CAddressSources::UpdateOlder(CAddressIndex* index)
 bool CAddressSources::UpdateSenders(CAddressIndexFile* file, CAddressIndex* index)
 {
     if (!m_inbox.IsValid()) {
+        index->senderAddresses.clear();
         SetLastError(ERROR_PATH_NOT_FOUND);
         m_session.Report().Failure("query: store " + std::string(kSenders));
         return false;
     }
-    const std::string signature = SignatureOf(m_inbox.GetPath());
-    const bool isChanged = signature.empty() || signature != index->inboxSignature;
+    const CFolderState state = StateOf(m_inbox.GetPath());
+    const bool isChanged = state.signature.empty() || state.signature != index->inboxSignature;
     if (isChanged) {
-        file->ReadMessages(index);
-        index->inboxSignature = UpdateMessages(m_session, m_inbox, index) ? signature : "";
+        if (state.identity == index->inboxIdentity) {
+            file->ReadMessages(index);
+        }
+        index->inboxIdentity = state.identity;
+        index->inboxSignature = UpdateMessages(m_session, m_inbox, index) ? state.signature : "";
     }
     for (const auto& [compression, count] : index->passedOver) {
         m_session.Report().Refusal("query", "messages that are stored as " + compression +
@@ -218,7 +260,8 @@ bool CAddressSources::WalkStore(std::string_view type, CAddressIndex* index,
     const auto factory = std::ranges::find(factories, StoreOf(type).bit, &StoreFactory::mask);
     CContactMgrImpl store(m_session.Mailbox(), std::span(&*factory, 1));
     const CWalk walk(store.GetEnumerator());
-    return Walk(m_session, walk, "query", nullptr,
-                [&](CContact& contact) { AddAddresses(contact, m_session, index, entries); }) &&
-           walk->GetFaults().empty() && walk->GetPassedOver().empty();
+    const std::size_t failures = m_session.Report().CountFailures();
+    Walk(m_session, walk, "query", nullptr,
+         [&](CContact& contact) { AddAddresses(contact, m_session, index, entries); });
+    return m_session.Report().CountFailures() == failures;
 }

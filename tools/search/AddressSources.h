@@ -31,6 +31,7 @@ public:
 private:
     bool HasStore(std::string_view type) const;
     bool UpdateContacts(CAddressIndex* index);
+    void ReadContact(CIndexedContact contact, CAddressIndex* index);
     bool UpdateOlder(CAddressIndex* index);
     bool UpdateSenders(CAddressIndexFile* file, CAddressIndex* index);
     bool WalkStore(std::string_view type, CAddressIndex* index, CAddressEntries* entries);

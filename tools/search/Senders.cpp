@@ -226,6 +226,8 @@ bool UpdateMessages(CSession& session, CMailFolder& inbox, CAddressIndex* index)
 {
     const auto ids = Try([&] { return ListIds(inbox); });
     if (!ids) {
+        index->senderAddresses.clear();
+        index->passedOver.clear();
         return session.Report().Failure("query: store " + std::string(kSenders));
     }
     CMessageReader reader(session, inbox, index);
