@@ -36,12 +36,16 @@ std::u16string ReplaceUnpaired(std::u16string_view text)
     return paired;
 }
 
-// Whether a character would end the line, or move the cursor of a terminal.
+// Whether a character would end the line, move the cursor of a terminal, or turn round what stands
+// behind it, so that one name looks like another.
 bool BreaksField(char16_t c)
 {
     constexpr char16_t kLineSeparator = 0x2028;
     constexpr char16_t kParagraphSeparator = 0x2029;
-    return c < 0x20 || (c >= 0x7F && c <= 0x9F) || c == kLineSeparator || c == kParagraphSeparator;
+    constexpr char16_t kFirstEmbedding = 0x202A;
+    constexpr char16_t kLastOverride = 0x202E;
+    return c < 0x20 || (c >= 0x7F && c <= 0x9F) || c == kLineSeparator ||
+           c == kParagraphSeparator || (c >= kFirstEmbedding && c <= kLastOverride);
 }
 
 } // namespace

@@ -23,6 +23,9 @@ namespace
 
 // What the file begins with. Another layout, or other rules for what is searched, get a new number.
 constexpr std::uint64_t kMagic = 0x0002'5244'4441'4D43; // "CMADDR" and the number
+constexpr const char* kExtension = ".addresses";
+constexpr auto kLongestWriting = 1h;
+constexpr auto kLongestUnused = 24h * 90;
 constexpr std::uint64_t kLargestSection = std::uint64_t{1} << 30;
 
 struct CHeader
@@ -216,17 +219,21 @@ std::string MessagesSection(const CAddressIndex& index)
 }
 
 // A process that is killed while it writes leaves its file behind. One that is an hour old is not
-// being written any more.
+// being written any more. An index that nothing has changed for long may be of a mailbox that is no
+// more.
 void RemoveLeftFiles(const std::string& path)
 {
-    const fs::path whole(path);
-    const std::string begin = whole.filename().string() + '.';
+    const fs::file_time_type now = fs::file_time_type::clock::now();
     std::error_code error;
-    for (fs::directory_iterator at(whole.parent_path(), error), end; !error && at != end;
+    for (fs::directory_iterator at(fs::path(path).parent_path(), error), end; !error && at != end;
          at.increment(error)) {
         std::error_code ignored;
-        if (at->path().filename().string().starts_with(begin) &&
-            at->last_write_time(ignored) < fs::file_time_type::clock::now() - 1h && !ignored) {
+        const std::string extension = at->path().extension();
+        const bool isIndex = extension == kExtension;
+        const bool isLeft = !isIndex && at->path().stem().extension() == kExtension;
+        if ((isIndex || isLeft) &&
+            at->last_write_time(ignored) < now - (isLeft ? kLongestWriting : kLongestUnused) &&
+            !ignored) {
             fs::remove(at->path(), ignored);
         }
     }
@@ -244,7 +251,7 @@ CAddressIndexFile::CAddressIndexFile(std::string key) : m_key(std::move(key))
     std::array<char, kDigits + 1> name;
     std::snprintf(name.data(), name.size(), "%016llx",
                   static_cast<unsigned long long>(Checksum(m_key)));
-    m_path = folder + '/' + name.data() + ".addresses";
+    m_path = folder + '/' + name.data() + kExtension;
 }
 
 CAddressIndexFile::~CAddressIndexFile()
