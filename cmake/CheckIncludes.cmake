@@ -16,7 +16,7 @@ include("${RULES_FILE}")
 # of it and all of src. "tools" is the folder itself, with the main program.
 set(tool_folders base search exchange views commands tools)
 foreach(folder IN LISTS tool_folders)
-    set(${folder}_third_party CLI/ nlohmann/ unicode/ xxhash.h)
+    set(${folder}_third_party CLI/ glib nlohmann/ unicode/ xxhash.h)
     set(${folder}_system_headers ON)
 endforeach()
 

@@ -72,6 +72,9 @@ public:
     // The stores that the manager shows: the sum of their bits (base/Stores.h).
     std::uint32_t EnabledStores() const;
 
+    // After OpenMailbox: NAME@DOMAIN as the mail store has it.
+    std::string Owner() const { return m_name.name + '@' + m_name.domain; }
+
     // After OpenContacts.
     CContactMgr& Manager() { return *m_manager; }
     const std::string& MailboxName() const { return m_options.mailbox; }

@@ -35,22 +35,6 @@ void AppendParameterText(std::string_view value, std::string* text)
     text->append(isQuoted ? "\"" : "");
 }
 
-std::string LineText(const CVCardLine& line)
-{
-    std::string text = line.group.empty() ? line.name : line.group + '.' + line.name;
-    std::string_view before;
-    for (const auto& [name, value] : line.parameters) {
-        if (name == before) {
-            text += ',';
-        } else {
-            text.append(1, ';').append(name).append(1, '=');
-        }
-        before = name;
-        AppendParameterText(value, &text);
-    }
-    return text.append(1, ':').append(line.value);
-}
-
 } // namespace
 
 bool CVCardLine::HasType(std::string_view type) const
@@ -93,6 +77,22 @@ bool ReadVCardLine(std::string_view text, CVCardLine* line)
     return true;
 }
 
+std::string WriteVCardLine(const CVCardLine& line)
+{
+    std::string text = line.group.empty() ? line.name : line.group + '.' + line.name;
+    std::string_view before;
+    for (const auto& [name, value] : line.parameters) {
+        if (name == before) {
+            text += ',';
+        } else {
+            text.append(1, ';').append(name).append(1, '=');
+        }
+        before = name;
+        AppendParameterText(value, &text);
+    }
+    return text.append(1, ':').append(line.value);
+}
+
 CVCard ReadVCard(std::string_view text)
 {
     CVCard card;
@@ -112,7 +112,7 @@ std::string WriteVCard(const CVCard& card, std::string_view version)
     std::string text = "BEGIN:VCARD\r\nVERSION:";
     text.append(version).append("\r\n");
     for (const CVCardLine& line : card) {
-        DirectoryUtils::AppendFoldedLine(LineText(line), kLineBytes, kLineBytes - 1, &text);
+        DirectoryUtils::AppendFoldedLine(WriteVCardLine(line), kLineBytes, kLineBytes - 1, &text);
     }
     return text + "END:VCARD\r\n";
 }

@@ -34,6 +34,9 @@ const CVCardLine* FindLine(const CVCard& card, std::string_view name);
 // Takes one unfolded line apart. False for a text that is no content line (RFC 2425, 5.8).
 bool ReadVCardLine(std::string_view text, CVCardLine* line);
 
+// The inverse, unfolded and without a line end.
+std::string WriteVCardLine(const CVCardLine& line);
+
 // The lines of one vCard 3.0 or 4.0. What is no content line is left out.
 CVCard ReadVCard(std::string_view text);
 
