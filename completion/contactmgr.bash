@@ -104,7 +104,8 @@ _contactmgr_takes_value()
 {
     case $1 in
     --store | --mailbox | --domain | --book | --wait | --trace | --since | --type | --sort | --interval | \
-        --from | --from-message | --email | --tel | --im | --adr | --of-domain | --format | --max) ;;
+        --from | --from-message | --email | --tel | --im | --adr | --of-domain | --format | --max | \
+        --version | --vdir | --state) ;;
     *) return 1 ;;
     esac
 }
@@ -112,7 +113,9 @@ _contactmgr_takes_value()
 _contactmgr_value_of()
 {
     case $1 in
-    --store | --book) compgen -d -S / -- "$current" ;;
+    --store | --book | --vdir) compgen -d -S / -- "$current" ;;
+    --state) compgen -f -- "$current" ;;
+    --version) printf '%s\n' 3.0 4.0 ;;
     --mailbox) _contactmgr_mailboxes ;;
     --domain | --of-domain) _contactmgr_domains ;;
     --from) _contactmgr_ids '.*' ;;
@@ -122,7 +125,10 @@ _contactmgr_value_of()
         [[ $command == @(changes|watch) ]] || printf '%s\n' personal older domain senders TRELLISV7 UserStore INBOX
         ;;
     --sort) printf '%s\n' name id ;;
-    --format) printf '%s\n' mutt aerc plain json ;;
+    --format)
+        [[ $command == export ]] || printf '%s\n' mutt aerc plain json
+        [[ $command != export ]] || printf '%s\n' vcard csv jcard jscontact
+        ;;
     --wait) printf '%s\n' 0 2 10 ;;
     --email | --tel | --im | --adr) _contactmgr_types "${1#--}" ;;
     esac
@@ -143,6 +149,7 @@ _contactmgr_argument()
         ;;
     new) _contactmgr_properties ;;
     import) compgen -f -- "$current" ;;
+    sync) [[ $1 -gt 0 ]] || compgen -d -S / -- "$current" ;;
     'mailbox list') _contactmgr_domains ;;
     'mailbox show' | 'mailbox renew') [[ $1 -gt 0 ]] || _contactmgr_mailboxes ;;
     'mailbox set')

@@ -58,7 +58,7 @@ while IFS='|' read -r line candidates end parts; do
         expect "zsh: $line" "${parts:-$candidates}" "$(in_zsh "$line")"
     fi
 done <<'TABLE'
-"contactmgr "|[list][show][phones][addresses][birthdays][query][new][set][delete][duplicates][merge][edit][export][import][changes][poll][watch][mailbox]
+"contactmgr "|[list][show][phones][addresses][birthdays][query][new][set][delete][duplicates][merge][edit][export][import][sync][changes][poll][watch][mailbox]
 "contactmgr --mailbox x@y.z ex"|[export]
 "contactmgr mailbox "|[add][list][set][show][renew]
 "contactmgr poll --s"|[--since][--store]
@@ -89,5 +89,8 @@ done <<'TABLE'
 "contactmgr show 'INBOX-C"|[INBOX-Carol Clay <carol@example.net>]|INBOX-C|-
 "contactmgr query --format a"|[aerc]
 "contactmgr import do"|[dora.vcf]
+"contactmgr sync st"|[store/]||-
+"contactmgr export --format jc"|[jcard]
+"contactmgr export --version 4"|[4.0]
 TABLE
 exit $((failures > 0))

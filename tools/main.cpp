@@ -135,6 +135,7 @@ int Run(int count, char** arguments)
     AddPeopleCommands(app, &commands);
     AddExportCommand(app, &commands);
     AddImportCommand(app, &commands);
+    AddSyncCommand(app, &commands);
     AddChangeCommands(app, &commands);
     AddMailboxCommands(app, &commands);
     try {

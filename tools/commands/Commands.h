@@ -35,6 +35,7 @@ void AddQueryCommand(CLI::App& app, CCommands* commands);
 void AddEditCommands(CLI::App& app, CCommands* commands); // new, set, delete
 void AddExportCommand(CLI::App& app, CCommands* commands);
 void AddImportCommand(CLI::App& app, CCommands* commands);
+void AddSyncCommand(CLI::App& app, CCommands* commands);
 void AddChangeCommands(CLI::App& app, CCommands* commands);      // changes, poll, watch
 void AddPeopleCommands(CLI::App& app, CCommands* commands);      // duplicates, merge, edit
 void AddMailboxCommands(CLI::App& app, CCommands* commands);     // mailbox add, list, renew
