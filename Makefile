@@ -1,6 +1,6 @@
 # The commands of the README. Everything else is CMake's: see CMakePresets.json.
 
-.PHONY: demo check trust servers mail-clients bench search deb try-deb docs dist dependencies
+.PHONY: demo check trust servers mail-clients phones bench search deb try-deb docs dist dependencies
 
 demo: dependencies
 	cmake --preset release
@@ -36,6 +36,14 @@ mail-clients:
 	cmake --preset release
 	cmake --build --preset release --target contactmgr_tool
 	scripts/mail-clients.sh build/release/contactmgr build/mail-clients
+
+# A phone's address book through vdirsyncer and Radicale, and the exports in khard and vobject.
+# EFFORT=--long takes many minutes.
+phones:
+	@scripts/install-dependencies.sh vdirsyncer radicale khard python3-vobject
+	cmake --preset release
+	cmake --build --preset release --target contactmgr_tool
+	scripts/phones.sh $(EFFORT) build/release/contactmgr
 
 # Beside floors and other programs, some minutes on an idle machine. Writes docs/performance.md and
 # docs/scale.md. The other programs are packages that nothing else here wants; PEERS=--no-peers does
