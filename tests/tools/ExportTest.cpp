@@ -346,3 +346,26 @@ TEST(ExportTest, FolderFollowsTheAddressBookAndKeepsWhatHasNotChanged)
     const auto count = std::distance(std::filesystem::directory_iterator(folder), {});
     EXPECT_EQ(count, 6); // two contacts, theirs, two others, the state
 }
+
+TEST(ExportTest, EachFormComesInAgainAsTheSameContacts)
+{
+    const CTool tool;
+    tool.Run({"new", "FullName=Ann Lee", "Surname=Lee", "--tel", "work=1", "--email", "a@b.c"});
+    tool.Run({"new", "FullName=Bob", "Comment=x, y"});
+    for (const auto& form : {vector<string>{},
+                             {"--version", "4.0"},
+                             {"--format", "jcard"},
+                             {"--format", "jscontact"}}) {
+        vector<string> arguments = {"export"};
+        arguments.insert(arguments.end(), form.begin(), form.end());
+        string out = tool.Run(arguments).out;
+        // With another name only the UID tells whose card it is.
+        for (std::size_t at = 0; (at = out.find("Ann Lee", at)) != string::npos;) {
+            out.replace(at, 7, "Ann Fox");
+        }
+        const CToolRun run = tool.Run({"import", "--update", "-"}, out);
+        EXPECT_TRUE(run.out.starts_with("changed VCARDPAB-1\n")) << run.out << run.err;
+        EXPECT_EQ(tool.Run({"list"}).out.find("VCARDPAB-3"), string::npos);
+        tool.Run({"set", "VCARDPAB-1", "FullName=Ann Lee"});
+    }
+}

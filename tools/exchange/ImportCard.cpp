@@ -1,6 +1,7 @@
 #include "exchange/ImportCard.h"
 
 #include "exchange/CsvReader.h"
+#include "exchange/JsonSource.h"
 #include "exchange/LdifReader.h"
 #include "exchange/VCardSource.h"
 #include "text/Charset.h"
@@ -77,6 +78,9 @@ std::unique_ptr<CCardSource> OpenCards(CInputText& input)
     const std::string_view head = input.Rest();
     if (CVCardSource::IsBeginning(head)) {
         return std::make_unique<CVCardSource>(input);
+    }
+    if (CJsonSource::IsBeginning(head)) {
+        return std::make_unique<CJsonSource>(input);
     }
     if (CLdifReader::IsBeginning(head)) {
         return std::make_unique<CLdifReader>(input);

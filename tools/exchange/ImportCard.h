@@ -57,8 +57,8 @@ public:
     virtual std::string_view Contents() const { return "vCard"; }
 };
 
-// The reader for the form that the text begins with: vCards, LDIF or CSV. What is none of these is
-// read as vCards, between which any text may stand. The text stays the caller's.
+// The reader for the form that the text begins with: vCards, JSON, LDIF or CSV. What is none of
+// these is read as vCards, between which any text may stand. The text stays the caller's.
 std::unique_ptr<CCardSource> OpenCards(CInputText& input);
 
 // The text in UTF-8. What is none is taken as text of the card's charset, else as Windows-1252. The

@@ -1,4 +1,5 @@
 #include "exchange/Importer.h"
+#include "exchange/Uid.h"
 
 #include "exchange/InputText.h"
 #include "pab/PABContact.h"
@@ -71,7 +72,7 @@ bool CImporter::Begin()
         m_progress.Show("read the contacts of " + m_session.MailboxName(), i);
         const std::unique_ptr<CContact> contact = m_session.OpenListed("import", ids[i]);
         if (contact != nullptr) {
-            m_known.Add(LinesOf(*contact), ids[i]);
+            m_known.Add(LinesOf(*contact), ids[i], DerivedUid(m_session.Owner(), ids[i]));
         }
     }
     return true;
@@ -246,7 +247,7 @@ bool CImporter::AddResult(std::string_view done, const std::string& id, const CV
     }
     m_results.push_back(std::string(done) + ' ' + id);
     if (m_options.existing != EExisting::kIgnored) {
-        m_known.Add(card, id);
+        m_known.Add(card, id, DerivedUid(m_session.Owner(), id));
     }
     return true;
 }

@@ -53,12 +53,10 @@ bool IsBlank(const CVCardLine& line)
 
 } // namespace
 
-void CKnownContacts::Add(const CVCard& card, const std::string& id)
+void CKnownContacts::Add(const CVCard& card, const std::string& id, const std::string& derivedUid)
 {
     const std::string uid(ValueOf(card, "UID"));
-    if (!uid.empty()) {
-        m_byUid.emplace(uid, id);
-    }
+    m_byUid.emplace(uid.empty() ? derivedUid : uid, id);
     const std::string name = NameKey(card);
     if (!name.empty()) {
         CFound& found = m_byName.emplace(name, CFound{id, false}).first->second;

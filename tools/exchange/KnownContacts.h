@@ -15,8 +15,9 @@
 class CKnownContacts
 {
 public:
-    // Adds a contact with its lines. The first one of several that are alike is found.
-    void Add(const CVCard& card, const std::string& id);
+    // Adds a contact with its lines. The first one of several that are alike is found. A contact
+    // without a UID is also found by the derived one, under which it was exported (exchange/Uid.h).
+    void Add(const CVCard& card, const std::string& id, const std::string& derivedUid);
 
     // The identifier of the contact that the card is about; empty without one. A contact whose UID
     // differs from the card's is another person, whatever its name.
