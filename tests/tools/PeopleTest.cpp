@@ -188,7 +188,7 @@ TEST(PeopleTest, MergeDeletesTheOthersAndTakesUpOneThatWasCutShort)
     EXPECT_EQ(run.out, "VCARDPAB-1\n");
     EXPECT_EQ(run.err, dry.err);
     EXPECT_TRUE(Contains(run.err, "kept in the note: Name: A. Lee\n")) << run.err;
-    const string after = tool.Run({"export"}).out;
+    const string after = tool.Run({"show", "VCARDPAB-1"}).out;
     EXPECT_EQ(Lines(after), Lines(dry.out));
     EXPECT_EQ(Lines(after), "BEGIN:VCARD\nVERSION:3.0\nN:\nFN:Ann Lee\nX-OLD:Jörg\n"
                             "NOTE:Name: A. Lee\\nno line\nTITLE:Boss\n"
@@ -198,7 +198,7 @@ TEST(PeopleTest, MergeDeletesTheOthersAndTakesUpOneThatWasCutShort)
     tool.Folder().Write(second, text);
     EXPECT_EQ(tool.Run(merge).err,
               "contactmgr: merge VCARDPAB-3: it has been deleted; passed over\n");
-    EXPECT_EQ(tool.Run({"export"}).out, after); // not even written
+    EXPECT_EQ(tool.Run({"show", "VCARDPAB-1"}).out, after); // not even written
 }
 
 TEST(PeopleTest, MergeOfWhatCannotBeMergedChangesNothing)
