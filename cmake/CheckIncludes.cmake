@@ -14,7 +14,7 @@ include("${RULES_FILE}")
 
 # The command-line tool's folders, from the bottom to the top: each includes itself, those in front
 # of it and all of src. "tools" is the folder itself, with the main program.
-set(tool_folders base search exchange views commands tools)
+set(tool_folders base search cards intake sync edit views commands tools)
 foreach(folder IN LISTS tool_folders)
     set(${folder}_third_party CLI/ glib nlohmann/ unicode/ xxhash.h)
     set(${folder}_system_headers ON)

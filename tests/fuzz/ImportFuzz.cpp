@@ -1,5 +1,5 @@
-#include "exchange/ImportCard.h"
 #include "fuzz/Fuzz.h"
+#include "intake/ImportCard.h"
 #include "pab/PABContact.h"
 #include "platform/LastError.h"
 

@@ -13,7 +13,7 @@ set(rows
     "src/text/Rfc822Address.cpp|<gmime/gmime.h>|"
     "src/StoreFactories.cpp|\"pab/PABPlugin.h\"|"
     "tools/base/Json.cpp|<nlohmann/json.hpp>|"
-    "tools/commands/Edit.cpp|\"exchange/VCard.h\"|"
+    "tools/commands/Edit.cpp|\"cards/VCard.h\"|"
     "tools/search/Folding.cpp|\"core/Contact.h\"|"
 
     "src/platform/FileOpen.cpp|\"server/Mailbox.h\"|does not lie below platform"

@@ -1,5 +1,5 @@
 #include "base/Text.h"
-#include "exchange/ImportCard.h"
+#include "intake/ImportCard.h"
 #include "support/ToolRun.h"
 
 #include <gtest/gtest.h>

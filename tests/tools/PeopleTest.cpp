@@ -1,4 +1,4 @@
-#include "exchange/CardMerge.h"
+#include "edit/CardMerge.h"
 #include "search/Duplicates.h"
 #include "support/BookFolder.h"
 #include "support/ToolRun.h"

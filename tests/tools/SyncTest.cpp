@@ -1,8 +1,8 @@
+#include "cards/Uid.h"
 #include "core/ContactId.h"
-#include "exchange/CardReader.h"
-#include "exchange/SyncPlan.h"
-#include "exchange/Uid.h"
+#include "intake/CardReader.h"
 #include "support/ToolRun.h"
+#include "sync/SyncPlan.h"
 #include "text/Utf8.h"
 
 #include <gtest/gtest.h>

@@ -3,7 +3,7 @@
 #include "base/Record.h"
 #include "base/Session.h"
 #include "commands/Fields.h"
-#include "exchange/MessageSender.h"
+#include "intake/MessageSender.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,13 +1,13 @@
 #include "commands/Commands.h"
 
 #include "base/Session.h"
-#include "exchange/Csv.h"
-#include "exchange/JCard.h"
-#include "exchange/JSContact.h"
-#include "exchange/SyncCards.h"
-#include "exchange/Uid.h"
-#include "exchange/VCard4.h"
-#include "exchange/VdirExport.h"
+#include "cards/Csv.h"
+#include "cards/JCard.h"
+#include "cards/JSContact.h"
+#include "cards/Uid.h"
+#include "cards/VCard4.h"
+#include "sync/SyncCards.h"
+#include "sync/VdirExport.h"
 
 #include <CLI/CLI.hpp>
 

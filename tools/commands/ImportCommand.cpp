@@ -1,6 +1,6 @@
 #include "commands/Commands.h"
 
-#include "exchange/Importer.h"
+#include "intake/Importer.h"
 
 #include <CLI/CLI.hpp>
 

@@ -3,8 +3,8 @@
 #include "base/JsonForm.h"
 #include "base/Record.h"
 #include "base/Session.h"
-#include "exchange/ContactEdit.h"
-#include "exchange/ContactMerge.h"
+#include "edit/ContactEdit.h"
+#include "edit/ContactMerge.h"
 #include "search/Duplicates.h"
 
 #include <CLI/CLI.hpp>

@@ -1,7 +1,7 @@
 #include "commands/Commands.h"
 
 #include "base/Session.h"
-#include "exchange/Sync.h"
+#include "sync/Sync.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "exchange/VCard.h"
+#include "cards/VCard.h"
 
 #include <chrono>
 #include <optional>

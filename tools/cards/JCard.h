@@ -1,0 +1,22 @@
+#pragma once
+
+#include "cards/VCard.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+// Cards as jCard (RFC 7095), which is vCard 4.0 in JSON. Text is UTF-8; what is none becomes
+// U+FFFD.
+
+// One jCard on one line, without a line end. Adds to `notes` what it has no place for.
+std::string WriteJCard(const CVCard& card, std::vector<std::string>* notes);
+
+// The cards of a text: one jCard, or an array of them. False, and *fault says why, for any other
+// text. Adds to `notes` what vCard 3.0 has no place for.
+bool ReadJCards(std::string_view text, std::vector<CVCard>* cards, std::vector<std::string>* notes,
+                std::string* fault);
+
+// One property of a jCard, from a line of vCard 4.0 and back: ["email", {}, "text", "a@b.c"].
+std::string WriteJCardProperty(const CVCardLine& line);
+bool ReadJCardProperty(std::string_view text, CVCardLine* line);

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "cards/VCard.h"
+#include "platform/Ascii.h"
+
+#include <algorithm>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+
+// What the conversions of cards do with names, types and parameters.
+
+inline std::string Lower(std::string_view text)
+{
+    std::string lower(text);
+    std::ranges::transform(lower, lower.begin(), LowerAscii<char>);
+    return lower;
+}
+
+inline std::string Upper(std::string_view text)
+{
+    std::string upper(text);
+    std::ranges::transform(upper, upper.begin(), UpperAscii<char>);
+    return upper;
+}
+
+// Compared without regard to case.
+inline bool IsOneOf(std::string_view text, std::initializer_list<std::string_view> all)
+{
+    return std::ranges::any_of(
+        all, [text](std::string_view each) { return EqualIgnoringCase(text, each); });
+}
+
+// Whether a text begins as a URI does (RFC 3986, 3.1), with a scheme of two letters or more.
+inline bool IsUri(std::string_view text)
+{
+    const std::size_t colon = text.find(':');
+    return colon != text.npos && colon > 1 &&
+           text.find_first_not_of(
+               "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789+-.") == colon;
+}
+
+inline void DropParameter(std::string_view name, CVCardLine* line)
+{
+    std::erase_if(line->parameters, [name](const auto& each) { return each.first == name; });
+}
+
+inline void SetParameter(std::string_view name, std::string_view value, CVCardLine* line)
+{
+    DropParameter(name, line);
+    line->parameters.emplace_back(name, value);
+}

@@ -1,0 +1,112 @@
+#include "intake/KnownContacts.h"
+
+#include "text/Rfc822Address.h"
+
+#include <unicode/normalizer2.h>
+#include <unicode/unistr.h>
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+namespace
+{
+
+// The store renews these with each change.
+constexpr std::string_view kLinesOfStore[] = {"REV", "VERSION", "X-LARKMERE-WSSVERSION"};
+
+// Without regard to case and to the form of composition.
+std::string Folded(const std::string& text)
+{
+    UErrorCode status = U_ZERO_ERROR;
+    const icu::Normalizer2* const folding = icu::Normalizer2::getNFKCCasefoldInstance(status);
+    if (U_FAILURE(status)) {
+        return text;
+    }
+    const icu::UnicodeString folded =
+        folding->normalize(icu::UnicodeString::fromUTF8(text), status);
+    std::string utf8;
+    return U_FAILURE(status) ? text : folded.toUTF8String(utf8);
+}
+
+std::string_view ValueOf(const CVCard& card, std::string_view name)
+{
+    const CVCardLine* const line = FindLine(card, name);
+    return line == nullptr ? std::string_view() : std::string_view(line->value);
+}
+
+// The name with the first address or number; empty for a card with neither.
+std::string NameKey(const CVCard& card)
+{
+    const std::string name = UnescapeValue(ValueOf(card, "FN"));
+    CRfc822Address address;
+    const std::string email(ValueOf(card, "EMAIL"));
+    const bool hasAddress = !email.empty() && address.Parse(email.c_str());
+    const std::string way = hasAddress ? address.RawAddress() : std::string(ValueOf(card, "TEL"));
+    return name.empty() && way.empty() ? std::string() : Folded(name + '\n' + way);
+}
+
+bool IsBlank(const CVCardLine& line)
+{
+    return line.value.find_first_not_of(";, ") == std::string::npos;
+}
+
+} // namespace
+
+void CKnownContacts::Add(const CVCard& card, const std::string& id, const std::string& derivedUid)
+{
+    const std::string uid(ValueOf(card, "UID"));
+    m_byUid.emplace(uid.empty() ? derivedUid : uid, id);
+    const std::string name = NameKey(card);
+    if (!name.empty()) {
+        CFound& found = m_byName.emplace(name, CFound{id, false}).first->second;
+        found.hasUid = found.hasUid || (found.id == id && !uid.empty());
+    }
+}
+
+std::string CKnownContacts::Find(const CVCard& card) const
+{
+    const std::string uid(ValueOf(card, "UID"));
+    const auto byUid = uid.empty() ? m_byUid.end() : m_byUid.find(uid);
+    if (byUid != m_byUid.end()) {
+        return byUid->second;
+    }
+    const auto byName = m_byName.find(NameKey(card));
+    if (byName == m_byName.end() || (byName->second.hasUid && !uid.empty())) {
+        return {};
+    }
+    return byName->second.id;
+}
+
+CVCard LayOver(const CVCard& contact, const CVCard& card, bool keepsName)
+{
+    std::unordered_map<std::string_view, std::vector<const CVCardLine*>> laid;
+    for (const CVCardLine& line : card) {
+        const bool isKept = keepsName && line.name == "FN" && !ValueOf(contact, "FN").empty();
+        const bool isOfStore =
+            std::ranges::find(kLinesOfStore, line.name) != std::end(kLinesOfStore);
+        if (!isKept && !isOfStore && !IsBlank(line)) {
+            laid[line.name].push_back(&line);
+        }
+    }
+    CVCard result;
+    const auto take = [&](const CVCardLine& line) {
+        const auto found = laid.find(line.name);
+        if (found == laid.end()) {
+            return false;
+        }
+        for (const CVCardLine* const each : std::exchange(found->second, {})) {
+            result.push_back(*each);
+        }
+        return true;
+    };
+    for (const CVCardLine& line : contact) {
+        if (!take(line)) {
+            result.push_back(line);
+        }
+    }
+    for (const CVCardLine& line : card) {
+        take(line);
+    }
+    return result;
+}

@@ -1,0 +1,359 @@
+#include "intake/VCardSource.h"
+
+#include "intake/LooseLine.h"
+#include "platform/Ascii.h"
+#include "platform/LastError.h"
+#include "text/TransferEncoding.h"
+#include "text/Utf8.h"
+
+#include <algorithm>
+#include <charconv>
+#include <utility>
+
+namespace
+{
+
+constexpr int kMaxAgentDepth = 8;
+constexpr std::string_view kCardBegin = "BEGIN:VCARD";
+constexpr std::string_view kCardEnd = "END:VCARD";
+
+// Lines of text; each escape that vCard 2.1 programs write means what it does in vCard 3.0.
+constexpr std::string_view kTextLines[] = {"FN",        "NOTE",      "TITLE", "ROLE",
+                                           "LABEL",     "MAILER",    "AGENT", "SORT-STRING",
+                                           "X-FILE-AS", "X-ALT-NOTE"};
+constexpr std::string_view kPartsLines[] = {"N", "ADR", "ORG"};
+constexpr std::string_view kImageLines[] = {"PHOTO", "LOGO", "SOUND", "KEY"};
+constexpr std::string_view kPreferredLines[] = {"EMAIL", "TEL", "ADR", "IMPP"};
+
+template <class Names>
+bool IsIn(const Names& names, std::string_view name)
+{
+    return std::ranges::find(names, name) != std::end(names);
+}
+
+std::string_view Trimmed(std::string_view text)
+{
+    constexpr std::string_view kBlanks = " \t\r";
+    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
+}
+
+bool IsBorder(std::string_view line, std::string_view border)
+{
+    return EqualIgnoringCase(Trimmed(line), border);
+}
+
+// A line off the front of a text of lines.
+std::string_view TakeLine(std::string_view* text)
+{
+    const std::size_t end = std::min(text->find('\n'), text->size());
+    const std::string_view line = text->substr(0, end);
+    text->remove_prefix(std::min(end + 1, text->size()));
+    return line;
+}
+
+// Takes a card that begins here, with its END line.
+std::string_view TakeCard(std::string_view* text)
+{
+    const std::string_view begin = *text;
+    int depth = 0;
+    do {
+        const std::string_view line = TakeLine(text);
+        depth += IsBorder(line, kCardBegin) ? 1 : IsBorder(line, kCardEnd) ? -1 : 0;
+    } while (depth > 0 && !text->empty());
+    return begin.substr(0, begin.size() - text->size());
+}
+
+// The text of a value of vCard 2.1. Only \; stands in its grammar, but programs write the others
+// too; any other backslash is one.
+std::string PlainText(std::string_view value)
+{
+    constexpr std::string_view kEscaped = ";,:\\nN";
+    std::string text;
+    for (std::size_t i = 0; i < value.size(); ++i) {
+        const char next = i + 1 < value.size() ? value[i + 1] : '\0';
+        if (value[i] == '\\' && next != '\0' && kEscaped.find(next) != kEscaped.npos) {
+            text += next == 'n' || next == 'N' ? '\n' : next;
+            ++i;
+        } else {
+            text += value[i];
+        }
+    }
+    return text;
+}
+
+void ConvertOldValue(CVCardLine* line)
+{
+    if (IsIn(kTextLines, line->name)) {
+        line->value = EscapeValue(PlainText(line->value));
+    } else if (IsIn(kPartsLines, line->name)) {
+        std::string value;
+        for (const std::string& part : SplitValue(line->value, ';')) {
+            value.append(EscapeValue(PlainText(part))).append(1, ';');
+        }
+        value.pop_back();
+        line->value = value;
+    }
+}
+
+void RemoveParameter(std::string_view name, CVCardLine* line)
+{
+    std::erase_if(line->parameters,
+                  [name](const auto& parameter) { return parameter.first == name; });
+}
+
+// data:image/jpeg;base64,... (RFC 2397) as vCard 3.0 has it.
+void ConvertDataUri(CVCardLine* line)
+{
+    constexpr std::string_view kScheme = "data:";
+    const std::string_view value = line->value;
+    const std::size_t comma = value.find(',');
+    if (!IsIn(kImageLines, line->name) || comma == value.npos ||
+        !EqualIgnoringCase(value.substr(0, kScheme.size()), kScheme)) {
+        return;
+    }
+    std::string_view head = value.substr(kScheme.size(), comma - kScheme.size());
+    std::string data = DecodePercent(value.substr(comma + 1));
+    constexpr std::string_view kBase64 = ";base64";
+    if (head.ends_with(kBase64)) {
+        head.remove_suffix(kBase64.size());
+    } else {
+        data = EncodeBase64(data);
+    }
+    std::erase_if(data, [](char c) { return c == ' ' || c == '\t'; });
+    head = head.substr(0, head.find(';'));
+    std::string type(head.substr(std::min(head.find('/') + 1, head.size())));
+    std::ranges::transform(type, type.begin(), UpperAscii<char>);
+    RemoveParameter("VALUE", line);
+    RemoveParameter("MEDIATYPE", line);
+    line->parameters.emplace_back("ENCODING", "b");
+    if (!type.empty()) {
+        line->parameters.emplace_back("TYPE", type);
+    }
+    line->value = data;
+}
+
+// geo:37.386,-122.083 (RFC 5870) as vCard 3.0 has it.
+void ConvertGeoUri(CVCardLine* line)
+{
+    constexpr std::string_view kScheme = "geo:";
+    if (line->name == "GEO" && line->value.starts_with(kScheme)) {
+        line->value = line->value.substr(kScheme.size(), line->value.find(';') - kScheme.size());
+        std::ranges::replace(line->value, ',', ';');
+    }
+}
+
+// The label of an address is a line of its own in vCard 3.0.
+void MoveLabel(CVCardLine* line, CVCard* card)
+{
+    const std::string label(line->name == "ADR" ? line->Parameter("LABEL") : "");
+    if (label.empty()) {
+        return;
+    }
+    RemoveParameter("LABEL", line);
+    CVCardLine moved = {line->group, "LABEL", {}, EscapeValue(PlainText(label))};
+    std::ranges::copy_if(line->parameters, std::back_inserter(moved.parameters),
+                         [](const auto& parameter) { return parameter.first == "TYPE"; });
+    card->push_back(std::move(moved));
+}
+
+// PREF=1 is the most preferred line of its name, PREF=100 the least.
+int Preference(const CVCardLine& line)
+{
+    const std::string_view text = line.Parameter("PREF");
+    int preference = 0;
+    std::from_chars(text.data(), text.data() + text.size(), preference);
+    return preference;
+}
+
+void ConvertPreferences(CVCard* card)
+{
+    for (const std::string_view name : kPreferredLines) {
+        CVCardLine* best = nullptr;
+        for (CVCardLine& line : *card) {
+            if (line.name == name && Preference(line) > 0 &&
+                (best == nullptr || Preference(line) < Preference(*best))) {
+                best = &line;
+            }
+        }
+        if (best != nullptr) {
+            RemoveParameter("PREF", best);
+            best->parameters.emplace_back("TYPE", "pref");
+        }
+    }
+}
+
+// The version of a card of lines; empty without one.
+std::string_view VersionOf(std::string_view text)
+{
+    constexpr std::string_view kName = "VERSION:";
+    while (!text.empty()) {
+        const std::string_view line = TakeLine(&text);
+        if (EqualIgnoringCase(line.substr(0, kName.size()), kName)) {
+            return Trimmed(line.substr(kName.size()));
+        }
+    }
+    return {};
+}
+
+// The first charset other than UTF-8 that a line names; empty without one.
+std::string CharsetOf(std::string_view text)
+{
+    while (!text.empty()) {
+        CVCardLine line;
+        const bool isLine = ReadLooseLine(TakeLine(&text), &line);
+        const std::string_view charset = isLine ? line.Parameter("CHARSET") : std::string_view();
+        if (!charset.empty() && !EqualIgnoringCase(charset, "utf-8")) {
+            return std::string(charset);
+        }
+    }
+    return {};
+}
+
+class CConversion
+{
+public:
+    CConversion(int depth, CImportCard* card) : m_depth(depth), m_card(card) {}
+
+    void Convert(std::string_view text)
+    {
+        const std::string_view version = VersionOf(text);
+        if (!IsKnown(version)) {
+            m_card->fault = "not version 3.0: " + std::string(version);
+            m_card->faultCode = ERROR_INVALID_PARAMETER;
+            return;
+        }
+        m_isOld = version == "2.1" || version == "1.0";
+        if (m_isOld || version == "4.0") {
+            m_card->AddChange("made of vCard " + std::string(version));
+        }
+        if (!IsUtf8(text)) {
+            m_card->charset = CharsetOf(text);
+        }
+        while (!text.empty()) {
+            if (IsBehindAgent() && IsBorder(text.substr(0, text.find('\n')), kCardBegin)) {
+                AddAgent(TakeCard(&text));
+            } else {
+                AddLine(TakeLine(&text));
+            }
+        }
+        ConvertPreferences(&m_card->card);
+        NameAgent();
+    }
+
+private:
+    static bool IsKnown(std::string_view version)
+    {
+        static constexpr std::string_view kKnown[] = {"", "1.0", "2.1", "3.0", "4.0"};
+        return IsIn(kKnown, version);
+    }
+
+    bool IsBehindAgent() const
+    {
+        const CVCard& lines = m_card->card;
+        return !lines.empty() && lines.back().name == "AGENT" && lines.back().value.empty();
+    }
+
+    void AddLine(std::string_view text)
+    {
+        if (IsBorder(text, kCardBegin) || IsBorder(text, kCardEnd)) {
+            return;
+        }
+        CVCardLine line;
+        if (!ReadLooseLine(text, &line)) {
+            m_card->leftOut.emplace_back(text);
+            return;
+        }
+        if (line.name == "VERSION") {
+            return;
+        }
+        DecodeLine(&line, m_card);
+        if (m_isOld) {
+            ConvertOldValue(&line);
+        }
+        ConvertDataUri(&line);
+        ConvertGeoUri(&line);
+        MoveLabel(&line, &m_card->card);
+        if (IsGroupMark(line)) {
+            m_card->notPerson = "a group of contacts";
+        }
+        m_card->card.push_back(std::move(line));
+    }
+
+    static bool IsGroupMark(const CVCardLine& line)
+    {
+        return (line.name == "KIND" || line.name == "X-ADDRESSBOOKSERVER-KIND") &&
+               EqualIgnoringCase(Trimmed(line.value), "group");
+    }
+
+    void AddAgent(std::string_view text)
+    {
+        CImportCard agent;
+        if (m_depth < kMaxAgentDepth) {
+            CConversion(m_depth + 1, &agent).Convert(text);
+        }
+        CVCardLine& line = m_card->card.back();
+        line.value = EscapeValue(WriteVCard(agent.card));
+        std::erase(line.value, '\r');
+    }
+
+    // The store knows the first AGENT line as the manager's name.
+    void NameAgent()
+    {
+        CVCard& lines = m_card->card;
+        const auto agent = std::ranges::find(lines, "AGENT", &CVCardLine::name);
+        if (agent == lines.end() ||
+            !EqualIgnoringCase(agent->value.substr(0, kCardBegin.size()), kCardBegin)) {
+            return;
+        }
+        const std::string text = UnescapeValue(agent->value);
+        const CVCard read = ReadVCard(text);
+        const CVCardLine* const name = FindLine(read, "FN");
+        if (name != nullptr && !name->value.empty()) {
+            lines.insert(agent, {"", "AGENT", {}, name->value});
+        }
+    }
+
+    int m_depth;
+    bool m_isOld = false;
+    CImportCard* m_card;
+};
+
+} // namespace
+
+void ConvertCard(std::string_view text, CImportCard* card)
+{
+    CConversion(0, card).Convert(text);
+    if (card->fault.empty()) {
+        FitToStore(card);
+    }
+}
+
+bool CVCardSource::IsBeginning(std::string_view head)
+{
+    while (!head.empty()) {
+        const std::size_t end = std::min(head.find_first_of("\r\n"), head.size());
+        if (IsBorder(head.substr(0, end), kCardBegin)) {
+            return true;
+        }
+        head.remove_prefix(std::min(end + 1, head.size()));
+    }
+    return false;
+}
+
+bool CVCardSource::Next(CImportCard* card)
+{
+    CCard read;
+    if (!m_reader.Next(&read)) {
+        return false;
+    }
+    *card = CImportCard();
+    card->number = read.number;
+    if (read.fault != nullptr) {
+        card->fault = read.fault;
+        card->faultCode = read.faultCode;
+        return true;
+    }
+    ConvertCard(read.text, card);
+    return true;
+}
