@@ -6,7 +6,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-build=build/release
+build=build/tidy
 base=${1:-}
 if [ -z "$base" ] && [ ! -e .git ]; then
     echo 'clang-tidy: there is no history to tell what has changed; --all looks at every source'
@@ -30,6 +30,7 @@ if [ ${#sources[@]} -eq 0 ]; then
     exit 0
 fi
 echo "clang-tidy: ${#sources[@]} sources"
+cmake --preset tidy >/dev/null
 printf '%s\0' "${sources[@]}" |
     xargs -0 -n 1 -P "$(nproc)" clang-tidy-14 --quiet --warnings-as-errors='*' -p "$build" \
         2> >(grep -v 'warnings\? generated' >&2)

@@ -45,7 +45,7 @@ private:
     int m_labels = 0;
 };
 
-std::string TextOf(const ordered_json& value)
+std::string JsonTextOf(const ordered_json& value)
 {
     return value.is_string() ? value.get<std::string>()
            : value.is_null() ? std::string()
@@ -55,7 +55,7 @@ std::string TextOf(const ordered_json& value)
 std::string Member(const ordered_json& object, std::string_view name)
 {
     const auto found = object.find(name);
-    return found == object.end() ? std::string() : TextOf(*found);
+    return found == object.end() ? std::string() : JsonTextOf(*found);
 }
 
 std::string Padded(unsigned number, std::size_t width)
@@ -115,7 +115,7 @@ void CJSContactReader::Read(const std::string& key, const ordered_json& value)
     } else if (key == "vCardProps" && value.is_array()) {
         for (const ordered_json& property : value) {
             CVCardLine line;
-            if (ReadJCardProperty(TextOf(property), &line)) {
+            if (ReadJCardProperty(JsonTextOf(property), &line)) {
                 m_card.push_back(std::move(line));
             } else {
                 m_notes->push_back("a property of vCardProps");
@@ -134,7 +134,7 @@ bool CJSContactReader::ReadScalar(const std::string& key, const ordered_json& va
     if (found == kScalars.end()) {
         return false;
     }
-    const std::string text = TextOf(value);
+    const std::string text = JsonTextOf(value);
     m_card.push_back({{},
                       std::string(found->vCard),
                       {},
@@ -343,11 +343,11 @@ void CJSContactReader::AddParameters(const ordered_json& entry, CVCardLine* line
     }
     for (const auto& [key, value] : rest->items()) {
         if (key == "group") {
-            line->group = TextOf(value);
+            line->group = JsonTextOf(value);
         } else {
             for (const ordered_json& each :
                  value.is_array() ? value : ordered_json::array({value})) {
-                line->parameters.emplace_back(Upper(key), TextOf(each));
+                line->parameters.emplace_back(Upper(key), JsonTextOf(each));
             }
         }
     }
@@ -364,8 +364,8 @@ void CJSContactReader::AddLabel(const ordered_json& entry, CVCardLine* line)
     m_card.push_back({line->group, "X-ABLABEL", {}, EscapeValue(Member(entry, "label"))});
 }
 
-bool ReadOne(const ordered_json& value, std::vector<CVCard>* cards, std::vector<std::string>* notes,
-             std::string* fault)
+bool ReadCard(const ordered_json& value, std::vector<CVCard>* cards,
+              std::vector<std::string>* notes, std::string* fault)
 {
     if (!value.is_object() || Member(value, "@type") != "Card") {
         *fault = "no JSContact Card";
@@ -389,8 +389,8 @@ bool ReadJSContacts(std::string_view text, std::vector<CVCard>* cards,
         return false;
     }
     if (!value.is_array()) {
-        return ReadOne(value, cards, notes, fault);
+        return ReadCard(value, cards, notes, fault);
     }
     return std::ranges::all_of(
-        value, [&](const ordered_json& each) { return ReadOne(each, cards, notes, fault); });
+        value, [&](const ordered_json& each) { return ReadCard(each, cards, notes, fault); });
 }

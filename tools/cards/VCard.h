@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -48,6 +50,13 @@ std::string EscapeValue(std::string_view text);
 
 // The inverse. \n and \N are a line feed; any other character behind a backslash is itself.
 std::string UnescapeValue(std::string_view value);
+
+// Whether a name, such as that of a line, is one of some.
+template <class Names>
+bool IsIn(const Names& names, std::string_view name)
+{
+    return std::ranges::find(names, name) != std::end(names);
+}
 
 // The parts of a structured value or a list, escapes and all, divided where the separator has no
 // backslash in front. An empty value is one empty part.

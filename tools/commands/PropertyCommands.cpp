@@ -62,7 +62,7 @@ CPropertyOwner TakeOwner(const CSession& session, const COwnerOptions& options,
     return {mailbox.name, mailbox.domain};
 }
 
-std::string StoreNames(std::uint32_t mask)
+std::string NamesOfStores(std::uint32_t mask)
 {
     std::string names;
     for (const CStoreName& store : kStores) {
@@ -107,7 +107,7 @@ std::optional<std::uint32_t> ReadStores(std::string_view text, CReport& report)
             report.Refusal("value of " + std::string(kEnabledStores),
                            "'" + std::string(text) + "' is no number from 0 to " +
                                std::to_string(AllStores()) + " and no comma list of " +
-                               StoreNames(AllStores()));
+                               NamesOfStores(AllStores()));
             return std::nullopt;
         }
         mask |= store->bit;
@@ -209,8 +209,9 @@ std::string ValueText(const CMailboxProperty& property)
 {
     const bool isMask = EqualIgnoringCase(std::string_view(property.name), kEnabledStores) &&
                         property.type == EPropertyType::kNumber;
-    return isMask ? property.value + " (" + StoreNames(ReadNumber(property.value).value_or(0)) + ")"
-                  : property.value;
+    return isMask
+               ? property.value + " (" + NamesOfStores(ReadNumber(property.value).value_or(0)) + ")"
+               : property.value;
 }
 
 std::string PropertyLine(const CMailboxProperty& property, const COwnerOptions& options)
@@ -268,7 +269,7 @@ void AddPropertyCommands(CLI::App& family, CCommands* commands)
                         "NAME@DOMAIN, then PROPERTY=VALUE; an empty value removes");
     AddOwnerOptions(*command, set.get());
     command->footer("EnabledContactPlugins takes a number or a comma list of stores: " +
-                    StoreNames(AllStores()) + ";\n" + std::string(kNoStore) +
+                    NamesOfStores(AllStores()) + ";\n" + std::string(kNoStore) +
                     " for no store at all. All others are texts.\n" + SettableNames());
     commands->push_back(
         {command, [set](CSession& session) { return SetProperties(session, *set); }});

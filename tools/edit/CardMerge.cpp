@@ -89,11 +89,6 @@ constexpr std::string_view kType = "TYPE";
 constexpr std::string_view kPreferred = "pref";
 constexpr std::string_view kComment = "X-COMMENT";
 
-bool IsIn(std::string_view name, const auto& names)
-{
-    return std::ranges::find(names, name) != std::end(names);
-}
-
 // A text that stands in another one as whole lines.
 bool HasLinesOf(std::string_view text, std::string_view part)
 {
@@ -123,7 +118,7 @@ void CCardMerge::Add(const CVCard& other)
     for (const CVCardLine& line : other) {
         const auto entry = std::ranges::find(kEntries, line.name, [](auto& e) { return e.name; });
         const auto single = std::ranges::find(kSingles, line.name, [](auto& s) { return s.name; });
-        if (line.value.empty() || IsIn(line.name, kAboutCard)) {
+        if (line.value.empty() || IsIn(kAboutCard, line.name)) {
             continue;
         }
         if (entry != std::end(kEntries)) {
@@ -134,7 +129,7 @@ void CCardMerge::Add(const CVCard& other)
             AppendToNote(UnescapeValue(line.value));
         } else if (single != std::end(kSingles)) {
             AddSingle(line, single->label);
-        } else if (IsIn(line.name, kIdentifiers)) {
+        } else if (IsIn(kIdentifiers, line.name)) {
             AddIdentifier(line);
         } else if (line.group.empty()) {
             AddGroup({line});

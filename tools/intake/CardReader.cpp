@@ -14,7 +14,7 @@ namespace
 constexpr std::size_t kHeadBytes = 128;
 // Longer beginnings are not looked through for a colon again at each fold.
 constexpr std::size_t kMaxFoldedHead = 8 << 10;
-constexpr std::string_view kBlanks = " \t";
+constexpr std::string_view kFoldBlanks = " \t";
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view kBase64Characters =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/=";
@@ -24,7 +24,7 @@ std::string Head(std::string_view line)
 {
     std::string head(line.substr(0, kHeadBytes));
     std::ranges::transform(head, head.begin(), UpperAscii<char>);
-    head.erase(head.find_last_not_of(kBlanks) + 1);
+    head.erase(head.find_last_not_of(kFoldBlanks) + 1);
     return head;
 }
 
@@ -102,7 +102,7 @@ bool CCardReader::JoinNext(EEncoding* encoding)
         return false;
     }
     const std::string_view next = m_next;
-    if (kBlanks.find(next.front()) != kBlanks.npos) {
+    if (kFoldBlanks.find(next.front()) != kFoldBlanks.npos) {
         Append(next.substr(1));
         return true;
     }

@@ -114,12 +114,6 @@ constexpr std::string_view kOtherClasses[] = {"organizationalunit", "organizatio
                                               "domain"};
 constexpr const char* kGroup = "a group of contacts";
 
-template <class Names>
-bool IsIn(const Names& names, std::string_view name)
-{
-    return std::ranges::find(names, name) != std::end(names);
-}
-
 std::string InSmallLetters(std::string_view text)
 {
     std::string small(text);

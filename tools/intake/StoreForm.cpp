@@ -49,20 +49,14 @@ constexpr std::pair<char, std::string_view> kNameEscapes[] = {
 constexpr std::pair<char, std::string_view> kNoEscapes[] = {
     {';', ";"}, {',', ","}, {':', ":"}, {'n', " "}, {'N', " "}};
 
-constexpr std::string_view kTextLines[] = {"FN",    "NICKNAME", "NOTE",      "ROLE",
-                                           "TITLE", "URL",      "X-FILE-AS", "X-ALT-NOTE"};
-
-template <class Names>
-bool IsIn(const Names& names, std::string_view name)
-{
-    return std::ranges::find(names, name) != std::end(names);
-}
+constexpr std::string_view kEscapedTextLines[] = {"FN",    "NICKNAME", "NOTE",      "ROLE",
+                                                  "TITLE", "URL",      "X-FILE-AS", "X-ALT-NOTE"};
 
 CEscapes EscapesOf(std::string_view name)
 {
     return name == "N"                                          ? CEscapes(kNameEscapes)
            : name == "ADR" || name == "ORG"                     ? CEscapes(kPartsEscapes)
-           : IsIn(kTextLines, name)                             ? CEscapes(kTextEscapes)
+           : IsIn(kEscapedTextLines, name)                      ? CEscapes(kTextEscapes)
            : name == "TEL" || name == "EMAIL" || name == "IMPP" ? CEscapes(kNoEscapes)
                                                                 : CEscapes();
 }

@@ -25,12 +25,6 @@ constexpr std::string_view kPartsLines[] = {"N", "ADR", "ORG"};
 constexpr std::string_view kImageLines[] = {"PHOTO", "LOGO", "SOUND", "KEY"};
 constexpr std::string_view kPreferredLines[] = {"EMAIL", "TEL", "ADR", "IMPP"};
 
-template <class Names>
-bool IsIn(const Names& names, std::string_view name)
-{
-    return std::ranges::find(names, name) != std::end(names);
-}
-
 std::string_view Trimmed(std::string_view text)
 {
     constexpr std::string_view kBlanks = " \t\r";

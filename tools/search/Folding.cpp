@@ -17,7 +17,7 @@
 namespace
 {
 
-bool IsAscii(char c)
+bool IsAsciiByte(char c)
 {
     return static_cast<unsigned char>(c) < 0x80;
 }
@@ -30,7 +30,7 @@ bool IsDigit(char c)
 bool IsLetterOrDigit(char c)
 {
     const char lower = LowerAscii(c);
-    return IsDigit(c) || (lower >= 'a' && lower <= 'z') || !IsAscii(c);
+    return IsDigit(c) || (lower >= 'a' && lower <= 'z') || !IsAsciiByte(c);
 }
 
 icu::UnicodeString ToUnicode(std::string_view utf8)
@@ -168,7 +168,7 @@ std::vector<std::string> SplitAtBlanks(std::string_view utf8)
 
 CFoldedText FoldText(std::string_view utf8)
 {
-    if (std::ranges::all_of(utf8, IsAscii)) {
+    if (std::ranges::all_of(utf8, IsAsciiByte)) {
         return {LowerAsciiText(utf8), {}};
     }
     const icu::UnicodeString text = ToUnicode(utf8);
