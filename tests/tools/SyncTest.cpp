@@ -120,6 +120,9 @@ TEST(SyncTest, ChangeWinsOverDeletionAndTwoChangesAreAConflict)
         {"ours deleted, theirs changed", Known({"A"}, {"A"}), "", "B", kIn},
         {"theirs deleted, ours changed", Known({"A"}, {"A"}), "B", "", kOut},
         {"both deleted", Known({"A"}, {"A"}), "", "", kNothing},
+        {"written there, then ours went back", Known({"A"}, {"A", "B"}), "A", "B", kOut},
+        {"written here, then theirs went back", Known({"A", "B"}, {"A"}), "B", "A", kIn},
+        {"written here, then theirs deleted", Known({"", "A"}, {""}), "A", "", kRemoveContact},
         {"new here", {}, "A", "", kOut},
         {"new there", {}, "", "A", kIn},
         {"new on both, the same", {}, "A", "A", kNothing},
@@ -158,11 +161,13 @@ TEST(SyncTest, RunGoesOnWhereOneHasDied)
                           ESyncStep::kNothing);
                 if (isOut) {
                     EXPECT_EQ(StepOf(pending, "X", theirs), ESyncStep::kOut);
-                    EXPECT_EQ(StepOf(pending, ours, "X"), ESyncStep::kIn);
+                    EXPECT_EQ(StepOf(pending, ours, "X"),
+                              ours.empty() ? ESyncStep::kIn : ESyncStep::kConflict);
                 }
                 if (isIn) {
                     EXPECT_EQ(StepOf(pending, ours, "X"), ESyncStep::kIn);
-                    EXPECT_EQ(StepOf(pending, "X", theirs), ESyncStep::kOut);
+                    EXPECT_EQ(StepOf(pending, "X", theirs),
+                              theirs.empty() ? ESyncStep::kOut : ESyncStep::kConflict);
                 }
             }
         }

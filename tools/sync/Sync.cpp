@@ -16,7 +16,10 @@ std::string StatePathOf(const CSyncOptions& options, const std::string& folder)
     if (!options.statePath.empty()) {
         return options.statePath;
     }
-    const std::filesystem::path path = std::filesystem::absolute(folder).lexically_normal();
+    std::filesystem::path path = std::filesystem::absolute(folder).lexically_normal();
+    if (!path.has_filename()) { // "." and "..", which become paths that end in "/"
+        path = path.parent_path();
+    }
     return path.parent_path() / ("." + path.filename().string() + ".contactmgr-sync");
 }
 

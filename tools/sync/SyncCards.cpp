@@ -1,12 +1,14 @@
 #include "sync/SyncCards.h"
 
 #include "base/Text.h"
+#include "cards/CardContent.h"
 #include "cards/LineParts.h"
 #include "cards/VCard4.h"
 #include "cards/VCardBinary.h"
 #include "core/Contact.h"
 #include "intake/CardReader.h"
 #include "intake/VCardSource.h"
+#include "pab/PABContact.h"
 #include "text/Utf8.h"
 
 #include <algorithm>
@@ -121,6 +123,17 @@ bool ReadTheirCard(const std::string& text, CVCard* card, std::string* fault)
         *card = ToVersion3(*card, &notes);
     }
     Complete(card);
+    return true;
+}
+
+bool StoredDigest(const CVCard& card, std::string* digest)
+{
+    CPABContact contact;
+    CVCard stored;
+    if (!contact.FromString(WriteVCard(card)) || !ReadOutgoingCard(contact, &stored)) {
+        return false;
+    }
+    *digest = ContentDigest(stored);
     return true;
 }
 

@@ -17,5 +17,10 @@ bool ReadOutgoingCard(CContact& contact, CVCard* card);
 // is no UTF-8.
 bool ReadTheirCard(const std::string& text, CVCard* card, std::string* fault);
 
+// ContentDigest of what the address book makes of a card that comes in. So a contact and the file
+// that it came from have the same. False with the last error of CContact::FromString for a card
+// that it does not take.
+bool StoredDigest(const CVCard& card, std::string* digest);
+
 // Puts a UID line in front of the END line, whatever line ends the text has.
 std::string WithUidLine(std::string text, std::string_view uid);

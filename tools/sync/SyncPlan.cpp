@@ -15,12 +15,39 @@ bool Contains(const std::vector<std::string>& digests, const std::string& digest
     return std::ranges::find(digests, digest) != digests.end();
 }
 
+void AddNew(const std::string& digest, std::vector<std::string>* digests)
+{
+    if (!Contains(*digests, digest)) {
+        digests->push_back(digest);
+    }
+}
+
 ESyncStep StepTowards(bool isOursRight, const std::string& right)
 {
     if (isOursRight) {
         return right.empty() ? ESyncStep::kRemoveFile : ESyncStep::kOut;
     }
     return right.empty() ? ESyncStep::kRemoveContact : ESyncStep::kIn;
+}
+
+ESyncStep StepWithBothChanged(const std::string& our, const std::string& their)
+{
+    return our.empty()     ? ESyncStep::kIn
+           : their.empty() ? ESyncStep::kOut
+                           : ESyncStep::kConflict;
+}
+
+// Each side has one of its digests: a run that ended early wrote to one side, and the other side has
+// gone back since.
+ESyncStep StepWithoutChange(bool isOursPending, bool isTheirsPending, const std::string& our,
+                            const std::string& their)
+{
+    if (isOursPending && isTheirsPending) {
+        return StepWithBothChanged(our, their);
+    }
+    return isOursPending     ? StepTowards(false, their)
+           : isTheirsPending ? StepTowards(true, our)
+                             : ESyncStep::kNothing;
 }
 
 ESyncStep StepOf(const CSyncAction& action)
@@ -35,17 +62,12 @@ ESyncStep StepOf(const CSyncAction& action)
         return ESyncStep::kNothing;
     }
     if (isOursChanged && isTheirsChanged) {
-        return our.empty()     ? ESyncStep::kIn
-               : their.empty() ? ESyncStep::kOut
-                               : ESyncStep::kConflict;
+        return StepWithBothChanged(our, their);
     }
     if (isOursChanged || isTheirsChanged) {
         return StepTowards(isOursChanged, isOursChanged ? our : their);
     }
-    const bool isOursLast = our == ours.back();
-    const bool isTheirsLast = their == theirs.back();
-    return isOursLast == isTheirsLast ? ESyncStep::kNothing
-                                      : StepTowards(isOursLast, isOursLast ? our : their);
+    return StepWithoutChange(ours.size() > 1, theirs.size() > 1, our, their);
 }
 
 // A contact that never had a UID went out by a copy without one, and has come back under a UID that
@@ -110,28 +132,36 @@ CSyncedCard PendingCard(const CSyncAction& action)
     card.uid = action.uid;
     card.id = action.ours ? action.ours->id : std::string();
     card.file = action.theirs ? action.theirs->file : std::string();
-    card.mark = action.theirs ? action.theirs->mark : CFileMark();
-    card.isUnread = false;
-    const std::string our = action.OurDigest();
-    const std::string their = action.TheirDigest();
+    card.mark = CFileMark();
+    card.isUnread = action.step != ESyncStep::kNothing;
     switch (action.step) {
     case ESyncStep::kNothing:
-        card.ours = {our};
-        card.theirs = {their};
+        SetDone(action, action.OurDigest(), action.TheirDigest(), &card);
         break;
     case ESyncStep::kConflict:
     case ESyncStep::kOut:
     case ESyncStep::kRemoveFile:
-        card.ours = {our};
-        card.theirs.insert(card.theirs.end(), {their, our});
+        AddNew(action.TheirDigest(), &card.theirs);
+        AddNew(action.OurDigest(), &card.theirs);
         break;
     case ESyncStep::kIn:
     case ESyncStep::kRemoveContact:
-        card.theirs = {their};
-        card.ours.insert(card.ours.end(), {our, their});
+        AddNew(action.OurDigest(), &card.ours);
+        AddNew(action.TheirDigest(), &card.ours);
         break;
     }
     return card;
+}
+
+void SetDone(const CSyncAction& action, const std::string& ours, const std::string& theirs,
+             CSyncedCard* card)
+{
+    card->ours = {ours};
+    card->theirs = {theirs};
+    card->isUnread = false;
+    if (action.theirs && !action.theirs->lacksUid) {
+        card->mark = action.theirs->mark;
+    }
 }
 
 std::string ConflictUid(const CSyncAction& action)

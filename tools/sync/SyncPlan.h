@@ -18,9 +18,10 @@
 //   changed    gone       theirs becomes ours: a change wins over a deletion
 //   gone       changed    ours becomes theirs
 //
-// A run that dies leaves a state in which both what stood there before and what was to be written
-// count as unchanged on the side that was written to (PendingCard). So the next run goes on where
-// it ended: the side that has the last digest of its list is right.
+// A run that dies leaves a state (PendingCard) in which both what stood there before and what was to
+// be written count as unchanged on the side that was written to. The other side has changed until
+// the run has come to its end. So the next run goes on where it ended, and what somebody changed in
+// between is a change of both sides.
 
 // A contact of the address book. A value.
 struct COurCard
@@ -72,6 +73,11 @@ std::vector<CSyncAction> PlanSync(const std::vector<CSyncedCard>& known, std::ve
 // What the state has to say about the card before the action is taken. For kConflict: as soon as
 // their card is safe as one of its own.
 CSyncedCard PendingCard(const CSyncAction& action);
+
+// Makes it the state of a card whose action was taken, with the digests that both sides have now. A
+// file that still lacks its UID keeps no mark, so that it is read again.
+void SetDone(const CSyncAction& action, const std::string& ours, const std::string& theirs,
+             CSyncedCard* card);
 
 // The UID of the card of its own that theirs becomes in a conflict. The same for the same conflict.
 std::string ConflictUid(const CSyncAction& action);

@@ -203,7 +203,11 @@ void CSyncReader::ReadFile(const std::string& file, const CSyncedCard* known)
         LeaveGroup(file, mark, known);
         return;
     }
-    const std::string digest = ContentDigest(card);
+    std::string digest;
+    if (!Try([&] { return StoredDigest(card, &digest); })) {
+        LeaveFile(file, known, "the address book does not take it");
+        return;
+    }
     const std::string uid = StoredUid(card);
     // The same until somebody changes the file: a run that dies and the next one agree.
     m_theirs.push_back({file, mark,
@@ -261,6 +265,10 @@ void CSyncReader::ClaimTheirUids()
         } else {
             m_session.Report().Refusal("sync " + card.file,
                                        "it has the UID of " + other->second + "; left alone");
+            const CSyncedCard* const known = Find(m_byFile, card.file);
+            if (known != nullptr && known->uid != card.uid) {
+                LeaveOut(*known);
+            }
         }
     }
     m_theirs = std::move(claimed);
@@ -273,6 +281,14 @@ bool CSyncReader::Waits(const CSyncAction& action) const
            (m_hasLostFile && action.step == ESyncStep::kRemoveContact);
 }
 
+void CSyncReader::TellWaiting(const CSyncAction& action)
+{
+    const bool isNew = action.step == ESyncStep::kIn;
+    m_session.Report().Refusal("sync " + (isNew ? action.theirs->file : action.ours->id),
+                               isNew ? "new, and waits for the contacts that cannot be read"
+                                     : "not deleted, since there are files that cannot be read");
+}
+
 std::vector<CSyncAction> CSyncReader::Plan()
 {
     const auto isLeftOut = [this](const auto& card) { return m_leftOut.contains(card.uid); };
@@ -282,6 +298,9 @@ std::vector<CSyncAction> CSyncReader::Plan()
     std::erase_if(m_theirs, isLeftOut);
     std::vector<CSyncAction> plan = PlanSync(known, std::move(m_ours), std::move(m_theirs));
     for (const CSyncAction& action : plan) {
+        if (Waits(action)) {
+            TellWaiting(action);
+        }
         if (Waits(action) && action.known) {
             m_next.cards.push_back(*action.known);
         }

@@ -50,6 +50,7 @@ private:
     void ClaimTheirUids();
     bool RefuseEmpty(const char* side, std::vector<std::string> CSyncedCard::*digests);
     bool Waits(const CSyncAction& action) const;
+    void TellWaiting(const CSyncAction& action);
 
     CSession& m_session;
     const CVdir& m_vdir;

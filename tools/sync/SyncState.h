@@ -14,12 +14,12 @@ struct CSyncedCard
     std::string uid;  // what both sides have
     std::string file; // its name
     CFileMark mark;
-    // ContentDigest of what each side may hold without having been changed by anybody else: the
-    // last is what the last run made of it, and the others what stood there before, if that run
-    // may not have come to its end.
+    // StoredDigest of what each side may hold without having been changed by anybody else. More
+    // than one if a run that did not come to its end was to write there: what stood there before,
+    // and what was to be written.
     std::vector<std::string> ours;
     std::vector<std::string> theirs;
-    bool isUnread = false; // the contact could not be read, so it is looked at again
+    bool isUnread = false; // the contact is read again, whether or not it changes
 
     bool operator==(const CSyncedCard&) const = default;
 };

@@ -2,6 +2,7 @@
 
 #include "base/Session.h"
 #include "cards/CardContent.h"
+#include "cards/StoredCard.h"
 #include "cards/Uid.h"
 #include "sync/SyncCards.h"
 
@@ -87,6 +88,9 @@ bool CSyncWriter::Run(std::vector<CSyncAction> plan, const CSyncState& before)
     for (CSyncAction& action : plan) {
         std::optional<CSyncedCard> card =
             action.step == ESyncStep::kConflict ? action.known : std::optional(PendingCard(action));
+        if (card && action.step == ESyncStep::kConflict) {
+            card->isUnread = true;
+        }
         m_works.push_back({std::move(action), std::move(card)});
     }
     const FILETIME version = m_next.version;
@@ -214,24 +218,34 @@ void CSyncWriter::TakeIn(CWork& work)
     const std::string id = StoreTheirs(work.action, work.action.uid, isNew, &digest);
     if (!id.empty()) {
         work.card->id = id;
-        work.card->ours = {digest};
+        SetDone(work.action, digest, work.action.TheirDigest(), &*work.card);
         Tell("in", isNew ? "created" : "changed", id, work.action.theirs->file);
     }
 }
 
 void CSyncWriter::RemoveContact(CWork& work)
 {
-    const ContactMgr::CContactId id(work.action.ours->id);
-    CVCard card;
-    if (OpenUnchanged(work.action, &card) == nullptr) {
+    const std::string& id = work.action.ours->id;
+    CHeldCard held;
+    if (!m_session.Patience().Try([&] { return held.Hold(m_session.AddressBook().FileOf(id)); })) {
+        m_session.FailContact("sync: delete", id);
         return;
     }
+    std::string digest;
+    if (!Try([&] { return StoredDigest(ReadVCard(held.Text()), &digest); })) {
+        m_session.Report().Failure("sync: delete " + id);
+        return;
+    }
+    if (digest != work.action.ours->digest) {
+        return; // changed since the plan was made
+    }
     m_isBookChanged = true;
-    if (!m_session.DeleteContact("sync: delete", id)) {
+    if (!Try([&] { return held.Delete(); })) {
+        m_session.FailContact("sync: delete", id);
         return;
     }
     work.card.reset();
-    Tell("in", "deleted", id.ToString(), FileOf(work.action));
+    Tell("in", "deleted", id, FileOf(work.action));
 }
 
 // Makes their card of a conflict a contact of its own, unless an earlier run has done so. False if
@@ -268,7 +282,7 @@ bool CSyncWriter::ChangeFiles()
         const CSyncAction& action = m_works[i].action;
         if (action.step == ESyncStep::kOut) {
             StageFile(i);
-        } else if (action.theirs && action.theirs->lacksUid) {
+        } else if (action.theirs && action.theirs->lacksUid && m_works[i].card) {
             StageUid(i);
         }
     }
@@ -309,7 +323,12 @@ void CSyncWriter::StageFile(std::size_t index)
     } else {
         file = FreshName(action.uid);
     }
-    Stage(index, file, WriteVCard(card), ContentDigest(card));
+    std::string digest;
+    if (!Try([&] { return StoredDigest(card, &digest); })) {
+        m_session.Report().Failure("sync " + action.ours->id);
+        return;
+    }
+    Stage(index, file, WriteVCard(card), digest);
 }
 
 void CSyncWriter::StageUid(std::size_t index)
@@ -348,10 +367,12 @@ void CSyncWriter::Commit(const CStaged& staged)
         return;
     }
     work.card->file = staged.file;
-    work.card->mark = staged.mark;
     if (work.action.step == ESyncStep::kOut) {
-        work.card->theirs = {staged.digest};
+        SetDone(work.action, work.action.OurDigest(), staged.digest, &*work.card);
         Tell("out", isNew ? "created" : "changed", work.action.ours->id, staged.file);
+    }
+    if (!work.card->isUnread) {
+        work.card->mark = staged.mark;
     }
 }
 
