@@ -298,10 +298,8 @@ TEST(SyncTest, WhatCannotBeReadIsNamedAndLeftAloneOnBothSides)
         EXPECT_EQ(run.status, string(c.what) == "group" ? 0 : 1);
         EXPECT_EQ(pair.File("x.vcf"), c.text);
         EXPECT_EQ(pair.Files().size(), 2U);
-        if (string(c.what) != "another's UID") { // there "g" is really gone
-            EXPECT_EQ(run.out, "");
-            EXPECT_EQ(std::ranges::count(pair.tool.Run({"list"}).out, '\n'), 2);
-        }
+        EXPECT_EQ(run.out, "");
+        EXPECT_EQ(std::ranges::count(pair.tool.Run({"list"}).out, '\n'), 2);
         pair.Write("x.vcf", good);
         EXPECT_EQ(pair.Sync().err, "");
         EXPECT_EQ(std::ranges::count(pair.tool.Run({"list"}).out, '\n'), 2);
@@ -340,6 +338,34 @@ TEST(SyncTest, SideThatIsNotThereDeletesNothing)
     std::filesystem::remove(pair.Folder() + '/' + pair.Files().front());
     EXPECT_EQ(pair.Sync({"--force-delete"}).status, 0);
     EXPECT_EQ(pair.tool.Run({"list"}).out, "");
+}
+
+TEST(SyncTest, LinkThatLeadsNowhereAndStateOfAnotherFolderDeleteNothing)
+{
+    namespace fs = std::filesystem;
+    const CPair pair;
+    pair.tool.Run({"new", "FullName=Ann"});
+    pair.tool.Run({"new", "FullName=Bob"});
+    const string state = pair.tool.Folder() / "state";
+    pair.Sync({"--state", state});
+    const string file = pair.Folder() + '/' + pair.Files().front();
+    const string away = pair.tool.Folder() / "away.vcf";
+    fs::rename(file, away + ".not-there");
+    fs::create_symlink(away, file);
+    EXPECT_TRUE(Contains(pair.Sync({"--state", state}).err, "left alone"));
+    fs::rename(away + ".not-there", file);
+
+    const CToolRun other = pair.tool.Run({"sync", pair.tool.StorePath(), "--state", state});
+    EXPECT_TRUE(Contains(other.err, "it is of folder")) << other.err;
+    EXPECT_EQ(std::ranges::count(pair.tool.Run({"list"}).out, '\n'), 2);
+
+    // Nobody else reads what is written, and a file that is written again keeps its mode.
+    EXPECT_EQ(fs::status(file).permissions() & fs::perms::others_all, fs::perms::none);
+    fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write);
+    pair.tool.Run({"set", "VCARDPAB-1", "Nickname=A"});
+    pair.tool.Run({"set", "VCARDPAB-2", "Nickname=B"});
+    EXPECT_EQ(pair.Sync({"--state", state}).err, "");
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
 }
 
 TEST(SyncTest, ContactThatSomebodyHoldsWaits)

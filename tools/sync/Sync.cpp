@@ -3,9 +3,11 @@
 #include "base/Session.h"
 #include "sync/SyncReader.h"
 #include "sync/SyncWriter.h"
+#include "text/Utf8.h"
 
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 namespace
 {
@@ -23,10 +25,31 @@ std::string StatePathOf(const CSyncOptions& options, const std::string& folder)
     return path.parent_path() / ("." + path.filename().string() + ".contactmgr-sync");
 }
 
-bool ReadState(CSession& session, const std::string& path, CSyncState* state)
+// Without the links on its way. Empty for a path that is no UTF-8, which the state cannot hold.
+std::string RealPathOf(const std::string& folder)
+{
+    std::error_code error;
+    const std::string path = std::filesystem::weakly_canonical(folder, error).string();
+    return error || !IsUtf8(path) ? std::string() : path;
+}
+
+// With the state of another folder, all cards of that folder would be taken for deleted. A folder
+// that was moved is no longer where the state has it.
+bool IsOfOtherFolder(const CSyncState& state, const std::string& folder)
+{
+    std::error_code ignored;
+    return !state.folder.empty() && std::filesystem::exists(state.folder, ignored) &&
+           !std::filesystem::equivalent(state.folder, folder, ignored);
+}
+
+bool ReadState(CSession& session, const std::string& path, const std::string& folder,
+               CSyncState* state)
 {
     if (!Try([&] { return ReadSyncState(path, state); }) && !IsMissingFile(GetLastError())) {
         return session.Report().Failure("read " + path);
+    }
+    if (IsOfOtherFolder(*state, folder)) {
+        return session.Report().Refusal("read " + path, "it is of folder " + state->folder);
     }
     return state->mailbox.empty() || state->mailbox == session.Owner() ||
            session.Report().Refusal("read " + path, "it is of mailbox " + state->mailbox);
@@ -39,7 +62,7 @@ bool OpenFolder(CSession& session, CVdir& vdir, const std::string& statePath,
     std::error_code ignored;
     if (!std::filesystem::exists(vdir.Folder(), ignored)) {
         CSyncState state;
-        if (!ReadState(session, statePath, &state)) {
+        if (!ReadState(session, statePath, vdir.Folder(), &state)) {
             return false;
         }
         if (!state.cards.empty() && !options.acceptsEmpty) {
@@ -74,7 +97,8 @@ bool Sync(CSession& session, const CSyncOptions& options)
     CVdir vdir(options.folder);
     const std::string statePath = StatePathOf(options, vdir.Folder());
     CSyncState before;
-    if (!OpenFolder(session, vdir, statePath, options) || !ReadState(session, statePath, &before)) {
+    if (!OpenFolder(session, vdir, statePath, options) ||
+        !ReadState(session, statePath, vdir.Folder(), &before)) {
         return false;
     }
     CSyncReader reader(session, vdir, before);
@@ -86,6 +110,8 @@ bool Sync(CSession& session, const CSyncOptions& options)
         PrintPlan(plan);
         return true;
     }
-    CSyncWriter writer(session, vdir, statePath, reader.TakeNext());
+    CSyncState next = reader.TakeNext();
+    next.folder = RealPathOf(vdir.Folder());
+    CSyncWriter writer(session, vdir, statePath, std::move(next));
     return writer.Run(std::move(plan), before);
 }

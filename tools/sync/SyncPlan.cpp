@@ -32,13 +32,11 @@ ESyncStep StepTowards(bool isOursRight, const std::string& right)
 
 ESyncStep StepWithBothChanged(const std::string& our, const std::string& their)
 {
-    return our.empty()     ? ESyncStep::kIn
-           : their.empty() ? ESyncStep::kOut
-                           : ESyncStep::kConflict;
+    return our.empty() ? ESyncStep::kIn : their.empty() ? ESyncStep::kOut : ESyncStep::kConflict;
 }
 
-// Each side has one of its digests: a run that ended early wrote to one side, and the other side has
-// gone back since.
+// Each side has one of its digests: a run that ended early wrote to one side, and the other side
+// has gone back since.
 ESyncStep StepWithoutChange(bool isOursPending, bool isTheirsPending, const std::string& our,
                             const std::string& their)
 {

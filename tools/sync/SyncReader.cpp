@@ -187,7 +187,7 @@ void CSyncReader::ReadFile(const std::string& file, const CSyncedCard* known)
         return;
     }
     if (!Try([&] { return m_vdir.Read(file, &text, &mark); })) {
-        if (!IsMissingFile(GetLastError())) {
+        if (!IsMissingFile(GetLastError()) || m_vdir.Exists(file)) {
             LeaveFile(file, known, LastErrorText(GetLastError()));
         }
         return;

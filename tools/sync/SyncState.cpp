@@ -59,6 +59,7 @@ bool ReadSyncState(const std::string& path, CSyncState* state)
         if (object.at("format") == kFormat &&
             ParseVersion(object.at("version").get<std::string>(), &read.version)) {
             read.mailbox = object.at("mailbox").get<std::string>();
+            read.folder = object.value("folder", std::string());
             for (const ordered_json& card : object.at("cards")) {
                 read.cards.push_back(CardFrom(card));
             }
@@ -85,11 +86,13 @@ bool WriteSyncState(const std::string& path, const CSyncState& state)
     for (const auto& [name, mark] : state.passed) {
         passed[name] = ToJson(mark);
     }
-    const ordered_json object = {{"format", kFormat},
-                                 {"mailbox", state.mailbox},
-                                 {"version", VersionText(state.version)},
-                                 {"cards", std::move(cards)},
-                                 {"passed", std::move(passed)}};
-    // File names and UIDs may be no UTF-8.
+    ordered_json object = {{"format", kFormat},
+                           {"mailbox", state.mailbox},
+                           {"version", VersionText(state.version)},
+                           {"cards", std::move(cards)},
+                           {"passed", std::move(passed)}};
+    if (!state.folder.empty()) {
+        object["folder"] = state.folder;
+    }
     return ReplaceFile(path, object.dump(0, ' ', false, ordered_json::error_handler_t::strict));
 }

@@ -28,6 +28,7 @@ struct CSyncedCard
 struct CSyncState
 {
     std::string mailbox;       // NAME@DOMAIN
+    std::string folder;        // its path; empty if the state stands in it
     FILETIME version = {0, 0}; // of the address book, as CContactMgr::ChangesSince
     std::vector<CSyncedCard> cards;
     std::map<std::string, CFileMark> passed; // files that were told once and are left alone

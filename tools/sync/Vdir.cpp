@@ -23,6 +23,11 @@ constexpr std::string_view kSuffix = ".vcf";
 constexpr std::string_view kStagedPrefix = ".contactmgr-";
 constexpr std::string_view kStagedSuffix = ".tmp";
 constexpr std::size_t kLongestUidName = 100;
+// As the library's own files: nobody but the owner and the group sees contacts.
+constexpr mode_t kFileMode = 0660;
+constexpr mode_t kFolderMode = 0770;
+// Of no file that can be read.
+constexpr CFileMark kNoMark = {0, -1, 0};
 
 class CDescriptor
 {
@@ -90,15 +95,25 @@ bool WriteAll(int descriptor, std::string_view text)
     return true;
 }
 
-// What is left of a failed write is removed.
-bool WriteNewFile(const std::string& path, std::string_view text, bool isFlushed, CFileMark* mark)
+// A file that takes the place of another one is open to the same users.
+bool KeepMode(int descriptor, const std::string& replaced)
 {
-    const CDescriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+    struct stat status;
+    return stat(replaced.c_str(), &status) != 0 || fchmod(descriptor, status.st_mode & 0777) == 0 ||
+           FailWithErrno();
+}
+
+// `replaced` is what the file will be renamed to. What is left of a failed write is removed.
+bool WriteNewFile(const std::string& path, const std::string& replaced, std::string_view text,
+                  bool isFlushed, CFileMark* mark)
+{
+    const CDescriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kFileMode));
     if (file < 0) {
         return FailWithErrno(path.c_str());
     }
     struct stat status;
-    if (WriteAll(file, text) && ((!isFlushed || fsync(file) == 0) || FailWithErrno()) &&
+    if (KeepMode(file, replaced) && WriteAll(file, text) &&
+        ((!isFlushed || fsync(file) == 0) || FailWithErrno()) &&
         (fstat(file, &status) == 0 || FailWithErrno())) {
         *mark = MarkOf(status);
         return true;
@@ -132,7 +147,7 @@ std::string CVdir::StagedName(const std::string& name)
 
 bool CVdir::Make() const
 {
-    return mkdir(m_folder.c_str(), 0777) == 0 || errno == EEXIST || FailWithErrnoOfFolder();
+    return mkdir(m_folder.c_str(), kFolderMode) == 0 || errno == EEXIST || FailWithErrnoOfFolder();
 }
 
 bool CVdir::Open()
@@ -167,10 +182,14 @@ bool CVdir::List(std::map<std::string, CFileMark>* files) const
     errno = 0;
     while (const dirent* const entry = readdir(folder.get())) {
         struct stat status;
-        if (IsCardName(entry->d_name) &&
-            fstatat(dirfd(folder.get()), entry->d_name, &status, 0) == 0 &&
-            S_ISREG(status.st_mode)) {
-            files->emplace(entry->d_name, MarkOf(status));
+        if (IsCardName(entry->d_name)) {
+            if (fstatat(dirfd(folder.get()), entry->d_name, &status, 0) != 0) {
+                if (Exists(entry->d_name)) {
+                    files->emplace(entry->d_name, kNoMark);
+                }
+            } else if (S_ISREG(status.st_mode)) {
+                files->emplace(entry->d_name, MarkOf(status));
+            }
         }
         errno = 0;
     }
@@ -188,6 +207,12 @@ bool CVdir::Read(const std::string& name, std::string* text, CFileMark* mark) co
     return ReadAll(file, kMaxCardBytes, text);
 }
 
+bool CVdir::Exists(const std::string& name) const
+{
+    struct stat status;
+    return lstat(PathOf(name).c_str(), &status) == 0;
+}
+
 bool CVdir::IsStill(const std::string& name, const CFileMark* mark) const
 {
     struct stat status;
@@ -199,7 +224,7 @@ bool CVdir::IsStill(const std::string& name, const CFileMark* mark) const
 
 bool CVdir::Stage(const std::string& name, std::string_view text, CFileMark* mark)
 {
-    return WriteNewFile(PathOf(StagedName(name)), text, false, mark);
+    return WriteNewFile(PathOf(StagedName(name)), PathOf(name), text, false, mark);
 }
 
 bool CVdir::FlushStaged()
@@ -240,11 +265,13 @@ bool ReplaceFile(const std::string& path, std::string_view text)
 {
     const std::string staged = path + std::string(kStagedSuffix);
     CFileMark mark;
-    if (!WriteNewFile(staged, text, true, &mark)) {
+    if (!WriteNewFile(staged, path, text, true, &mark)) {
         return false;
     }
     if (rename(staged.c_str(), path.c_str()) != 0) {
-        return FailWithErrno();
+        FailWithErrno();
+        unlink(staged.c_str());
+        return false;
     }
     const std::string folder = std::filesystem::path(path).parent_path().string();
     const CDescriptor opened(

@@ -34,19 +34,24 @@ public:
 
     const std::string& Folder() const { return m_folder; }
 
-    // Makes the folder if it is missing and its parent is there.
+    // Makes the folder if it is missing and its parent is there. The folder and its files are open
+    // to the user and the group, as far as the umask says; a file that is replaced keeps its mode.
     bool Make() const;
 
     // Opens the folder and locks it against others that open it in this way; they get
     // ERROR_SHARING_VIOLATION (32). Removes what a writer that died has left.
     bool Open();
 
-    // The cards by their file names.
+    // The cards by their file names. What is there but cannot be looked at, such as a link whose
+    // target's disk is not there, is in the list too, and Read fails.
     bool List(std::map<std::string, CFileMark>* files) const;
 
     // The text of a file. *mark belongs to this very text. ERROR_FILE_TOO_LARGE (223): above
     // kMaxCardBytes.
     bool Read(const std::string& name, std::string* text, CFileMark* mark) const;
+
+    // Whether there is such a name, and be it a link that leads nowhere.
+    bool Exists(const std::string& name) const;
 
     // Whether the file is still the one of the mark; for nullptr, whether there is none.
     bool IsStill(const std::string& name, const CFileMark* mark) const;
