@@ -339,4 +339,11 @@ TEST(ImportTest, ContactsThatAreThereAreChangedOrSkipped)
                                  "BEGIN:VCARD\nFN:Eve\nEMAIL:ann@example.org\nEND:VCARD\n"),
               "created VCARDPAB-3\ncreated VCARDPAB-4\n");
     EXPECT_EQ(tool.Run({"import", "--update", "--skip-existing", "-"}).status, 2);
+
+    // Two persons of one name in one file are two contacts, each time.
+    const string two = "BEGIN:VCARD\nFN:Jo\nADR:;;1\nEND:VCARD\n"
+                       "BEGIN:VCARD\nFN:Jo\nADR:;;2\nEND:VCARD\n";
+    EXPECT_EQ(import("--dry-run", two), "created -\ncreated -\n");
+    EXPECT_EQ(import("--update", two), "created VCARDPAB-5\ncreated VCARDPAB-6\n");
+    EXPECT_EQ(import("--update", two), "skipped VCARDPAB-5\nskipped VCARDPAB-6\n");
 }

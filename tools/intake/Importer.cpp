@@ -18,7 +18,13 @@ struct CFileCloser
 };
 using CFile = std::unique_ptr<std::FILE, CFileCloser>;
 
-constexpr const char* kNoId = "-"; // of a contact that would be made
+// Of a contact that would be made. A number behind it tells such contacts apart.
+constexpr const char* kNoId = "-";
+
+bool IsNoId(std::string_view id)
+{
+    return id.starts_with(kNoId);
+}
 
 // Whether a save that failed so will fail for other contacts too.
 bool BlocksOthers(std::uint32_t code)
@@ -26,24 +32,29 @@ bool BlocksOthers(std::uint32_t code)
     return code == ERROR_DISK_FULL || code == ERROR_DISK_QUOTA_EXCEEDED || code == ERROR_IO_DEVICE;
 }
 
-// The lines of a contact; none if it gives no text.
-CVCard LinesOf(CContact& contact)
+// The lines of a contact. False with the last error of CContact::ToString.
+bool ReadLines(CContact& contact, CVCard* lines)
 {
     std::u16string text;
-    return contact.ToString(&text) ? ReadVCard(ToUtf8(text)) : CVCard();
+    if (!contact.ToString(&text)) {
+        return false;
+    }
+    *lines = ReadVCard(ToUtf8(text));
+    return true;
 }
 
 // What the store makes of lines, without those that each save renews. An object without a file
 // writes nothing.
-CVCard StoredForm(const CVCard& card)
+bool ReadStoredForm(const CVCard& card, CVCard* lines)
 {
     CPABContact contact;
-    contact.FromString(WriteVCard(card));
-    CVCard lines = LinesOf(contact);
-    std::erase_if(lines, [](const CVCardLine& line) {
+    if (!contact.FromString(WriteVCard(card)) || !ReadLines(contact, lines)) {
+        return false;
+    }
+    std::erase_if(*lines, [](const CVCardLine& line) {
         return line.name == "REV" || line.name == "X-LARKMERE-WSSVERSION";
     });
-    return lines;
+    return true;
 }
 
 } // namespace
@@ -71,8 +82,9 @@ bool CImporter::Begin()
     for (std::size_t i = 0; i < ids.size() && !m_interrupt.HasCome(); ++i) {
         m_progress.Show("read the contacts of " + m_session.MailboxName(), i);
         const std::unique_ptr<CContact> contact = m_session.OpenListed("import", ids[i]);
-        if (contact != nullptr) {
-            m_known.Add(LinesOf(*contact), ids[i], DerivedUid(m_session.Owner(), ids[i]));
+        CVCard lines;
+        if (contact != nullptr && ReadLines(*contact, &lines)) {
+            m_known.Add(lines, ids[i], DerivedUid(m_session.Owner(), ids[i]));
         }
     }
     return true;
@@ -108,6 +120,7 @@ void CImporter::ImportFile(const std::string& path)
 void CImporter::ImportStream(std::FILE* stream, const std::string& path)
 {
     errno = 0;
+    m_known.BeginFile();
     CInputText input(stream);
     const std::unique_ptr<CCardSource> source = OpenCards(input);
     CImportCard card;
@@ -175,7 +188,8 @@ bool CImporter::CheckCard(const CVCard& card, const std::string& what)
 bool CImporter::Create(const CImportCard& card, const std::string& what)
 {
     if (m_options.isDryRun) {
-        return CheckCard(card.card, what) && AddResult("created", kNoId, card.card);
+        return CheckCard(card.card, what) &&
+               AddResult("created", kNoId + std::to_string(m_results.size()), card.card);
     }
     if (m_contact == nullptr) {
         m_contact.reset(Try([&] { return m_session.Manager().CreateContact(nullptr); }));
@@ -201,16 +215,26 @@ bool CImporter::Create(const CImportCard& card, const std::string& what)
 // True if the contact was changed.
 bool CImporter::Update(const CImportCard& card, const std::string& id, const std::string& what)
 {
-    if (id == kNoId) {
+    if (IsNoId(id)) {
         return AddResult("changed", id, card.card);
     }
     const std::unique_ptr<CContact> contact = m_session.OpenContact(what + ": open", id);
     if (contact == nullptr) {
         return false;
     }
-    const CVCard before = LinesOf(*contact);
+    CVCard before;
+    CVCard storedBefore;
+    CVCard storedAfter;
+    if (!Try([&] {
+            return ReadLines(*contact, &before) && ReadStoredForm(before, &storedBefore);
+        })) {
+        return Report().Failure(what + ": read " + id);
+    }
     const CVCard after = LayOver(before, card.card, card.isNameMade);
-    if (StoredForm(before) == StoredForm(after)) {
+    if (!Try([&] { return ReadStoredForm(after, &storedAfter); })) {
+        return ReportRefused(what);
+    }
+    if (storedBefore == storedAfter) {
         AddResult("skipped", id, card.card);
         return false;
     }
@@ -245,9 +269,9 @@ bool CImporter::AddResult(std::string_view done, const std::string& id, const CV
         m_results.push_back(id);
         return true;
     }
-    m_results.push_back(std::string(done) + ' ' + id);
+    m_results.push_back(std::string(done).append(1, ' ').append(IsNoId(id) ? kNoId : id));
     if (m_options.existing != EExisting::kIgnored) {
-        m_known.Add(card, id, DerivedUid(m_session.Owner(), id));
+        m_known.AddTaken(card, id, DerivedUid(m_session.Owner(), id));
     }
     return true;
 }

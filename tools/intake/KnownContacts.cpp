@@ -1,5 +1,6 @@
 #include "intake/KnownContacts.h"
 
+#include "cards/Digest.h"
 #include "text/Rfc822Address.h"
 
 #include <unicode/normalizer2.h>
@@ -59,23 +60,64 @@ void CKnownContacts::Add(const CVCard& card, const std::string& id, const std::s
     m_byUid.emplace(uid.empty() ? derivedUid : uid, id);
     const std::string name = NameKey(card);
     if (!name.empty()) {
-        CFound& found = m_byName.emplace(name, CFound{id, false}).first->second;
-        found.hasUid = found.hasUid || (found.id == id && !uid.empty());
+        CNamed& named = m_byName[name];
+        (uid.empty() ? named.withoutUid : named.withUid).ids.push_back(id);
     }
 }
 
-std::string CKnownContacts::Find(const CVCard& card) const
+void CKnownContacts::AddTaken(const CVCard& card, const std::string& id,
+                              const std::string& derivedUid)
+{
+    Add(card, id, derivedUid);
+    m_taken.insert(id);
+    m_byText.emplace(DigestOf(WriteVCard(card)), id);
+    if (!ValueOf(card, "UID").empty()) {
+        m_gotUid.insert(id);
+    }
+}
+
+void CKnownContacts::BeginFile()
+{
+    ++m_file;
+    m_taken.clear();
+    m_byText.clear();
+}
+
+// The first contact that is left, and is not to be passed over; empty without one.
+std::string CKnownContacts::TakeNext(CAlike* alike,
+                                     const std::unordered_set<std::string>& passedOver)
+{
+    if (alike->file != m_file) {
+        alike->file = m_file;
+        alike->next = 0;
+    }
+    while (alike->next < alike->ids.size()) {
+        const std::string& id = alike->ids[alike->next++];
+        if (!passedOver.contains(id) && m_taken.insert(id).second) {
+            return id;
+        }
+    }
+    return {};
+}
+
+std::string CKnownContacts::Find(const CVCard& card)
 {
     const std::string uid(ValueOf(card, "UID"));
     const auto byUid = uid.empty() ? m_byUid.end() : m_byUid.find(uid);
     if (byUid != m_byUid.end()) {
+        m_taken.insert(byUid->second);
         return byUid->second;
     }
+    const auto byText = m_byText.find(DigestOf(WriteVCard(card)));
+    if (byText != m_byText.end()) {
+        return byText->second;
+    }
     const auto byName = m_byName.find(NameKey(card));
-    if (byName == m_byName.end() || (byName->second.hasUid && !uid.empty())) {
+    if (byName == m_byName.end()) {
         return {};
     }
-    return byName->second.id;
+    const std::string id = TakeNext(&byName->second.withoutUid, m_gotUid);
+    return id.empty() && uid.empty() ? TakeNext(&byName->second.withUid, {}) : id;
 }
 
 CVCard LayOver(const CVCard& contact, const CVCard& card, bool keepsName)
