@@ -285,6 +285,13 @@ TEST(ExportTest, UidIsTheSameInEveryFormAndLeavesTheRestOfPlainExportAlone)
     }
 }
 
+TEST(ExportTest, NamesThatCardsReallyHaveComeBackThroughJCard)
+{
+    const string lines = "FN:A\r\nX-WAB-WEDDING_DAY:1\r\nX-IM/GADU-ALL:2\r\n";
+    const string back = WriteVCard(ThroughJCard(ReadVCard(Card(lines))));
+    EXPECT_NE(back.find("X-WAB-WEDDING_DAY:1\r\nX-IM/GADU-ALL:2\r\n"), back.npos) << back;
+}
+
 TEST(ExportTest, TableHasAColumnForEachEntryAndQuotesWhatNeedsIt)
 {
     CCsvTable table;
@@ -295,12 +302,12 @@ TEST(ExportTest, TableHasAColumnForEachEntryAndQuotesWhatNeedsIt)
     table.Add(ReadVCard(Card("FN:Bob\r\nEMAIL:b@c.d\r\nCATEGORIES:x,y\r\nBDAY:19850412\r\n")),
               &notes);
     EXPECT_EQ(table.Write(),
-              "First Name,Middle Name,Last Name,Name Prefix,Name Suffix,Nickname,File As,"
+              "Name,First Name,Middle Name,Last Name,Name Prefix,Name Suffix,Nickname,File As,"
               "Organization Name,Organization Title,Organization Department,Birthday,Notes,Labels,"
               "E-mail 1 - Label,E-mail 1 - Value,Phone 1 - Label,Phone 1 - Value,Phone 2 - Label,"
               "Phone 2 - Value\r\n"
-              "Ann,,Lee,,,,,Ex,,Mail,,\"a, \"\"b\"\"\nc\",,,,Work Fax,1,* Mobile,2\r\n"
-              "Bob,,,,,,,,,,1985-04-12,,x ::: y,Other,b@c.d,,,,\r\n");
+              "Ann Lee,Ann,,Lee,,,,,Ex,,Mail,,\"a, \"\"b\"\"\nc\",,,,Work Fax,1,* Mobile,2\r\n"
+              "Bob,Bob,,,,,,,,,,1985-04-12,,x ::: y,Other,b@c.d,,,,\r\n");
     EXPECT_EQ(notes, vector<string>{"X-ODD"});
 }
 

@@ -10,7 +10,8 @@
 namespace
 {
 
-constexpr std::array<std::string_view, 13> kHeadings = {"First Name",
+constexpr std::array<std::string_view, 14> kHeadings = {"Name",
+                                                        "First Name",
                                                         "Middle Name",
                                                         "Last Name",
                                                         "Name Prefix",
@@ -143,7 +144,7 @@ void CCsvTable::AddLine(const CVCardLine& line, CRow* row, std::vector<std::stri
     }
 }
 
-// The table has no column for the name as a whole; one without parts stands as the first name.
+// A name without parts stands as the first name too, for programs that pass over the whole name.
 void CCsvTable::AddName(const CVCard& card, CRow* row) const
 {
     bool hasName = false;
@@ -156,8 +157,11 @@ void CCsvTable::AddName(const CVCard& card, CRow* row) const
         }
     }
     const CVCardLine* const full = FindLine(card, "FN");
-    if (full != nullptr && !hasName) {
-        (*row)["First Name"] = UnescapeValue(full->value);
+    if (full != nullptr) {
+        (*row)["Name"] = UnescapeValue(full->value);
+        if (!hasName) {
+            (*row)["First Name"] = UnescapeValue(full->value);
+        }
     }
 }
 

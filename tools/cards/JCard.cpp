@@ -208,12 +208,13 @@ void AddParameters(const std::string& name, const ordered_json& value, CVCardLin
     }
 }
 
+// Exports write names as cards have them, and these hold more than RFC 6350 allows.
+constexpr std::string_view kNoName(".;:\"\r\n\t \0", 9);
+
 bool IsName(const ordered_json& value)
 {
     return value.is_string() && !value.get_ref<const std::string&>().empty() &&
-           value.get_ref<const std::string&>().find_first_not_of(
-               "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-") ==
-               std::string::npos;
+           value.get_ref<const std::string&>().find_first_of(kNoName) == std::string::npos;
 }
 
 bool FromJson(const ordered_json& property, CVCardLine* line)
