@@ -46,9 +46,10 @@ fresh() {
     mkdir -p "$1/example.org/ann/cur"
 }
 
-# The contacts of a store, one a line, without what each save renews.
+# The contacts of a store, one a line, without what each save renews, and without the UIDs that follow
+# from the numbers: a kill uses one up.
 contacts() {
-    on "$1" export | grep -av '^REV:\|^X-LARKMERE-WSSVERSION:' | tr -d '\r' | tr '\n' '|' |
+    on "$1" export | grep -av '^REV:\|^X-LARKMERE-WSSVERSION:\|^UID:[0-9a-f]\{8\}-' | tr -d '\r' | tr '\n' '|' |
         sed 's/END:VCARD|/\n/g' | sort
 }
 

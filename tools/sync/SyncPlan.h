@@ -18,10 +18,10 @@
 //   changed    gone       theirs becomes ours: a change wins over a deletion
 //   gone       changed    ours becomes theirs
 //
-// A run that dies leaves a state (PendingCard) in which both what stood there before and what was to
-// be written count as unchanged on the side that was written to. The other side has changed until
-// the run has come to its end. So the next run goes on where it ended, and what somebody changed in
-// between is a change of both sides.
+// A run that dies leaves a state (PendingCard) in which both what stood there before and what was
+// to be written count as unchanged on the side that was written to. The other side has changed
+// until the run has come to its end. So the next run goes on where it ended, and what somebody
+// changed in between is a change of both sides.
 
 // A contact of the address book. A value.
 struct COurCard
