@@ -1,14 +1,12 @@
 #include "cards/Uid.h"
 #include "core/ContactId.h"
-#include "intake/CardReader.h"
+#include "support/SampleCards.h"
 #include "support/ToolRun.h"
 #include "sync/SyncPlan.h"
-#include "text/Utf8.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -246,18 +244,8 @@ TEST(SyncTest, SampleCardsComeInOnceAndStayAsTheyAre)
 {
     const CPair pair;
     std::size_t count = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(CONTACTMGR_TEST_DATA "/vcards")) {
-        const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
-            std::fopen(entry.path().c_str(), "rb"), std::fclose);
-        CInputText input(file.get());
-        CCardReader reader(input);
-        CCard card;
-        std::u16string wide;
-        while (reader.Next(&card)) {
-            if (card.fault == nullptr && Utf8ToWide(card.text, &wide)) {
-                pair.Write(std::to_string(++count) + ".vcf", card.text);
-            }
-        }
+    for (const string& card : SampleCards()) {
+        pair.Write(std::to_string(++count) + ".vcf", card);
     }
     ASSERT_GT(count, 20U);
     const CToolRun first = pair.Sync();

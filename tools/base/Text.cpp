@@ -1,6 +1,7 @@
 #include "base/Text.h"
 
 #include "base/Report.h"
+#include "platform/Ascii.h"
 #include "text/Utf8.h"
 
 #include <algorithm>
@@ -95,6 +96,27 @@ std::string ListNames(std::string label, std::span<const std::string_view> names
         label.append(fits ? " " : "\n").append(name);
     }
     return label;
+}
+
+std::string LowerText(std::string_view text)
+{
+    std::string lower(text);
+    std::ranges::transform(lower, lower.begin(), LowerAscii<char>);
+    return lower;
+}
+
+std::string UpperText(std::string_view text)
+{
+    std::string upper(text);
+    std::ranges::transform(upper, upper.begin(), UpperAscii<char>);
+    return upper;
+}
+
+std::string_view Trimmed(std::string_view text)
+{
+    constexpr std::string_view kBlanks = " \t\r\n";
+    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
 }
 
 std::string UnifyLineBreaks(std::string_view text)

@@ -23,6 +23,13 @@ std::string ToField(std::string_view bytes);
 // A label and names for the help of a command, in lines of 76 bytes.
 std::string ListNames(std::string label, std::span<const std::string_view> names);
 
+// ASCII letters in lower case, or in capitals. All else stays.
+std::string LowerText(std::string_view text);
+std::string UpperText(std::string_view text);
+
+// Without the blanks, tabs and line ends around it.
+std::string_view Trimmed(std::string_view text);
+
 // CR LF and CR become LF.
 std::string UnifyLineBreaks(std::string_view text);
 

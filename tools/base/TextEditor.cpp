@@ -1,5 +1,6 @@
 #include "base/TextEditor.h"
 
+#include "base/StdioFile.h"
 #include "platform/Errno.h"
 #include "platform/LastError.h"
 
@@ -18,12 +19,6 @@
 
 namespace
 {
-
-struct CFileCloser
-{
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using CFile = std::unique_ptr<std::FILE, CFileCloser>;
 
 bool FailWithLastErrno()
 {

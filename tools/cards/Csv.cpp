@@ -1,7 +1,6 @@
 #include "cards/Csv.h"
 
 #include "cards/VCardDate.h"
-#include "platform/Ascii.h"
 
 #include <algorithm>
 #include <array>

@@ -1,5 +1,6 @@
 #include "cards/JCard.h"
 
+#include "base/Text.h"
 #include "cards/LineParts.h"
 #include "cards/VCard4.h"
 #include "cards/VCardDate.h"
@@ -68,7 +69,7 @@ std::string_view DefaultTypeOf(std::string_view name)
 std::string TypeOf(const CVCardLine& line)
 {
     const std::string_view said = line.Parameter("VALUE");
-    return said.empty() ? std::string(DefaultTypeOf(line.name)) : Lower(said);
+    return said.empty() ? std::string(DefaultTypeOf(line.name)) : LowerText(said);
 }
 
 // One value as it is in vCard, in the form that the type has in jCard.
@@ -115,7 +116,7 @@ ordered_json ParametersToJson(const CVCardLine& line)
 {
     std::vector<std::pair<std::string, std::vector<std::string>>> grouped;
     for (const auto& [name, value] : line.parameters) {
-        const std::string key = Lower(name);
+        const std::string key = LowerText(name);
         if (key == "value") {
             continue;
         }
@@ -138,7 +139,7 @@ ordered_json ParametersToJson(const CVCardLine& line)
 ordered_json ToJson(const CVCardLine& line)
 {
     const std::string type = TypeOf(line);
-    ordered_json property = {Lower(line.name), ParametersToJson(line), type};
+    ordered_json property = {LowerText(line.name), ParametersToJson(line), type};
     if (type == "text" && IsAmong(kStructured, line.name)) {
         ordered_json components = ordered_json::array();
         for (const std::string& part : SplitValue(line.value, ';')) {
@@ -224,9 +225,9 @@ bool FromJson(const ordered_json& property, CVCardLine* line)
         return false;
     }
     CVCardLine read;
-    read.name = Upper(property[0].get<std::string>());
+    read.name = UpperText(property[0].get<std::string>());
     for (const auto& [name, value] : property[1].items()) {
-        AddParameters(Upper(name), value, &read);
+        AddParameters(UpperText(name), value, &read);
     }
     const std::string type = property[2].get<std::string>();
     if (type != DefaultTypeOf(read.name) && type != "unknown") {

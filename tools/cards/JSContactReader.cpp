@@ -1,3 +1,4 @@
+#include "base/Text.h"
 #include "cards/JCard.h"
 #include "cards/JSContact.h"
 #include "cards/JSContactTables.h"
@@ -347,7 +348,7 @@ void CJSContactReader::AddParameters(const ordered_json& entry, CVCardLine* line
         } else {
             for (const ordered_json& each :
                  value.is_array() ? value : ordered_json::array({value})) {
-                line->parameters.emplace_back(Upper(key), JsonTextOf(each));
+                line->parameters.emplace_back(UpperText(key), JsonTextOf(each));
             }
         }
     }

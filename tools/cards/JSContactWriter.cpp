@@ -1,3 +1,4 @@
+#include "base/Text.h"
 #include "cards/JCard.h"
 #include "cards/JSContact.h"
 #include "cards/JSContactTables.h"
@@ -125,7 +126,7 @@ bool CJSContactWriter::AddScalar(const CVCardLine& line)
             return false;
         }
     }
-    m_card[std::string(found->jsContact)] = line.name == "KIND" ? Lower(value) : value;
+    m_card[std::string(found->jsContact)] = line.name == "KIND" ? LowerText(value) : value;
     return true;
 }
 
@@ -243,7 +244,7 @@ bool CJSContactWriter::AddRelated(const CVCardLine& line)
     related["relation"] = ordered_json::object();
     for (const auto& [name, value] : line.parameters) {
         if (name == "TYPE") {
-            related["relation"][Lower(value)] = true;
+            related["relation"][LowerText(value)] = true;
         }
     }
     return true;
@@ -293,7 +294,7 @@ void CJSContactWriter::AddParameters(const CVCardLine& line, ordered_json* entry
         } else if (name == "LABEL" && line.name == "ADR") {
             (*entry)["full"] = value;
         } else if (name != "VALUE") {
-            AddTo(&rest, Lower(name), value);
+            AddTo(&rest, LowerText(name), value);
         }
     }
     if (!line.group.empty()) {

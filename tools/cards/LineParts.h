@@ -10,20 +10,6 @@
 
 // What the conversions of cards do with names, types and parameters.
 
-inline std::string Lower(std::string_view text)
-{
-    std::string lower(text);
-    std::ranges::transform(lower, lower.begin(), LowerAscii<char>);
-    return lower;
-}
-
-inline std::string Upper(std::string_view text)
-{
-    std::string upper(text);
-    std::ranges::transform(upper, upper.begin(), UpperAscii<char>);
-    return upper;
-}
-
 // Compared without regard to case.
 inline bool IsOneOf(std::string_view text, std::initializer_list<std::string_view> all)
 {

@@ -56,9 +56,7 @@ std::string StoredUid(const CVCard& card)
 
 std::string DerivedUid(std::string_view mailbox, const ContactMgr::CContactId& id)
 {
-    std::string name(mailbox);
-    std::ranges::transform(name, name.begin(), LowerAscii<char>);
-    return NameBasedUuid(name.append(1, '/').append(id.ToString()));
+    return NameBasedUuid(LowerText(mailbox) + '/' + id.ToString());
 }
 
 std::string UidOf(const CVCard& card, std::string_view mailbox, const ContactMgr::CContactId& id)

@@ -1,5 +1,6 @@
 #include "cards/VCard.h"
 
+#include "base/Text.h"
 #include "directory/ContentLine.h"
 #include "directory/ContentLineSyntax.h"
 #include "directory/TextLines.h"
@@ -11,13 +12,6 @@ namespace
 {
 
 constexpr std::size_t kLineBytes = 75;
-
-std::string InCapitals(std::string_view text)
-{
-    std::string capitals(text);
-    std::ranges::transform(capitals, capitals.begin(), UpperAscii<char>);
-    return capitals;
-}
 
 // A value of a parameter in quotes if it has a separator in it, with its quotes and line feeds
 // encoded (RFC 6868).
@@ -67,11 +61,11 @@ bool ReadVCardLine(std::string_view text, CVCardLine* line)
         !DirectoryUtils::TakeRest(text, position, &rest)) {
         return false;
     }
-    *line = {std::string(group), InCapitals(name), {}, std::string(rest.value)};
+    *line = {std::string(group), UpperText(name), {}, std::string(rest.value)};
     if (!rest.parameters.empty()) {
         DirectoryUtils::CParameterReader reader(rest.parameters, 0);
         while (reader.Next()) {
-            line->parameters.emplace_back(InCapitals(reader.Name()), reader.Value());
+            line->parameters.emplace_back(UpperText(reader.Name()), reader.Value());
         }
     }
     return true;

@@ -1,5 +1,6 @@
 #include "cards/VCard4.h"
 
+#include "base/Text.h"
 #include "cards/LineParts.h"
 #include "cards/VCardBinary.h"
 #include "cards/VCardDate.h"
@@ -27,7 +28,7 @@ std::set<std::string> TypesOf(const CVCardLine& line)
     std::set<std::string> types;
     for (const auto& [name, value] : line.parameters) {
         if (name == "TYPE" && !EqualIgnoringCase(value, "pref")) {
-            types.insert(Lower(value));
+            types.insert(LowerText(value));
         }
     }
     return types;
@@ -51,7 +52,7 @@ void TypesTo4(CVCardLine* line)
             if (EqualIgnoringCase(type, "pref")) {
                 isPreferred = true;
             } else if (line->name != "EMAIL" || !EqualIgnoringCase(type, "internet")) {
-                line->parameters.emplace_back("TYPE", Lower(type));
+                line->parameters.emplace_back("TYPE", LowerText(type));
             }
         }
     }
@@ -123,7 +124,7 @@ void SpecialTo4(CVCardLine* line)
 
 void SpecialTo3(CVCardLine* line)
 {
-    const std::string value = Lower(line->Parameter("VALUE"));
+    const std::string value = LowerText(line->Parameter("VALUE"));
     if (line->name == "GEO" && line->value.starts_with("geo:")) {
         line->value.erase(0, 4);
         const std::size_t comma = line->value.find(',');
@@ -143,7 +144,7 @@ void SpecialTo3(CVCardLine* line)
         } else {
             SetParameter("VALUE", "uri", line);
         }
-    } else if (line->name == "TEL" && Lower(line->value.substr(0, 4)) == "tel:") {
+    } else if (line->name == "TEL" && LowerText(line->value.substr(0, 4)) == "tel:") {
         line->value.erase(0, 4);
         DropParameter("VALUE", line);
     } else if (IsBinary(*line)) {

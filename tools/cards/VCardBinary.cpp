@@ -1,5 +1,6 @@
 #include "cards/VCardBinary.h"
 
+#include "base/Text.h"
 #include "cards/LineParts.h"
 
 namespace
@@ -10,7 +11,7 @@ constexpr std::string_view kBase64 = ";base64,";
 
 std::string MediaTypeOf(const CVCardLine& line)
 {
-    const std::string type = Lower(line.Parameter("TYPE"));
+    const std::string type = LowerText(line.Parameter("TYPE"));
     if (line.name == "KEY") {
         return type == "pgp"    ? "application/pgp-keys"
                : type == "x509" ? "application/pkix-cert"
@@ -48,14 +49,15 @@ void BinaryTo4(CVCardLine* line)
 void BinaryTo3(CVCardLine* line)
 {
     const std::size_t begin = line->value.find(kBase64);
-    if (!Lower(line->value.substr(0, kDataUri.size())).starts_with(kDataUri) ||
+    if (!LowerText(line->value.substr(0, kDataUri.size())).starts_with(kDataUri) ||
         begin == std::string::npos) {
         if (IsUri(line->value)) {
             SetParameter("VALUE", "uri", line);
         }
         return;
     }
-    const std::string media = Lower(line->value.substr(kDataUri.size(), begin - kDataUri.size()));
+    const std::string media =
+        LowerText(line->value.substr(kDataUri.size(), begin - kDataUri.size()));
     line->value.erase(0, begin + kBase64.size());
     DropParameter("VALUE", line);
     SetParameter("ENCODING", "b", line);
@@ -63,7 +65,7 @@ void BinaryTo3(CVCardLine* line)
     const std::string type = media == "application/pgp-keys"       ? "PGP"
                              : media == "application/pkix-cert"    ? "X509"
                              : media == "application/octet-stream" ? ""
-                                                                   : Upper(kind);
+                                                                   : UpperText(kind);
     if (!type.empty()) {
         SetParameter("TYPE", type, line);
     }

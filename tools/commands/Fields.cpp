@@ -48,8 +48,7 @@ std::string TypesOf(const CListOption& option)
 {
     std::string names;
     for (const std::string_view type : option.types) {
-        names.append(names.empty() ? "" : ", ");
-        std::ranges::transform(type, std::back_inserter(names), LowerAscii<char>);
+        names.append(names.empty() ? "" : ", ").append(LowerText(type));
     }
     return names;
 }

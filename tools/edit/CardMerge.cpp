@@ -1,5 +1,6 @@
 #include "edit/CardMerge.h"
 
+#include "base/Text.h"
 #include "platform/Ascii.h"
 #include "search/TelephoneNumber.h"
 #include "text/Rfc822Address.h"
@@ -11,13 +12,6 @@
 
 namespace
 {
-
-std::string LowerText(std::string_view text)
-{
-    std::string lower(text);
-    std::ranges::transform(lower, lower.begin(), LowerAscii<char>);
-    return lower;
-}
 
 // What two entries of a list have in common if they are one.
 std::string EmailKey(const CVCardLine& line)

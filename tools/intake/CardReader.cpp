@@ -1,9 +1,9 @@
 #include "intake/CardReader.h"
 
+#include "base/Text.h"
 #include "directory/ContentLine.h"
 #include "directory/EmailContentLine.h"
 #include "directory/TextLines.h"
-#include "platform/Ascii.h"
 #include "platform/LastError.h"
 
 #include <algorithm>
@@ -22,8 +22,7 @@ constexpr std::string_view kBase64Characters =
 // The beginning of a line in capitals, without blanks at its end.
 std::string Head(std::string_view line)
 {
-    std::string head(line.substr(0, kHeadBytes));
-    std::ranges::transform(head, head.begin(), UpperAscii<char>);
+    std::string head = UpperText(line.substr(0, kHeadBytes));
     head.erase(head.find_last_not_of(kFoldBlanks) + 1);
     return head;
 }
@@ -42,8 +41,7 @@ CCardReader::EEncoding CCardReader::EncodingOf(std::string_view line)
     if (colon == line.npos) {
         return EEncoding::kUnknown;
     }
-    std::string head(line.substr(0, colon + 1));
-    std::ranges::transform(head, head.begin(), UpperAscii<char>);
+    const std::string head = UpperText(line.substr(0, colon + 1));
     const auto has = [&head](std::string_view text) { return head.find(text) != head.npos; };
     return has(";QUOTED-PRINTABLE") || has("=QUOTED-PRINTABLE") ? EEncoding::kQuotedPrintable
            : has(";BASE64") || has("=BASE64") || has("ENCODING=B:") || has("ENCODING=B;")

@@ -1,6 +1,6 @@
 #include "intake/CsvHeadings.h"
 
-#include "platform/Ascii.h"
+#include "base/Text.h"
 
 #include <algorithm>
 #include <map>
@@ -162,13 +162,6 @@ std::string_view Find(const Table& table, std::string_view name)
     return {};
 }
 
-std::string InSmallLetters(std::string_view text)
-{
-    std::string small(text);
-    std::ranges::transform(small, small.begin(), LowerAscii<char>);
-    return small;
-}
-
 // "phone 1 - value" of Google: kind "phone", item "phone 1", part "value".
 struct CNumbered
 {
@@ -208,7 +201,7 @@ void ForEachValue(std::string_view text, Function function)
 std::string TypesOf(std::string_view label)
 {
     std::string types;
-    for (std::string rest = InSmallLetters(label); !rest.empty();) {
+    for (std::string rest = LowerText(label); !rest.empty();) {
         const std::size_t blank = std::min(rest.find(' '), rest.size());
         const std::string word = rest.substr(0, blank);
         rest.erase(0, blank + 1);
@@ -266,7 +259,7 @@ void AddItem(std::string_view kind, const CItem& item, CFieldCard* card)
     }
     std::string before;
     if (kind == "im") {
-        const std::string service = InSmallLetters(PartOf(item, "service"));
+        const std::string service = LowerText(PartOf(item, "service"));
         const std::string_view scheme = Find(kMessagingSchemes, service);
         before = scheme.empty() ? service : std::string(scheme);
         before += before.empty() ? "" : ":";
@@ -338,7 +331,7 @@ std::string NormalHeading(std::string_view heading)
 {
     constexpr std::string_view kBlanks = " \t";
     heading.remove_prefix(std::min(heading.find_first_not_of(kBlanks), heading.size()));
-    return InSmallLetters(heading.substr(0, heading.find_last_not_of(kBlanks) + 1));
+    return LowerText(heading.substr(0, heading.find_last_not_of(kBlanks) + 1));
 }
 
 bool IsKnownHeading(std::string_view heading)

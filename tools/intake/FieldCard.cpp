@@ -8,13 +8,6 @@
 namespace
 {
 
-std::string_view Trimmed(std::string_view text)
-{
-    constexpr std::string_view kBlanks = " \t\r\n";
-    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
-    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
-}
-
 std::string_view TakeUpTo(char separator, std::string_view* text)
 {
     const std::size_t end = std::min(text->find(separator), text->size());

@@ -1,4 +1,5 @@
 #include "intake/Importer.h"
+#include "base/StdioFile.h"
 #include "cards/Uid.h"
 
 #include "intake/InputText.h"
@@ -11,12 +12,6 @@
 
 namespace
 {
-
-struct CFileCloser
-{
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using CFile = std::unique_ptr<std::FILE, CFileCloser>;
 
 // Of a contact that would be made. A number behind it tells such contacts apart.
 constexpr const char* kNoId = "-";

@@ -1,5 +1,6 @@
 #include "intake/LdifReader.h"
 
+#include "base/Text.h"
 #include "intake/CardReader.h"
 #include "platform/Ascii.h"
 #include "platform/LastError.h"
@@ -114,13 +115,6 @@ constexpr std::string_view kOtherClasses[] = {"organizationalunit", "organizatio
                                               "domain"};
 constexpr const char* kGroup = "a group of contacts";
 
-std::string InSmallLetters(std::string_view text)
-{
-    std::string small(text);
-    std::ranges::transform(small, small.begin(), LowerAscii<char>);
-    return small;
-}
-
 // A line's attribute and its value, which follows ":" as text, "::" in base64, ":<" as a URL.
 struct CAttribute
 {
@@ -138,7 +132,7 @@ bool ReadAttribute(std::string_view line, CAttribute* attribute)
     }
     const std::string_view name = line.substr(0, colon);
     std::string_view value = line.substr(colon + 1);
-    *attribute = {InSmallLetters(name.substr(0, name.find(';'))),
+    *attribute = {LowerText(name.substr(0, name.find(';'))),
                   {},
                   value.starts_with(':'),
                   value.starts_with('<')};
@@ -150,7 +144,7 @@ bool ReadAttribute(std::string_view line, CAttribute* attribute)
 
 void NoteClass(std::string_view value, CImportCard* card)
 {
-    const std::string name = InSmallLetters(value);
+    const std::string name = LowerText(value);
     if (IsIn(kGroupClasses, name)) {
         card->notPerson = kGroup;
     } else if (IsIn(kOtherClasses, name)) {
@@ -166,7 +160,7 @@ bool CLdifReader::IsBeginning(std::string_view head)
         const std::size_t end = std::min(head.find_first_of("\r\n"), head.size());
         const std::string_view line = head.substr(0, end);
         if (!line.empty() && !line.starts_with('#')) {
-            const std::string name = InSmallLetters(line.substr(0, line.find(':') + 1));
+            const std::string name = LowerText(line.substr(0, line.find(':') + 1));
             return name == "dn:" || name == "version:";
         }
         head.remove_prefix(std::min(end + 1, head.size()));

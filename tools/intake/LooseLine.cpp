@@ -19,13 +19,6 @@ bool IsOneOf(std::string_view name, std::span<const std::string_view> names)
         names, [name](std::string_view each) { return EqualIgnoringCase(name, each); });
 }
 
-std::string InCapitals(std::string_view text)
-{
-    std::string capitals(text);
-    std::ranges::transform(capitals, capitals.begin(), UpperAscii<char>);
-    return capitals;
-}
-
 // The parameter that a value without a name belongs to (vCard 2.1, 2.1.2).
 std::string_view NameOfBareValue(std::string_view value)
 {
@@ -66,7 +59,7 @@ void AddParameter(std::string_view parameter, CVCardLine* line)
     const bool isBare = equals == parameter.npos;
     std::string_view values = isBare ? parameter : parameter.substr(equals + 1);
     const std::string name =
-        InCapitals(isBare ? NameOfBareValue(parameter) : parameter.substr(0, equals));
+        UpperText(isBare ? NameOfBareValue(parameter) : parameter.substr(0, equals));
     constexpr std::string_view kSeparators = "\",:";
     if (name.empty() || name.find_first_of(kSeparators) != std::string::npos) {
         return;
@@ -97,7 +90,7 @@ void ReadName(std::string_view text, CVCardLine* line)
 {
     const std::size_t dot = text.find('.');
     line->group = dot == text.npos ? "" : text.substr(0, dot);
-    line->name = InCapitals(dot == text.npos ? text : text.substr(dot + 1));
+    line->name = UpperText(dot == text.npos ? text : text.substr(dot + 1));
 }
 
 const std::string& NameOf(const std::pair<std::string, std::string>& parameter)

@@ -1,6 +1,7 @@
 #include "intake/MessageSender.h"
 
 #include "base/Session.h"
+#include "base/StdioFile.h"
 #include "mailheader/MailHeaderContact.h"
 #include "platform/Ascii.h"
 #include "platform/Errno.h"
@@ -20,11 +21,6 @@ namespace
 {
 
 constexpr std::size_t kMaxHeaderBytes = 1 << 20;
-
-struct CFileCloser
-{
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
 
 bool FailWithLastErrno()
 {
@@ -47,7 +43,7 @@ bool ReadText(const std::string& path, std::string* text)
     if (path == "-") {
         return ReadStream(stdin, text);
     }
-    const std::unique_ptr<std::FILE, CFileCloser> file(std::fopen(path.c_str(), "rbe"));
+    const CFile file(std::fopen(path.c_str(), "rbe"));
     return file == nullptr ? FailWithLastErrno() : ReadStream(file.get(), text);
 }
 

@@ -1,5 +1,6 @@
 #include "intake/VCardSource.h"
 
+#include "base/Text.h"
 #include "intake/LooseLine.h"
 #include "platform/Ascii.h"
 #include "platform/LastError.h"
@@ -24,13 +25,6 @@ constexpr std::string_view kTextLines[] = {"FN",        "NOTE",      "TITLE", "R
 constexpr std::string_view kPartsLines[] = {"N", "ADR", "ORG"};
 constexpr std::string_view kImageLines[] = {"PHOTO", "LOGO", "SOUND", "KEY"};
 constexpr std::string_view kPreferredLines[] = {"EMAIL", "TEL", "ADR", "IMPP"};
-
-std::string_view Trimmed(std::string_view text)
-{
-    constexpr std::string_view kBlanks = " \t\r";
-    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
-    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
-}
 
 bool IsBorder(std::string_view line, std::string_view border)
 {
@@ -116,8 +110,7 @@ void ConvertDataUri(CVCardLine* line)
     }
     std::erase_if(data, [](char c) { return c == ' ' || c == '\t'; });
     head = head.substr(0, head.find(';'));
-    std::string type(head.substr(std::min(head.find('/') + 1, head.size())));
-    std::ranges::transform(type, type.begin(), UpperAscii<char>);
+    const std::string type = UpperText(head.substr(std::min(head.find('/') + 1, head.size())));
     RemoveParameter("VALUE", line);
     RemoveParameter("MEDIATYPE", line);
     line->parameters.emplace_back("ENCODING", "b");

@@ -3,7 +3,6 @@
 #include "base/Session.h"
 #include "base/Stores.h"
 #include "base/Text.h"
-#include "platform/Ascii.h"
 #include "search/AddressSources.h"
 #include "text/Rfc822Address.h"
 
@@ -46,13 +45,6 @@ std::vector<CFound> FindIn(const CAddressEntries& entries, const CSearchWords& w
     return found;
 }
 
-std::string AddressKey(const CAddressEntry& entry)
-{
-    std::string key(entry.address);
-    std::ranges::transform(key, key.begin(), LowerAscii<char>);
-    return key;
-}
-
 } // namespace
 
 void CAddressSearch::Load(bool usesFile)
@@ -85,12 +77,12 @@ std::vector<CAddressSearch::CAnswer> CAddressSearch::Find(const CSearchWords& wo
         const std::vector<CFound> found = FindIn(store.second, words);
         for (; !found.empty() && unread != &store; ++unread) {
             for (const CAddressEntry& entry : unread->second) {
-                before.insert(AddressKey(entry));
+                before.insert(LowerText(entry.address));
             }
         }
         std::unordered_set<std::string> told;
         for (const CFound& one : found) {
-            const std::string key = AddressKey(*one.entry);
+            const std::string key = LowerText(one.entry->address);
             if (!before.contains(key) &&
                 told.insert(key + '\n' + std::string(one.entry->name)).second) {
                 answers.push_back({one.entry, store.first});

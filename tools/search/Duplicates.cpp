@@ -1,5 +1,6 @@
 #include "search/Duplicates.h"
 
+#include "base/Text.h"
 #include "platform/Ascii.h"
 #include "search/Folding.h"
 #include "search/TelephoneNumber.h"
@@ -31,13 +32,6 @@ struct CForm
 
     auto Order() const { return std::tie(key, country, item); }
 };
-
-std::string LowerText(std::string_view text)
-{
-    std::string lower(text);
-    std::ranges::transform(lower, lower.begin(), LowerAscii<char>);
-    return lower;
-}
 
 bool IsWordByte(char c)
 {

@@ -1,5 +1,6 @@
 #include "search/Folding.h"
 
+#include "base/Text.h"
 #include "platform/Ascii.h"
 
 #include <algorithm>
@@ -37,13 +38,6 @@ icu::UnicodeString ToUnicode(std::string_view utf8)
 {
     return icu::UnicodeString::fromUTF8(
         icu::StringPiece(utf8.data(), static_cast<std::int32_t>(utf8.size())));
-}
-
-std::string LowerAsciiText(std::string_view text)
-{
-    std::string lower(text);
-    std::ranges::transform(lower, lower.begin(), LowerAscii<char>);
-    return lower;
 }
 
 // ICU fails here for no other reason: the rules are its own.
@@ -169,7 +163,7 @@ std::vector<std::string> SplitAtBlanks(std::string_view utf8)
 CFoldedText FoldText(std::string_view utf8)
 {
     if (std::ranges::all_of(utf8, IsAsciiByte)) {
-        return {LowerAsciiText(utf8), {}};
+        return {LowerText(utf8), {}};
     }
     const icu::UnicodeString text = ToUnicode(utf8);
     const icu::UnicodeString decomposed = MustSucceed([&](UErrorCode& error) {

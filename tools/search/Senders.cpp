@@ -4,7 +4,6 @@
 #include "base/Stores.h"
 #include "base/Text.h"
 #include "mailheader/MessageSender.h"
-#include "platform/Ascii.h"
 #include "platform/FileTime.h"
 #include "platform/LastError.h"
 #include "server/MailMessage.h"
@@ -31,13 +30,6 @@ double WeightOf(std::uint64_t received)
 {
     const double seconds = static_cast<double>(received) / kFileTimeUnitsPerSecond;
     return std::exp2((seconds - kUnitTimeSeconds) / kHalfLifeSeconds);
-}
-
-std::string InLowerCase(std::string_view address)
-{
-    std::string lower(address);
-    std::ranges::transform(lower, lower.begin(), LowerAscii<char>);
-    return lower;
 }
 
 // The messages of one folder, read where the index does not know them.
@@ -191,7 +183,7 @@ void SumUp(CAddressIndex* index)
         }
         std::size_t& number = sumOf[message.sender];
         if (number == kNone) {
-            number = numbers.emplace(InLowerCase(sender.address), sums.size()).first->second;
+            number = numbers.emplace(LowerText(sender.address), sums.size()).first->second;
             sums.resize(std::max(sums.size(), number + 1));
             AppendFolded(sender.folded, &sums[number].folded);
         }

@@ -1,5 +1,6 @@
 #include "sync/SyncCards.h"
 
+#include "base/StdioFile.h"
 #include "base/Text.h"
 #include "cards/CardContent.h"
 #include "cards/LineParts.h"
@@ -20,15 +21,10 @@
 namespace
 {
 
-struct CFileCloser
-{
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-
 bool ReadOneCard(std::string text, CCard* card, std::string* fault)
 {
     text += '\n'; // fmemopen takes no empty buffer
-    const std::unique_ptr<std::FILE, CFileCloser> file(fmemopen(text.data(), text.size(), "rb"));
+    const CFile file(fmemopen(text.data(), text.size(), "rb"));
     CCard second;
     if (file == nullptr) {
         *fault = "no memory";
@@ -52,7 +48,7 @@ bool ReadOneCard(std::string text, CCard* card, std::string* fault)
 std::string VersionOf(std::string_view card)
 {
     constexpr std::string_view kVersion = "\nVERSION:";
-    const std::size_t begin = Upper(card).find(kVersion);
+    const std::size_t begin = UpperText(card).find(kVersion);
     if (begin == std::string::npos) {
         return {};
     }
@@ -139,5 +135,5 @@ bool StoredDigest(const CVCard& card, std::string* digest)
 
 std::string WithUidLine(std::string text, std::string_view uid)
 {
-    return text.insert(Upper(text).rfind("END:VCARD"), "UID:" + EscapeValue(uid) + "\r\n");
+    return text.insert(UpperText(text).rfind("END:VCARD"), "UID:" + EscapeValue(uid) + "\r\n");
 }
