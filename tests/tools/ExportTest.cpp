@@ -198,8 +198,10 @@ TEST(ExportTest, LinesAreWrittenAsEachVersionHasThem)
               "ADR;TYPE=home;LABEL=1 Elm St^nTown:;;1 Elm St;Town;;;\r\n"
               "END:VCARD\r\n");
     // What the other version has no place for is told.
-    ToVersion3({Line("TEL;PREF=2:+1")}, &notes);
-    EXPECT_EQ(notes, vector<string>{"TEL with PREF=2"});
+    const CVCard preferred =
+        ToVersion3({Line("TEL;PREF=2:+1"), Line("TEL:+2"), Line("TEL;PREF=9:+3")}, &notes);
+    EXPECT_EQ(WriteVCardLine(preferred.front()), "TEL;TYPE=pref:+1") << "the least";
+    EXPECT_EQ(notes, vector<string>{"PREF=9 of TEL"});
 }
 
 TEST(ExportTest, JsonOfOthersIsReadAndAllElseIsRefused)

@@ -112,18 +112,18 @@ TEST(ImportTest, LinesOfAllVersionsBecomeThoseOfTheStore)
         {"a type in quotes, and the most preferred", "4.0",
          "TEL;PREF=2;TYPE=\"home,voice\":1\nTEL;VALUE=uri;PREF=1:tel:+1%2D2;ext=3\n",
          "TEL;TYPE=home,voice:1\nTEL;TYPE=pref:+1-2 ext. 3\n",
-         "made of vCard 4.0; not kept: parameter PREF of TEL"},
+         "made of vCard 4.0; not kept: PREF=2 of TEL"},
         {"URIs", "4.0",
          "EMAIL:mailto:a%40b.c?subject=x\nGEO:geo:1.5,-2;u=3\nIMPP:xmpp:a@b.c\n"
          "PHOTO:data:image/png;base64,AAAA\nLOGO:data:text/plain,a%20b\n",
          "EMAIL:a@b.c\nGEO:1.5;-2\nIMPP:xmpp:a@b.c\nPHOTO;ENCODING=b;TYPE=PNG:AAAA\n"
          "LOGO;ENCODING=b;TYPE=PLAIN:YSBi\n",
          "4.0"},
-        {"lines that the store keeps as they are", "4.0",
+        {"dates, and lines that the store keeps as they are", "4.0",
          "KIND:individual\nANNIVERSARY:20090808\nUID:urn:uuid:1\nBDAY:--0203\nitem1.X-A;B=c:d\\;"
          "e\n",
-         "KIND:individual\nANNIVERSARY:20090808\nUID:urn:uuid:1\nBDAY:--0203\nitem1.X-A;B=c:d\\;"
-         "e\n",
+         "X-ANNIVERSARY:2009-08-08\nUID:urn:uuid:1\nBDAY;X-APPLE-OMIT-YEAR=1604:1604-02-03\n"
+         "item1.X-A;B=c:d\\;e\n",
          "made of vCard 4.0"},
         {"the label of an address", "4.0", "ADR;TYPE=home;LABEL=\"1 A St\\nB\":;;1 A St;B;;;\n",
          "LABEL;TYPE=home:1 A St\\nB\nADR;TYPE=home:;;1 A St;B;;;\n", "4.0"},

@@ -20,12 +20,6 @@
 namespace
 {
 
-bool FailWithLastErrno()
-{
-    SetLastError(ErrorFromErrno(errno));
-    return false;
-}
-
 std::string Editor()
 {
     for (const char* const name : {"VISUAL", "EDITOR"}) {
@@ -88,17 +82,17 @@ bool CTextEditor::Create(const std::string& name, std::string_view text)
         temporary != nullptr && *temporary == '/' ? temporary : std::string("/tmp");
     folder += "/contactmgr-edit-XXXXXX";
     if (mkdtemp(folder.data()) == nullptr) {
-        return FailWithLastErrno();
+        return FailWithErrno();
     }
     m_folder = folder;
     m_path = m_folder + '/' + name;
     std::FILE* const file = std::fopen(m_path.c_str(), "wbe");
     if (file == nullptr) {
-        return FailWithLastErrno();
+        return FailWithErrno();
     }
     const bool isWritten = std::fwrite(text.data(), 1, text.size(), file) == text.size();
-    const bool isWhole = isWritten || FailWithLastErrno();
-    return (std::fclose(file) == 0 || FailWithLastErrno()) && isWhole;
+    const bool isWhole = isWritten || FailWithErrno();
+    return (std::fclose(file) == 0 || FailWithErrno()) && isWhole;
 }
 
 bool CTextEditor::Run(std::string* fault) const
@@ -128,7 +122,7 @@ bool CTextEditor::Read(std::string* text) const
 {
     const CFile file(std::fopen(m_path.c_str(), "rbe"));
     if (file == nullptr) {
-        return FailWithLastErrno();
+        return FailWithErrno();
     }
     std::string read;
     std::array<char, 16 << 10> piece;
@@ -136,7 +130,7 @@ bool CTextEditor::Read(std::string* text) const
         read.append(piece.data(), count);
     }
     if (std::ferror(file.get()) != 0) {
-        return FailWithLastErrno();
+        return FailWithErrno();
     }
     *text = std::move(read);
     return true;

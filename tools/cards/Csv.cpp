@@ -48,12 +48,6 @@ constexpr std::array<std::string_view, 5> kNameColumns = {"Last Name", "First Na
 constexpr std::array<std::string_view, 6> kIgnored = {
     "UID", "REV", "PRODID", "X-LARKMERE-WSSVERSION", "X-LARKMERE-WSSREPLICATIONID", "X-ABLABEL"};
 
-template <class All>
-bool IsAmong(const All& all, std::string_view name)
-{
-    return std::ranges::find(all, name) != all.end();
-}
-
 // What import programs call the types; a star in front marks the preferred one.
 std::string LabelOf(const CVCardLine& line)
 {
@@ -138,7 +132,7 @@ void CCsvTable::AddLine(const CVCardLine& line, CRow* row, std::vector<std::stri
                                  ? ToExtendedDate(line.value)
                                  : "--" + line.value.substr(line.value.find('-') + 1);
     } else if (!line.value.empty() && line.name != "N" && line.name != "FN" &&
-               !IsAmong(kIgnored, line.name)) {
+               !IsIn(kIgnored, line.name)) {
         notes->push_back(line.name);
     }
 }

@@ -52,18 +52,12 @@ constexpr std::array<std::string_view, 5> kStructured = {"N", "ADR", "ORG", "GEN
                                                          "CLIENTPIDMAP"};
 constexpr std::array<std::string_view, 2> kLists = {"CATEGORIES", "NICKNAME"};
 
-template <class All>
-bool IsAmong(const All& all, std::string_view name)
-{
-    return std::ranges::find(all, name) != all.end();
-}
-
 std::string_view DefaultTypeOf(std::string_view name)
 {
     const auto* const found = std::ranges::find(kDefaultTypes, name, &CDefaultType::name);
-    return found != kDefaultTypes.end()                                 ? found->type
-           : IsAmong(kTextNames, name) || IsAmong(kMoreTextNames, name) ? "text"
-                                                                        : "unknown";
+    return found != kDefaultTypes.end()                           ? found->type
+           : IsIn(kTextNames, name) || IsIn(kMoreTextNames, name) ? "text"
+                                                                  : "unknown";
 }
 
 std::string TypeOf(const CVCardLine& line)
@@ -140,14 +134,14 @@ ordered_json ToJson(const CVCardLine& line)
 {
     const std::string type = TypeOf(line);
     ordered_json property = {LowerText(line.name), ParametersToJson(line), type};
-    if (type == "text" && IsAmong(kStructured, line.name)) {
+    if (type == "text" && IsIn(kStructured, line.name)) {
         ordered_json components = ordered_json::array();
         for (const std::string& part : SplitValue(line.value, ';')) {
             components.push_back(Component(part));
         }
         property.push_back(components.size() == 1 ? std::move(components[0])
                                                   : std::move(components));
-    } else if (type == "text" && IsAmong(kLists, line.name)) {
+    } else if (type == "text" && IsIn(kLists, line.name)) {
         for (const std::string& part : SplitValue(line.value, ',')) {
             property.push_back(UnescapeValue(part));
         }

@@ -26,6 +26,24 @@ inline bool IsUri(std::string_view text)
                "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789+-.") == colon;
 }
 
+// The text of a value whose escapes are not to be relied on: a backslash that begins none of ; , :
+// \ n is one. So programs write values of vCard 2.1, and labels in a parameter.
+inline std::string LooseText(std::string_view value)
+{
+    constexpr std::string_view kEscaped = ";,:\\nN";
+    std::string text;
+    for (std::size_t i = 0; i < value.size(); ++i) {
+        const char next = i + 1 < value.size() ? value[i + 1] : '\0';
+        if (value[i] == '\\' && next != '\0' && kEscaped.find(next) != kEscaped.npos) {
+            text += next == 'n' || next == 'N' ? '\n' : next;
+            ++i;
+        } else {
+            text += value[i];
+        }
+    }
+    return text;
+}
+
 inline void DropParameter(std::string_view name, CVCardLine* line)
 {
     std::erase_if(line->parameters, [name](const auto& each) { return each.first == name; });

@@ -1,13 +1,17 @@
 #include "cards/VCard4.h"
 
 #include "base/Text.h"
+#include "cards/CardUri.h"
 #include "cards/LineParts.h"
 #include "cards/VCardBinary.h"
 #include "cards/VCardDate.h"
 
 #include <algorithm>
 #include <array>
+#include <charconv>
+#include <map>
 #include <set>
+#include <span>
 #include <utility>
 
 namespace
@@ -125,14 +129,8 @@ void SpecialTo4(CVCardLine* line)
 void SpecialTo3(CVCardLine* line)
 {
     const std::string value = LowerText(line->Parameter("VALUE"));
-    if (line->name == "GEO" && line->value.starts_with("geo:")) {
-        line->value.erase(0, 4);
-        const std::size_t comma = line->value.find(',');
-        const std::size_t escaped = line->value.find("\\,");
-        if (comma != std::string::npos) {
-            line->value.replace(escaped == std::string::npos ? comma : escaped,
-                                escaped == std::string::npos ? 1 : 2, ";");
-        }
+    if (line->name == "GEO") {
+        PositionTo3(&line->value);
     } else if (line->name == "TZ" && IsOffset(line->value)) {
         line->value = ToExtendedOffset(line->value);
         DropParameter("VALUE", line);
@@ -144,8 +142,8 @@ void SpecialTo3(CVCardLine* line)
         } else {
             SetParameter("VALUE", "uri", line);
         }
-    } else if (line->name == "TEL" && LowerText(line->value.substr(0, 4)) == "tel:") {
-        line->value.erase(0, 4);
+    } else if (line->name == "TEL" && IsUri(line->value)) {
+        TelephoneTo3(&line->value);
         DropParameter("VALUE", line);
     } else if (IsBinary(*line)) {
         BinaryTo3(line);
@@ -157,15 +155,37 @@ void SpecialTo3(CVCardLine* line)
     }
 }
 
-void TypesTo3(CVCardLine* line, std::vector<std::string>* notes)
+// PREF=1 is the most preferred line of its name, PREF=100 the least; 0 for none.
+int Preference(const CVCardLine& line)
 {
-    const std::string preference(line->Parameter("PREF"));
-    if (preference == "1") {
-        line->parameters.emplace_back("TYPE", "pref");
-    } else if (!preference.empty()) {
-        notes->push_back(line->name + " with PREF=" + preference);
+    const std::string_view text = line.Parameter("PREF");
+    int preference = 0;
+    std::from_chars(text.data(), text.data() + text.size(), preference);
+    return preference;
+}
+
+// 3.0 knows which line is preferred, and no order of the others.
+void PreferencesTo3(CVCard* card, std::vector<std::string>* notes)
+{
+    std::map<std::string_view, int> best; // by the names of lines
+    for (const CVCardLine& line : *card) {
+        const int preference = Preference(line);
+        if (preference > 0) {
+            int& least = best.try_emplace(line.name, preference).first->second;
+            least = std::min(least, preference);
+        }
     }
-    DropParameter("PREF", line);
+    for (CVCardLine& line : *card) {
+        const std::string text(line.Parameter("PREF"));
+        const auto found = best.find(line.name);
+        DropParameter("PREF", &line);
+        if (found != best.end() && text == std::to_string(found->second)) {
+            line.parameters.emplace_back("TYPE", "pref");
+            found->second = 0; // one alone
+        } else if (!text.empty()) {
+            notes->push_back("PREF=" + text + " of " + line.name);
+        }
+    }
 }
 
 // The labels of addresses stand in lines of their own in 3.0.
@@ -198,7 +218,7 @@ void LabelTo3(CVCardLine* line, CVCard* card)
         line->name = "LABEL";
     } else if (line->name == "ADR" && !label.empty()) {
         DropParameter("LABEL", line);
-        CVCardLine added{line->group, "LABEL", {}, EscapeValue(label)};
+        CVCardLine added{line->group, "LABEL", {}, EscapeValue(LooseText(label))};
         std::ranges::copy_if(line->parameters, std::back_inserter(added.parameters),
                              [](const auto& parameter) { return parameter.first == "TYPE"; });
         card->push_back(std::move(added));
@@ -225,21 +245,36 @@ void SortStringTo3(CVCardLine* line, CVCard* card)
     }
 }
 
-// The components of N in the order in which they are spoken.
-std::string NameOf(const CVCardLine& line)
+// The parts of a value that are not empty, in an order, with blanks between.
+std::string JoinParts(std::string_view value, std::span<const std::size_t> order)
 {
-    std::vector<std::string> parts = SplitValue(line.value, ';');
-    parts.resize(5);
-    std::string name;
-    for (const std::size_t index : {3U, 1U, 2U, 0U, 4U}) {
-        if (!parts[index].empty()) {
-            name.append(name.empty() ? "" : " ").append(parts[index]);
+    const std::vector<std::string> parts = SplitValue(value, ';');
+    std::string text;
+    for (const std::size_t part : order) {
+        if (part < parts.size() && !parts[part].empty()) {
+            text.append(text.empty() ? "" : " ").append(parts[part]);
         }
     }
-    return name;
+    return text;
 }
 
 } // namespace
+
+std::string MakeFullName(const CVCard& card)
+{
+    static constexpr std::array<std::size_t, 5> kSpoken = {3, 1, 2, 0, 4}; // the parts of N
+    static constexpr std::array<std::size_t, 1> kFirst = {0};
+    static constexpr std::pair<std::string_view, std::span<const std::size_t>> kSources[] = {
+        {"N", kSpoken}, {"NICKNAME", kFirst}, {"ORG", kFirst}, {"EMAIL", kFirst}, {"TEL", kFirst}};
+    for (const auto& [name, order] : kSources) {
+        const CVCardLine* const line = FindLine(card, name);
+        std::string text = line == nullptr ? std::string() : JoinParts(line->value, order);
+        if (!text.empty()) {
+            return text;
+        }
+    }
+    return {};
+}
 
 void AddName(CVCard* card)
 {
@@ -247,20 +282,12 @@ void AddName(CVCard* card)
     if (name != card->end() && !name->value.empty()) {
         return;
     }
-    std::string found;
-    for (const std::string_view source : {"N", "ORG", "NICKNAME", "EMAIL", "TEL"}) {
-        const CVCardLine* const line = FindLine(*card, source);
-        if (line != nullptr && found.empty()) {
-            found = source == "N"     ? NameOf(*line)
-                    : source == "ORG" ? SplitValue(line->value, ';').front()
-                                      : line->value;
-        }
-    }
-    found = found.empty() ? "Unnamed" : found;
+    std::string made = MakeFullName(*card);
+    made = made.empty() ? "Unnamed" : made;
     if (name == card->end()) {
-        card->insert(card->begin(), {{}, "FN", {}, found});
+        card->insert(card->begin(), {{}, "FN", {}, made});
     } else {
-        name->value = found;
+        name->value = made;
     }
 }
 
@@ -314,10 +341,10 @@ CVCard ToVersion3(const CVCard& card, std::vector<std::string>* notes)
             Rename(&line, false);
         }
         SpecialTo3(&line);
-        TypesTo3(&line, notes);
         LabelTo3(&line, &converted);
         SortStringTo3(&line, &converted);
         converted.push_back(std::move(line));
     }
+    PreferencesTo3(&converted, notes);
     return converted;
 }

@@ -8,7 +8,7 @@
 // Cards of vCard 3.0 (RFC 2426) as vCard 4.0 (RFC 6350), and back.
 //
 //   3.0                                  4.0
-//   TYPE=pref                            PREF=1
+//   TYPE=pref                            PREF=1; back: the line with the least PREF of its name
 //   TYPE=HOME                            TYPE=home
 //   EMAIL;TYPE=internet                  EMAIL
 //   PHOTO;ENCODING=b;TYPE=JPEG:...       PHOTO:data:image/jpeg;base64,...
@@ -29,6 +29,9 @@
 CVCard ToVersion4(const CVCard& card, std::vector<std::string>* notes);
 CVCard ToVersion3(const CVCard& card, std::vector<std::string>* notes);
 
-// Gives a card without an FN line, or with an empty one, one from its name, organization, nickname,
-// address or number.
+// The value of an FN line for a card without one: its name, nickname, organisation, address or
+// number. Empty if it has none of these.
+std::string MakeFullName(const CVCard& card);
+
+// Gives a card without an FN line, or with an empty one, that one, and at the worst "Unnamed".
 void AddName(CVCard* card);

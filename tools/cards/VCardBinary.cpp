@@ -2,12 +2,13 @@
 
 #include "base/Text.h"
 #include "cards/LineParts.h"
+#include "text/TransferEncoding.h"
 
 namespace
 {
 
 constexpr std::string_view kDataUri = "data:";
-constexpr std::string_view kBase64 = ";base64,";
+constexpr std::string_view kBase64 = ";base64";
 
 std::string MediaTypeOf(const CVCardLine& line)
 {
@@ -27,6 +28,13 @@ std::string MediaTypeOf(const CVCardLine& line)
                                                    : "application/octet-stream";
 }
 
+// Empty for a text that is no media type.
+std::string_view SubtypeOf(std::string_view media)
+{
+    const std::size_t slash = media.find('/');
+    return slash == media.npos ? std::string_view() : media.substr(slash + 1);
+}
+
 } // namespace
 
 bool IsBinary(const CVCardLine& line)
@@ -43,29 +51,37 @@ void BinaryTo4(CVCardLine* line)
     DropParameter("ENCODING", line);
     DropParameter("TYPE", line);
     std::erase(line->value, ' ');
-    line->value = std::string(kDataUri) + media + std::string(kBase64) + line->value;
+    line->value = std::string(kDataUri) + media + std::string(kBase64) + ',' + line->value;
+}
+
+bool HasDataUri(const CVCardLine& line)
+{
+    return IsBinary(line) && line.value.find(',') != std::string::npos &&
+           EqualIgnoringCase(std::string_view(line.value).substr(0, kDataUri.size()), kDataUri);
 }
 
 void BinaryTo3(CVCardLine* line)
 {
-    const std::size_t begin = line->value.find(kBase64);
-    if (!LowerText(line->value.substr(0, kDataUri.size())).starts_with(kDataUri) ||
-        begin == std::string::npos) {
+    if (!HasDataUri(*line)) {
         if (IsUri(line->value)) {
             SetParameter("VALUE", "uri", line);
         }
         return;
     }
-    const std::string media =
-        LowerText(line->value.substr(kDataUri.size(), begin - kDataUri.size()));
-    line->value.erase(0, begin + kBase64.size());
+    const std::size_t comma = line->value.find(',');
+    const std::string head =
+        LowerText(line->value.substr(kDataUri.size(), comma - kDataUri.size()));
+    const std::string data = DecodePercent(std::string_view(line->value).substr(comma + 1));
+    line->value = head.ends_with(kBase64) ? data : EncodeBase64(data);
+    std::erase_if(line->value, [](char c) { return c == ' ' || c == '\t'; });
     DropParameter("VALUE", line);
+    DropParameter("MEDIATYPE", line);
     SetParameter("ENCODING", "b", line);
-    const std::string kind = media.substr(media.find('/') + 1);
+    const std::string media = head.substr(0, head.find(';'));
     const std::string type = media == "application/pgp-keys"       ? "PGP"
                              : media == "application/pkix-cert"    ? "X509"
                              : media == "application/octet-stream" ? ""
-                                                                   : UpperText(kind);
+                                                                   : UpperText(SubtypeOf(media));
     if (!type.empty()) {
         SetParameter("TYPE", type, line);
     }

@@ -60,8 +60,8 @@ void AddParameter(std::string_view parameter, CVCardLine* line)
     std::string_view values = isBare ? parameter : parameter.substr(equals + 1);
     const std::string name =
         UpperText(isBare ? NameOfBareValue(parameter) : parameter.substr(0, equals));
-    constexpr std::string_view kSeparators = "\",:";
-    if (name.empty() || name.find_first_of(kSeparators) != std::string::npos) {
+    constexpr std::string_view kNotInNames = "\",:";
+    if (name.empty() || name.find_first_of(kNotInNames) != std::string::npos) {
         return;
     }
     while (true) {

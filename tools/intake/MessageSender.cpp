@@ -22,12 +22,6 @@ namespace
 
 constexpr std::size_t kMaxHeaderBytes = 1 << 20;
 
-bool FailWithLastErrno()
-{
-    SetLastError(ErrorFromErrno(errno));
-    return false;
-}
-
 // Of a longer text only the beginning is kept.
 bool ReadStream(std::FILE* stream, std::string* text)
 {
@@ -35,7 +29,7 @@ bool ReadStream(std::FILE* stream, std::string* text)
     while (const std::size_t count = std::fread(piece.data(), 1, piece.size(), stream)) {
         text->append(piece.data(), std::min(count, kMaxHeaderBytes - text->size()));
     }
-    return std::ferror(stream) == 0 || FailWithLastErrno();
+    return std::ferror(stream) == 0 || FailWithErrno();
 }
 
 bool ReadText(const std::string& path, std::string* text)
@@ -44,7 +38,7 @@ bool ReadText(const std::string& path, std::string* text)
         return ReadStream(stdin, text);
     }
     const CFile file(std::fopen(path.c_str(), "rbe"));
-    return file == nullptr ? FailWithLastErrno() : ReadStream(file.get(), text);
+    return file == nullptr ? FailWithErrno() : ReadStream(file.get(), text);
 }
 
 bool FindField(std::string_view text, const char* name, std::string* value)

@@ -1,5 +1,7 @@
 #include "intake/ImportCard.h"
 
+#include "cards/CardUri.h"
+#include "cards/VCard4.h"
 #include "directory/TypeParameter.h"
 #include "platform/Ascii.h"
 #include "text/Rfc822Address.h"
@@ -7,7 +9,6 @@
 #include "text/Utf8.h"
 
 #include <algorithm>
-#include <array>
 #include <optional>
 #include <span>
 #include <utility>
@@ -138,31 +139,6 @@ void FitParameters(const CTypedLine& typed, CVCardLine* line, CImportCard* card)
     }
 }
 
-bool TakeScheme(std::string_view scheme, std::string* value)
-{
-    if (!EqualIgnoringCase(std::string_view(*value).substr(0, scheme.size()), scheme)) {
-        return false;
-    }
-    value->erase(0, scheme.size());
-    return true;
-}
-
-// tel:+1-555;ext=10 (RFC 3966) becomes "+1-555 ext. 10".
-void FitNumber(std::string* number)
-{
-    if (!TakeScheme("tel:", number)) {
-        return;
-    }
-    std::string text = number->substr(0, number->find(';'));
-    constexpr std::string_view kExtension = ";ext=";
-    const std::size_t extension = number->find(kExtension);
-    if (extension != std::string::npos) {
-        const std::size_t begin = extension + kExtension.size();
-        text += " ext. " + number->substr(begin, number->find(';', begin) - begin);
-    }
-    *number = DecodePercent(text);
-}
-
 void FitAddress(std::string* address)
 {
     constexpr std::string_view kBlanks = " \t";
@@ -215,44 +191,11 @@ bool FitLine(const CVCardLine* fullName, CVCardLine* line, CImportCard* card)
     }
     FitParameters(*typed, line, card);
     if (line->name == "TEL") {
-        FitNumber(&line->value);
+        TelephoneTo3(&line->value);
     } else if (line->name == "ADR") {
         FitAddressParts(line, card);
     }
     return line->name != "EMAIL" || FitEmail(fullName, line, card);
-}
-
-// The parts of a value that are not empty, in an order, with blanks between.
-std::string JoinParts(std::string_view value, std::span<const std::size_t> order)
-{
-    const std::vector<std::string> parts = SplitValue(value, ';');
-    std::string text;
-    for (const std::size_t part : order) {
-        if (part < parts.size() && !parts[part].empty()) {
-            text.append(text.empty() ? "" : " ").append(parts[part]);
-        }
-    }
-    return text;
-}
-
-std::string MakeFullName(const CVCard& card)
-{
-    static constexpr std::array<std::size_t, 5> kNameOrder = {3, 1, 2, 0, 4};
-    static constexpr std::array<std::size_t, 1> kFirst = {0};
-    static constexpr std::pair<std::string_view, std::span<const std::size_t>> kSources[] = {
-        {"N", kNameOrder},
-        {"NICKNAME", kFirst},
-        {"ORG", kFirst},
-        {"EMAIL", kFirst},
-        {"TEL", kFirst}};
-    for (const auto& [name, order] : kSources) {
-        const CVCardLine* const line = FindLine(card, name);
-        std::string text = line == nullptr ? std::string() : JoinParts(line->value, order);
-        if (!text.empty()) {
-            return text;
-        }
-    }
-    return {};
 }
 
 // RFC 2426 wants both lines in each card, and lists show the full name.

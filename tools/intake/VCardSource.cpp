@@ -1,14 +1,16 @@
 #include "intake/VCardSource.h"
 
 #include "base/Text.h"
+#include "cards/CardUri.h"
+#include "cards/LineParts.h"
+#include "cards/VCard4.h"
+#include "cards/VCardBinary.h"
 #include "intake/LooseLine.h"
 #include "platform/Ascii.h"
 #include "platform/LastError.h"
-#include "text/TransferEncoding.h"
 #include "text/Utf8.h"
 
 #include <algorithm>
-#include <charconv>
 #include <utility>
 
 namespace
@@ -23,8 +25,6 @@ constexpr std::string_view kTextLines[] = {"FN",        "NOTE",      "TITLE", "R
                                            "LABEL",     "MAILER",    "AGENT", "SORT-STRING",
                                            "X-FILE-AS", "X-ALT-NOTE"};
 constexpr std::string_view kPartsLines[] = {"N", "ADR", "ORG"};
-constexpr std::string_view kImageLines[] = {"PHOTO", "LOGO", "SOUND", "KEY"};
-constexpr std::string_view kPreferredLines[] = {"EMAIL", "TEL", "ADR", "IMPP"};
 
 bool IsBorder(std::string_view line, std::string_view border)
 {
@@ -52,121 +52,17 @@ std::string_view TakeCard(std::string_view* text)
     return begin.substr(0, begin.size() - text->size());
 }
 
-// The text of a value of vCard 2.1. Only \; stands in its grammar, but programs write the others
-// too; any other backslash is one.
-std::string PlainText(std::string_view value)
-{
-    constexpr std::string_view kEscaped = ";,:\\nN";
-    std::string text;
-    for (std::size_t i = 0; i < value.size(); ++i) {
-        const char next = i + 1 < value.size() ? value[i + 1] : '\0';
-        if (value[i] == '\\' && next != '\0' && kEscaped.find(next) != kEscaped.npos) {
-            text += next == 'n' || next == 'N' ? '\n' : next;
-            ++i;
-        } else {
-            text += value[i];
-        }
-    }
-    return text;
-}
-
 void ConvertOldValue(CVCardLine* line)
 {
     if (IsIn(kTextLines, line->name)) {
-        line->value = EscapeValue(PlainText(line->value));
+        line->value = EscapeValue(LooseText(line->value));
     } else if (IsIn(kPartsLines, line->name)) {
         std::string value;
         for (const std::string& part : SplitValue(line->value, ';')) {
-            value.append(EscapeValue(PlainText(part))).append(1, ';');
+            value.append(EscapeValue(LooseText(part))).append(1, ';');
         }
         value.pop_back();
         line->value = value;
-    }
-}
-
-void RemoveParameter(std::string_view name, CVCardLine* line)
-{
-    std::erase_if(line->parameters,
-                  [name](const auto& parameter) { return parameter.first == name; });
-}
-
-// data:image/jpeg;base64,... (RFC 2397) as vCard 3.0 has it.
-void ConvertDataUri(CVCardLine* line)
-{
-    constexpr std::string_view kScheme = "data:";
-    const std::string_view value = line->value;
-    const std::size_t comma = value.find(',');
-    if (!IsIn(kImageLines, line->name) || comma == value.npos ||
-        !EqualIgnoringCase(value.substr(0, kScheme.size()), kScheme)) {
-        return;
-    }
-    std::string_view head = value.substr(kScheme.size(), comma - kScheme.size());
-    std::string data = DecodePercent(value.substr(comma + 1));
-    constexpr std::string_view kBase64 = ";base64";
-    if (head.ends_with(kBase64)) {
-        head.remove_suffix(kBase64.size());
-    } else {
-        data = EncodeBase64(data);
-    }
-    std::erase_if(data, [](char c) { return c == ' ' || c == '\t'; });
-    head = head.substr(0, head.find(';'));
-    const std::string type = UpperText(head.substr(std::min(head.find('/') + 1, head.size())));
-    RemoveParameter("VALUE", line);
-    RemoveParameter("MEDIATYPE", line);
-    line->parameters.emplace_back("ENCODING", "b");
-    if (!type.empty()) {
-        line->parameters.emplace_back("TYPE", type);
-    }
-    line->value = data;
-}
-
-// geo:37.386,-122.083 (RFC 5870) as vCard 3.0 has it.
-void ConvertGeoUri(CVCardLine* line)
-{
-    constexpr std::string_view kScheme = "geo:";
-    if (line->name == "GEO" && line->value.starts_with(kScheme)) {
-        line->value = line->value.substr(kScheme.size(), line->value.find(';') - kScheme.size());
-        std::ranges::replace(line->value, ',', ';');
-    }
-}
-
-// The label of an address is a line of its own in vCard 3.0.
-void MoveLabel(CVCardLine* line, CVCard* card)
-{
-    const std::string label(line->name == "ADR" ? line->Parameter("LABEL") : "");
-    if (label.empty()) {
-        return;
-    }
-    RemoveParameter("LABEL", line);
-    CVCardLine moved = {line->group, "LABEL", {}, EscapeValue(PlainText(label))};
-    std::ranges::copy_if(line->parameters, std::back_inserter(moved.parameters),
-                         [](const auto& parameter) { return parameter.first == "TYPE"; });
-    card->push_back(std::move(moved));
-}
-
-// PREF=1 is the most preferred line of its name, PREF=100 the least.
-int Preference(const CVCardLine& line)
-{
-    const std::string_view text = line.Parameter("PREF");
-    int preference = 0;
-    std::from_chars(text.data(), text.data() + text.size(), preference);
-    return preference;
-}
-
-void ConvertPreferences(CVCard* card)
-{
-    for (const std::string_view name : kPreferredLines) {
-        CVCardLine* best = nullptr;
-        for (CVCardLine& line : *card) {
-            if (line.name == name && Preference(line) > 0 &&
-                (best == nullptr || Preference(line) < Preference(*best))) {
-                best = &line;
-            }
-        }
-        if (best != nullptr) {
-            RemoveParameter("PREF", best);
-            best->parameters.emplace_back("TYPE", "pref");
-        }
     }
 }
 
@@ -224,7 +120,13 @@ public:
                 AddLine(TakeLine(&text));
             }
         }
-        ConvertPreferences(&m_card->card);
+        if (version == "4.0") {
+            std::vector<std::string> notes;
+            m_card->card = ToVersion3(m_card->card, &notes);
+            for (std::string& note : notes) {
+                m_card->AddLoss(std::move(note));
+            }
+        }
         NameAgent();
     }
 
@@ -258,9 +160,11 @@ private:
         if (m_isOld) {
             ConvertOldValue(&line);
         }
-        ConvertDataUri(&line);
-        ConvertGeoUri(&line);
-        MoveLabel(&line, &m_card->card);
+        if (HasDataUri(line)) {
+            BinaryTo3(&line);
+        } else if (line.name == "GEO") {
+            PositionTo3(&line.value);
+        }
         if (IsGroupMark(line)) {
             m_card->notPerson = "a group of contacts";
         }

@@ -1,5 +1,6 @@
 #include "search/AddressIndex.h"
 
+#include "platform/Descriptor.h"
 #include "search/ByteText.h"
 
 #include <array>
@@ -69,49 +70,23 @@ std::string CacheFolder()
     return isOwn ? folder : "";
 }
 
-bool ReadAt(int file, std::uint64_t begin, std::uint64_t size, char* text)
-{
-    while (size > 0) {
-        const ssize_t count = pread(file, text, size, static_cast<off_t>(begin));
-        if (count <= 0) {
-            return false;
-        }
-        text += count;
-        begin += static_cast<std::uint64_t>(count);
-        size -= static_cast<std::uint64_t>(count);
-    }
-    return true;
-}
-
 // False for a file that is not the user's own, of another layout, or cut off.
 bool ReadHeader(int file, CHeader* header)
 {
     struct stat status = {};
     return fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid() &&
-           ReadAt(file, 0, sizeof(*header), reinterpret_cast<char*>(header)) &&
+           ReadAll(file, reinterpret_cast<char*>(header), sizeof(*header), 0) &&
            header->magic == kMagic && header->entriesSize <= kLargestSection &&
            header->messagesSize <= kLargestSection &&
            static_cast<std::uint64_t>(status.st_size) ==
                sizeof(*header) + header->entriesSize + header->messagesSize;
 }
 
-bool WriteAll(int file, std::string_view text)
-{
-    while (!text.empty()) {
-        const ssize_t count = write(file, text.data(), text.size());
-        if (count < 0) {
-            return false;
-        }
-        text.remove_prefix(static_cast<std::size_t>(count));
-    }
-    return true;
-}
-
 bool ReadSection(int file, std::uint64_t begin, std::uint64_t size, std::uint64_t checksum,
                  std::string* section)
 {
     section->resize(size);
-    return ReadAt(file, begin, size, section->data()) && Checksum(*section) == checksum;
+    return ReadAll(file, section->data(), size, begin) && Checksum(*section) == checksum;
 }
 
 void AddFolded(const CFoldedView& folded, CByteWriter* writer)
@@ -254,23 +229,16 @@ CAddressIndexFile::CAddressIndexFile(std::string key) : m_key(std::move(key))
     m_path = folder + '/' + name.data() + kExtension;
 }
 
-CAddressIndexFile::~CAddressIndexFile()
-{
-    if (m_file >= 0) {
-        close(m_file);
-    }
-}
-
 bool CAddressIndexFile::Read(CAddressIndex* index)
 {
     if (m_path.empty()) {
         return false;
     }
-    m_file = open(m_path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    m_file = CDescriptor(open(m_path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     CHeader header;
     std::string section;
-    if (m_file < 0 || !ReadHeader(m_file, &header) ||
-        !ReadSection(m_file, sizeof(header), header.entriesSize, header.entriesChecksum,
+    if (!m_file.IsOpen() || !ReadHeader(m_file.Get(), &header) ||
+        !ReadSection(m_file.Get(), sizeof(header), header.entriesSize, header.entriesChecksum,
                      &section)) {
         return false;
     }
@@ -300,7 +268,7 @@ bool CAddressIndexFile::ReadMessages(CAddressIndex* index)
 {
     std::string section;
     if (m_messagesBegin == 0 ||
-        !ReadSection(m_file, m_messagesBegin, m_messagesSize, m_messagesChecksum, &section)) {
+        !ReadSection(m_file.Get(), m_messagesBegin, m_messagesSize, m_messagesChecksum, &section)) {
         return false;
     }
     CByteReader reader(index->Keep(std::move(section)));
@@ -338,13 +306,14 @@ void CAddressIndexFile::Write(const CAddressIndex& index) const
                             Checksum(messages)};
     RemoveLeftFiles(m_path);
     std::string path = m_path + ".XXXXXX";
-    const int file = mkostemp(path.data(), O_CLOEXEC);
-    if (file < 0) {
+    CDescriptor file(mkostemp(path.data(), O_CLOEXEC));
+    if (!file.IsOpen()) {
         return;
     }
-    bool isWritten = WriteAll(file, {reinterpret_cast<const char*>(&header), sizeof(header)}) &&
-                     WriteAll(file, entries) && WriteAll(file, messages);
-    isWritten = close(file) == 0 && isWritten;
+    const std::string_view head(reinterpret_cast<const char*>(&header), sizeof(header));
+    const bool isWritten =
+        WriteAll(file.Get(), head, 0) && WriteAll(file.Get(), entries, head.size()) &&
+        WriteAll(file.Get(), messages, head.size() + entries.size()) && file.Close();
     if (!isWritten || rename(path.c_str(), m_path.c_str()) != 0) {
         unlink(path.c_str());
     }

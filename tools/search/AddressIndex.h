@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Descriptor.h"
 #include "search/Folding.h"
 
 #include <cstddef>
@@ -112,7 +113,6 @@ public:
     explicit CAddressIndexFile(std::string key);
     CAddressIndexFile(const CAddressIndexFile&) = delete;
     CAddressIndexFile& operator=(const CAddressIndexFile&) = delete;
-    ~CAddressIndexFile();
 
     // Fills all of a new index but the messages. After false the index is not to be used.
     bool Read(CAddressIndex* index);
@@ -126,7 +126,7 @@ public:
 private:
     const std::string m_key;
     std::string m_path; // empty: no file
-    int m_file = -1;
+    CDescriptor m_file;
     std::uint64_t m_messagesBegin = 0;
     std::uint64_t m_messagesSize = 0;
     std::uint64_t m_messagesChecksum = 0;

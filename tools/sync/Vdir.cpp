@@ -29,25 +29,6 @@ constexpr mode_t kFolderMode = 0770;
 // Of no file that can be read.
 constexpr CFileMark kNoMark = {0, -1, 0};
 
-class CDescriptor
-{
-public:
-    explicit CDescriptor(int descriptor) : m_descriptor(descriptor) {}
-    ~CDescriptor()
-    {
-        if (m_descriptor >= 0) {
-            close(m_descriptor);
-        }
-    }
-    CDescriptor(const CDescriptor&) = delete;
-    CDescriptor& operator=(const CDescriptor&) = delete;
-
-    operator int() const { return m_descriptor; }
-
-private:
-    int m_descriptor;
-};
-
 CFileMark MarkOf(const struct stat& status)
 {
     constexpr std::int64_t kNanoseconds = 1'000'000'000;
@@ -61,7 +42,7 @@ bool IsCardName(std::string_view name)
     return !name.starts_with('.') && name.ends_with(kSuffix);
 }
 
-bool ReadAll(int descriptor, std::uint64_t most, std::string* text)
+bool ReadWhole(int descriptor, std::uint64_t most, std::string* text)
 {
     constexpr std::size_t kPieceBytes = 64 << 10;
     text->clear();
@@ -83,18 +64,6 @@ bool ReadAll(int descriptor, std::uint64_t most, std::string* text)
     }
 }
 
-bool WriteAll(int descriptor, std::string_view text)
-{
-    while (!text.empty()) {
-        const ssize_t count = write(descriptor, text.data(), text.size());
-        if (count < 0 && errno != EINTR) {
-            return FailWithErrno();
-        }
-        text.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
-    }
-    return true;
-}
-
 // A file that takes the place of another one is open to the same users.
 bool KeepMode(int descriptor, const std::string& replaced)
 {
@@ -108,13 +77,13 @@ bool WriteNewFile(const std::string& path, const std::string& replaced, std::str
                   bool isFlushed, CFileMark* mark)
 {
     const CDescriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kFileMode));
-    if (file < 0) {
+    if (!file.IsOpen()) {
         return FailWithErrno(path.c_str());
     }
     struct stat status;
-    if (KeepMode(file, replaced) && WriteAll(file, text) &&
-        ((!isFlushed || fsync(file) == 0) || FailWithErrno()) &&
-        (fstat(file, &status) == 0 || FailWithErrno())) {
+    if (KeepMode(file.Get(), replaced) && (WriteAll(file.Get(), text, 0) || FailWithErrno()) &&
+        ((!isFlushed || fsync(file.Get()) == 0) || FailWithErrno()) &&
+        (fstat(file.Get(), &status) == 0 || FailWithErrno())) {
         *mark = MarkOf(status);
         return true;
     }
@@ -133,13 +102,6 @@ CVdir::CVdir(std::string folder) : m_folder(std::move(folder))
     }
 }
 
-CVdir::~CVdir()
-{
-    if (m_descriptor >= 0) {
-        close(m_descriptor);
-    }
-}
-
 std::string CVdir::StagedName(const std::string& name)
 {
     return std::string(kStagedPrefix).append(name).append(kStagedSuffix);
@@ -152,11 +114,11 @@ bool CVdir::Make() const
 
 bool CVdir::Open()
 {
-    m_descriptor = open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (m_descriptor < 0) {
+    m_descriptor = CDescriptor(open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!m_descriptor.IsOpen()) {
         return FailWithErrnoOfFolder();
     }
-    if (flock(m_descriptor, LOCK_EX | LOCK_NB) != 0) {
+    if (flock(m_descriptor.Get(), LOCK_EX | LOCK_NB) != 0) {
         if (errno != EWOULDBLOCK) {
             return FailWithErrno();
         }
@@ -200,11 +162,11 @@ bool CVdir::Read(const std::string& name, std::string* text, CFileMark* mark) co
 {
     const CDescriptor file(open(PathOf(name).c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
     struct stat status;
-    if (file < 0 || fstat(file, &status) != 0) {
+    if (!file.IsOpen() || fstat(file.Get(), &status) != 0) {
         return FailWithErrno();
     }
     *mark = MarkOf(status);
-    return ReadAll(file, kMaxCardBytes, text);
+    return ReadWhole(file.Get(), kMaxCardBytes, text);
 }
 
 bool CVdir::Exists(const std::string& name) const
@@ -229,7 +191,7 @@ bool CVdir::Stage(const std::string& name, std::string_view text, CFileMark* mar
 
 bool CVdir::FlushStaged()
 {
-    return syncfs(m_descriptor) == 0 || FailWithErrno();
+    return syncfs(m_descriptor.Get()) == 0 || FailWithErrno();
 }
 
 bool CVdir::Commit(const std::string& name)
@@ -249,7 +211,7 @@ bool CVdir::Remove(const std::string& name)
 
 bool CVdir::Flush()
 {
-    return fsync(m_descriptor) == 0 || FailWithErrno();
+    return fsync(m_descriptor.Get()) == 0 || FailWithErrno();
 }
 
 std::string VdirNameOf(std::string_view uid)
@@ -276,11 +238,11 @@ bool ReplaceFile(const std::string& path, std::string_view text)
     const std::string folder = std::filesystem::path(path).parent_path().string();
     const CDescriptor opened(
         open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return (opened >= 0 && fsync(opened) == 0) || FailWithErrno();
+    return (opened.IsOpen() && fsync(opened.Get()) == 0) || FailWithErrno();
 }
 
 bool ReadWholeFile(const std::string& path, std::string* text)
 {
     const CDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    return file < 0 ? FailWithErrno() : ReadAll(file, std::string().max_size(), text);
+    return file.IsOpen() ? ReadWhole(file.Get(), std::string().max_size(), text) : FailWithErrno();
 }

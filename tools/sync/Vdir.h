@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Descriptor.h"
+
 #include <cstdint>
 #include <map>
 #include <string>
@@ -28,7 +30,6 @@ public:
     static constexpr std::uint64_t kMaxCardBytes = 32u << 20;
 
     explicit CVdir(std::string folder);
-    ~CVdir();
     CVdir(const CVdir&) = delete;
     CVdir& operator=(const CVdir&) = delete;
 
@@ -75,7 +76,7 @@ private:
     static std::string StagedName(const std::string& name);
 
     std::string m_folder;
-    int m_descriptor = -1;
+    CDescriptor m_descriptor;
 };
 
 // A file name for a card with that UID: the UID with ".vcf", or a name that follows from it where

@@ -1,0 +1,41 @@
+#include "cards/CardUri.h"
+
+#include "platform/Ascii.h"
+#include "text/TransferEncoding.h"
+
+#include <algorithm>
+
+bool TakeScheme(std::string_view scheme, std::string* uri)
+{
+    if (!EqualIgnoringCase(std::string_view(*uri).substr(0, scheme.size()), scheme)) {
+        return false;
+    }
+    uri->erase(0, scheme.size());
+    return true;
+}
+
+void TelephoneTo3(std::string* number)
+{
+    if (!TakeScheme("tel:", number)) {
+        return;
+    }
+    std::string text = number->substr(0, number->find(';'));
+    constexpr std::string_view kExtension = ";ext=";
+    const std::size_t extension = number->find(kExtension);
+    if (extension != std::string::npos) {
+        const std::size_t begin = extension + kExtension.size();
+        text += " ext. " + number->substr(begin, number->find(';', begin) - begin);
+    }
+    *number = DecodePercent(text);
+}
+
+// A comma may have a backslash in front, as if the value were text.
+void PositionTo3(std::string* position)
+{
+    if (!TakeScheme("geo:", position)) {
+        return;
+    }
+    position->resize(std::min(position->find(';'), position->size()));
+    std::erase(*position, '\\');
+    std::ranges::replace(*position, ',', ';');
+}
