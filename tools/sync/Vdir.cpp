@@ -72,13 +72,14 @@ bool KeepMode(int descriptor, const std::string& replaced)
            FailWithErrno();
 }
 
-// `replaced` is what the file will be renamed to. What is left of a failed write is removed.
-bool WriteNewFile(const std::string& path, const std::string& replaced, std::string_view text,
+// The file `staged` will be renamed to `replaced`. What is left of a failed write is removed.
+bool WriteNewFile(const std::string& staged, const std::string& replaced, std::string_view text,
                   bool isFlushed, CFileMark* mark)
 {
-    const CDescriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kFileMode));
+    const CDescriptor file(
+        open(staged.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kFileMode));
     if (!file.IsOpen()) {
-        return FailWithErrno(path.c_str());
+        return FailWithErrno(staged.c_str());
     }
     struct stat status;
     if (KeepMode(file.Get(), replaced) && (WriteAll(file.Get(), text, 0) || FailWithErrno()) &&
@@ -88,7 +89,7 @@ bool WriteNewFile(const std::string& path, const std::string& replaced, std::str
         return true;
     }
     const std::uint32_t code = GetLastError();
-    unlink(path.c_str());
+    unlink(staged.c_str());
     SetLastError(code);
     return false;
 }
