@@ -97,8 +97,9 @@ std::string CUserStoreContact::MailboxNameOf(const CRfc822Address& address)
     return isQuoted ? Unquote(localPart.substr(1, localPart.size() - 2)) : std::string(localPart);
 }
 
-CUserStoreContact::CUserStoreContact(CMailServer& server, CRfc822Address address, CMailbox mailbox)
-    : m_server(&server), m_mailbox(std::move(mailbox))
+CUserStoreContact::CUserStoreContact(CMailServer& server, CRfc822Address address,
+                                     const CMailbox& mailbox)
+    : m_server(&server), m_mailbox(mailbox)
 {
     m_emails.AddTail(
         MakeEmail(std::move(address), CContactEmail::kInternet | CContactEmail::kPref));

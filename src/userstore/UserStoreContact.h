@@ -31,7 +31,7 @@ public:
     // caller gives it open; a failure shows at the operations that need it, and each of them tries
     // again. The e-mail list gets the address, internet and preferred, and behind it the mailbox's
     // "OtherMailbox" where that holds one address. Throws std::bad_alloc.
-    CUserStoreContact(CMailServer& server, CRfc822Address address, CMailbox mailbox = {});
+    CUserStoreContact(CMailServer& server, CRfc822Address address, const CMailbox& mailbox = {});
 
     std::string GetPluginType() override { return kPluginType; }
 

@@ -109,7 +109,7 @@ bool CUserStoreContactEnumerator::MoveNext()
     if (!mailbox.Open(m_enumeration)) {
         throw std::bad_alloc(); // fails for no other reason
     }
-    m_current = Make<CUserStoreContact>(m_server, std::move(address), std::move(mailbox));
+    m_current = Make<CUserStoreContact>(m_server, std::move(address), mailbox);
     return true;
 }
 
