@@ -1,7 +1,7 @@
 #include "intake/Importer.h"
+
 #include "base/StdioFile.h"
 #include "cards/Uid.h"
-
 #include "intake/InputText.h"
 #include "pab/PABContact.h"
 #include "platform/Errno.h"
