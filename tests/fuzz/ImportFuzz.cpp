@@ -1,22 +1,20 @@
+#include "base/StdioFile.h"
 #include "fuzz/Fuzz.h"
 #include "intake/ImportCard.h"
 #include "pab/PABContact.h"
 #include "platform/LastError.h"
 
 #include <cstdio>
-#include <memory>
 #include <string>
 
 namespace
 {
 
-using CFile = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
-
 // A card of the store's form stays as it is when it is read again.
 void CheckAgain(const CVCard& card)
 {
     std::string text = WriteVCard(card);
-    const CFile file(fmemopen(text.data(), text.size(), "rb"), std::fclose);
+    const CFile file(fmemopen(text.data(), text.size(), "rb"));
     CInputText input(file.get());
     CImportCard again;
     FuzzCheck(OpenCards(input)->Next(&again), "a card that was written is found");
@@ -36,7 +34,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 0;
     }
     std::string text(FuzzText(data, size));
-    const CFile file(fmemopen(text.data(), text.size(), "rb"), std::fclose);
+    const CFile file(fmemopen(text.data(), text.size(), "rb"));
     CInputText input(file.get());
     const std::unique_ptr<CCardSource> source = OpenCards(input);
     CImportCard card;

@@ -119,6 +119,12 @@ TEST(ImportTest, LinesOfAllVersionsBecomeThoseOfTheStore)
          "EMAIL:a@b.c\nGEO:1.5;-2\nIMPP:xmpp:a@b.c\nPHOTO;ENCODING=b;TYPE=PNG:AAAA\n"
          "LOGO;ENCODING=b;TYPE=PLAIN:YSBi\n",
          "4.0"},
+        {"URIs with bytes that no value may hold", "3.0",
+         "TEL:tel:+1%0D%0ATITLE:x\nTEL:tel:%80%5Cn\nPHOTO:data:image/png;base64,AA%0DAA\n"
+         "LOGO:data:image/png;base64,AA%80A\n",
+         "TEL:+1%0D%0ATITLE:x\nTEL:%80%5Cn\nPHOTO;ENCODING=b;TYPE=PNG:AAAA\n"
+         "LOGO;VALUE=uri:data:image/png;base64,AA%80A\n",
+         ""},
         {"dates, and lines that the store keeps as they are", "4.0",
          "KIND:individual\nANNIVERSARY:20090808\nUID:urn:uuid:1\nBDAY:--0203\nitem1.X-A;B=c:d\\;"
          "e\n",

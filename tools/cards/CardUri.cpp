@@ -2,6 +2,7 @@
 
 #include "platform/Ascii.h"
 #include "text/TransferEncoding.h"
+#include "text/Utf8.h"
 
 #include <algorithm>
 
@@ -12,6 +13,15 @@ bool TakeScheme(std::string_view scheme, std::string* uri)
     }
     uri->erase(0, scheme.size());
     return true;
+}
+
+std::string DecodeUriText(std::string_view part)
+{
+    constexpr unsigned char kDelete = 0x7F;
+    const std::string text = DecodePercent(part);
+    const bool isPlain = std::ranges::none_of(
+        text, [](unsigned char c) { return c < ' ' || c == kDelete || c == '\\'; });
+    return isPlain && IsUtf8(text) ? text : std::string(part);
 }
 
 void TelephoneTo3(std::string* number)
@@ -26,7 +36,7 @@ void TelephoneTo3(std::string* number)
         const std::size_t begin = extension + kExtension.size();
         text += " ext. " + number->substr(begin, number->find(';', begin) - begin);
     }
-    *number = DecodePercent(text);
+    *number = DecodeUriText(text);
 }
 
 // A comma may have a backslash in front, as if the value were text.

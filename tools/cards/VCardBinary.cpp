@@ -4,6 +4,10 @@
 #include "cards/LineParts.h"
 #include "text/TransferEncoding.h"
 
+#include <algorithm>
+#include <cctype>
+#include <iterator>
+
 namespace
 {
 
@@ -35,6 +39,25 @@ std::string_view SubtypeOf(std::string_view media)
     return slash == media.npos ? std::string_view() : media.substr(slash + 1);
 }
 
+bool IsBase64(std::string_view text)
+{
+    return text.find_first_not_of(
+               "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/=") == text.npos;
+}
+
+// The content of a data URI in base64. Empty if it is none, or not written as it should be.
+std::string Base64OfDataUri(std::string_view head, std::string_view content)
+{
+    const std::string data = DecodePercent(content);
+    if (!head.ends_with(kBase64)) {
+        return EncodeBase64(data);
+    }
+    std::string text;
+    std::ranges::copy_if(data, std::back_inserter(text),
+                         [](char c) { return !std::isspace(static_cast<unsigned char>(c)); });
+    return IsBase64(text) ? text : "";
+}
+
 } // namespace
 
 bool IsBinary(const CVCardLine& line)
@@ -62,18 +85,20 @@ bool HasDataUri(const CVCardLine& line)
 
 void BinaryTo3(CVCardLine* line)
 {
-    if (!HasDataUri(*line)) {
+    std::string head;
+    std::string data;
+    if (HasDataUri(*line)) {
+        const std::size_t comma = line->value.find(',');
+        head = LowerText(line->value.substr(kDataUri.size(), comma - kDataUri.size()));
+        data = Base64OfDataUri(head, std::string_view(line->value).substr(comma + 1));
+    }
+    if (data.empty()) {
         if (IsUri(line->value)) {
             SetParameter("VALUE", "uri", line);
         }
         return;
     }
-    const std::size_t comma = line->value.find(',');
-    const std::string head =
-        LowerText(line->value.substr(kDataUri.size(), comma - kDataUri.size()));
-    const std::string data = DecodePercent(std::string_view(line->value).substr(comma + 1));
-    line->value = head.ends_with(kBase64) ? data : EncodeBase64(data);
-    std::erase_if(line->value, [](char c) { return c == ' ' || c == '\t'; });
+    line->value = data;
     DropParameter("VALUE", line);
     DropParameter("MEDIATYPE", line);
     SetParameter("ENCODING", "b", line);

@@ -5,7 +5,6 @@
 #include "directory/TypeParameter.h"
 #include "platform/Ascii.h"
 #include "text/Rfc822Address.h"
-#include "text/TransferEncoding.h"
 #include "text/Utf8.h"
 
 #include <algorithm>
@@ -143,7 +142,7 @@ void FitAddress(std::string* address)
 {
     constexpr std::string_view kBlanks = " \t";
     if (TakeScheme("mailto:", address)) {
-        *address = DecodePercent(address->substr(0, address->find('?')));
+        *address = DecodeUriText(address->substr(0, address->find('?')));
     }
     address->erase(0, std::min(address->find_first_not_of(kBlanks), address->size()));
     address->erase(address->find_last_not_of(kBlanks) + 1);
