@@ -100,6 +100,10 @@ TEST(ImportTest, LinesOfAllVersionsBecomeThoseOfTheStore)
         {"base64 with blanks and without indents", "2.1",
          "PHOTO;BASE64;JPEG:\n /9j/\n 4QAB\nTEL:1\nLOGO;ENCODING=BASE64:AAAA\nBBBB\n\n",
          "PHOTO;ENCODING=b;TYPE=JPEG:/9j/4QAB\nTEL:1\nLOGO;ENCODING=b:AAAABBBB\n", "2.1"},
+        {"text in base64", "2.1",
+         "TITLE;CHARSET=windows-1251;ENCODING=BASE64:wg==\nNOTE;BASE64:\n YQ0K\n "
+         "Yg==\n\nROLE;BASE64:a b\n",
+         "TITLE:\u0412\nNOTE:a\\nb\nROLE:a b\n", "2.1"},
         {"backslashes", "2.1", "TITLE:C:\\Temp\\;\nORG:a\\;b;c,d\n",
          "TITLE:C:\\\\Temp;\nORG:a\\,b;c\\,d\n", "a semicolon in ORG, which is a comma now"},
         {"a card in a card", "2.1",
@@ -140,8 +144,9 @@ TEST(ImportTest, LinesOfAllVersionsBecomeThoseOfTheStore)
          "ADR behind the seventh, name B of EMAIL"},
         {"escapes that the store does not know", "3.0", "NOTE:a\\Nb\\;c\\:d\nTEL:1\\,2\n",
          "NOTE:a\\nb;c:d\nTEL:1,2\n", ""},
-        {"no mail address", "3.0", "EMAIL:a\nno line\n", "",
-         "left out 2 lines that cannot be read, the first: no line"},
+        {"no mail address, no line, borders of a card", "3.0",
+         "EMAIL:a\nno line\na.END:VCARD\n.BEGIN:VCARD\n", "",
+         "left out 4 lines that cannot be read, the first: no line"},
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.what);

@@ -24,28 +24,32 @@ std::string DecodeUriText(std::string_view part)
     return isPlain && IsUtf8(text) ? text : std::string(part);
 }
 
+// What was encoded may be such a URI again.
 void TelephoneTo3(std::string* number)
 {
-    if (!TakeScheme("tel:", number)) {
-        return;
+    while (TakeScheme("tel:", number)) {
+        std::string text = number->substr(0, number->find(';'));
+        constexpr std::string_view kExtension = ";ext=";
+        const std::size_t extension = number->find(kExtension);
+        if (extension != std::string::npos) {
+            const std::size_t begin = extension + kExtension.size();
+            text += " ext. " + number->substr(begin, number->find(';', begin) - begin);
+        }
+        *number = DecodeUriText(text);
     }
-    std::string text = number->substr(0, number->find(';'));
-    constexpr std::string_view kExtension = ";ext=";
-    const std::size_t extension = number->find(kExtension);
-    if (extension != std::string::npos) {
-        const std::size_t begin = extension + kExtension.size();
-        text += " ext. " + number->substr(begin, number->find(';', begin) - begin);
-    }
-    *number = DecodeUriText(text);
 }
 
 // A comma may have a backslash in front, as if the value were text.
 void PositionTo3(std::string* position)
 {
-    if (!TakeScheme("geo:", position)) {
+    std::string text = *position;
+    if (!TakeScheme("geo:", &text)) {
         return;
     }
-    position->resize(std::min(position->find(';'), position->size()));
-    std::erase(*position, '\\');
-    std::ranges::replace(*position, ',', ';');
+    text.resize(std::min(text.find(';'), text.size()));
+    std::erase(text, '\\');
+    if (text.find_first_not_of("0123456789.,+-") == text.npos) {
+        std::ranges::replace(text, ',', ';');
+        *position = text;
+    }
 }

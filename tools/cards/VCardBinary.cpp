@@ -5,7 +5,6 @@
 #include "text/TransferEncoding.h"
 
 #include <algorithm>
-#include <cctype>
 #include <iterator>
 
 namespace
@@ -39,12 +38,6 @@ std::string_view SubtypeOf(std::string_view media)
     return slash == media.npos ? std::string_view() : media.substr(slash + 1);
 }
 
-bool IsBase64(std::string_view text)
-{
-    return text.find_first_not_of(
-               "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/=") == text.npos;
-}
-
 // The content of a data URI in base64. Empty if it is none, or not written as it should be.
 std::string Base64OfDataUri(std::string_view head, std::string_view content)
 {
@@ -53,8 +46,7 @@ std::string Base64OfDataUri(std::string_view head, std::string_view content)
         return EncodeBase64(data);
     }
     std::string text;
-    std::ranges::copy_if(data, std::back_inserter(text),
-                         [](char c) { return !std::isspace(static_cast<unsigned char>(c)); });
+    std::ranges::copy_if(data, std::back_inserter(text), [](unsigned char c) { return c > ' '; });
     return IsBase64(text) ? text : "";
 }
 
@@ -63,6 +55,12 @@ std::string Base64OfDataUri(std::string_view head, std::string_view content)
 bool IsBinary(const CVCardLine& line)
 {
     return IsOneOf(line.name, {"PHOTO", "LOGO", "SOUND", "KEY"});
+}
+
+bool IsBase64(std::string_view text)
+{
+    return text.find_first_not_of(
+               "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/=") == text.npos;
 }
 
 void BinaryTo4(CVCardLine* line)

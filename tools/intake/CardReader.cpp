@@ -4,6 +4,7 @@
 #include "directory/ContentLine.h"
 #include "directory/EmailContentLine.h"
 #include "directory/TextLines.h"
+#include "intake/LooseLine.h"
 #include "platform/LastError.h"
 
 #include <algorithm>
@@ -15,7 +16,6 @@ constexpr std::size_t kHeadBytes = 128;
 // Longer beginnings are not looked through for a colon again at each fold.
 constexpr std::size_t kMaxFoldedHead = 8 << 10;
 constexpr std::string_view kFoldBlanks = " \t";
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view kBase64Characters =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/=";
 
@@ -41,12 +41,13 @@ CCardReader::EEncoding CCardReader::EncodingOf(std::string_view line)
     if (colon == line.npos) {
         return EEncoding::kUnknown;
     }
-    const std::string head = UpperText(line.substr(0, colon + 1));
-    const auto has = [&head](std::string_view text) { return head.find(text) != head.npos; };
-    return has(";QUOTED-PRINTABLE") || has("=QUOTED-PRINTABLE") ? EEncoding::kQuotedPrintable
-           : has(";BASE64") || has("=BASE64") || has("ENCODING=B:") || has("ENCODING=B;")
-               ? EEncoding::kBase64
-               : EEncoding::kPlain;
+    CVCardLine read;
+    if (line.find(';') > colon || !ReadLooseLine(line, &read)) {
+        return EEncoding::kPlain;
+    }
+    return IsQuotedPrintable(read) ? EEncoding::kQuotedPrintable
+           : IsInBase64(read)      ? EEncoding::kBase64
+                                   : EEncoding::kPlain;
 }
 
 bool CCardReader::PeekPhysicalLine()

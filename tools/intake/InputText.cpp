@@ -8,7 +8,6 @@ namespace
 {
 
 constexpr std::size_t kPieceBytes = 64 << 10;
-constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
 constexpr char16_t kUtf16Mark = u'\uFEFF';
 
 bool IsHighSurrogate(char16_t c)
@@ -27,8 +26,8 @@ CInputText::CInputText(std::FILE* file) : m_file(file)
 // All forms of contacts begin with a character of ASCII, so a zero byte beside it tells the order.
 void CInputText::FindForm()
 {
-    if (m_text.starts_with(kUtf8Mark)) {
-        m_text.erase(0, kUtf8Mark.size());
+    if (m_text.starts_with(kByteOrderMark)) {
+        m_text.erase(0, kByteOrderMark.size());
         return;
     }
     const std::string_view head = std::string_view(m_text).substr(0, 2);

@@ -5,6 +5,9 @@
 #include <string>
 #include <string_view>
 
+// U+FEFF in UTF-8.
+inline constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
 // The text of a file or of standard input, piece by piece, in memory for one piece. UTF-16 of
 // either byte order, with a byte order mark or without, comes out as UTF-8; all other bytes come
 // out as they are, without a byte order mark of UTF-8 in front. A resource.

@@ -1,36 +1,29 @@
 #include "intake/LooseLine.h"
 
 #include "base/Text.h"
+#include "cards/LineParts.h"
+#include "cards/VCardBinary.h"
 #include "platform/Ascii.h"
 #include "text/Charset.h"
 #include "text/TransferEncoding.h"
 #include "text/Utf8.h"
 
 #include <algorithm>
-#include <array>
-#include <span>
 
 namespace
 {
 
-bool IsOneOf(std::string_view name, std::span<const std::string_view> names)
-{
-    return std::ranges::any_of(
-        names, [name](std::string_view each) { return EqualIgnoringCase(name, each); });
-}
+// Lines of text, which is in base64 in some cards of vCard 2.1.
+constexpr std::string_view kTextNames[] = {"N",   "FN",  "NICKNAME", "NOTE", "TITLE", "ROLE",
+                                           "ORG", "ADR", "LABEL",    "TEL",  "EMAIL", "URL"};
 
 // The parameter that a value without a name belongs to (vCard 2.1, 2.1.2).
 std::string_view NameOfBareValue(std::string_view value)
 {
-    static constexpr std::array<std::string_view, 5> kEncodings = {"QUOTED-PRINTABLE", "BASE64",
-                                                                   "8BIT", "7BIT", "B"};
-    static constexpr std::array<std::string_view, 5> kValues = {"INLINE", "URL", "URI",
-                                                                "CONTENT-ID", "CID"};
-    static constexpr std::array<std::string_view, 2> kCharsets = {"UTF-8", "US-ASCII"};
-    return IsOneOf(value, kEncodings)  ? "ENCODING"
-           : IsOneOf(value, kValues)   ? "VALUE"
-           : IsOneOf(value, kCharsets) ? "CHARSET"
-                                       : "TYPE";
+    return IsOneOf(value, {"QUOTED-PRINTABLE", "BASE64", "8BIT", "7BIT", "B"}) ? "ENCODING"
+           : IsOneOf(value, {"INLINE", "URL", "URI", "CONTENT-ID", "CID"})     ? "VALUE"
+           : IsOneOf(value, {"UTF-8", "US-ASCII"})                             ? "CHARSET"
+                                                                               : "TYPE";
 }
 
 // The first of the characters that stands outside of quotes.
@@ -125,6 +118,26 @@ std::string EscapeLineBreaks(std::string_view text)
     return escaped;
 }
 
+bool IsBlankOrControl(unsigned char c)
+{
+    return c <= ' ';
+}
+
+// What is no base64 stays, although the line says that it is.
+void DecodeText(CVCardLine* line)
+{
+    constexpr std::size_t kBase64Group = 4;
+    if (IsQuotedPrintable(*line)) {
+        line->value = DecodeQuotedPrintable(line->value);
+    } else if (IsInBase64(*line)) {
+        std::string base64 = line->value;
+        std::erase_if(base64, IsBlankOrControl);
+        const bool isWhole = base64.size() % kBase64Group == 0 && IsBase64(base64);
+        line->value = isWhole ? DecodeBase64(base64) : line->value;
+    }
+    TakeParameter("ENCODING", line);
+}
+
 } // namespace
 
 bool ReadLooseLine(std::string_view text, CVCardLine* line)
@@ -148,18 +161,24 @@ bool ReadLooseLine(std::string_view text, CVCardLine* line)
     return !line->name.empty() && line->name.find(':') == std::string::npos;
 }
 
+bool IsQuotedPrintable(const CVCardLine& line)
+{
+    return IsOneOf(line.Parameter("ENCODING"), {"QUOTED-PRINTABLE", "Q"});
+}
+
+bool IsInBase64(const CVCardLine& line)
+{
+    return IsOneOf(line.Parameter("ENCODING"), {"BASE64", "B"});
+}
+
 void DecodeLine(CVCardLine* line, CImportCard* card)
 {
-    const std::string encoding(line->Parameter("ENCODING"));
     const std::string charset = TakeParameter("CHARSET", line);
-    if (EqualIgnoringCase(encoding, "base64") || EqualIgnoringCase(encoding, "b")) {
-        std::erase_if(line->value, [](char c) { return c == ' ' || c == '\t'; });
+    if (IsInBase64(*line) && !IsIn(kTextNames, line->name)) {
+        std::erase_if(line->value, IsBlankOrControl);
         std::ranges::find(line->parameters, "ENCODING", NameOf)->second = "b";
     } else {
-        TakeParameter("ENCODING", line);
-    }
-    if (EqualIgnoringCase(encoding, "quoted-printable") || EqualIgnoringCase(encoding, "q")) {
-        line->value = DecodeQuotedPrintable(line->value);
+        DecodeText(line);
     }
     line->value = Decode(line->value, charset, card);
     if (line->value.find_first_of("\r\n") != std::string::npos) {

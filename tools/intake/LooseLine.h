@@ -13,8 +13,12 @@
 // closed. False if there is no name or no colon.
 bool ReadLooseLine(std::string_view text, CVCardLine* line);
 
+// How its value is encoded (vCard 2.1, 2.1.3).
+bool IsQuotedPrintable(const CVCardLine& line);
+bool IsInBase64(const CVCardLine& line);
+
 // Decodes quoted-printable and the charset, and drops the parameters that name them. The line is
-// UTF-8 then. A line break in its value is the escape \n. Base64 stays, without blanks, and its
-// parameter has the form of vCard 3.0, ENCODING=b. A line that names no charset and is no UTF-8:
-// DecodeUnknown.
+// UTF-8 then. A line break in its value is the escape \n. Base64 that is no text stays, without
+// blanks, and its parameter has the form of vCard 3.0, ENCODING=b. A line that names no charset and
+// is no UTF-8: DecodeUnknown.
 void DecodeLine(CVCardLine* line, CImportCard* card);

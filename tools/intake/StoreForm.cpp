@@ -1,6 +1,7 @@
 #include "intake/ImportCard.h"
 
 #include "cards/CardUri.h"
+#include "cards/LineParts.h"
 #include "cards/VCard4.h"
 #include "directory/TypeParameter.h"
 #include "platform/Ascii.h"
@@ -178,11 +179,46 @@ void FitAddressParts(CVCardLine* line, CImportCard* card)
     }
 }
 
+bool HasNone(std::string_view text, std::string_view separators)
+{
+    constexpr unsigned char kDelete = 0x7F;
+    return std::ranges::none_of(text, [separators](char c) {
+        const auto byte = static_cast<unsigned char>(c);
+        return byte < ' ' || byte == kDelete || separators.find(c) != separators.npos;
+    });
+}
+
+// Whether the names can stand in a line. Other forms than vCard hold any text as a name, and a line
+// BEGIN or END would be read as the border of a card.
+bool HasPossibleNames(const CVCardLine& line)
+{
+    const std::string& first = line.group.empty() ? line.name : line.group;
+    return !first.starts_with(' ') && !first.starts_with(kByteOrderMark) && !line.name.empty() &&
+           HasNone(line.group, ".;:\"") &&
+           HasNone(line.name, line.group.empty() ? ".;:\"" : ";:\"") &&
+           !IsOneOf(line.name, {"BEGIN", "END", "VERSION"}) &&
+           std::ranges::all_of(line.parameters, [](const auto& parameter) {
+               return !parameter.first.empty() && HasNone(parameter.first, "=;:,\"");
+           });
+}
+
+// A line end in a parameter is encoded (RFC 6868), one in a value cannot be.
+void BlankOutControls(CVCardLine* line)
+{
+    const auto blankOut = [](std::string_view controls, std::string* text) {
+        std::ranges::replace_if(
+            *text, [controls](char c) { return controls.find(c) != controls.npos; }, ' ');
+    };
+    blankOut({"\r\n\0", 3}, &line->value);
+    for (auto& [name, value] : line->parameters) {
+        blankOut({"\r\0", 2}, &value);
+    }
+}
+
 // False if the line is to be left out.
 bool FitLine(const CVCardLine* fullName, CVCardLine* line, CImportCard* card)
 {
-    std::ranges::replace_if(
-        line->value, [](char c) { return c == '\r' || c == '\n'; }, ' ');
+    BlankOutControls(line);
     FitEscapes(line, card);
     const auto typed = std::ranges::find(kTypedLines, line->name, &CTypedLine::name);
     if (typed == std::end(kTypedLines)) {
@@ -195,6 +231,11 @@ bool FitLine(const CVCardLine* fullName, CVCardLine* line, CImportCard* card)
         FitAddressParts(line, card);
     }
     return line->name != "EMAIL" || FitEmail(fullName, line, card);
+}
+
+void LeaveOut(const CVCardLine& line, CImportCard* card)
+{
+    card->leftOut.push_back(line.name + ':' + line.value);
 }
 
 // RFC 2426 wants both lines in each card, and lists show the full name.
@@ -223,6 +264,13 @@ void AddNames(CImportCard* card)
 
 void FitToStore(CImportCard* card)
 {
+    std::erase_if(card->card, [card](const CVCardLine& line) {
+        const bool isPossible = HasPossibleNames(line);
+        if (!isPossible) {
+            LeaveOut(line, card);
+        }
+        return !isPossible;
+    });
     AddNames(card);
     const CVCardLine* const found = FindLine(card->card, "FN");
     CVCardLine fullName = found == nullptr ? CVCardLine() : *found;
@@ -233,7 +281,7 @@ void FitToStore(CImportCard* card)
         if (FitLine(&fullName, &line, card)) {
             fitted.push_back(std::move(line));
         } else {
-            card->leftOut.push_back(line.name + ':' + line.value);
+            LeaveOut(line, card);
         }
     }
     card->card = std::move(fitted);
