@@ -30,6 +30,22 @@ _contactmgr_split()
     words+=("$word")
 }
 
+# Writes `candidate` as it stands in the line, within `quote` if that is open. A sender chooses the
+# name in an identifier, and the shell must not take a part of it for a command.
+_contactmgr_quote()
+{
+    case $quote in
+    '"')
+        local special
+        for special in '\' '"' '$' '`'; do
+            candidate=${candidate//"$special"/"\\$special"}
+        done
+        ;;
+    "'") candidate=${candidate//"'"/"'\\''"} ;;
+    *) [[ $candidate != *[!a-zA-Z0-9@%+=:,./_-]* ]] || printf -v candidate %q "$candidate" ;;
+    esac
+}
+
 # Each reads a part of the help of `command`.
 _contactmgr_help()
 {
@@ -198,7 +214,7 @@ _contactmgr()
     while IFS= read -r candidate; do
         [[ $candidate == "$current"* ]] || continue
         [[ $candidate != *[=/] ]] || compopt -o nospace 2>/dev/null
-        [[ -n $quote || $candidate != *[!a-zA-Z0-9@%+=:,./_-]* ]] || printf -v candidate %q "$candidate"
+        _contactmgr_quote
         [[ -n $quote ]] || candidate=${candidate:skip} # readline replaces the end of the word alone
         COMPREPLY+=("$candidate")
     done < <(if [[ -n $option ]]; then

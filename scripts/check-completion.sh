@@ -11,6 +11,8 @@ folder=$2
 "$root/scripts/demo.sh" "$1" "$folder" >/dev/null
 export CONTACTMGR_STORE=$folder/store CONTACTMGR_MAILBOX=alice@example.org CONTACTMGR_DOMAIN=
 cd "$folder"
+# A name that the shell would run.
+printf 'From: "`touch x`$O\x27Br\\\\" <mal@example.net>\n\n' >store/example.org/alice/cur/mal:2,S
 
 # The candidates as bash puts them in the line, each in brackets.
 in_bash() {
@@ -87,6 +89,8 @@ done <<'TABLE'
 "contactmgr mailbox renew bob@ex"|[@example.org]|@ex|[bob@example.org]
 "contactmgr mailbox set b EnabledContactPlugins=older,s"|[older,senders]|older,s|[senders]
 "contactmgr show 'INBOX-C"|[INBOX-Carol Clay <carol@example.net>]|INBOX-C|-
+"contactmgr show "INBOX-\"\`"|[INBOX-\"\`touch x\`\$O'Br\\\\\" <mal@example.net>]|INBOX-\"\`|-
+"contactmgr show 'INBOX-""|[INBOX-"`touch x`$O'\''Br\\" <mal@example.net>]|INBOX-"|-
 "contactmgr query --format a"|[aerc]
 "contactmgr import do"|[dora.vcf]
 "contactmgr sync st"|[store/]||-
