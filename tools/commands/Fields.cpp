@@ -53,24 +53,30 @@ std::string TypesOf(const CListOption& option)
     return names;
 }
 
-// Whether a text can only be meant as a list of types, known or not: a letter, then letters,
-// digits, hyphens and commas. An empty text is a list of none.
+// Whether a text can only be meant as a list of types, known or not: it begins with a letter or a
+// comma, and has letters of any script, digits, hyphens, underscores, commas and blanks alone. An
+// empty text is a list of none.
 bool LooksLikeTypes(std::string_view text)
 {
-    constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyz";
-    constexpr std::string_view kAll = "abcdefghijklmnopqrstuvwxyz0123456789-,";
-    const auto isIn = [](std::string_view set) {
-        return [set](char c) { return set.find(LowerAscii(c)) != set.npos; };
+    const auto isLetter = [](char c) {
+        const char lower = LowerAscii(c);
+        return (lower >= 'a' && lower <= 'z') || static_cast<unsigned char>(c) >= 0x80;
     };
-    return text.empty() || (isIn(kLetters)(text.front()) && std::ranges::all_of(text, isIn(kAll)));
+    const auto isOther = [](char c) {
+        return std::string_view("0123456789-_, \t").find(c) != std::string_view::npos;
+    };
+    return text.empty() ||
+           ((isLetter(text.front()) || text.front() == ',') &&
+            std::ranges::all_of(text, [&](char c) { return isLetter(c) || isOther(c); }));
 }
 
 // The mask of a comma list of type names. Throws CUsageError if the option lacks one of them.
 std::uint32_t ReadTypes(std::string_view names, const CListOption& option)
 {
     std::uint32_t mask = 0;
-    while (!names.empty()) {
-        const std::string_view name = names.substr(0, names.find(','));
+    for (bool isLast = names.empty(); !isLast;) {
+        const std::size_t comma = names.find(',');
+        const std::string_view name = names.substr(0, comma);
         const auto type = std::ranges::find_if(option.types, [name](std::string_view known) {
             return EqualIgnoringCase(known, name);
         });
@@ -80,7 +86,8 @@ std::uint32_t ReadTypes(std::string_view names, const CListOption& option)
                               "; write =VALUE for a value with an equals sign in it");
         }
         mask |= std::uint32_t{1} << (type - option.types.begin());
-        names.remove_prefix(std::min(name.size() + 1, names.size()));
+        isLast = comma == names.npos;
+        names.remove_prefix(isLast ? 0 : comma + 1);
     }
     return mask;
 }
