@@ -236,6 +236,10 @@ TEST_F(CSearchTest, WhatChangesIsAnswered)
     EXPECT_EQ(tool.Run({"query", "fresh"}).err,
               "contactmgr: query: messages that are stored as bzip2 are not read: 1\n");
     fs::remove(Inbox() + "/cur/y:2,");
+    fs::rename(Inbox() + "/cur", Inbox() + "/own");
+    fs::create_directory_symlink(tool.StorePath() + "/example.org/bob/cur", Inbox() + "/cur");
+    EXPECT_EQ(tool.Run({"query", "eve"}).err,
+              "contactmgr: query: store INBOX: access denied (5)\n");
     tool.Run({"mailbox", "set", "alice@example.org", "EnabledContactPlugins=1"});
     EXPECT_EQ(expectSame("a store less"), "eve@a.example\tEleven\n");
 }

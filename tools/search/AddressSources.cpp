@@ -123,10 +123,12 @@ void AddAddresses(CContact& contact, CSession& session, CAddressIndex* index,
 CAddressSources::CAddressSources(CSession& session) : m_session(session)
 {
     CMailboxMailOwner owner;
-    if (Try([&] { return owner.Open(m_session.Mailbox()); })) {
-        m_inbox.Open(owner, kSenders.data());
-        m_older.Open(owner, kOlderFolder.data());
+    if (!Try([&] {
+            return owner.Open(m_session.Mailbox()) && m_inbox.Open(owner, kSenders.data());
+        })) {
+        m_inboxError = GetLastError();
     }
+    m_older.Open(owner, kOlderFolder.data());
 }
 
 bool CAddressSources::HasStore(std::string_view type) const
@@ -223,7 +225,7 @@ bool CAddressSources::UpdateSenders(CAddressIndexFile* file, CAddressIndex* inde
 {
     if (!m_inbox.IsValid()) {
         index->senderAddresses.clear();
-        SetLastError(ERROR_PATH_NOT_FOUND);
+        SetLastError(m_inboxError);
         m_session.Report().Failure("query: store " + std::string(kSenders));
         return false;
     }

@@ -3,6 +3,7 @@
 #include "search/AddressIndex.h"
 #include "server/MailFolder.h"
 
+#include <cstdint>
 #include <string>
 
 class CSession;
@@ -38,5 +39,6 @@ private:
 
     CSession& m_session;
     CMailFolder m_inbox;
+    std::uint32_t m_inboxError = 0; // why it could not be opened
     CMailFolder m_older;
 };
