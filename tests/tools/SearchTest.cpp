@@ -135,6 +135,11 @@ TEST_F(CSearchTest, AnswersAreRankedAndEachAddressIsToldOnce)
     tool.Run({"new", "FullName=Joanna Lee", "Organization=Müller AG", "--email", "jo@a.example",
               "--tel", "+49 30 5501"});
     tool.Run({"new", "FullName=Anna Nobody"});
+    tool.Run({"new", "--email", "bare@n.example"});
+    tool.Run({"new", "--email", "Ned Nash <nash@n.example>"});
+    tool.Run({"new", "Organization=Nagel Ltd.", "--email", "desk@n.example"});
+    tool.Run({"new", "GivenName=Nan", "Surname=Nagy", "--email", "nagy@n.example"});
+    tool.Run({"new", "FullName=Nat Nail", "--email", "nail@n.example"});
     tool.Run({"mailbox", "set", "alice@example.org", "EnabledContactPlugins=15"});
     tool.Run({"mailbox", "set", "bob@example.org", "FullName=Bob Annis"});
     Deliver("1", "Ann Often <often@a.example>", 1);
@@ -159,6 +164,9 @@ TEST_F(CSearchTest, AnswersAreRankedAndEachAddressIsToldOnce)
         {{"juergen"}, "j@d.example\tJürgen\n"},
         {{"305501"}, "jo@a.example\tJoanna Lee\n"},
         {{"nobody"}, ""},
+        {{"n.example"},
+         "desk@n.example\tNagel Ltd.\nnagy@n.example\tNan Nagy\nnail@n.example\tNat Nail\n"
+         "nash@n.example\tNed Nash\nbare@n.example\t\n"},
     };
     for (const auto& [words, answers] : kCases) {
         SCOPED_TRACE(words.front());

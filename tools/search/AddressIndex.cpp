@@ -23,7 +23,7 @@ namespace
 {
 
 // What the file begins with. Another layout, or other rules for what is searched, get a new number.
-constexpr std::uint64_t kMagic = 0x0002'5244'4441'4D43; // "CMADDR" and the number
+constexpr std::uint64_t kMagic = 0x0003'5244'4441'4D43; // "CMADDR" and the number
 constexpr const char* kExtension = ".addresses";
 constexpr auto kLongestWriting = 1h;
 constexpr auto kLongestUnused = 24h * 90;

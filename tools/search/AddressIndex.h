@@ -22,7 +22,7 @@ struct CAddressEntry
     std::string_view id; // of the contact
     std::string_view address;
     std::string_view name;
-    CFoldedView first;  // names, nickname, organisation, and this address
+    CFoldedView first;  // `name` in front; all names, nickname, organisation, and this address
     CFoldedView second; // telephone numbers and postal addresses
     // Of a sender: the messages, when the last one came (as FILETIME), and how much they weigh
     // together: one that is 90 days older weighs half as much.

@@ -26,8 +26,8 @@ bool IsBetter(const CFound& left, const CFound& right)
 {
     const auto rank = [](const CFound& found) {
         const CAddressEntry& entry = *found.entry;
-        return std::tuple(-static_cast<int>(found.match), -entry.weight, entry.first.plain,
-                          entry.address, entry.id);
+        return std::tuple(-static_cast<int>(found.match), -entry.weight, entry.name.empty(),
+                          entry.first.plain, entry.address, entry.id);
     };
     return rank(left) < rank(right);
 }

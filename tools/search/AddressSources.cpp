@@ -111,9 +111,11 @@ void AddAddresses(CContact& contact, CSession& session, CAddressIndex* index,
         if (!address.empty()) {
             const std::string comment =
                 ToUtf8(std::u16string_view(email.GetAddress().GetComment()));
+            // A contact without a name has that of the address, and is sorted by it too.
+            const std::string instead = name.empty() ? comment : "";
             entries->push_back(
-                {id, index->Keep(address), index->Keep(name.empty() ? comment : name),
-                 index->Keep(FoldText(texts.names + comment + '\n' + address)), others});
+                {id, index->Keep(address), index->Keep(name + instead),
+                 index->Keep(FoldText(instead + texts.names + comment + '\n' + address)), others});
         }
     }
 }

@@ -9,9 +9,10 @@
 namespace
 {
 
-constexpr std::string_view kSearched[] = {"FullName",     "Title",  "GivenName", "MiddleInitial",
-                                          "Surname",      "Suffix", "FileAs",    "Nickname",
-                                          "Organization", "OrgUnit"};
+// Beside the full name.
+constexpr std::string_view kSearched[] = {"Title",    "GivenName",    "MiddleInitial",
+                                          "Surname",  "Suffix",       "FileAs",
+                                          "Nickname", "Organization", "OrgUnit"};
 
 // Texts with a line end between them, which no word has.
 void Append(std::string_view text, std::string* all)
@@ -73,6 +74,7 @@ std::string ShownName(const CRecord& record)
 CContactTexts TextsOf(const CRecord& record)
 {
     CContactTexts texts;
+    Append(OwnName(record), &texts.names);
     for (const std::string_view property : kSearched) {
         Append(PropertyOf(record, property), &texts.names);
     }

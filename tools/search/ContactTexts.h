@@ -14,7 +14,7 @@ std::string ShownName(const CRecord& record);
 // What is searched of a contact, in lines: all but its mail addresses. A value.
 struct CContactTexts
 {
-    std::string names;  // with the nickname and the organisation
+    std::string names;  // its own name in front, the nickname and the organisation among them
     std::string others; // telephone numbers, also in their digits alone, and postal addresses
 };
 CContactTexts TextsOf(const CRecord& record);
