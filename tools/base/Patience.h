@@ -10,7 +10,7 @@
 class CPatience
 {
 public:
-    // No limit lies below 0, which waits for nothing.
+    // The limit is 0 or more; with 0 nothing is waited for.
     explicit CPatience(std::chrono::duration<double> limit) : m_left(limit) {}
     CPatience(const CPatience&) = delete;
     CPatience& operator=(const CPatience&) = delete;
