@@ -84,13 +84,14 @@ TEST(ViewTest, BirthdaysAreReadInEveryFormAndComeAgainEachYear)
 TEST(ViewTest, ATableCountsColumnsAndNotBytes)
 {
     CTable table({"ID", "NAME", "X"}, 0);
-    table.Add({"1", "e\xCC\x81", "b\tc"});                 // a combining accent
+    // A combining accent; a control character, and one that turns the direction of text.
+    table.Add({"1", "e\xCC\x81", "b\t\xE2\x81\xA7z"});
     table.Add({"23", "\xE7\x94\xB0\xE4\xB8\xAD", ""});     // two wide characters
     table.Add({"4", "\xF0\x9F\x98\x80", string(50, 'x')}); // a picture
-    EXPECT_EQ(table.ToText({}), "1\te\xCC\x81\tb c\n23\t\xE7\x94\xB0\xE4\xB8\xAD\t\n4\t"
+    EXPECT_EQ(table.ToText({}), "1\te\xCC\x81\tb  z\n23\t\xE7\x94\xB0\xE4\xB8\xAD\t\n4\t"
                                 "\xF0\x9F\x98\x80\t" +
                                     string(50, 'x') + '\n');
-    EXPECT_EQ(table.ToText({true, false}), "ID  NAME  X\n1   e\xCC\x81     b c\n"
+    EXPECT_EQ(table.ToText({true, false}), "ID  NAME  X\n1   e\xCC\x81     b  z\n"
                                            "23  \xE7\x94\xB0\xE4\xB8\xAD  \n"
                                            "4   \xF0\x9F\x98\x80    " +
                                                string(50, 'x') + '\n');

@@ -45,8 +45,11 @@ bool BreaksField(char16_t c)
     constexpr char16_t kParagraphSeparator = 0x2029;
     constexpr char16_t kFirstEmbedding = 0x202A;
     constexpr char16_t kLastOverride = 0x202E;
+    constexpr char16_t kFirstIsolate = 0x2066;
+    constexpr char16_t kLastIsolate = 0x2069;
     return c < 0x20 || (c >= 0x7F && c <= 0x9F) || c == kLineSeparator ||
-           c == kParagraphSeparator || (c >= kFirstEmbedding && c <= kLastOverride);
+           c == kParagraphSeparator || (c >= kFirstEmbedding && c <= kLastOverride) ||
+           (c >= kFirstIsolate && c <= kLastIsolate);
 }
 
 } // namespace
