@@ -89,6 +89,16 @@ std::string ToField(std::string_view bytes)
     return ToField(Utf8ToWideLossy(bytes));
 }
 
+std::string ToLines(std::u16string_view text)
+{
+    std::u16string lines(text);
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        const bool isKept = text[i] == u'\n' || text[i] == u'\t' || text.substr(i, 2) == u"\r\n";
+        lines[i] = !isKept && BreaksField(text[i]) ? u' ' : text[i];
+    }
+    return ToUtf8(lines);
+}
+
 std::string ListNames(std::string label, std::span<const std::string_view> names)
 {
     constexpr std::size_t kLineBytes = 76;

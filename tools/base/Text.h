@@ -20,6 +20,9 @@ std::u16string ToWide(std::string_view text, std::string_view what);
 std::string ToField(std::u16string_view text);
 std::string ToField(std::string_view bytes);
 
+// The same of several lines: tabs and ends of lines stay.
+std::string ToLines(std::u16string_view text);
+
 // A label and names for the help of a command, in lines of 76 bytes.
 std::string ListNames(std::string label, std::span<const std::string_view> names);
 

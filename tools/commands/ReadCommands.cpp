@@ -3,6 +3,8 @@
 #include "base/Record.h"
 #include "base/Session.h"
 #include "base/Stores.h"
+#include "base/Table.h"
+#include "base/Text.h"
 #include "base/Walk.h"
 #include "search/ContactTexts.h"
 #include "views/Rows.h"
@@ -126,7 +128,7 @@ bool Show(CSession& session, const CShowOptions& options)
     }
     std::u16string card;
     if (Try([&] { return contact->ToString(&card); })) {
-        Print(ToUtf8(card));
+        Print(StyleOfOutput().isAligned ? ToLines(card) : ToUtf8(card));
         return true;
     }
     if (GetLastError() != ERROR_NOT_SUPPORTED) {
