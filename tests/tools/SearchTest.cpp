@@ -123,6 +123,12 @@ TEST(FoldingTest, WordsAreFoundWithoutCaseAccentsAndForms)
         SCOPED_TRACE(string(c.words) + " in " + c.text);
         EXPECT_EQ(CSearchWords({c.words}).Match(FoldText(c.text)), c.match);
     }
+    string name, folded; // long enough for several pieces, with characters of two units
+    for (int i = 0; i < 1000; ++i) {
+        name += "\xC3\x86\xF0\x9F\x98\x80x";
+        folded += "ae\xF0\x9F\x98\x80x";
+    }
+    EXPECT_EQ(FoldText(name).plain, folded);
     const CFoldedText number = FoldText("+49 (30) 55-01\n" + DigitsOf("+49 (30) 55-01"));
     EXPECT_EQ(CSearchWords({"3055"}).Match(FoldText("Ann"), number), EMatch::kWithin);
     EXPECT_EQ(CSearchWords({"30/5501 ann"}).Match(FoldText("Ann"), number), EMatch::kWithin);

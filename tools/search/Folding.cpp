@@ -61,15 +61,24 @@ bool MayBecomeAscii(UChar32 character)
     return character >= 0x80 && (script == USCRIPT_LATIN || script == USCRIPT_COMMON);
 }
 
-// Making the rules takes longer than a search, so they are made for a text that needs them.
+// Making the rules takes longer than a search, so they are made for a text that needs them. They
+// are applied to one piece of the text after the other: each replacement moves all that stands
+// behind it in the same string, and a sender's name may be long.
 void MakeAscii(icu::UnicodeString* text)
 {
     static const auto rules = MustSucceed([](UErrorCode& error) {
         return std::unique_ptr<icu::Transliterator>(
             icu::Transliterator::createInstance("Latin-ASCII", UTRANS_FORWARD, error));
     });
-    rules->transliterate(*text);
-    text->foldCase();
+    constexpr std::int32_t kPieceLength = 512;
+    icu::UnicodeString ascii;
+    for (std::int32_t begin = 0, end = 0; begin < text->length(); begin = end) {
+        end = text->getChar32Limit(std::min(begin + kPieceLength, text->length()));
+        icu::UnicodeString piece(*text, begin, end - begin);
+        rules->transliterate(piece);
+        ascii.append(piece);
+    }
+    *text = ascii.foldCase();
 }
 
 bool IsUmlautBase(UChar32 letter)
