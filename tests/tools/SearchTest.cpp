@@ -170,6 +170,7 @@ TEST_F(CSearchTest, AnswersAreRankedAndEachAddressIsToldOnce)
         {{"juergen"}, "j@d.example\tJürgen\n"},
         {{"305501"}, "jo@a.example\tJoanna Lee\n"},
         {{"nobody"}, ""},
+        {{"joann"}, "jo@a.example\tJoanna Lee\njoann@c.example\tJoann\nzoe@b.example\tJoann\n"},
         {{"n.example"},
          "desk@n.example\tNagel Ltd.\nnagy@n.example\tNan Nagy\nnail@n.example\tNat Nail\n"
          "nash@n.example\tNed Nash\nbare@n.example\t\n"},

@@ -7,7 +7,6 @@
 #include "text/Rfc822Address.h"
 
 #include <algorithm>
-#include <iterator>
 #include <string>
 #include <tuple>
 #include <unordered_set>
@@ -71,23 +70,19 @@ std::vector<CAddressSearch::CAnswer> CAddressSearch::Find(const CSearchWords& wo
         {kMailboxDirectory, m_domain},
         {kSenders, m_index->senderAddresses}};
     std::vector<CAnswer> answers;
-    std::unordered_set<std::string> before; // the addresses of the stores in front of `unread`
-    auto unread = std::begin(stores);
-    for (const auto& store : stores) {
-        const std::vector<CFound> found = FindIn(store.second, words);
-        for (; !found.empty() && unread != &store; ++unread) {
-            for (const CAddressEntry& entry : unread->second) {
-                before.insert(LowerText(entry.address));
-            }
-        }
-        std::unordered_set<std::string> told;
-        for (const CFound& one : found) {
+    std::unordered_set<std::string> before; // the addresses that the stores in front have answered
+    for (const auto& [store, entries] : stores) {
+        std::unordered_set<std::string> here;
+        std::unordered_set<std::string> named; // with their names
+        for (const CFound& one : FindIn(entries, words)) {
             const std::string key = LowerText(one.entry->address);
+            here.insert(key);
             if (!before.contains(key) &&
-                told.insert(key + '\n' + std::string(one.entry->name)).second) {
-                answers.push_back({one.entry, store.first});
+                named.insert(key + '\n' + std::string(one.entry->name)).second) {
+                answers.push_back({one.entry, store});
             }
         }
+        before.merge(here);
     }
     return answers;
 }

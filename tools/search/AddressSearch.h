@@ -30,8 +30,8 @@ public:
     // Each address that has all the words, once; the best answers first. The address book comes
     // before the older web client's contacts, the domain and the senders; in a store, words at
     // their beginnings before others, then senders by the weight of their messages, then names,
-    // with those that have none behind. An address that a store before has, found or not, is not
-    // told again; neither is the same name with the same address in one store.
+    // with those that have none behind. An address that was found in a store before is not told
+    // again; neither is the same name with the same address in one store.
     std::vector<CAnswer> Find(const CSearchWords& words) const;
 
 private:
