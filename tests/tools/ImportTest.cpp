@@ -357,4 +357,16 @@ TEST(ImportTest, ContactsThatAreThereAreChangedOrSkipped)
     EXPECT_EQ(import("--dry-run", two), "created -\ncreated -\n");
     EXPECT_EQ(import("--update", two), "created VCARDPAB-5\ncreated VCARDPAB-6\n");
     EXPECT_EQ(import("--update", two), "skipped VCARDPAB-5\nskipped VCARDPAB-6\n");
+
+    // The same once more changes nothing, and makes nothing: without a name, with a blank behind
+    // it, with lines of one name apart from each other, and with an empty one beside another.
+    const string odd = "BEGIN:VCARD\nBDAY:2003-12-09\nX-ICQ:5\nEND:VCARD\n"
+                       "BEGIN:VCARD\nFN:Kim \nTEL:7 \nEND:VCARD\n"
+                       "BEGIN:VCARD\nFN:Lu\nX-A:1\nX-B:2\nX-A:3\nTEL;WORK:\nTEL:8\nEND:VCARD\n";
+    EXPECT_EQ(import("--update", odd),
+              "created VCARDPAB-7\ncreated VCARDPAB-8\ncreated VCARDPAB-9\n");
+    for (const char* option : {"--update", "--skip-existing"}) {
+        EXPECT_EQ(import(option, odd),
+                  "skipped VCARDPAB-7\nskipped VCARDPAB-8\nskipped VCARDPAB-9\n");
+    }
 }

@@ -1,5 +1,7 @@
 #include "intake/KnownContacts.h"
 
+#include "base/Text.h"
+#include "cards/CardContent.h"
 #include "cards/Digest.h"
 #include "text/Rfc822Address.h"
 
@@ -36,15 +38,18 @@ std::string_view ValueOf(const CVCard& card, std::string_view name)
     return line == nullptr ? std::string_view() : std::string_view(line->value);
 }
 
-// The name with the first address or number; empty for a card with neither.
+// The name with the first address or number. A card with neither has its content in their place: a
+// digest, which is no name.
 std::string NameKey(const CVCard& card)
 {
-    const std::string name = UnescapeValue(ValueOf(card, "FN"));
+    const std::string full = UnescapeValue(ValueOf(card, "FN"));
+    const std::string name(Trimmed(full)); // the store does so too
     CRfc822Address address;
     const std::string email(ValueOf(card, "EMAIL"));
     const bool hasAddress = !email.empty() && address.Parse(email.c_str());
-    const std::string way = hasAddress ? address.RawAddress() : std::string(ValueOf(card, "TEL"));
-    return name.empty() && way.empty() ? std::string() : Folded(name + '\n' + way);
+    const std::string_view number = Trimmed(ValueOf(card, "TEL"));
+    const std::string way = hasAddress ? address.RawAddress() : std::string(number);
+    return name.empty() && way.empty() ? ContentDigest(card) : Folded(name + '\n' + way);
 }
 
 bool IsBlank(const CVCardLine& line)
@@ -58,11 +63,8 @@ void CKnownContacts::Add(const CVCard& card, const std::string& id, const std::s
 {
     const std::string uid(ValueOf(card, "UID"));
     m_byUid.emplace(uid.empty() ? derivedUid : uid, id);
-    const std::string name = NameKey(card);
-    if (!name.empty()) {
-        CNamed& named = m_byName[name];
-        (uid.empty() ? named.withoutUid : named.withUid).ids.push_back(id);
-    }
+    CNamed& named = m_byName[NameKey(card)];
+    (uid.empty() ? named.withoutUid : named.withUid).ids.push_back(id);
 }
 
 void CKnownContacts::AddTaken(const CVCard& card, const std::string& id,
@@ -122,33 +124,44 @@ std::string CKnownContacts::Find(const CVCard& card)
 
 CVCard LayOver(const CVCard& contact, const CVCard& card, bool keepsName)
 {
-    std::unordered_map<std::string_view, std::vector<const CVCardLine*>> laid;
+    struct CLaid
+    {
+        std::vector<const CVCardLine*> lines;
+        std::size_t next = 0;
+    };
+    std::unordered_map<std::string_view, CLaid> laid;
     for (const CVCardLine& line : card) {
         const bool isKept = keepsName && line.name == "FN" && !ValueOf(contact, "FN").empty();
         const bool isOfStore =
             std::ranges::find(kLinesOfStore, line.name) != std::end(kLinesOfStore);
-        if (!isKept && !isOfStore && !IsBlank(line)) {
-            laid[line.name].push_back(&line);
+        if (!isKept && !isOfStore) {
+            laid[line.name].lines.push_back(&line);
         }
     }
+    std::erase_if(laid, [](const auto& of) {
+        return std::ranges::all_of(of.second.lines,
+                                   [](const CVCardLine* line) { return IsBlank(*line); });
+    });
     CVCard result;
-    const auto take = [&](const CVCardLine& line) {
+    const auto takeNext = [&result](CLaid& of) {
+        if (of.next < of.lines.size()) {
+            result.push_back(*of.lines[of.next++]);
+        }
+    };
+    // Each in the place of an old one: what says the same stays the same.
+    for (const CVCardLine& line : contact) {
         const auto found = laid.find(line.name);
         if (found == laid.end()) {
-            return false;
-        }
-        for (const CVCardLine* const each : std::exchange(found->second, {})) {
-            result.push_back(*each);
-        }
-        return true;
-    };
-    for (const CVCardLine& line : contact) {
-        if (!take(line)) {
             result.push_back(line);
+        } else {
+            takeNext(found->second);
         }
     }
     for (const CVCardLine& line : card) {
-        take(line);
+        const auto found = laid.find(line.name);
+        if (found != laid.end()) {
+            takeNext(found->second);
+        }
     }
     return result;
 }

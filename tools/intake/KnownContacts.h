@@ -12,7 +12,8 @@
 // Which contact of the address book a card is about.
 
 // Finds contacts by what identifies a person: the UID, else the name together with the first mail
-// address. A contact without an address has its first number in place of it. Two cards of one file
+// address. A contact without an address has its first number in place of it, and one with none of
+// these is found by its content. Two cards of one file
 // are about two contacts, unless they have the same UID or say the same: each takes the first
 // contact of its name that is left. Memory is some hundred bytes a contact. A value.
 class CKnownContacts
@@ -58,6 +59,7 @@ private:
 };
 
 // The lines of a contact after a card was laid over it. All lines of a name that the card has take
-// the place of the contact's lines of that name. A line with an empty value changes nothing, nor do
-// those that the store renews itself. With keepsName the contact's FN stays, if it has one.
+// the place of the contact's lines of that name. Lines of a name that all have empty values change
+// nothing, nor do those that the store renews itself. With keepsName the contact's FN stays, if it
+// has one.
 CVCard LayOver(const CVCard& contact, const CVCard& card, bool keepsName);
