@@ -38,20 +38,19 @@ CVCard Through4(const CVCard& card)
 CVCard ThroughJCard(const CVCard& card)
 {
     vector<string> notes;
-    vector<CVCard> cards;
+    CVCard read;
     string fault;
-    EXPECT_TRUE(ReadJCards(WriteJCard(card, &notes), &cards, &notes, &fault)) << fault;
-    return cards.at(0);
+    EXPECT_TRUE(ReadJCard(WriteJCard(card, &notes), &read, &notes, &fault)) << fault;
+    return read;
 }
 
 CVCard ThroughJSContact(const CVCard& card)
 {
     vector<string> notes;
-    vector<CVCard> cards;
+    CVCard read;
     string fault;
-    EXPECT_TRUE(ReadJSContacts('[' + WriteJSContact(card, &notes) + ']', &cards, &notes, &fault))
-        << fault;
-    return cards.at(0);
+    EXPECT_TRUE(ReadJSContact(WriteJSContact(card, &notes), &read, &notes, &fault)) << fault;
+    return read;
 }
 
 // The values of a line without differences that mean nothing: superfluous escapes, the case of
@@ -136,8 +135,10 @@ string Card(const string& lines)
 
 TEST(ExportTest, SampleCardsComeBackFromEachForm)
 {
-    const vector<CVCard> cards = SampleCardsOfVersion3();
+    vector<CVCard> cards = SampleCardsOfVersion3();
     ASSERT_GT(cards.size(), 20U);
+    cards.push_back(
+        {Line("FN:Ann"), Line("N:Lee;Ann;;;"), Line("SORT-STRING:lee"), Line("SORT-STRING:ann")});
     for (const CVCard& card : cards) {
         for (const auto& [name, form] : {std::pair<const char*, CForm>{"4.0", Through4},
                                          {"jCard", ThroughJCard},
@@ -207,39 +208,44 @@ TEST(ExportTest, LinesAreWrittenAsEachVersionHasThem)
 TEST(ExportTest, JsonOfOthersIsReadAndAllElseIsRefused)
 {
     vector<string> notes;
-    vector<CVCard> cards;
+    CVCard card;
     string fault;
-    ASSERT_TRUE(ReadJSContacts(
+    ASSERT_TRUE(ReadJSContact(
         R"({"@type":"Card","version":"1.0","uid":"u","name":{"components":[)"
         R"({"kind":"given","value":"Ann"},{"kind":"surname","value":"Lee, jr"}]},)"
         R"("phones":{"p":{"number":"tel:+1","features":{"mobile":true},"pref":1,"label":"Boat"}},)"
         R"("addresses":{"a":{"components":[{"kind":"number","value":"1"},)"
         R"({"kind":"name","value":"Elm St"},{"kind":"locality","value":"Town"}],"full":"1 Elm St"}},)"
         R"("anniversaries":{"b":{"kind":"birth","date":{"month":4,"day":2}}},)"
+        R"("relatedTo":{"Re: Bob\nLee":{"relation":{"agent":true}}},)"
         R"("personalInfo":{"1":{"kind":"hobby","value":"sailing"}}})",
-        &cards, &notes, &fault))
+        &card, &notes, &fault))
         << fault;
-    EXPECT_EQ(WriteVCard(cards.at(0)),
+    EXPECT_EQ(WriteVCard(card),
               Card("FN:Ann Lee\\, jr\r\nUID:u\r\nN:Lee\\, jr;Ann;;;\r\nlabel1.X-ABLABEL:Boat\r\n"
                    "label1.TEL;TYPE=cell,pref:+1\r\nLABEL:1 Elm St\r\nADR:;;1 Elm St;Town;;;\r\n"
-                   "BDAY;X-APPLE-OMIT-YEAR=1604:1604-04-02\r\n"));
+                   "BDAY;X-APPLE-OMIT-YEAR=1604:1604-04-02\r\nAGENT:Re: Bob\\nLee\r\n"));
     EXPECT_EQ(notes, vector<string>{"personalInfo/1"});
-    ASSERT_TRUE(ReadJCards(R"(["vcard",[["version",{},"text","4.0"],["fn",{},"text","A; B"],)"
-                           R"(["tel",{"type":["home","voice"],"group":"g"},"uri","tel:+1"],)"
-                           R"(["n",{},"text",["B",["A","C"],"","",""]]]])",
-                           &cards, &notes, &fault))
+    ASSERT_TRUE(ReadJCard(R"(["vcard",[["version",{},"text","4.0"],["fn",{},"text","A; B"],)"
+                          R"(["tel",{"type":["home","voice"],"group":"g"},"uri","tel:+1"],)"
+                          R"(["n",{},"text",["B",["A","C"],"","",""]]]])",
+                          &card, &notes, &fault))
         << fault;
-    EXPECT_EQ(WriteVCard(cards.at(1)),
-              Card("FN:A\\; B\r\ng.TEL;TYPE=home,voice:+1\r\nN:B;A,C;;;\r\n"));
-    for (const char* const text :
-         {"", "[", "{}", "7", "[7]", R"({"@type":"Group"})", R"(["vcard"])", R"(["vcard",[7]])",
-          R"(["vcard",[["fn",{},"text"]]])", R"(["vcard",[["f:n",{},"text","x"]]])"}) {
-        SCOPED_TRACE(text);
-        EXPECT_FALSE(ReadJCards(text, &cards, &notes, &fault));
-        EXPECT_FALSE(fault.empty());
-        EXPECT_FALSE(ReadJSContacts(text, &cards, &notes, &fault));
+    EXPECT_EQ(WriteVCard(card), Card("FN:A\\; B\r\ng.TEL;TYPE=home,voice:+1\r\nN:B;A,C;;;\r\n"));
+    const string deep(100'000, '[');
+    string wide = R"({"@type":"Card","keywords":{"a":true)";
+    for (int i = 0; i < 30'000; ++i) {
+        wide += ",\"" + std::to_string(i) + "\":true";
     }
-    EXPECT_EQ(cards.size(), 2U);
+    for (const string& text : vector<string>{
+             "", "[", "{}", "7", "[]", "[7]", deep + string(deep.size(), ']'), wide + "}}",
+             R"({"@type":"Group"})", R"(["vcard"])", R"(["vcard",[7]])",
+             R"(["vcard",[["fn",{},"text"]]])", R"(["vcard",[["f:n",{},"text","x"]]])"}) {
+        SCOPED_TRACE(text.substr(0, 100));
+        EXPECT_FALSE(ReadJCard(text, &card, &notes, &fault));
+        EXPECT_FALSE(fault.empty());
+        EXPECT_FALSE(ReadJSContact(text, &card, &notes, &fault));
+    }
 }
 
 TEST(ExportTest, UidIsTheSameInEveryFormAndLeavesTheRestOfPlainExportAlone)

@@ -1,6 +1,7 @@
 #include "cards/JCard.h"
 
 #include "base/Text.h"
+#include "cards/JsonLimits.h"
 #include "cards/LineParts.h"
 #include "cards/VCard4.h"
 #include "cards/VCardDate.h"
@@ -232,28 +233,6 @@ bool FromJson(const ordered_json& property, CVCardLine* line)
     return true;
 }
 
-bool ReadOne(const ordered_json& value, std::vector<CVCard>* cards, std::vector<std::string>* notes,
-             std::string* fault)
-{
-    if (!value.is_array() || value.size() != 2 || value[0] != "vcard" || !value[1].is_array()) {
-        *fault = "no jCard";
-        return false;
-    }
-    CVCard card;
-    for (const ordered_json& property : value[1]) {
-        CVCardLine line;
-        if (!FromJson(property, &line)) {
-            *fault = "no property of a jCard: " + Dump(property).substr(0, 40);
-            return false;
-        }
-        if (line.name != "VERSION") {
-            card.push_back(std::move(line));
-        }
-    }
-    cards->push_back(ToVersion3(card, notes));
-    return true;
-}
-
 } // namespace
 
 std::string WriteJCardProperty(const CVCardLine& line)
@@ -276,18 +255,29 @@ std::string WriteJCard(const CVCard& card, std::vector<std::string>* notes)
     return Dump({"vcard", std::move(properties)});
 }
 
-bool ReadJCards(std::string_view text, std::vector<CVCard>* cards, std::vector<std::string>* notes,
-                std::string* fault)
+bool ReadJCard(std::string_view text, CVCard* card, std::vector<std::string>* notes,
+               std::string* fault)
 {
-    const ordered_json value = ordered_json::parse(text, nullptr, false);
-    if (value.is_discarded()) {
-        *fault = "no JSON";
+    if (!IsWithinJsonLimits(text)) {
+        *fault = kBeyondJsonLimits;
         return false;
     }
-    const bool isOne = value.is_array() && !value.empty() && value[0].is_string();
-    if (isOne || !value.is_array()) {
-        return ReadOne(value, cards, notes, fault);
+    const ordered_json value = ordered_json::parse(text, nullptr, false);
+    if (!value.is_array() || value.size() != 2 || value[0] != "vcard" || !value[1].is_array()) {
+        *fault = value.is_discarded() ? "no JSON" : "no jCard";
+        return false;
     }
-    return std::ranges::all_of(
-        value, [&](const ordered_json& each) { return ReadOne(each, cards, notes, fault); });
+    CVCard lines;
+    for (const ordered_json& property : value[1]) {
+        CVCardLine line;
+        if (!FromJson(property, &line)) {
+            *fault = "no property of a jCard: " + Dump(property).substr(0, 40);
+            return false;
+        }
+        if (line.name != "VERSION") {
+            lines.push_back(std::move(line));
+        }
+    }
+    *card = ToVersion3(lines, notes);
+    return true;
 }

@@ -12,10 +12,10 @@
 // One jCard on one line, without a line end. Adds to `notes` what it has no place for.
 std::string WriteJCard(const CVCard& card, std::vector<std::string>* notes);
 
-// The cards of a text: one jCard, or an array of them. False, and *fault says why, for any other
-// text. Adds to `notes` what vCard 3.0 has no place for.
-bool ReadJCards(std::string_view text, std::vector<CVCard>* cards, std::vector<std::string>* notes,
-                std::string* fault);
+// The card of a text that is one jCard. False, and *fault says why, for any other text. Adds to
+// `notes` what vCard 3.0 has no place for.
+bool ReadJCard(std::string_view text, CVCard* card, std::vector<std::string>* notes,
+               std::string* fault);
 
 // One property of a jCard, from a line of vCard 4.0 and back: ["email", {}, "text", "a@b.c"].
 std::string WriteJCardProperty(const CVCardLine& line);

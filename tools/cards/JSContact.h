@@ -13,7 +13,7 @@
 // One Card on one line, without a line end. Adds to `notes` what it has no place for.
 std::string WriteJSContact(const CVCard& card, std::vector<std::string>* notes);
 
-// The cards of a text: one Card, or an array of them. False, and *fault says why, for any other
-// text. Adds to `notes` what a vCard 3.0 has no place for.
-bool ReadJSContacts(std::string_view text, std::vector<CVCard>* cards,
-                    std::vector<std::string>* notes, std::string* fault);
+// The card of a text that is one Card. False, and *fault says why, for any other text. Adds to
+// `notes` what a vCard 3.0 has no place for.
+bool ReadJSContact(std::string_view text, CVCard* card, std::vector<std::string>* notes,
+                   std::string* fault);

@@ -2,6 +2,7 @@
 #include "cards/JCard.h"
 #include "cards/JSContact.h"
 #include "cards/JSContactTables.h"
+#include "cards/JsonLimits.h"
 #include "cards/LineParts.h"
 #include "cards/VCard4.h"
 #include "cards/VCardDate.h"
@@ -161,7 +162,8 @@ bool CJSContactReader::ReadMap(const std::string& key, const ordered_json& value
                 line.parameters.emplace_back("TYPE", relation);
             }
         }
-        if (key == "relatedTo" && !IsUri(name)) {
+        const bool isUri = IsUri(name) && name.find_first_of(" \n") == std::string::npos;
+        if (key == "relatedTo" && !isUri) {
             line.parameters.emplace_back("VALUE", "text");
             line.value = EscapeValue(name);
         }
@@ -365,33 +367,23 @@ void CJSContactReader::AddLabel(const ordered_json& entry, CVCardLine* line)
     m_card.push_back({line->group, "X-ABLABEL", {}, EscapeValue(Member(entry, "label"))});
 }
 
-bool ReadCard(const ordered_json& value, std::vector<CVCard>* cards,
-              std::vector<std::string>* notes, std::string* fault)
+} // namespace
+
+bool ReadJSContact(std::string_view text, CVCard* card, std::vector<std::string>* notes,
+                   std::string* fault)
 {
+    if (!IsWithinJsonLimits(text)) {
+        *fault = kBeyondJsonLimits;
+        return false;
+    }
+    const ordered_json value = ordered_json::parse(text, nullptr, false);
     if (!value.is_object() || Member(value, "@type") != "Card") {
-        *fault = "no JSContact Card";
+        *fault = value.is_discarded() ? "no JSON" : "no JSContact Card";
         return false;
     }
     CJSContactReader reader(value, notes);
-    CVCard card = reader.Take();
-    AddName(&card);
-    cards->push_back(ToVersion3(card, notes));
+    CVCard lines = reader.Take();
+    AddName(&lines);
+    *card = ToVersion3(lines, notes);
     return true;
-}
-
-} // namespace
-
-bool ReadJSContacts(std::string_view text, std::vector<CVCard>* cards,
-                    std::vector<std::string>* notes, std::string* fault)
-{
-    const ordered_json value = ordered_json::parse(text, nullptr, false);
-    if (value.is_discarded()) {
-        *fault = "no JSON";
-        return false;
-    }
-    if (!value.is_array()) {
-        return ReadCard(value, cards, notes, fault);
-    }
-    return std::ranges::all_of(
-        value, [&](const ordered_json& each) { return ReadCard(each, cards, notes, fault); });
 }

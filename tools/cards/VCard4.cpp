@@ -225,14 +225,14 @@ void LabelTo3(CVCardLine* line, CVCard* card)
     }
 }
 
-// The text to sort by, a line of its own in 3.0.
+// The text to sort by, a line of its own in 3.0. A second one stays such a line.
 void SortStringTo4(CVCard* card)
 {
-    const CVCardLine* const sort = FindLine(*card, "SORT-STRING");
+    const auto sort = std::ranges::find(*card, "SORT-STRING", &CVCardLine::name);
     const auto name = std::ranges::find(*card, "N", &CVCardLine::name);
-    if (sort != nullptr && name != card->end()) {
+    if (sort != card->end() && name != card->end()) {
         SetParameter("SORT-AS", UnescapeValue(sort->value), &*name);
-        std::erase_if(*card, [](const CVCardLine& line) { return line.name == "SORT-STRING"; });
+        card->erase(sort);
     }
 }
 

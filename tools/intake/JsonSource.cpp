@@ -3,10 +3,12 @@
 #include "cards/CardContent.h"
 #include "cards/JCard.h"
 #include "cards/JSContact.h"
+#include "cards/JsonLimits.h"
 #include "platform/LastError.h"
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <utility>
 
 using nlohmann::ordered_json;
@@ -25,19 +27,20 @@ void CJsonSource::ReadFile()
         text.append(rest);
         m_input.Take(rest.size());
     }
-    const ordered_json value = text.size() > kMaxBytes
-                                   ? ordered_json(ordered_json::value_t::discarded)
-                                   : ordered_json::parse(text, nullptr, false);
-    if (value.is_discarded()) {
-        m_fault = text.size() > kMaxBytes ? "larger than 256 MB" : "no JSON";
+    if (text.size() > kMaxBytes || !IsWithinJsonLimits(text)) {
+        m_fault = text.size() > kMaxBytes ? "larger than 256 MB" : kBeyondJsonLimits;
         return;
     }
+    const ordered_json value = ordered_json::parse(text, nullptr, false);
     const auto add = [this](const ordered_json& card) {
         m_cards.push_back(card.dump(-1, ' ', false, ordered_json::error_handler_t::replace));
     };
-    const bool isList = value.is_array() && (value.empty() || !value[0].is_string());
-    for (const ordered_json& card : isList ? value : ordered_json::array({value})) {
-        add(card);
+    if (value.is_discarded()) {
+        m_fault = "no JSON";
+    } else if (value.is_array() && (value.empty() || !value[0].is_string())) {
+        std::ranges::for_each(value, add);
+    } else {
+        add(value);
     }
 }
 
@@ -58,15 +61,13 @@ bool CJsonSource::Next(CImportCard* card)
         return false;
     }
     const std::string text = std::exchange(m_cards[m_count++], {});
-    std::vector<CVCard> read;
     const bool isRead = text.starts_with('{')
-                            ? ReadJSContacts(text, &read, &card->losses, &card->fault)
-                            : ReadJCards(text, &read, &card->losses, &card->fault);
+                            ? ReadJSContact(text, &card->card, &card->losses, &card->fault)
+                            : ReadJCard(text, &card->card, &card->losses, &card->fault);
     if (!isRead) {
         card->faultCode = ERROR_INVALID_DATA;
         return true;
     }
-    card->card = std::move(read.front());
     if (IsGroupCard(card->card)) {
         card->notPerson = "a group of contacts";
     }
