@@ -275,6 +275,11 @@ TEST(ImportTest, RealCardsBecomeWhatStandsBesideThem)
 TEST(ImportTest, EachCardComesInOrIsNamed)
 {
     const string a = "BEGIN:VCARD\r\nVERSION:3.0\r\nN:a;;;;\r\nFN:a\r\nEND:VCARD\r\n";
+    // Each card doubles the backslashes of the one in it.
+    string agents = "BEGIN:VCARD\nFN:a\nNOTE:" + string(1 << 20, '\\') + "\nEND:VCARD\n";
+    for (int i = 0; i < 8; ++i) {
+        agents = "BEGIN:VCARD\nVERSION:2.1\nFN:a\nAGENT:\n" + agents + "END:VCARD\n";
+    }
     const struct
     {
         const char* what;
@@ -291,13 +296,18 @@ TEST(ImportTest, EachCardComesInOrIsNamed)
         {"a table without a line", "First Name,Last Name\n", 1, 0,
          "no line of contacts in it (13)"},
         {"odd version", "BEGIN:VCARD\nVERSION:3.1\nFN:a\nEND:VCARD\n" + a, 1, 1,
-         "card 1: not version 3.0: 3.1 (87)"},
+         "card 1: version 3.1 is not supported (87)"},
         {"other profile", "BEGIN:VCARD\nVERSION:3.0\nPROFILE:x\nEND:VCARD\n" + a, 1, 1,
          "card 1: a PROFILE other than VCARD (87)"},
         {"no end, then another", "BEGIN:VCARD\nFN:x\n" + a + "BEGIN:VCARD\n", 1, 1,
          "card 1: no END"},
         {"a group", "BEGIN:VCARD\nX-ADDRESSBOOKSERVER-KIND:group\nFN:g\nEND:VCARD\n" + a, 0, 1,
          "card 1: left out: it is a group of contacts, g\n"},
+        {"agents of agents", agents + a, 1, 1, "card 1: larger than 32 MB (223)"},
+        {"JSON without a card", R"([[],[[]],{},["vcard",[["fn",{},"text","a"]]]])", 1, 1,
+         "card 2: no jCard (13)"},
+        {"deep JSON", "{\"@type\":\"Card\",\"a\":" + string(100'000, '['), 1, 0,
+         "card 1: JSON that is nested too deep or too large (13)"},
         {"a note", "BEGIN:VCARD\nVERSION:2.1\nFN:a\nTEL;X-A:1\nEND:VCARD\n", 0, 1,
          "card 1: made of vCard 2.1; not kept: type X-A of TEL\n"},
     };

@@ -102,7 +102,7 @@ public:
     {
         const std::string_view version = VersionOf(text);
         if (!IsKnown(version)) {
-            m_card->fault = "not version 3.0: " + std::string(version);
+            m_card->fault = "version " + std::string(version) + " is not supported";
             m_card->faultCode = ERROR_INVALID_PARAMETER;
             return;
         }
@@ -183,9 +183,15 @@ private:
         if (m_depth < kMaxAgentDepth) {
             CConversion(m_depth + 1, &agent).Convert(text);
         }
-        CVCardLine& line = m_card->card.back();
-        line.value = EscapeValue(WriteVCard(agent.card));
-        std::erase(line.value, '\r');
+        // Each card around another one doubles its backslashes.
+        std::string value = EscapeValue(WriteVCard(agent.card));
+        if (agent.faultCode == ERROR_FILE_TOO_LARGE || value.size() > CCardReader::kMaxCardBytes) {
+            m_card->fault = "larger than 32 MB";
+            m_card->faultCode = ERROR_FILE_TOO_LARGE;
+            return;
+        }
+        std::erase(value, '\r');
+        m_card->card.back().value = std::move(value);
     }
 
     // The store knows the first AGENT line as the manager's name.
