@@ -348,6 +348,18 @@ TEST(ExportTest, FolderFollowsTheAddressBookAndKeepsWhatHasNotChanged)
     EXPECT_EQ(run().err, "");
     const auto count = std::distance(std::filesystem::directory_iterator(folder), {});
     EXPECT_EQ(count, 6); // two contacts, theirs, two others, the state
+
+    // A file that cannot be written stays as it was until it can.
+    const string blocked = folder + "/.contactmgr-" +
+                           std::filesystem::path(fileOf("VCARDPAB-2")).filename().string() + ".tmp";
+    const auto old = inodeOf(fileOf("VCARDPAB-2"));
+    std::filesystem::create_directory(blocked);
+    tool.Run({"set", "VCARDPAB-2", "Nickname=C"});
+    EXPECT_EQ(run().status, 1);
+    EXPECT_EQ(inodeOf(fileOf("VCARDPAB-2")), old);
+    std::filesystem::remove(blocked);
+    EXPECT_EQ(run().status, 0);
+    EXPECT_NE(inodeOf(fileOf("VCARDPAB-2")), old);
 }
 
 TEST(ExportTest, EachFormComesInAgainAsTheSameContacts)

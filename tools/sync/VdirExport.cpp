@@ -31,6 +31,7 @@ private:
     bool ReadBook(std::vector<std::string>* ids);
     bool IsUpToDate(const CSyncedCard& known, const std::string& id) const;
     void TakeContact(const std::string& id, const CSyncedCard* known);
+    void KeepKnown(const CSyncedCard* known);
     std::string NameOf(const std::string& uid, const CSyncedCard* known) const;
     bool IsOwnFile(const std::string& file, const std::string& uid) const;
     void RemoveDeleted();
@@ -108,6 +109,15 @@ std::string CVdirExport::NameOf(const std::string& uid, const CSyncedCard* known
     return name;
 }
 
+// The contact is there, but its file stays as it was, and the next run tries again.
+void CVdirExport::KeepKnown(const CSyncedCard* known)
+{
+    if (known != nullptr) {
+        m_next.cards.push_back(*known);
+        m_next.cards.back().isUnread = true;
+    }
+}
+
 void CVdirExport::TakeContact(const std::string& id, const CSyncedCard* known)
 {
     const std::unique_ptr<CContact> contact = m_session.OpenListed("export", id);
@@ -116,10 +126,8 @@ void CVdirExport::TakeContact(const std::string& id, const CSyncedCard* known)
         if (contact != nullptr) {
             Report().Failure("export " + id);
         }
-        if (known != nullptr &&
-            m_session.AddressBook().StateOf(id) == CAddressBook::EFile::kFilled) {
-            m_next.cards.push_back(*known);
-            m_next.cards.back().isUnread = true;
+        if (m_session.AddressBook().StateOf(id) == CAddressBook::EFile::kFilled) {
+            KeepKnown(known);
         }
         return;
     }
@@ -134,6 +142,7 @@ void CVdirExport::TakeContact(const std::string& id, const CSyncedCard* known)
     CSyncedCard next = {id, uid, NameOf(uid, known), {}, {}, {}};
     if (!Try([&] { return m_vdir.Stage(next.file, m_write(card), &next.mark); })) {
         Report().Failure("write " + m_vdir.Folder() + '/' + next.file);
+        KeepKnown(known);
         return;
     }
     m_files.emplace(next.file, next.mark);
