@@ -187,10 +187,12 @@ TEST(SyncTest, ChangesOfBothSidesMeet)
 {
     const CPair pair;
     pair.tool.Run({"new", "FullName=Ann", "--tel", "work=1"});
-    pair.Write("bob.vcf",
-               Card("b", "FN:Bob\r\nitem1.TEL;TYPE=work;X-OWN=1:2\r\nitem1.X-ABLABEL:Boat\r\n"));
-    pair.Write("cy.vcf",
-               "BEGIN:VCARD\nVERSION:4.0\nFN:Cy\nTEL;PREF=1;VALUE=uri:tel:3\nEND:VCARD\n");
+    pair.Write(
+        "bob.vcf",
+        Card("b",
+             "FN:Bob\r\nitem1.TEL;TYPE=work;X-OWN=1:2\r\nitem1.X-ABLABEL:Boat\r\nTEL;HOME:5\r\n"));
+    pair.Write("cy.vcf", "BEGIN:VCARD\nVERSION:4.0\nFN:Cy\nTEL;PREF=1;VALUE=uri:tel:3\nEND:VC\n "
+                         "ARD\nno END:VCARD\n");
     pair.Write("old.vcf", "BEGIN:VCARD\nVERSION:2.1\nFN:Old\nTEL;HOME;CELL:4\nEND:VCARD\n");
     pair.Write(".hidden.vcf", "x");
     const string ann = DerivedUid("alice@example.org", "VCARDPAB-1") + ".vcf";
@@ -210,6 +212,7 @@ TEST(SyncTest, ChangesOfBothSidesMeet)
     pair.Replace(ann, "work:1", "work:11");
     EXPECT_EQ(std::ranges::count(pair.Sync().out, '\n'), 2);
     EXPECT_TRUE(Contains(pair.File("bob.vcf"), "item1.TEL;TYPE=work;X-OWN=1:2\r\n"));
+    EXPECT_TRUE(Contains(pair.File("bob.vcf"), "\nTEL;TYPE=HOME:5\r\n"));
     EXPECT_TRUE(Contains(pair.File("bob.vcf"), "NICKNAME:B"));
     EXPECT_TRUE(Contains(pair.Ours("VCARDPAB-1"), "TEL;TYPE=work:11"));
     EXPECT_EQ(pair.Sync().out, "");

@@ -7,7 +7,9 @@
 #include "cards/VCard4.h"
 #include "cards/VCardBinary.h"
 #include "core/Contact.h"
+#include "directory/TextLines.h"
 #include "intake/CardReader.h"
+#include "intake/LooseLine.h"
 #include "intake/VCardSource.h"
 #include "pab/PABContact.h"
 #include "text/Utf8.h"
@@ -56,6 +58,21 @@ std::string VersionOf(std::string_view card)
     return std::string(value.substr(0, value.find_first_of(" \t\n")));
 }
 
+// Lines that are no content lines are read as `import` reads them: parameters without a name, as
+// in TEL;HOME:, are in cards of all versions.
+CVCard ReadLines(std::string_view text)
+{
+    CVCard card;
+    const CTextLines lines{std::string(text)};
+    for (const std::string_view line : lines.Lines()) {
+        CVCardLine read;
+        if (ReadLooseLine(line, &read) && !IsOneOf(read.name, {"BEGIN", "END", "VERSION"})) {
+            card.push_back(std::move(read));
+        }
+    }
+    return card;
+}
+
 // By the way of `import`, which knows this version.
 bool ReadOldCard(const std::string& text, CVCard* card, std::string* fault)
 {
@@ -64,6 +81,26 @@ bool ReadOldCard(const std::string& text, CVCard* card, std::string* fault)
     *card = std::move(read.card);
     *fault = std::move(read.fault);
     return fault->empty();
+}
+
+// Where the last END line begins, folded or not; the end of a text without one.
+std::size_t EndLineOf(std::string_view text)
+{
+    constexpr std::string_view kEnd = "END:VCARD";
+    std::size_t found = text.size();
+    for (std::size_t begin = 0; begin < text.size();) {
+        std::string line;
+        std::size_t end = begin;
+        do {
+            const std::size_t lineEnd = std::min(text.find_first_of("\r\n", end), text.size());
+            line += Trimmed(text.substr(end, lineEnd - end));
+            end = std::min(text.find_first_not_of("\r\n", lineEnd), text.size());
+        } while (end < text.size() && line.size() < kEnd.size() &&
+                 (text[end] == ' ' || text[end] == '\t'));
+        found = EqualIgnoringCase(line, kEnd) ? begin : found;
+        begin = end;
+    }
+    return found;
 }
 
 // Both sides of a comparison are put in the same form.
@@ -112,7 +149,7 @@ bool ReadTheirCard(const std::string& text, CVCard* card, std::string* fault)
             return false;
         }
     } else {
-        *card = ReadVCard(read.text);
+        *card = ReadLines(read.text);
     }
     if (version == "4.0") {
         std::vector<std::string> notes; // the file itself keeps what the address book does not
@@ -135,5 +172,5 @@ bool StoredDigest(const CVCard& card, std::string* digest)
 
 std::string WithUidLine(std::string text, std::string_view uid)
 {
-    return text.insert(UpperText(text).rfind("END:VCARD"), "UID:" + EscapeValue(uid) + "\r\n");
+    return text.insert(EndLineOf(text), "UID:" + EscapeValue(uid) + "\r\n");
 }

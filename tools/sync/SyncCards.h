@@ -22,5 +22,5 @@ bool ReadTheirCard(const std::string& text, CVCard* card, std::string* fault);
 // that it does not take.
 bool StoredDigest(const CVCard& card, std::string* digest);
 
-// Puts a UID line in front of the END line, whatever line ends the text has.
+// Puts a UID line in front of the END line of a text that ReadTheirCard takes.
 std::string WithUidLine(std::string text, std::string_view uid);
