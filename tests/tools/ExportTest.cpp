@@ -292,9 +292,11 @@ TEST(ExportTest, TableHasAColumnForEachEntryAndQuotesWhatNeedsIt)
 {
     CCsvTable table;
     vector<string> notes;
-    table.Add(ReadVCard(Card("N:Lee;Ann;;;\r\nFN:Ann Lee\r\nNOTE:a\\, \"b\"\\nc\r\nORG:Ex;Mail\r\n"
-                             "TEL;TYPE=work,fax:1\r\nTEL;TYPE=cell,pref:2\r\nX-ODD:1\r\n")),
-              &notes);
+    table.Add(
+        ReadVCard(
+            Card("N:Lee;Ann;;;\r\nFN:Ann Lee\r\nNOTE:a\\, \"b\"\\nc\r\nORG:Ex;Mail\r\n"
+                 "TEL;TYPE=work,fax:1\r\nTEL;TYPE=cell,pref:2\r\nX-ODD:1\r\ng.X-ABLABEL:Boat\r\n")),
+        &notes);
     table.Add(ReadVCard(Card("FN:Bob\r\nEMAIL:b@c.d\r\nCATEGORIES:x,y\r\nBDAY:19850412\r\n")),
               &notes);
     EXPECT_EQ(table.Write(),
@@ -304,7 +306,7 @@ TEST(ExportTest, TableHasAColumnForEachEntryAndQuotesWhatNeedsIt)
               "Phone 2 - Value\r\n"
               "Ann Lee,Ann,,Lee,,,,,Ex,,Mail,,\"a, \"\"b\"\"\nc\",,,,Work Fax,1,* Mobile,2\r\n"
               "Bob,Bob,,,,,,,,,,1985-04-12,,x ::: y,Other,b@c.d,,,,\r\n");
-    EXPECT_EQ(notes, vector<string>{"X-ODD"});
+    EXPECT_EQ(notes, (vector<string>{"X-ODD", "X-ABLABEL"}));
 }
 
 TEST(ExportTest, FolderFollowsTheAddressBookAndKeepsWhatHasNotChanged)

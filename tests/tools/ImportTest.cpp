@@ -226,12 +226,14 @@ TEST(ImportTest, TablesOfEachProgramBecomeCards)
         {"Google",
          "Name,Given Name,Family Name,Group Membership,E-mail 1 - Type,E-mail 1 - Value,"
          "Phone 1 - Type,Phone 1 - Value,Address 1 - Type,Address 1 - Street,Address 1 - City,"
-         "Organization 1 - Name,Custom Field 1 - Value\n"
+         "Organization 1 - Name,Custom Field 1 - Value,Event 1 - Label,Event 1 - Value,Event 2 - "
+         "Label,Event 2 - Value\n"
          "Ann Lee,Ann,Lee,* myContacts ::: Friends,* ,a@b.c ::: d@b.c,Work Fax,1,Home,"
-         "\"1 A St\nFlat \"\"2\"\"\",Town,Co,x\n",
+         "\"1 A St\nFlat \"\"2\"\"\",Town,Co,x,Anniversary,2001-02-03,Moved in,2002\n",
          "N:Lee;Ann;;;\nORG:Co\nFN:Ann Lee\nCATEGORIES:Friends\nX-CSV-CUSTOM-FIELD-1-VALUE:x\n"
          "EMAIL;TYPE=pref:a@b.c\nEMAIL;TYPE=pref:d@b.c\nTEL;TYPE=work,fax:1\n"
-         "ADR;TYPE=home:;;1 A St\\nFlat \"2\";Town;;;\n"},
+         "ADR;TYPE=home:;;1 A St\\nFlat \"2\";Town;;;\n"
+         "X-ANNIVERSARY:2001-02-03\nX-CSV-EVENT-MOVED-IN:2002\n"},
         {"Outlook, with semicolons",
          "\"Title\";\"First Name\";\"Last Name\";\"Company\";\"Business Street\";\"Business "
          "Street 2\";\"Home Phone\";\"E-mail Address\";\"Birthday\";\"Priority\";\"Hobby\"\r\n"
@@ -306,6 +308,9 @@ TEST(ImportTest, EachCardComesInOrIsNamed)
         {"agents of agents", agents + a, 1, 1, "card 1: larger than 32 MB (223)"},
         {"JSON without a card", R"([[],[[]],{},["vcard",[["fn",{},"text","a"]]]])", 1, 1,
          "card 2: no jCard (13)"},
+        {"a table with millions of fields",
+         "First Name,Last Name\n" + string(2'000'000, ',') + "\nAnn,Lee\n", 1, 1,
+         "card 1: larger than 32 MB (223)"},
         {"deep JSON", "{\"@type\":\"Card\",\"a\":" + string(100'000, '['), 1, 0,
          "card 1: JSON that is nested too deep or too large (13)"},
         {"a note", "BEGIN:VCARD\nVERSION:2.1\nFN:a\nTEL;X-A:1\nEND:VCARD\n", 0, 1,

@@ -45,8 +45,8 @@ constexpr std::array<std::string_view, 5> kNameColumns = {"Last Name", "First Na
                                                           "Name Prefix", "Name Suffix"};
 
 // Lines that say nothing about the person.
-constexpr std::array<std::string_view, 6> kIgnored = {
-    "UID", "REV", "PRODID", "X-LARKMERE-WSSVERSION", "X-LARKMERE-WSSREPLICATIONID", "X-ABLABEL"};
+constexpr std::array<std::string_view, 5> kIgnored = {
+    "UID", "REV", "PRODID", "X-LARKMERE-WSSVERSION", "X-LARKMERE-WSSREPLICATIONID"};
 
 // What import programs call the types; a star in front marks the preferred one.
 std::string LabelOf(const CVCardLine& line)

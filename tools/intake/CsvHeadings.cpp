@@ -75,7 +75,7 @@ constexpr std::pair<std::string_view, std::string_view> kColumns[] = {
     {"web page", "URL"},
     {"personal web page", "URL"},
     {"categories", "LIST:CATEGORIES"},
-    {"anniversary", "ANNIVERSARY"},
+    {"anniversary", "X-ANNIVERSARY"},
     {"business address", kNowhere},
     {"home address", "ADR;home.2"},
     {"business street", "ADR;work.2"},
@@ -141,8 +141,8 @@ constexpr std::pair<std::string_view, std::string_view> kColumns[] = {
 };
 
 // Google numbers what a person may have several of: "Phone 1 - Value". These are the kinds.
-constexpr std::string_view kNumberedKinds[] = {"e-mail",       "phone",   "address",
-                                               "organization", "website", "im"};
+constexpr std::string_view kNumberedKinds[] = {"e-mail",  "phone", "address", "organization",
+                                               "website", "im",    "event"};
 constexpr std::pair<std::string_view, char> kAddressParts[] = {
     {"po box", '0'}, {"extended address", '1'}, {"street", '2'},  {"city", '3'},
     {"region", '4'}, {"postal code", '5'},      {"country", '6'},
@@ -255,6 +255,13 @@ void AddItem(std::string_view kind, const CItem& item, CFieldCard* card)
     }
     if (kind == "address") {
         AddPostalAddress(item, types, card);
+        return;
+    }
+    if (kind == "event") {
+        const std::string name = types == "anniversary"
+                                     ? "X-ANNIVERSARY"
+                                     : ExtensionName("CSV", "event " + std::string(label));
+        card->Add(name, PartOf(item, "value"));
         return;
     }
     std::string before;

@@ -39,8 +39,7 @@ public:
             return false;
         }
         if (c == m_separator) {
-            m_fields.emplace_back();
-            return true;
+            return Divide();
         }
         return Append(c);
     }
@@ -55,6 +54,16 @@ private:
         if (!IsTooLarge()) {
             m_fields.back() += c;
             ++m_bytes;
+        }
+        return true;
+    }
+
+    // Empty fields take memory too.
+    bool Divide()
+    {
+        if (!IsTooLarge()) {
+            m_fields.emplace_back();
+            m_bytes += sizeof(std::string);
         }
         return true;
     }
