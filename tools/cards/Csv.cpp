@@ -84,12 +84,10 @@ std::string Quoted(const std::string& field)
 
 } // namespace
 
-std::string CCsvTable::Numbered(const std::string& kind, CRow* row)
+// The beginning of the columns for the next one of a kind.
+std::string CCsvTable::Numbered(const std::string& kind)
 {
-    std::size_t number = 1;
-    while (row->contains(kind + ' ' + std::to_string(number) + " - Label")) {
-        ++number;
-    }
+    const std::size_t number = ++m_rowCounts[kind];
     std::size_t& count = m_counts[kind];
     count = std::max(count, number);
     return kind + ' ' + std::to_string(number) + " - ";
@@ -117,11 +115,11 @@ void CCsvTable::AddLine(const CVCardLine& line, CRow* row, std::vector<std::stri
             Append(UnescapeValue(parts[i]), &(*row)["Organization Department"], "; ");
         }
     } else if (value != kValues.end() && !line.value.empty()) {
-        const std::string begin = Numbered(value->second, row);
+        const std::string begin = Numbered(value->second);
         (*row)[begin + "Label"] = line.name == "X-ANNIVERSARY" ? "Anniversary" : LabelOf(line);
         (*row)[begin + "Value"] = UnescapeValue(line.value);
     } else if (line.name == "ADR") {
-        const std::string begin = Numbered("Address", row);
+        const std::string begin = Numbered("Address");
         (*row)[begin + "Label"] = LabelOf(line);
         const std::vector<std::string> parts = SplitValue(line.value, ';');
         for (std::size_t i = 0; i < std::min(parts.size(), kAddressColumns.size()); ++i) {
@@ -161,6 +159,7 @@ void CCsvTable::AddName(const CVCard& card, CRow* row) const
 void CCsvTable::Add(const CVCard& card, std::vector<std::string>* notes)
 {
     CRow row;
+    m_rowCounts.clear();
     AddName(card, &row);
     for (const CVCardLine& line : card) {
         AddLine(line, &row, notes);

@@ -30,8 +30,9 @@ private:
 
     void AddLine(const CVCardLine& line, CRow* row, std::vector<std::string>* notes);
     void AddName(const CVCard& card, CRow* row) const;
-    std::string Numbered(const std::string& kind, CRow* row);
+    std::string Numbered(const std::string& kind);
 
     std::vector<CRow> m_rows;
-    std::map<std::string, std::size_t> m_counts; // of the numbered columns
+    std::map<std::string, std::size_t> m_counts;    // of the numbered columns
+    std::map<std::string, std::size_t> m_rowCounts; // the same of the row at hand
 };

@@ -191,21 +191,24 @@ void PreferencesTo3(CVCard* card, std::vector<std::string>* notes)
 // The labels of addresses stand in lines of their own in 3.0.
 void LabelsTo4(CVCard* card)
 {
-    std::set<const CVCardLine*> labelled;
+    const auto keyOf = [](const CVCardLine& line) { return std::pair(line.group, TypesOf(line)); };
+    std::multimap<std::pair<std::string, std::set<std::string>>, CVCardLine*> addresses;
+    for (CVCardLine& line : *card) {
+        if (line.name == "ADR") {
+            addresses.emplace(keyOf(line), &line);
+        }
+    }
     for (CVCardLine& label : *card) {
         if (label.name != "LABEL") {
             continue;
         }
-        const auto address = std::ranges::find_if(*card, [&](const CVCardLine& line) {
-            return line.name == "ADR" && !labelled.contains(&line) && line.group == label.group &&
-                   TypesOf(line) == TypesOf(label);
-        });
-        if (address == card->end()) {
+        const auto [first, last] = addresses.equal_range(keyOf(label));
+        if (first == last) {
             label.name = "X-LABEL";
             continue;
         }
-        labelled.insert(&*address);
-        SetParameter("LABEL", UnescapeValue(label.value), &*address);
+        SetParameter("LABEL", UnescapeValue(label.value), first->second);
+        addresses.erase(first);
         label.name.clear();
     }
     std::erase_if(*card, [](const CVCardLine& line) { return line.name.empty(); });

@@ -95,6 +95,12 @@ bool HasLinesOf(std::string_view text, std::string_view part)
     return false;
 }
 
+// The same for lines that say the same, in whatever groups.
+std::string MeaningOf(const CVCardLine& line)
+{
+    return WriteVCardLine({{}, line.name, line.parameters, UnescapeValue(line.value)});
+}
+
 void RemoveType(std::string_view type, CVCardLine* line)
 {
     std::erase_if(line->parameters, [type](const auto& parameter) {
@@ -104,7 +110,32 @@ void RemoveType(std::string_view type, CVCardLine* line)
 
 } // namespace
 
-CCardMerge::CCardMerge(CVCard card) : m_card(std::move(card)) {}
+CCardMerge::CCardMerge(CVCard card) : m_card(std::move(card))
+{
+    for (std::size_t i = 0; i < m_card.size(); ++i) {
+        Index(i);
+    }
+}
+
+void CCardMerge::Index(std::size_t place)
+{
+    const CVCardLine& line = m_card[place];
+    const auto entry = std::ranges::find(kEntries, line.name, [](auto& e) { return e.name; });
+    m_lines.emplace(MeaningOf(line), place);
+    m_groups.insert(LowerText(line.group));
+    if (entry != std::end(kEntries)) {
+        m_entries.emplace(line.name + ':' + entry->key(line), place);
+        if (line.HasType(kPreferred)) {
+            m_preferred.insert(line.name);
+        }
+    }
+}
+
+void CCardMerge::Append(CVCardLine line)
+{
+    m_card.push_back(std::move(line));
+    Index(m_card.size() - 1);
+}
 
 void CCardMerge::Add(const CVCard& other)
 {
@@ -149,29 +180,23 @@ void CCardMerge::AddEntry(const CVCardLine& line, std::string (*key)(const CVCar
         KeepInNote(line.name + ": " + line.value);
         return;
     }
-    const auto same = std::ranges::find_if(m_card, [&](const CVCardLine& entry) {
-        return entry.name == line.name && key(entry) == wanted;
-    });
-    if (same != m_card.end()) {
-        AddEntryTypes(line, &*same);
+    const auto same = m_entries.find(line.name + ':' + wanted);
+    if (same != m_entries.end()) {
+        AddEntryTypes(line, &m_card[same->second]);
         return;
     }
-    const bool hasPreferred = std::ranges::any_of(m_card, [&](const CVCardLine& entry) {
-        return entry.name == line.name && entry.HasType(kPreferred);
-    });
-    m_card.push_back(line);
-    m_card.back().group.clear();
-    if (hasPreferred) {
-        RemoveType(kPreferred, &m_card.back());
+    CVCardLine added = line;
+    added.group.clear();
+    if (m_preferred.contains(line.name)) {
+        RemoveType(kPreferred, &added);
     }
+    Append(std::move(added));
 }
 
 // Which of several entries is preferred, the first card says.
 void CCardMerge::AddEntryTypes(const CVCardLine& line, CVCardLine* entry)
 {
-    const bool hasPreferred = std::ranges::any_of(m_card, [&](const CVCardLine& other) {
-        return other.name == line.name && other.HasType(kPreferred);
-    });
+    const bool hasPreferred = m_preferred.contains(line.name);
     for (const auto& [name, value] : line.parameters) {
         const bool isNewType = name == kType && !entry->HasType(value) &&
                                !(hasPreferred && EqualIgnoringCase(value, kPreferred));
@@ -182,6 +207,9 @@ void CCardMerge::AddEntryTypes(const CVCardLine& line, CVCardLine* entry)
                                   [](const auto& each) { return each.first; });
             entry->parameters.emplace(last.base(), name, value);
         }
+    }
+    if (entry->HasType(kPreferred)) {
+        m_preferred.insert(line.name);
     }
     const std::string_view comment = line.Parameter(kComment);
     if (comment.empty() || comment == entry->Parameter(kComment)) {
@@ -231,11 +259,13 @@ void CCardMerge::AddSingle(const CVCardLine& line, std::string_view label)
 {
     CVCardLine* const own = Find(line.name);
     if (own == nullptr) {
-        m_card.push_back(line);
-        m_card.back().group.clear();
+        CVCardLine added = line;
+        added.group.clear();
+        Append(std::move(added));
     } else if (own->value.empty()) {
         own->value = line.value;
         own->parameters = line.parameters;
+        Index(static_cast<std::size_t>(own - m_card.data()));
     } else if (UnescapeValue(own->value) == UnescapeValue(line.value)) {
         return;
     } else if (EqualIgnoringCase(line.value.substr(0, kCardBegin.size()), kCardBegin)) {
@@ -262,24 +292,18 @@ void CCardMerge::AddIdentifier(const CVCardLine& line)
 // Whether each of the lines stands in the card, and all in one group, whatever its name.
 bool CCardMerge::HasLines(const CVCard& lines) const
 {
-    const auto isSame = [](const CVCardLine& left, const CVCardLine& right) {
-        return left.name == right.name && left.parameters == right.parameters &&
-               UnescapeValue(left.value) == UnescapeValue(right.value);
+    const auto isIn = [this](const CVCardLine& line, std::string_view group) {
+        const auto [first, last] = m_lines.equal_range(MeaningOf(line));
+        return std::any_of(first, last,
+                           [&](const auto& own) { return m_card[own.second].group == group; });
     };
-    return std::ranges::any_of(m_card, [&](const CVCardLine& first) {
-        return isSame(first, lines.front()) && first.group.empty() == lines.front().group.empty() &&
-               std::ranges::all_of(lines, [&](const CVCardLine& line) {
-                   return std::ranges::any_of(m_card, [&](const CVCardLine& own) {
-                       return own.group == first.group && isSame(own, line);
-                   });
-               });
+    const auto [first, last] = m_lines.equal_range(MeaningOf(lines.front()));
+    return std::any_of(first, last, [&](const auto& own) {
+        const std::string& group = m_card[own.second].group;
+        return group.empty() == lines.front().group.empty() &&
+               std::ranges::all_of(lines,
+                                   [&](const CVCardLine& line) { return isIn(line, group); });
     });
-}
-
-bool CCardMerge::HasGroup(std::string_view group) const
-{
-    return std::ranges::any_of(
-        m_card, [group](const CVCardLine& line) { return EqualIgnoringCase(line.group, group); });
 }
 
 // Lines that belong together: those of a group, or one without a group.
@@ -289,15 +313,16 @@ void CCardMerge::AddGroup(const CVCard& lines)
         return;
     }
     std::string group = lines.front().group;
-    for (std::size_t number = 1; !group.empty() && HasGroup(group); ++number) {
-        group = "item" + std::to_string(number);
+    while (!group.empty() && m_groups.contains(LowerText(group))) {
+        group = "item" + std::to_string(m_nextGroup++);
     }
     for (const CVCardLine& line : lines) {
         if (Find(line.name) != nullptr && line.name != kAppleLabel) {
             m_kept.push_back("as another line: " + line.name);
         }
-        m_card.push_back(line);
-        m_card.back().group = group;
+        CVCardLine added = line;
+        added.group = group;
+        Append(std::move(added));
     }
 }
 

@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 // Joins cards of one person into the first of them, so that nothing is lost:
@@ -47,11 +49,19 @@ private:
     void AddSingle(const CVCardLine& line, std::string_view label);
     void AddIdentifier(const CVCardLine& line);
     void AddGroup(const CVCard& lines);
+    void Append(CVCardLine line);
+    void Index(std::size_t place);
     bool HasLines(const CVCard& lines) const;
-    bool HasGroup(std::string_view group) const;
     void KeepInNote(std::string_view text);
     bool AppendToNote(std::string_view text);
 
     CVCard m_card;
     std::vector<std::string> m_kept;
+    // What m_card holds: entries by name and key, all lines by what they say, the groups in small
+    // letters, and the entries of which one is preferred.
+    std::unordered_map<std::string, std::size_t> m_entries;
+    std::unordered_multimap<std::string, std::size_t> m_lines;
+    std::unordered_set<std::string> m_groups;
+    std::unordered_set<std::string> m_preferred;
+    std::size_t m_nextGroup = 1; // the groups "item1" and so on in front of it are taken
 };
