@@ -188,13 +188,15 @@ bool HasNone(std::string_view text, std::string_view separators)
     });
 }
 
-// Whether the names can stand in a line. Other forms than vCard hold any text as a name, and a line
-// BEGIN or END would be read as the border of a card.
+// Whether the names can stand in a line. Other forms than vCard hold any text as a name, a line
+// BEGIN or END would be read as the border of a card, and a fold within a long name as more of a
+// photo in front of it.
 bool HasPossibleNames(const CVCardLine& line)
 {
+    constexpr std::size_t kMaxNameBytes = 70;
     const std::string& first = line.group.empty() ? line.name : line.group;
     return !first.starts_with(' ') && !first.starts_with(kByteOrderMark) && !line.name.empty() &&
-           HasNone(line.group, ".;:\"") &&
+           line.group.size() + line.name.size() <= kMaxNameBytes && HasNone(line.group, ".;:\"") &&
            HasNone(line.name, line.group.empty() ? ".;:\"" : ";:\"") &&
            !IsOneOf(line.name, {"BEGIN", "END", "VERSION"}) &&
            std::ranges::all_of(line.parameters, [](const auto& parameter) {
