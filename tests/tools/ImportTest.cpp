@@ -377,7 +377,8 @@ TEST(ImportTest, ContactsThatAreThereAreChangedOrSkipped)
     // it, with lines of one name apart from each other, and with an empty one beside another.
     const string odd = "BEGIN:VCARD\nBDAY:2003-12-09\nX-ICQ:5\nEND:VCARD\n"
                        "BEGIN:VCARD\nFN:Kim \nTEL:7 \nEND:VCARD\n"
-                       "BEGIN:VCARD\nFN:Lu\nX-A:1\nX-B:2\nX-A:3\nTEL;WORK:\nTEL:8\nEND:VCARD\n";
+                       "BEGIN:VCARD\nFN:Lu "
+                       "\nEMAIL:lu@a.example\nX-A:1\nX-B:2\nX-A:3\nTEL;WORK:\nTEL:8\nEND:VCARD\n";
     EXPECT_EQ(import("--update", odd),
               "created VCARDPAB-7\ncreated VCARDPAB-8\ncreated VCARDPAB-9\n");
     for (const char* option : {"--update", "--skip-existing"}) {

@@ -13,9 +13,9 @@
 
 // Finds contacts by what identifies a person: the UID, else the name together with the first mail
 // address. A contact without an address has its first number in place of it, and one with none of
-// these is found by its content. Two cards of one file
-// are about two contacts, unless they have the same UID or say the same: each takes the first
-// contact of its name that is left. Memory is some hundred bytes a contact. A value.
+// these is found by its content. Two cards of one file are about two contacts, unless they have
+// the same UID or say the same: each takes the first contact of its name that is left. Memory is
+// some hundred bytes a contact. A value.
 class CKnownContacts
 {
 public:

@@ -1,5 +1,6 @@
 #include "intake/ImportCard.h"
 
+#include "base/Text.h"
 #include "cards/CardUri.h"
 #include "cards/LineParts.h"
 #include "cards/VCard4.h"
@@ -245,6 +246,9 @@ void AddNames(CImportCard* card)
 {
     CVCard& lines = card->card;
     const auto fullName = std::ranges::find(lines, "FN", &CVCardLine::name);
+    if (fullName != lines.end()) {
+        fullName->value = std::string(Trimmed(fullName->value)); // the store does so too
+    }
     if (fullName == lines.end() || fullName->value.empty()) {
         const std::string made = MakeFullName(lines);
         if (!made.empty()) {
