@@ -3,7 +3,6 @@
 #include "pab/PABContact.h"
 #include "platform/ChangeProtocol.h"
 #include "platform/Failure.h"
-#include "platform/FileHandle.h"
 #include "platform/FileNames.h"
 #include "platform/FileSearch.h"
 #include "platform/FileStamp.h"
@@ -94,19 +93,25 @@ bool CAddressBook::ListFiles(std::vector<CFile>* files) const
 
 bool CAddressBook::FindFiles(std::vector<CFile>* files) const
 {
-    WIN32_FIND_DATA entry;
-    const CFindHandle search(FindFirstFileA((m_folder + "/*.vcf").c_str(), &entry));
-    if (!search.IsOpen()) {
+    std::vector<std::string> names;
+    std::vector<std::optional<WIN32_FILE_ATTRIBUTE_DATA>> found;
+    const auto take = [&names](std::string_view name) {
+        if (NumberOf(name) != 0) {
+            names.emplace_back(name);
+        }
+    };
+    if (ForEachFile(m_folder.c_str(), ".vcf", take) == 0 ||
+        ReadAttributes(m_folder.c_str(), names, &found) == 0) {
         return IsMissingFile(GetLastError());
     }
-    do {
-        const std::uint32_t number = NumberOf(entry.cFileName);
-        if (number != 0 && HasContent(entry)) {
-            files->push_back({number, entry.ftLastWriteTime, entry.ftChangeTime,
-                              std::uint64_t{entry.nFileSizeHigh} << 32 | entry.nFileSizeLow});
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        if (found[i] && HasContent(*found[i])) {
+            const WIN32_FILE_ATTRIBUTE_DATA& file = *found[i];
+            files->push_back({NumberOf(names[i]), file.ftLastWriteTime, file.ftChangeTime,
+                              std::uint64_t{file.nFileSizeHigh} << 32 | file.nFileSizeLow});
         }
-    } while (FindNextFileA(search.Get(), &entry) != 0);
-    return GetLastError() == ERROR_NO_MORE_FILES;
+    }
+    return true;
 }
 
 bool CAddressBook::ListUnfinished(std::vector<std::uint32_t>* numbers) const

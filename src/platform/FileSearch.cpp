@@ -9,9 +9,14 @@
 #include "platform/SystemCalls.h"
 
 #include <algorithm>
+#include <array>
+#include <cerrno>
 #include <cstring>
 #include <functional>
 #include <memory>
+#include <system_error>
+#include <thread>
+#include <utility>
 
 #include <dirent.h>
 
@@ -166,6 +171,44 @@ bool CollectMatches(CSearch& search, std::string_view pattern)
     return ListWhole(search.folder.Get(), collect) || FailWithErrno();
 }
 
+using CAttributes = std::optional<WIN32_FILE_ATTRIBUTE_DATA>;
+
+// False with errno set; ENOENT: the entry is gone since the listing.
+bool LookAt(int folder, const char* name, WIN32_FILE_ATTRIBUTE_DATA* data)
+{
+    struct statx status = {};
+    if (CSystemCalls::Current().Stat(folder, name, AT_SYMLINK_NOFOLLOW | AT_STATX_FORCE_SYNC,
+                                     &status) != 0) {
+        return false;
+    }
+    FillAttributes(status, data);
+    return true;
+}
+
+// 0, or the errno of the first entry that failed. Each index is one thread's.
+int LookAtAll(int folder, std::span<const std::string> names, std::span<CAttributes> data)
+{
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        if (!LookAt(folder, names[i].c_str(), &data[i].emplace())) {
+            data[i].reset();
+            if (errno != ENOENT) {
+                return errno;
+            }
+        }
+    }
+    return 0;
+}
+
+constexpr std::size_t kMaxThreads = 4;
+constexpr std::size_t kNamesOfAThread = 2000;
+
+std::size_t CountThreads(std::size_t names)
+{
+    const std::size_t most =
+        std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, kMaxThreads);
+    return std::clamp<std::size_t>(names / kNamesOfAThread, 1, most);
+}
+
 // Leaves out entries that are gone since the listing.
 bool DeliverNext(CSearch& search, WIN32_FIND_DATA* data)
 {
@@ -173,10 +216,7 @@ bool DeliverNext(CSearch& search, WIN32_FIND_DATA* data)
         const char* name = search.names.data() + search.next;
         const std::size_t length = std::strlen(name);
         search.next += length + 1;
-        struct statx status = {};
-        if (CSystemCalls::Current().Stat(search.folder.Get(), name,
-                                         AT_SYMLINK_NOFOLLOW | AT_STATX_FORCE_SYNC, &status) == 0) {
-            FillAttributes(status, data);
+        if (LookAt(search.folder.Get(), name, data)) {
             std::memcpy(data->cFileName, name, length + 1);
             return true;
         }
@@ -252,6 +292,42 @@ int ListFolder(const char* path, std::vector<std::string>* names)
 int ListFiles(const char* path, std::vector<std::string>* names, std::string_view suffix)
 {
     return CollectNames(path, false, suffix, names);
+}
+
+int ReadAttributes(const char* path, std::span<const std::string> names,
+                   std::vector<std::optional<WIN32_FILE_ATTRIBUTE_DATA>>* data)
+{
+    const CDescriptor folder = OpenFolder(path);
+    if (!folder.IsOpen()) {
+        return FailWithErrnoOfFolder();
+    }
+    std::vector<CAttributes> read(names.size());
+    const std::size_t count = CountThreads(names.size());
+    std::array<int, kMaxThreads> errors = {};
+    const auto look = [&](std::size_t part) {
+        const std::size_t begin = names.size() * part / count;
+        const std::size_t size = names.size() * (part + 1) / count - begin;
+        errors[part] = LookAtAll(folder.Get(), names.subspan(begin, size),
+                                 std::span(read).subspan(begin, size));
+    };
+    std::vector<std::jthread> others;
+    others.reserve(count - 1);
+    for (std::size_t part = 1; part < count; ++part) {
+        try {
+            others.emplace_back(look, part);
+        } catch (const std::system_error&) { // no thread is left
+            look(part);
+        }
+    }
+    look(0);
+    others.clear(); // waits
+    const auto* const error = std::ranges::find_if(errors, [](int each) { return each != 0; });
+    if (error != errors.end()) {
+        errno = *error;
+        return FailWithErrno();
+    }
+    *data = std::move(read);
+    return 1;
 }
 
 } // namespace contactmgr_internal

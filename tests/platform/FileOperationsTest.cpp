@@ -10,8 +10,11 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 #include <optional>
 #include <set>
+#include <string>
+#include <vector>
 
 #include <sys/stat.h>
 #include <sys/xattr.h>
@@ -134,6 +137,30 @@ TEST(FileOperationsTest, SearchesMatchNamesAsThePatternSays)
     EXPECT_EQ(Search(folder / "*.none"), Names{});
     EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
     EXPECT_EQ(Search(folder / "none/*"), Names{});
+    EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
+}
+
+TEST(FileOperationsTest, ManyFilesAreLookedAtByThreadsAndToldInTheirOrder)
+{
+    const CTempFolder folder;
+    std::vector<std::string> names;
+    for (std::size_t i = 0; i < 9001; ++i) {
+        names.push_back(std::to_string(i));
+        std::ofstream(folder / names.back()) << std::string(i % 7, 'x');
+    }
+    unlink((folder / "4711").c_str());
+    std::vector<std::optional<WIN32_FILE_ATTRIBUTE_DATA>> data;
+    ASSERT_TRUE(ReadAttributes(folder.Path().c_str(), names, &data));
+    ASSERT_EQ(data.size(), names.size());
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        ASSERT_EQ(data[i].has_value(), i != 4711) << i;
+        ASSERT_TRUE(!data[i] || data[i]->nFileSizeLow == i % 7) << i;
+    }
+    names[8000] = std::string(300, 'x'); // no name of a file
+    EXPECT_FALSE(ReadAttributes(folder.Path().c_str(), names, &data));
+    EXPECT_EQ(GetLastError(), ERROR_FILENAME_EXCED_RANGE);
+    EXPECT_EQ(data.size(), names.size()) << "as it was";
+    EXPECT_FALSE(ReadAttributes((folder / "none").c_str(), names, &data));
     EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
 }
 
